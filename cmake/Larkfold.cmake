@@ -1,0 +1,74 @@
+# What every target of this project has in common: language, warnings, sanitizers, and the three ways to declare a
+# target (a library of one folder and floor, a test program, a benchmark program).
+
+include(GNUInstallDirs)
+
+option(LARKFOLD_TESTS "Build the tests" ON)
+option(LARKFOLD_BENCHMARKS "Build the benchmark programs" ON)
+option(LARKFOLD_WARNINGS_AS_ERRORS "Treat warnings as errors" ON)
+set(LARKFOLD_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them: address,undefined or thread")
+
+set(CMAKE_CXX_STANDARD 23)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+
+find_program(LARKFOLD_CCACHE ccache)
+if(LARKFOLD_CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${LARKFOLD_CCACHE}")
+endif()
+
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+  set(LARKFOLD_SYSTEM linux)
+elseif(CMAKE_SYSTEM_NAME STREQUAL "Darwin")
+  set(LARKFOLD_SYSTEM macos)
+else()
+  message(FATAL_ERROR "Larkfold has no platform layer for ${CMAKE_SYSTEM_NAME}: add src/platform/<system>/ first.")
+endif()
+
+add_library(larkfold_options INTERFACE)
+target_compile_options(larkfold_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor -Woverloaded-virtual
+  -fno-omit-frame-pointer)
+if(LARKFOLD_WARNINGS_AS_ERRORS)
+  target_compile_options(larkfold_options INTERFACE -Werror)
+endif()
+if(LARKFOLD_SANITIZE)
+  # For everything, the code that Qt's generators write included: a mixed program reports races that are none.
+  add_compile_options(-fsanitize=${LARKFOLD_SANITIZE} -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${LARKFOLD_SANITIZE})
+endif()
+
+# larkfold_library(NAME SOURCES ... PUBLIC ... PRIVATE ...): one folder's one floor.
+function(larkfold_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_include_directories(${name} PUBLIC "${PROJECT_SOURCE_DIR}/src")
+  target_link_libraries(${name} PUBLIC ${ARG_PUBLIC} PRIVATE larkfold_options ${ARG_PRIVATE})
+endfunction()
+
+# larkfold_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [TIMEOUT seconds] [SERIAL]): one test program, one ctest
+# entry. It runs headless and with a private home and runtime folder, so that no test ever sees the developer's own.
+function(larkfold_test name)
+  cmake_parse_arguments(ARG "SERIAL" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  if(NOT ARG_TIMEOUT)
+    set(ARG_TIMEOUT 300)
+  endif()
+  add_executable(${name} ${ARG_SOURCES})
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/src" "${PROJECT_SOURCE_DIR}/tests")
+  target_link_libraries(${name} PRIVATE larkfold_options ${ARG_LIBRARIES})
+  add_test(NAME ${name} COMMAND "${PROJECT_SOURCE_DIR}/tests/support/private-session" $<TARGET_FILE:${name}>)
+  set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
+  if(ARG_SERIAL)
+    set_tests_properties(${name} PROPERTIES RUN_SERIAL TRUE)
+  endif()
+endfunction()
+
+# larkfold_benchmark(NAME SOURCES ... LIBRARIES ...): one Google Benchmark program.
+function(larkfold_benchmark name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBRARIES" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/src" "${PROJECT_SOURCE_DIR}/tests")
+  target_link_libraries(${name} PRIVATE larkfold_options ${ARG_LIBRARIES})
+endfunction()

@@ -1,0 +1,74 @@
+// Walks a folder, builds a bounded tree with exact totals, and writes one row for every file and directory into a new
+// index.
+//
+// The tree keeps at most `maximumRetainedFiles` file nodes, those met first; what comes later is folded into one summary
+// leaf per folder, while the index keeps every row. The index is written beside the old one and put in its place only
+// when it is whole.
+//
+// One scanner serves one scan at a time, on one serial context.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "disk/DiskScanOptions.h"
+#include "disk/ScanError.h"
+#include "disk/ScanProgress.h"
+#include "disk/ScanResult.h"
+#include "platform/Error.h"
+#include "platform/FileIdentity.h"
+
+namespace larkfold {
+
+class ScanIndexDatabase;
+
+class DiskScannerFailure final : public Error {
+public:
+    enum class Case { duplicateOrUnavailableRoot };
+    std::string description() const override { return "The selected scan root could not be registered safely."; }
+};
+
+class DiskScanner {
+public:
+    using ProgressHandler = std::function<void(const ScanProgress&)>;
+
+    // How folders are read; the defaults are what the program uses.
+    struct Reading {
+        bool readsAhead = true;
+        std::chrono::milliseconds answerTimeout{10'000};
+    };
+
+    // `indexURL`: where the finished index belongs; absent: none is written. Touches nothing on disk.
+    explicit DiskScanner(std::optional<std::string> indexURL = std::nullopt, Reading reading = {});
+    ~DiskScanner();
+
+    // Scans the folder at `url` (absolute path, bytes). `progress` is called on this context and must return quickly.
+    // Throws CancellationError when stopped, ScanIndexDatabase::Failure, SystemError or DiskScannerFailure otherwise;
+    // the earlier index then stands untouched.
+    ScanResult scan(const std::string& url, const DiskScanOptions& options, std::stop_token stop,
+                    ProgressHandler progress);
+    // The same walk without reports.
+    ScanResult scan(const std::string& url, const DiskScanOptions& options, std::stop_token stop);
+
+private:
+    struct Walk;
+
+    void discardIndex(const std::string& temporary);
+
+    std::optional<std::string> indexURL_;
+    Reading reading_;
+    std::unique_ptr<ScanIndexDatabase> index_;
+    ErrorValue indexError_;
+    std::vector<ScanError> errors_;
+    std::size_t retainedFileNodes_ = 0;
+    std::unordered_set<FileIdentity> visitedDirectoryIdentities_;
+    std::unordered_set<std::string> visitedDirectoryPaths_;  // of folders that have no identity
+};
+
+}  // namespace larkfold

@@ -1,0 +1,180 @@
+// The driver behind the disk tab: what the window shows of a scan, and what the user can do with it.
+//
+// It starts and cancels scans, keeps a stale scan's reports from the screen, and holds the marks of what is to be removed.
+// Every failure becomes text in `error`; no operation throws. Main thread only; the scan runs on a serial context.
+#pragma once
+
+#include <QObject>
+#include <QString>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "disk/DiskScanOptions.h"
+#include "disk/FileNode.h"
+#include "disk/FolderChooser.h"
+#include "disk/ScanProgress.h"
+#include "disk/ScanResult.h"
+#include "platform/SerialContext.h"
+#include "platform/UUID.h"
+#include "platform/UserDefaults.h"
+
+namespace larkfold {
+
+// What was scanned.
+enum class ScanScope { selectedFolder, startupDisk };
+
+class DiskScannerViewModel : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(bool hasScanResult READ hasScanResult NOTIFY scanResultChanged)
+    Q_PROPERTY(bool isScanning READ isScanning NOTIFY isScanningChanged)
+    Q_PROPERTY(bool isDeleting READ isDeleting NOTIFY isDeletingChanged)
+    Q_PROPERTY(QString error READ errorText NOTIFY errorChanged)
+    Q_PROPERTY(bool isAccessProblem READ isAccessProblem NOTIFY errorChanged)
+    Q_PROPERTY(QString savedScanNotice READ savedScanNoticeText NOTIFY savedScanNoticeChanged)
+    Q_PROPERTY(bool hasSavedIndex READ hasSavedIndex NOTIFY hasSavedIndexChanged)
+    Q_PROPERTY(int changedFolderCount READ changedFolderCount NOTIFY changedFolderCountChanged)
+    Q_PROPERTY(bool isRefreshingIndex READ isRefreshingIndex NOTIFY isRefreshingIndexChanged)
+    Q_PROPERTY(bool scansStartupDisk READ scansStartupDisk NOTIFY scanScopeChanged)
+    Q_PROPERTY(bool skipHiddenFiles READ skipHiddenFiles WRITE setSkipHiddenFiles NOTIFY skipHiddenFilesChanged)
+
+public:
+    // What the driver needs of the world. References and pointers outlive the driver.
+    struct World {
+        MainQueue& mainQueue;
+        UserDefaults& defaults;
+        FolderChooser* folderChooser = nullptr;         // null: `chooseFolder` does nothing
+        std::optional<std::string> indexFileURL;        // absent: the place that `indexFileURL()` names
+    };
+
+    explicit DiskScannerViewModel(World world, QObject* parent = nullptr);
+    ~DiskScannerViewModel() override;
+
+    // The user's Application Support folder, then "Larkfold/latest-scan.sqlite". Looked up anew at each call.
+    static std::string indexFileURL();
+    // The fixed prefixes that a scan of the startup disk leaves out; the system's own are read at each scan.
+    static const std::vector<std::string>& startupScanExclusions();
+
+    // Published state.
+    const std::optional<ScanResult>& scanResult() const { return scanResult_; }
+    bool hasScanResult() const { return scanResult_.has_value(); }
+    bool isScanning() const { return isScanning_; }
+    bool isDeleting() const { return isDeleting_; }
+    const ScanProgress& progress() const { return progress_; }
+    const std::optional<std::string>& error() const { return error_; }
+    QString errorText() const;
+    // True where `error` tells of a lack of permission, which granting access can mend.
+    bool isAccessProblem() const { return isAccessProblem_; }
+    const FileNode::Pointer& selectedNode() const { return selectedNode_; }
+    const FileNode::Pointer& hoveredNode() const { return hoveredNode_; }
+    const std::vector<FileNode::Pointer>& navigationStack() const { return navigationStack_; }
+    const std::set<UUID>& selectedForDeletion() const { return selectedForDeletion_; }
+    bool showDeleteConfirmation() const { return showDeleteConfirmation_; }
+    ScanScope scanScope() const { return scanScope_; }
+    bool scansStartupDisk() const { return scanScope_ == ScanScope::startupDisk; }
+    const std::optional<std::string>& savedScanNotice() const { return savedScanNotice_; }
+    QString savedScanNoticeText() const;
+    bool hasSavedIndex() const { return hasSavedIndex_; }
+    int changedFolderCount() const { return changedFolderCount_; }
+    bool isRefreshingIndex() const { return isRefreshingIndex_; }
+    const std::optional<std::string>& scanRootBookmarkData() const { return scanRootBookmarkData_; }
+
+    // The last of `navigationStack`, otherwise the root of the result, otherwise null.
+    FileNode::Pointer currentNode() const;
+    // The folder that the scan on screen (or under way) was started for, and whether it left hidden items out.
+    const std::string& scanRootPath() const { return scanRootPath_; }
+    const DiskScanOptions& scanOptions() const { return scanOptions_; }
+
+    // The user default "skipHiddenFiles"; true where it is missing or no Boolean.
+    bool skipHiddenFiles() const;
+    void setSkipHiddenFiles(bool skip);
+
+    // Views write these.
+    void setSelectedNode(FileNode::Pointer node);
+    void setHoveredNode(FileNode::Pointer node);
+    void setShowDeleteConfirmation(bool show);
+    void setError(std::optional<std::string> text, bool isAccessProblem = false);
+
+    // Operations of the user.
+    Q_INVOKABLE void chooseFolder();
+    void scanFolder(const std::string& path);
+    Q_INVOKABLE void scanStartupDisk();
+    void rescan(const std::string& path, const std::optional<std::string>& bookmarkData);
+    // The same root once more, with the present settings.
+    Q_INVOKABLE void rescanCurrent();
+    Q_INVOKABLE void cancelScan();
+    Q_INVOKABLE void dismissError();
+    void navigateInto(const FileNode::Pointer& node);
+    Q_INVOKABLE void navigateBack();
+    // Back to an ancestor of the current node (or to the root), as the breadcrumb does.
+    void navigateTo(const FileNode::Pointer& node);
+    bool canSelect(const FileNode& node) const;
+    void toggleSelection(const FileNode::Pointer& node);
+    // Takes all marks away.
+    Q_INVOKABLE void clearSelection();
+    std::vector<std::string> allowedRemovalRoots() const;
+    // How many marked nodes there are and their sizes together, what lies within another marked folder counted once.
+    struct MarkedTotals {
+        int items = 0;
+        std::int64_t bytes = 0;
+    };
+    MarkedTotals markedTotals() const;
+    void releaseSecurityScope();
+
+signals:
+    void scanResultChanged();
+    void isScanningChanged();
+    void isDeletingChanged();
+    void progressChanged();
+    void errorChanged();
+    void selectedNodeChanged();
+    void hoveredNodeChanged();
+    void navigationStackChanged();
+    void selectedForDeletionChanged();
+    void showDeleteConfirmationChanged();
+    void scanScopeChanged();
+    void savedScanNoticeChanged();
+    void hasSavedIndexChanged();
+    void changedFolderCountChanged();
+    void isRefreshingIndexChanged();
+    void skipHiddenFilesChanged();
+
+private:
+    void startScan(const std::string& path, DiskScanOptions options, ScanScope scope);
+    void reportProgress(const UUID& scanID, const ScanProgress& progress);
+    void finishScan(Outcome<ScanResult> outcome);
+    void setScanning(bool scanning);
+
+    World world_;
+    std::optional<ScanResult> scanResult_;
+    bool isScanning_ = false;
+    bool isDeleting_ = false;
+    ScanProgress progress_;
+    std::optional<std::string> error_;
+    bool isAccessProblem_ = false;
+    FileNode::Pointer selectedNode_;
+    FileNode::Pointer hoveredNode_;
+    std::vector<FileNode::Pointer> navigationStack_;
+    std::set<UUID> selectedForDeletion_;
+    bool showDeleteConfirmation_ = false;
+    ScanScope scanScope_ = ScanScope::selectedFolder;
+    std::optional<std::string> savedScanNotice_;
+    bool hasSavedIndex_ = false;
+    int changedFolderCount_ = 0;
+    bool isRefreshingIndex_ = false;
+
+    std::string scanRootPath_;
+    DiskScanOptions scanOptions_;
+    UUID scanID_;
+    std::optional<std::string> activeSecurityScopedURL_;
+    bool hasActiveSecurityScope_ = false;
+    std::optional<std::string> scanRootBookmarkData_;
+    struct ProgressRelay;
+    std::shared_ptr<ProgressRelay> relay_;  // where the scan's thread leaves its latest report
+    SerialContext scanContext_;
+    Run scanTask_;  // last: its end drops the work before anything that the work reports to
+};
+
+}  // namespace larkfold

@@ -1,0 +1,36 @@
+// Operations that create, replace or remove files of this program itself: the index, stores, temporaries. What belongs
+// to the user has another door. Safe from any thread.
+//
+// Every failure is a SystemError; a failed sync is a failed operation.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace larkfold::own_files {
+
+// True where anything stands at `path`, a dangling link included.
+bool exists(const std::string& path);
+
+// Makes the folder with all its missing parents (mode 0700 for those it makes).
+void createFolders(const std::string& folder);
+
+// Sets the permission bits.
+void setPermissions(const std::string& path, unsigned mode);
+
+// Removes one file; a missing file is no failure. Never a folder.
+void removeFile(const std::string& path);
+
+// Puts `replacement` in the place of `target`, whether or not a file stands there: syncs the replacement's bytes,
+// renames it over the target in one step, syncs the folder. Both lie in one folder. After a failure the target is the
+// whole old file or the whole new one.
+void replaceFile(const std::string& replacement, const std::string& target);
+
+// Writes `bytes` as the new content of `path` (mode 0600): to a temporary beside it, synced, then `replaceFile`. Makes the
+// folder where it is missing. On failure the temporary is gone and the old content stands.
+void writeFile(const std::string& path, std::string_view bytes);
+
+// The whole content. Throws where it cannot be read or is larger than `limit` bytes.
+std::string readFile(const std::string& path, std::size_t limit);
+
+}  // namespace larkfold::own_files
