@@ -1,0 +1,74 @@
+pragma Singleton
+
+import QtQuick
+
+// Every colour, radius, spacing and type size of the interface. Nothing else holds a literal.
+//
+// `dark` and `reducesMotion` are set once by the window from the desktop's settings and follow them.
+QtObject {
+    id: theme
+
+    property bool dark: false
+    property bool reducesMotion: false
+
+    // Surfaces, from the back to the front.
+    readonly property color window: dark ? "#17181c" : "#f4f5f8"
+    readonly property color sidebar: dark ? "#16171b" : "#ecedf2"
+    readonly property color surface: dark ? "#1e2128" : "#ffffff"
+    readonly property color surfaceRaised: dark ? "#272b34" : "#ffffff"
+    readonly property color rowAlternate: dark ? "#22262e" : "#f7f8fa"
+    readonly property color hairline: dark ? "#343843" : "#dcdee6"
+    readonly property color hover: dark ? "#2a2f39" : "#eef0f5"
+    readonly property color pressed: dark ? "#333946" : "#e2e5ed"
+    readonly property color selection: dark ? "#22345c" : "#e6edff"
+    readonly property color scrim: dark ? "#a0000000" : "#66202430"
+
+    // Text, each at least 4.5:1 on the surfaces above.
+    readonly property color text: dark ? "#f0f1f5" : "#181a20"
+    readonly property color textSecondary: dark ? "#a3a8b5" : "#5c6270"
+    readonly property color textOnAccent: "#ffffff"
+
+    // Meaning. Red belongs to removal alone.
+    readonly property color accent: dark ? "#4f83f7" : "#2b63e8"
+    readonly property color accentFill: dark ? "#3568e0" : "#2b63e8"
+    readonly property color accentHover: dark ? "#4276ec" : "#2358d6"
+    readonly property color link: dark ? "#7ea6ff" : "#1f56d6"
+    readonly property color removal: dark ? "#ff6b6b" : "#c8232c"
+    readonly property color review: dark ? "#f0b35a" : "#9a5b00"
+    readonly property color reviewFill: dark ? "#3a2f1c" : "#fff4e0"
+    readonly property color safe: dark ? "#5fcf8e" : "#1b7a45"
+    readonly property color safeFill: dark ? "#1c3327" : "#e1f5e9"
+
+    // The map.
+    readonly property color mapCentre: Qt.alpha(accent, 0.8)
+    readonly property color mapMarked: Qt.rgba(1, 0, 0, 0.8)
+
+    // Steps of 4.
+    readonly property int space1: 4
+    readonly property int space2: 8
+    readonly property int space3: 12
+    readonly property int space4: 16
+    readonly property int space5: 20
+    readonly property int space6: 24
+    readonly property int space8: 32
+    readonly property int space12: 48
+
+    readonly property int radiusControl: 6
+    readonly property int radiusCard: 10
+    readonly property int controlHeight: 32
+    readonly property int minimumTarget: 28
+    readonly property int rowHeight: 32
+    readonly property int sidebarWidth: 200
+    readonly property int sidebarWidthNarrow: 56
+
+    // Type: caption, body, emphasis, title, display.
+    readonly property int sizeCaption: 11
+    readonly property int sizeBody: 13
+    readonly property int sizeEmphasis: 15
+    readonly property int sizeTitle: 20
+    readonly property int sizeDisplay: 28
+
+    // Motion: none at all when the desktop asks for none.
+    readonly property int durationShort: reducesMotion ? 0 : 120
+    readonly property int durationMedium: reducesMotion ? 0 : 180
+}
