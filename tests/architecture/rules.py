@@ -1,0 +1,305 @@
+"""The rules of the floors, as data and as one checker per rule.
+
+Each checker takes a path relative to the repository and the text of that file, and returns a list of sentences, one per
+breach. test_include_rules.py runs them over the sources and over small bad samples, so that a checker which sees nothing
+is noticed.
+"""
+
+import re
+from pathlib import PurePosixPath
+
+# ---------------------------------------------------------------------------------------------------------------------
+# Which folder may include which (besides itself). A new folder below src/ needs a row.
+
+FOLDERS = {
+    "platform": set(),
+    "removal": {"platform"},
+    "disk": {"platform"},
+    "shell": {"platform", "removal", "disk"},
+}
+
+# What drivers may include beyond their folder's engines.
+DRIVER_FOLDERS = {"removal"}
+
+# The path rules of the gate are a target of their own that engines may use too.
+OPEN_HEADERS = {"removal/PathRules.h"}
+
+# Headers from outside of the project and of the C++ library, by folder, each with what it is for.
+LIBRARIES = {
+    "platform": {
+        r"unicode/.*": "ICU: collation and grouping",
+        r"nlohmann/json\.hpp": "small JSON stores",
+    },
+    "disk": {r"sqlite3\.h": "the scan index"},
+}
+
+STANDARD_HEADERS = set("""
+algorithm any array atomic bit bitset cassert cctype cerrno cfloat charconv chrono cinttypes climits cmath compare
+complex concepts condition_variable cstddef cstdint cstdio cstdlib cstring ctime deque exception expected filesystem
+format forward_list fstream functional future initializer_list iomanip ios iosfwd iostream istream iterator latch limits
+list locale map memory memory_resource mutex new numbers numeric optional ostream queue random ranges ratio regex
+semaphore set shared_mutex source_location span sstream stack stdexcept stop_token streambuf string string_view
+system_error thread tuple type_traits typeindex typeinfo unordered_map unordered_set utility variant vector version
+""".split())
+
+# ---------------------------------------------------------------------------------------------------------------------
+# Who may use the operations that create, replace or remove the program's own files, and which of them.
+
+OWN_FILES_CALLERS = {
+    "src/disk/DiskScanner.cpp": {"exists", "removeFile", "replaceFile"},
+    "src/disk/ScanIndexDatabase.cpp": {"createFolders", "setPermissions"},
+}
+
+# Headers that are named after their subject although they declare types as well.
+SUBJECT_HEADERS = {
+    "src/platform/Volumes.h",
+}
+
+# ---------------------------------------------------------------------------------------------------------------------
+# Reading C++.
+
+_NOISE = re.compile(
+    r"""(?P<raw>R"(?P<delimiter>[^()\\\s]{0,16})\(.*?\)(?P=delimiter)")"""
+    r"""|(?P<string>"(?:[^"\\\n]|\\.)*")"""
+    r"""|(?P<character>(?<![0-9a-fA-F])'(?:[^'\\\n]|\\.)+')"""
+    r"""|(?P<comment>//[^\n]*|/\*.*?\*/)""",
+    re.DOTALL,
+)
+
+
+def code_of(text):
+    """The text without comments and without the insides of literals, lines kept."""
+
+    def blank(match):
+        kept = "\n" * match.group(0).count("\n")
+        return '""' + kept if match.group("raw") or match.group("string") else " " + kept
+
+    return _NOISE.sub(blank, text)
+
+
+def includes_of(text):
+    """(line number, header, angled) of each include directive that is not commented out."""
+    without_comments = _NOISE.sub(
+        lambda m: "\n" * m.group(0).count("\n") if m.group("comment") else m.group(0), text)
+    found = []
+    for number, line in enumerate(without_comments.splitlines(), 1):
+        match = re.match(r'\s*#\s*(?:include|import)\s*([<"])([^>"]+)[>"]', line)
+        if match:
+            found.append((number, match.group(2), match.group(1) == "<"))
+    return found
+
+
+def _lines_matching(pattern, code):
+    for number, line in enumerate(code.splitlines(), 1):
+        match = pattern.search(line)
+        if match:
+            yield number, match.group(0).strip()
+
+
+# ---------------------------------------------------------------------------------------------------------------------
+# Where a file stands.
+
+
+def folder_of(path):
+    return PurePosixPath(path).parts[1]
+
+
+def is_platform(path):
+    return path.startswith("src/platform/")
+
+
+def is_system_part(path):
+    return re.match(r"src/platform/(linux|macos)/", path) is not None
+
+
+def is_driver(path):
+    return PurePosixPath(path).stem.endswith("ViewModel") or PurePosixPath(path).stem == "PermissionManager"
+
+
+def floor_of(path):
+    """"system", "platform", "bridge", "engine", "driver" or "view"."""
+    if is_system_part(path):
+        return "system"
+    if path.startswith("src/platform/qt/"):
+        return "bridge"
+    if is_platform(path):
+        return "platform"
+    if path.startswith("src/shell/map/"):
+        return "engine"
+    if is_driver(path):
+        return "driver"
+    if path.startswith("src/shell/"):
+        return "view"
+    return "engine"
+
+
+# ---------------------------------------------------------------------------------------------------------------------
+# The rules.
+
+_WINDOW_HEADER = re.compile(
+    r"^(QtGui|QtQuick|QtQml|QtWidgets|QtSvg|QtDBus)|"
+    r"^Q(Quick|Qml|JS|SG|Gui|Image|Color|Paint|Font|Window|Screen|Icon|Pixmap|Clipboard|DesktopServices|Widget|DBus|Svg|"
+    r"Accessible|Cursor|Text(Document|Layout|Format)|StyleHints|Dialog|Message|File(Dialog)$)")
+
+
+def include_rules(path, text, headers):
+    """`headers`: all project headers as they are included, for example "disk/FileNode.h"."""
+    breaches = []
+    folder, floor = folder_of(path), floor_of(path)
+    if folder not in FOLDERS:
+        return [f"{path}: the folder src/{folder} has no row in the table of folders"]
+    for number, header, angled in includes_of(text):
+        where = f"{path}:{number}"
+        if not angled:
+            if header.endswith(".moc") or re.match(r"moc_\w+\.cpp$", header):
+                continue
+            beside = str(PurePosixPath(path).parent / header)[len("src/"):]
+            name = header
+            if name not in headers:
+                # Found beside the includer, or from src/shell, which its own sources have on the search path.
+                name = beside if beside in headers else f"shell/{header}" if folder == "shell" else header
+            if name not in headers:
+                breaches.append(f'{where}: "{header}" is no header of this project')
+                continue
+            target = name.split("/")[0]
+            allowed = FOLDERS[folder] | {folder} | (DRIVER_FOLDERS if floor == "driver" else set())
+            if target not in allowed and name not in OPEN_HEADERS:
+                breaches.append(f"{where}: {folder} must not include {name}")
+            if floor in ("system", "platform", "engine") and floor_of("src/" + name) in ("bridge", "driver", "view"):
+                breaches.append(f"{where}: a {floor} source must not include {name} of the floor above")
+            if floor == "driver" and floor_of("src/" + name) == "view":
+                breaches.append(f"{where}: a driver must not include the view's {name}")
+            if not is_platform(path) and floor_of("src/" + name) == "system":
+                breaches.append(f"{where}: {name} belongs to one system; include the header of src/platform")
+            if floor == "platform" and floor_of("src/" + name) == "system" and path.endswith(".h"):
+                breaches.append(f"{where}: a header of src/platform must not depend on one system")
+            continue
+        if header in STANDARD_HEADERS:
+            continue
+        if re.match(r"Q[A-Za-z]", header) or header.startswith("qt"):
+            if floor in ("system", "platform", "engine"):
+                breaches.append(f"{where}: <{header}>: Qt has no place in an engine or below it")
+            elif floor == "driver" and _WINDOW_HEADER.search(header):
+                breaches.append(f"{where}: <{header}>: a driver knows QtCore and no window")
+            continue
+        if any(re.fullmatch(pattern, header) for pattern in LIBRARIES.get(folder, {})):
+            continue
+        if is_system_part(path):
+            continue
+        breaches.append(f"{where}: <{header}>: only src/platform/<system> may include a header of the system, "
+                        f"and a library's headers need a row")
+    return breaches
+
+
+_THREADS = re.compile(
+    r"\bstd::(thread|jthread|mutex|timed_mutex|recursive_mutex|recursive_timed_mutex|shared_mutex|shared_timed_mutex"
+    r"|lock_guard|unique_lock|scoped_lock|shared_lock|condition_variable|condition_variable_any|async|promise|future"
+    r"|shared_future|packaged_task|call_once|once_flag|latch|barrier|counting_semaphore|binary_semaphore)\b"
+    r"|\b(QThread|QThreadPool|QRunnable|QMutex|QMutexLocker|QRecursiveMutex|QReadWriteLock|QReadLocker|QWriteLocker"
+    r"|QWaitCondition|QSemaphore|QFutureWatcher|QPromise|QFuture)\b"
+    r"|\bQtConcurrent\b|\bpthread_\w+")
+
+
+def thread_rule(path, text):
+    if is_platform(path):
+        return []
+    return [f"{path}:{number}: {found}: only src/platform creates threads and locks"
+            for number, found in _lines_matching(_THREADS, code_of(text))]
+
+
+_SYSTEM_IFDEF = re.compile(
+    r"^\s*#\s*(if|ifdef|ifndef|elif)\b.*\b(__linux__|__linux|__APPLE__|__MACH__|_WIN32|__unix__|Q_OS_\w+)\b")
+
+
+def system_condition_rule(path, text):
+    """Which system it is decides the build, by choosing files; the chosen file may refuse the wrong system."""
+    if is_system_part(path):
+        return []
+    return [f"{path}:{number}: {found}: a condition on the system outside of src/platform/<system>"
+            for number, found in _lines_matching(_SYSTEM_IFDEF, code_of(text))]
+
+
+_REMOVAL = re.compile(
+    r"\b(std::filesystem|namespace\s+\w+\s*=\s*std::filesystem)\b"
+    r"|\bO_(TRUNC|CREAT)\b"
+    r"|(?<![\w.>])(::|std::)?\b(unlink|unlinkat|rename|renameat|renameat2|rmdir|ftruncate|truncate|ftruncate64|truncate64"
+    r"|creat|fopen|freopen|mkstemp|tmpfile)\s*\("
+    r"|(?<![\w.>:])(::|std::)remove\s*\(\s*[^,()]*\)"
+    r"|\bstd::(w?ofstream|w?fstream|basic_ofstream|basic_fstream)\b"
+    r"|\b(QSaveFile|QTemporaryFile|QTemporaryDir|QFileDevice|QLockFile)\b"
+    r"|\bQFile::(remove|rename|resize|moveToTrash|copy|link)\b"
+    r"|\bQDir\b|\bremoveRecursively\b|\bmoveToTrash\b"
+    r"|\b(QIODevice|QIODeviceBase|QFile)::(OpenModeFlag::)?(WriteOnly|ReadWrite|Truncate|Append|NewOnly)\b")
+
+
+def removal_rule(path, text):
+    if is_platform(path):
+        return []
+    return [f"{path}:{number}: {found}: what creates, removes, renames or truncates belongs to src/platform"
+            for number, found in _lines_matching(_REMOVAL, code_of(text))]
+
+
+def own_files_rule(path, text, callers=OWN_FILES_CALLERS):
+    code = code_of(text)
+    breaches = []
+    if is_platform(path):
+        return breaches
+    if re.search(r"using\s+(namespace\s+)?[\w:]*\bown_files\b|namespace\s+\w+\s*=\s*[\w:]*\bown_files\b", code):
+        breaches.append(f"{path}: operations on own files are called by their full name, so that callers can be found")
+    used = set(re.findall(r"\bown_files::(\w+)", code))
+    for name in sorted(used - callers.get(path, set())):
+        breaches.append(f"{path}: own_files::{name} is not on the list of callers")
+    return breaches
+
+
+def stale_callers(sources, callers=OWN_FILES_CALLERS):
+    """Rows of the list of callers that nothing uses any more. `sources`: path to text."""
+    stale = []
+    for path, names in callers.items():
+        used = set(re.findall(r"\bown_files::(\w+)", code_of(sources.get(path, ""))))
+        stale += [f"{path}: own_files::{name} is on the list of callers and not called" for name in sorted(names - used)]
+    return stale
+
+
+def naming_rule(path, text, all_paths, subjects=SUBJECT_HEADERS):
+    pure = PurePosixPath(path)
+    if pure.suffix == ".h":
+        if path in subjects:
+            return []
+        types = re.findall(r"^(?:template\b.*>\s*)?(?:class|struct|enum(?:\s+class)?|using)\s+(?:alignas\([^)]*\)\s*)?(\w+)"
+                           r"(?=[^;]*?\{|\s*=)", code_of(text), re.MULTILINE)
+        # Functions alone: the header is named after their subject.
+        if types and not any(pure.stem in name for name in types):
+            return [f"{path}: declares {', '.join(types)} and nothing named {pure.stem}"]
+        return []
+    if pure.name == "main.cpp":
+        return []
+    folder = pure.parent
+    candidates = [folder / f"{pure.stem}.h"]
+    if folder.name in ("linux", "macos"):
+        candidates.append(folder.parent / f"{pure.stem}.h")
+    if not any(str(candidate) in all_paths for candidate in candidates):
+        return [f"{path}: no header {pure.stem}.h beside it"]
+    return []
+
+
+_COLOUR = re.compile(
+    r"""["']#[0-9a-fA-F]{3,8}["']|\bQt\.(rgba|hsla|hsva|lighter|darker|tint|color)\s*\("""
+    r"""|\b[cC]olor\s*:\s*["'](?!transparent["'])\w+["']""")
+
+
+def colour_rule(path, text):
+    if PurePosixPath(path).name == "Theme.qml":
+        return []
+    without_comments = re.sub(r"/\*.*?\*/|(?<![:\w\"'])//[^\n]*", lambda m: "\n" * m.group(0).count("\n"), text, flags=re.DOTALL)
+    return [f"{path}:{number}: {found}: colours stand in Theme.qml alone"
+            for number, found in _lines_matching(_COLOUR, without_comments)]
+
+
+_QML_FILE_ACCESS = re.compile(r"\bXMLHttpRequest\b|\bimport\s+\"[^\"]*\.m?js\"|\bQt\.include\b|\bQt\.openUrlExternally\b")
+
+
+def view_logic_rule(path, text):
+    """A view takes no decision about files: it has no script files and reaches no file or address by itself."""
+    return [f"{path}:{number}: {found}: a view asks its driver"
+            for number, found in _lines_matching(_QML_FILE_ACCESS, text)]

@@ -1,0 +1,203 @@
+"""The sources keep the rules of rules.py, and each rule reports a sample that breaks it."""
+
+import os
+import unittest
+from pathlib import Path
+
+import rules
+
+SOURCE = Path(os.environ.get("LARKFOLD_SOURCE", Path(__file__).resolve().parents[2]))
+
+
+def read(*suffixes, below="src"):
+    return {str(path.relative_to(SOURCE)): path.read_text(encoding="utf-8")
+            for path in sorted((SOURCE / below).rglob("*")) if path.suffix in suffixes}
+
+
+CXX = read(".h", ".cpp")
+QML = read(".qml")
+HEADERS = {path[len("src/"):] for path in CXX if path.endswith(".h")}
+
+
+class Sources(unittest.TestCase):
+    maxDiff = None
+
+    def check(self, breaches):
+        if breaches:
+            self.fail("\n" + "\n".join(breaches))
+
+    def over(self, files, rule):
+        self.check([breach for path, text in files.items() for breach in rule(path, text)])
+
+    def test_thereAreSourcesToLookAt(self):
+        self.assertGreater(len(CXX), 20)
+        self.assertGreater(len(QML), 0)
+
+    def test_everyFolderHasItsRow(self):
+        found = {path.name for path in (SOURCE / "src").iterdir() if path.is_dir()}
+        self.assertEqual(found, set(rules.FOLDERS))
+
+    def test_includesGoDownwardsOnly(self):
+        self.over(CXX, lambda path, text: rules.include_rules(path, text, HEADERS))
+
+    def test_onlyThePlatformCreatesThreadsAndLocks(self):
+        self.over(CXX, rules.thread_rule)
+
+    def test_noConditionOnTheSystemOutsideItsFolder(self):
+        self.over(CXX, rules.system_condition_rule)
+
+    def test_onlyThePlatformRemovesRenamesAndTruncates(self):
+        self.over(CXX, rules.removal_rule)
+
+    def test_callersOfOwnFilesAreThoseOfTheList(self):
+        self.over(CXX, rules.own_files_rule)
+        self.check(rules.stale_callers(CXX))
+
+    def test_filesAreNamedAfterTheirType(self):
+        self.over(CXX, lambda path, text: rules.naming_rule(path, text, CXX.keys()))
+
+    def test_subjectHeadersExist(self):
+        self.assertEqual(sorted(rules.SUBJECT_HEADERS - CXX.keys()), [])
+
+    def test_coloursStandInTheThemeAlone(self):
+        self.over(QML, rules.colour_rule)
+
+    def test_viewsAskTheirDriver(self):
+        self.over(QML, rules.view_logic_rule)
+        self.assertEqual(list((SOURCE / "src").rglob("*.js")), [])
+
+
+class NegativeControls(unittest.TestCase):
+    """Each rule, shown a breach, reports it; shown the lawful twin, it stays silent."""
+
+    headers = {"platform/Path.h", "platform/qt/Desktop.h", "platform/linux/MountTable.h", "disk/FileNode.h",
+               "disk/DiskScannerViewModel.h", "removal/PathRules.h", "removal/FileDeleter.h", "shell/MapView.h"}
+
+    def include(self, path, *lines):
+        text = "\n".join(f"#include {line}" for line in lines)
+        return rules.include_rules(path, text, self.headers)
+
+    def test_upwardIncludesAreReported(self):
+        for path, header in [
+            ("src/platform/Path.cpp", '"disk/FileNode.h"'),
+            ("src/removal/FileDeleter.cpp", '"disk/FileNode.h"'),
+            ("src/disk/DiskScanner.cpp", '"removal/FileDeleter.h"'),
+            ("src/disk/DiskScanner.cpp", '"shell/MapView.h"'),
+            ("src/disk/DiskScanner.cpp", '"disk/DiskScannerViewModel.h"'),
+            ("src/disk/DiskScanner.cpp", '"platform/qt/Desktop.h"'),
+            ("src/disk/DiskScanner.cpp", '"platform/linux/MountTable.h"'),
+            ("src/platform/Path.h", '"platform/linux/MountTable.h"'),
+            ("src/platform/Path.cpp", '"platform/qt/Desktop.h"'),
+            ("src/shell/map/SunburstLayout.cpp", '"MapView.h"'),
+            ("src/disk/DiskScannerViewModel.h", '"shell/MapView.h"'),
+            ("src/disk/DiskScanner.cpp", '"somewhere/Else.h"'),
+            ("src/unknown/Thing.cpp", "<vector>"),
+        ]:
+            with self.subTest(path=path, header=header):
+                self.assertEqual(len(self.include(path, header)[:1]), 1)
+
+    def test_systemAndToolkitHeadersAreReported(self):
+        for path, header in [
+            ("src/disk/DiskScanner.cpp", "<unistd.h>"),
+            ("src/disk/DiskScanner.cpp", "<sys/stat.h>"),
+            ("src/platform/Path.cpp", "<fcntl.h>"),
+            ("src/shell/MapView.cpp", "<dirent.h>"),
+            ("src/disk/DiskScanner.cpp", "<QString>"),
+            ("src/platform/Path.h", "<QtCore/QString>"),
+            ("src/shell/map/SunburstLayout.h", "<QPainter>"),
+            ("src/disk/DiskScannerViewModel.h", "<QQuickItem>"),
+            ("src/disk/DiskScannerViewModel.cpp", "<QColor>"),
+            ("src/platform/Path.cpp", "<sqlite3.h>"),
+            ("src/shell/MapView.cpp", "<sqlite3.h>"),
+        ]:
+            with self.subTest(path=path, header=header):
+                self.assertEqual(len(self.include(path, header)), 1)
+
+    def test_lawfulIncludesAreNot(self):
+        for path, header in [
+            ("src/platform/linux/Path.cpp", "<sys/stat.h>"),
+            ("src/platform/linux/Path.cpp", '"platform/linux/MountTable.h"'),
+            ("src/platform/Collation.cpp", "<unicode/coll.h>"),
+            ("src/disk/FileNode.cpp", "<vector>"),
+            ("src/disk/ScanIndexDatabase.cpp", "<sqlite3.h>"),
+            ("src/disk/DiskScanner.cpp", '"removal/PathRules.h"'),
+            ("src/disk/DiskScannerViewModel.cpp", '"removal/FileDeleter.h"'),
+            ("src/disk/DiskScannerViewModel.h", "<QObject>"),
+            ("src/shell/MapView.cpp", '"MapView.h"'),
+            ("src/shell/MapView.cpp", "<QPainter>"),
+            ("src/disk/FileNode.cpp", '"FileNode.h"'),
+        ]:
+            with self.subTest(path=path, header=header):
+                self.assertEqual(self.include(path, header), [])
+
+    def test_includesInCommentsDoNotCount(self):
+        self.assertEqual(rules.include_rules("src/disk/A.cpp", "// #include <unistd.h>\n/* \n#include <fcntl.h>\n*/",
+                                             self.headers), [])
+
+    def test_threadsAndLocksAreReported(self):
+        for code in ["std::jthread worker;", "std::mutex m;", "std::lock_guard lock(m);", "auto f = std::async(g);",
+                     "QThread::create(f);", "QtConcurrent::run(f);", "pthread_create(&t, 0, f, 0);",
+                     "std::condition_variable_any c;"]:
+            with self.subTest(code=code):
+                self.assertEqual(len(rules.thread_rule("src/disk/A.cpp", code)), 1)
+                self.assertEqual(rules.thread_rule("src/platform/A.cpp", code), [])
+
+    def test_threadsInCommentsAndTextsDoNotCount(self):
+        self.assertEqual(rules.thread_rule("src/disk/A.cpp", '// std::mutex\nauto s = "std::mutex";\nauto c = \'"\';'), [])
+        # A character literal that holds a quotation mark hides nothing that follows it.
+        self.assertEqual(len(rules.thread_rule("src/disk/A.cpp", "auto c = '\"'; std::mutex m; auto d = '\"';")), 1)
+
+    def test_conditionsOnTheSystemAreReported(self):
+        for code in ["#ifdef __linux__", "#if defined(__APPLE__)", "#if defined(Q_OS_MACOS)"]:
+            with self.subTest(code=code):
+                self.assertEqual(len(rules.system_condition_rule("src/platform/Path.h", code)), 1)
+                self.assertEqual(rules.system_condition_rule("src/platform/linux/Path.cpp", code), [])
+
+    def test_removalsAreReported(self):
+        for code in ["std::filesystem::remove_all(p);", "namespace fs = std::filesystem;", "::unlink(p);", "unlink(p);",
+                     "std::remove(p);", "::remove(p.c_str());", "rename(a, b);", "std::rename(a, b);",
+                     "::ftruncate(fd, 0);", "open(p, O_WRONLY | O_TRUNC);", "QFile::remove(p);", "QDir(p);",
+                     "QFile::moveToTrash(p);", "dir.removeRecursively();", "std::ofstream out(p);", "QSaveFile f(p);",
+                     "fopen(p, mode);", "f.open(QIODevice::WriteOnly);"]:
+            with self.subTest(code=code):
+                self.assertEqual(len(rules.removal_rule("src/disk/A.cpp", code)), 1)
+
+    def test_lawfulWordsAreNot(self):
+        for code in ["list.remove(3);", "defaults->remove(key);", "own_files::removeFile(p);", "// unlink(p)",
+                     "v.erase(std::remove(v.begin(), v.end(), x), v.end());", "void removeChild(const FileNode& child);",
+                     "renameLabel(x);"]:
+            with self.subTest(code=code):
+                self.assertEqual(rules.removal_rule("src/disk/A.cpp", code), [])
+
+    def test_callersNotOnTheListAreReported(self):
+        list_of_one = {"src/disk/A.cpp": {"exists"}}
+        self.assertEqual(rules.own_files_rule("src/disk/A.cpp", "own_files::exists(p);", list_of_one), [])
+        self.assertEqual(len(rules.own_files_rule("src/disk/A.cpp", "own_files::removeFile(p);", list_of_one)), 1)
+        self.assertEqual(len(rules.own_files_rule("src/disk/B.cpp", "own_files::exists(p);", list_of_one)), 1)
+        self.assertEqual(len(rules.own_files_rule("src/disk/B.cpp", "using namespace own_files;", list_of_one)), 1)
+        self.assertEqual(len(rules.stale_callers({"src/disk/A.cpp": "int x;"}, list_of_one)), 1)
+
+    def test_wrongNamesAreReported(self):
+        paths = {"src/disk/A.h", "src/disk/A.cpp"}
+        self.assertEqual(rules.naming_rule("src/disk/A.h", "class A {};", paths), [])
+        self.assertEqual(len(rules.naming_rule("src/disk/A.h", "class B {}; // class A", paths)), 1)
+        self.assertEqual(rules.naming_rule("src/disk/A.cpp", "", paths), [])
+        self.assertEqual(len(rules.naming_rule("src/disk/C.cpp", "", paths)), 1)
+
+    def test_coloursAreReported(self):
+        for text in ['color: "#ff0000"', 'color: "red"', "border.color: 'white'", "Qt.rgba(1, 0, 0, 1)",
+                     'readonly property color c: Qt.darker(base)']:
+            with self.subTest(text=text):
+                self.assertEqual(len(rules.colour_rule("src/shell/qml/A.qml", text)), 1)
+        for text in ['color: "transparent"', "color: Theme.text", '// color: "#ff0000"']:
+            with self.subTest(text=text):
+                self.assertEqual(rules.colour_rule("src/shell/qml/A.qml", text), [])
+        self.assertEqual(rules.colour_rule("src/shell/qml/Theme.qml", 'color: "#ff0000"'), [])
+
+    def test_scriptsInViewsAreReported(self):
+        self.assertEqual(len(rules.view_logic_rule("src/shell/qml/A.qml", 'import "helpers.js" as H')), 1)
+        self.assertEqual(len(rules.view_logic_rule("src/shell/qml/A.qml", "new XMLHttpRequest()")), 1)
+
+
+if __name__ == "__main__":
+    unittest.main(verbosity=2)
