@@ -1,0 +1,101 @@
+import QtQuick
+import QtQuick.Controls.impl as Impl
+import QtQuick.Templates as T
+import Larkfold.Shell
+
+// A button with a title and, with `icon.name`, an icon of our set before it.
+T.Button {
+    id: control
+
+    enum Kind {
+        Secondary,    // framed, the usual one
+        Primary,      // filled with the accent: what most people want here
+        Quiet,        // no frame, for what stands in a line of text
+        Destructive   // red: removes something
+    }
+
+    property int kind: AppButton.Secondary
+    property string toolTip: ""
+
+    readonly property bool isFilled: kind === AppButton.Primary
+    readonly property color foreground: {
+        switch (kind) {
+        case AppButton.Primary:
+            return Theme.textOnAccent;
+        case AppButton.Quiet:
+            return Theme.link;
+        case AppButton.Destructive:
+            return Theme.removal;
+        default:
+            return Theme.text;
+        }
+    }
+
+    implicitWidth: Math.max(implicitContentWidth + leftPadding + rightPadding, Theme.minimumTarget)
+    implicitHeight: Math.max(Theme.controlHeight, implicitContentHeight + topPadding + bottomPadding)
+    leftPadding: kind === AppButton.Quiet ? Theme.space2 : Theme.space3
+    rightPadding: leftPadding
+    topPadding: Theme.space1
+    bottomPadding: Theme.space1
+    spacing: Theme.space2
+    opacity: enabled ? 1 : 0.45
+    font.pixelSize: Theme.sizeBody
+    font.weight: kind === AppButton.Primary ? Font.DemiBold : Font.Medium
+    icon.width: Theme.iconSmall
+    icon.height: Theme.iconSmall
+    icon.color: foreground
+    hoverEnabled: true
+
+    Accessible.role: Accessible.Button
+    Accessible.name: text
+    Accessible.description: toolTip
+    Accessible.onPressAction: control.click()
+
+    Keys.onReturnPressed: control.click()
+    Keys.onEnterPressed: control.click()
+
+    contentItem: Impl.IconLabel {
+        spacing: control.spacing
+        mirrored: control.mirrored
+        display: control.display
+        icon: control.icon
+        text: control.text
+        font: control.font
+        color: control.foreground
+    }
+
+    background: Rectangle {
+        radius: Theme.radiusControl
+        color: {
+            if (control.isFilled) {
+                return control.down ? Qt.darker(Theme.accentFill, 1.15)
+                                    : control.hovered ? Theme.accentHover : Theme.accentFill;
+            }
+            if (control.kind === AppButton.Destructive && (control.down || control.hovered)) {
+                return Theme.removalFill;
+            }
+            if (control.down) {
+                return Theme.pressed;
+            }
+            if (control.hovered || control.checked) {
+                return Theme.hover;
+            }
+            return control.kind === AppButton.Quiet ? "transparent" : Theme.surfaceRaised;
+        }
+        border.width: control.isFilled || control.kind === AppButton.Quiet ? 0 : 1
+        border.color: Theme.controlBorder
+
+        FocusRing {
+            shown: control.visualFocus
+        }
+    }
+
+    Loader {
+        active: control.toolTip.length > 0 && (control.hovered || control.visualFocus)
+        sourceComponent: AppToolTip {
+            parent: control
+            text: control.toolTip
+            visible: true
+        }
+    }
+}

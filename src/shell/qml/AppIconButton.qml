@@ -1,0 +1,55 @@
+import QtQuick
+import QtQuick.Templates as T
+import Larkfold.Shell
+
+// A button that is nothing but an icon. Its `text` is what a screen reader says and what the tool tip shows.
+T.Button {
+    id: control
+
+    property string toolTip: text
+    property color foreground: Theme.textSecondary
+    property int size: Theme.minimumTarget
+
+    implicitWidth: size
+    implicitHeight: size
+    padding: 0
+    opacity: enabled ? 1 : 0.4
+    icon.width: Theme.iconSmall
+    icon.height: Theme.iconSmall
+    hoverEnabled: true
+
+    Accessible.role: Accessible.Button
+    Accessible.name: text
+    Accessible.onPressAction: control.click()
+
+    Keys.onReturnPressed: control.click()
+    Keys.onEnterPressed: control.click()
+
+    contentItem: Item {
+        AppIcon {
+            anchors.centerIn: parent
+            name: control.icon.name
+            size: control.icon.width
+            color: control.hovered || control.checked ? Theme.text : control.foreground
+        }
+    }
+
+    background: Rectangle {
+        radius: Theme.radiusControl
+        color: control.down ? Theme.pressed : control.hovered || control.checked ? Theme.hover : "transparent"
+
+        FocusRing {
+            shown: control.visualFocus
+            gap: 0
+        }
+    }
+
+    Loader {
+        active: control.toolTip.length > 0 && (control.hovered || control.visualFocus)
+        sourceComponent: AppToolTip {
+            parent: control
+            text: control.toolTip
+            visible: true
+        }
+    }
+}

@@ -1,0 +1,61 @@
+import QtQuick
+import QtQuick.Templates as T
+import Larkfold.Shell
+
+// One line of a menu: an icon where it has one, the title, and at the end the shortcut that does the same.
+T.MenuItem {
+    id: control
+
+    // What to show as the shortcut where it is handled elsewhere; otherwise the action's own.
+    property string shortcutText: ""
+
+    implicitWidth: leftPadding + rightPadding + title.implicitWidth + (keys.visible ? keys.implicitWidth + Theme.space6 : 0)
+    implicitHeight: Math.max(Theme.minimumTarget, title.implicitHeight + topPadding + bottomPadding)
+    leftPadding: Theme.space2 + (glyph.visible ? Theme.iconSmall + Theme.space2 : Theme.space1)
+    rightPadding: Theme.space3
+    opacity: enabled ? 1 : 0.4
+    font.pixelSize: Theme.sizeBody
+    hoverEnabled: true
+
+    Accessible.role: Accessible.MenuItem
+    Accessible.name: text
+    Accessible.onPressAction: control.click()
+
+    contentItem: Item {
+        Text {
+            id: title
+            anchors.verticalCenter: parent.verticalCenter
+            text: control.text
+            font: control.font
+            color: control.highlighted ? Theme.textOnAccent : Theme.text
+            textFormat: Text.PlainText
+        }
+        Text {
+            id: keys
+            anchors.verticalCenter: parent.verticalCenter
+            anchors.right: parent.right
+            visible: text.length > 0
+            text: control.shortcutText
+            font: control.font
+            color: control.highlighted ? Theme.textOnAccent : Theme.textSecondary
+            textFormat: Text.PlainText
+        }
+    }
+
+    background: Rectangle {
+        anchors.fill: parent
+        anchors.leftMargin: Theme.space1
+        anchors.rightMargin: Theme.space1
+        radius: Theme.space1
+        color: control.highlighted ? Theme.accentFill : "transparent"
+    }
+
+    AppIcon {
+        id: glyph
+        x: Theme.space3
+        anchors.verticalCenter: parent.verticalCenter
+        visible: name.length > 0 || control.checkable
+        name: control.checkable ? (control.checked ? "check" : "") : control.icon.name
+        color: control.highlighted ? Theme.textOnAccent : Theme.textSecondary
+    }
+}
