@@ -52,6 +52,8 @@ OWN_FILES_CALLERS = {
 
 # Headers that are named after their subject although they declare types as well.
 SUBJECT_HEADERS = {
+    "src/platform/Collation.h",
+    "src/platform/UTF8.h",
     "src/platform/Volumes.h",
 }
 
