@@ -1,19 +1,22 @@
-// One node of the tree of a scanned folder: a directory, a file, or an aggregate, a summary leaf that stands for many
-// files and has no item of its own on disk. No feature may select, remove, hash or list an aggregate as a file.
+// One node of the tree of a scanned folder: a directory, a file, or an aggregate, a summary leaf that stands
+// for many files and has no item of its own on disk. No feature may select, remove, hash or list an aggregate
+// as a file.
 //
-// A parent owns its children; a child knows its parent only as long as that lives. Nodes are compared by `id`. A tree is
-// built by one engine and then handed over whole; from then on only the main thread reads or changes it. There is no
-// lock.
+// A parent owns its children; a child knows its parent only as long as that lives. Nodes are compared by
+// `id`. A tree is built by one engine and then handed over whole; from then on only the main thread reads or
+// changes it. There is no lock.
 //
-// The tree of a whole disk has hundreds of thousands of nodes, so a node is kept small (see the benchmark of the tree's
-// memory): a name is stored once, and a path is built from the chain of parents when it is asked for. Only a node
-// without a parent stores its path. A node that loses its parent makes its path its own first.
+// The tree of a whole disk has hundreds of thousands of nodes, so a node is kept small (see the benchmark of
+// the tree's memory): a name is stored once, and a path is built from the chain of parents when it is asked
+// for. A node that loses its parent makes its path its own first, and gives it back when it is put where the
+// chain says the same. So the path of a node that is part of a rooted tree never changes.
 //
 // No operation recurses: trees may be a hundred thousand levels deep, and that includes their destruction.
 #pragma once
 
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,6 +32,7 @@ namespace larkfold {
 
 class FileNode : public std::enable_shared_from_this<FileNode> {
     struct Private {};  // construction goes through the factories below
+    enum class Kind : std::uint8_t { file, directory, aggregate };
 
 public:
     using Pointer = std::shared_ptr<FileNode>;
@@ -40,36 +44,43 @@ public:
     static Pointer makeRoot(std::string_view path, std::string_view name);
     // A directory below another; its path follows from the parent it is appended to.
     static Pointer makeDirectory(std::string_view name, std::int64_t size = 0);
+    // A file below a directory; its path follows from the parent it is appended to.
     static Pointer makeFile(std::string_view name, std::int64_t size, std::int64_t logicalSize,
                             std::optional<Date> modifiedAt);
-    // A file with a path of its own, not (yet) in any tree.
+    // A file with a path of its own, not (yet) in any tree. The name is the path's last component.
     static Pointer makeDetachedFile(std::string_view path, std::int64_t size, std::int64_t logicalSize,
                                     std::optional<Date> modifiedAt);
-    // "Other scanned files ({count})" or "Other indexed files ({count})": `size` bytes in `representedFileCount` files.
+    // The same with a name that need not be the path's last component.
+    static Pointer makeDetachedFile(std::string_view path, std::string_view name, std::int64_t size,
+                                    std::int64_t logicalSize, std::optional<Date> modifiedAt);
+    // "Other scanned files ({count})" or "Other indexed files ({count})": `size` bytes in
+    // `representedFileCount` files.
     static Pointer makeAggregate(SummaryOrigin origin, std::int64_t size, std::int64_t representedFileCount);
 
-    FileNode(Private, std::string_view name);
+    FileNode(Private, Kind kind, std::string_view name);
     ~FileNode();
     FileNode(const FileNode&) = delete;
     FileNode& operator=(const FileNode&) = delete;
 
     const UUID& id() const { return id_; }
-    // The path of the item, bytes; of an aggregate, that of the folder whose files it stands for.
+    // The path of the item, bytes; of an aggregate, that of the folder whose files it stands for. Built at
+    // each call.
     std::string url() const;
-    // The display name, bytes. For all but roots the last path component.
+    // The display name, bytes. For all but roots the last path component. Valid as long as the node.
     std::string_view name() const { return {name_.get(), nameLength_}; }
     bool isDirectory() const { return kind_ == Kind::directory; }
     bool isAggregate() const { return kind_ == Kind::aggregate; }
     // Bytes on disk; of a directory the sum over its children.
     std::int64_t size() const { return size_; }
     void setSize(std::int64_t bytes) { size_ = bytes; }
-    // Bytes of content; 0 for a directory.
-    std::int64_t logicalSize() const { return logicalSize_; }
+    // Bytes of content; 0 for a directory, the size for an aggregate.
+    std::int64_t logicalSize() const;
     // Nothing for directories and aggregates, and where it is unknown.
     std::optional<Date> modifiedAt() const;
     // 1 for a file, 0 for a directory, the number of summarised files for an aggregate.
     std::int64_t representedFileCount() const;
-    const std::vector<Pointer>& children() const { return children_; }
+    // Empty for all but directories.
+    const std::vector<Pointer>& children() const;
     // The parent, or null at the root of a tree.
     Pointer parent() const;
 
@@ -78,52 +89,94 @@ public:
     bool isSelected() const { return isSelected_; }
     void setSelected(bool selected) { isSelected_ = selected; }
 
-    // Appends a node without a parent and becomes its parent. Changes no size.
+    // Of directories only. Appends a node without a parent and becomes its parent. Changes no size. The node
+    // must not be an ancestor of this one.
     void appendChild(Pointer child);
     // Tells that no more children come: gives back what the list holds in reserve.
-    void finishChildren() { children_.shrink_to_fit(); }
-    // Replaces all children; those dropped make their paths their own first where somebody still holds them.
+    void finishChildren();
+    // Replaces all children by nodes without a parent or by children of this very node; those dropped make
+    // their paths their own first, so that whoever still holds one of them or of their descendants can ask
+    // for it.
     void replaceChildren(std::vector<Pointer> children);
     // Takes all children out of this node, each with no parent and a path of its own.
     std::vector<Pointer> takeChildren();
 
-    // Sums a directory's size over its whole subtree, bottom up, and returns it. Any other node returns its size.
+    // Sums a directory's size over its whole subtree, bottom up, and returns it. Any other node returns its
+    // size.
     std::int64_t recalculateSize();
     // Orders the children by size, larger first, ties as they stood, in the whole subtree.
     void sortChildrenBySize();
     // The node of this subtree with that id, or null. Depth first, this node first.
     Pointer findNode(const UUID& id);
-    // Removes every child with the id of `child`, then sums this node and each directory above it anew over their
-    // direct children.
+    // Removes every child with the id of `child`, then sums this node and each directory above it anew over
+    // their direct children. `child` may die by it.
     void removeChild(const FileNode& child);
     // The real files of the subtree, depth first.
     std::vector<Pointer> allFileNodes();
     // Calls `visit` for each node of the subtree, depth first, parents before children, this node included.
+    // `visit` must not change the tree.
     void forEachNode(const std::function<void(const FileNode&)>& visit) const;
 
+    // By the extension of the path (of an aggregate: of its folder's).
     FileKind fileKind() const;
+    // The last component of `url()`, without building the path. Valid as long as this node and its parent
+    // stand.
+    std::string_view urlName() const;
+    // Whether the filter lets this node through. For many nodes make one FileListMatcher instead.
     bool matches(const FileListFilter& filter, Date now) const;
 
     bool operator==(const FileNode& other) const { return id_ == other.id_; }
 
 private:
-    enum class Kind : std::uint8_t { file, directory, aggregate };
+    // Where a node cannot lean on the chain of parents for its path.
+    struct OwnPath {
+        FileNode* parent;
+        std::string path;
+    };
+    struct LeafValues {
+        std::int64_t logicalSize;  // of an aggregate: the number of files
+        double modifiedAt;         // not a number: unknown
+    };
 
-    void ownPath();  // before the parent is lost
-    void orphan(Pointer child);
+    FileNode* parentNode() const { return hasOwnPath_ ? place_.own->parent : place_.parent; }
+    void setParentNode(FileNode* parent);
+    void setOwnPath(std::string path);
+    void adopt(FileNode& child, std::optional<std::string>& ownURL);
+    static void orphan(FileNode& child, const std::string& parentURL);
+    std::string urlBelow(const std::string& parentURL) const;
+    void releaseSubtree();
+    std::int64_t sumOfChildren() const;
+    std::vector<FileNode*> directoriesOfSubtree();
+
+    template <typename Visit>
+    static void walk(const FileNode& start, Visit visit);
 
     UUID id_;
     std::unique_ptr<char[]> name_;
-    std::unique_ptr<std::string> path_;  // only where there is no parent
-    FileNode* parent_ = nullptr;         // cleared by the parent's end
-    std::vector<Pointer> children_;
+    union {
+        FileNode* parent;  // cleared by the parent's end
+        OwnPath* own;      // where `hasOwnPath_`
+    } place_;
+    union {
+        std::vector<Pointer> children_;  // of a directory
+        LeafValues leaf_;                // of all else
+    };
     std::int64_t size_ = 0;
-    std::int64_t logicalSize_ = 0;  // of an aggregate: the number of files (its logical size is its size)
-    double modifiedAt_;             // not a number: unknown
-    std::uint32_t nameLength_ = 0;
-    Kind kind_ = Kind::file;
+    std::uint32_t nameLength_;
+    Kind kind_;
+    bool hasOwnPath_ = false;
     bool isExpanded_ = false;
     bool isSelected_ = false;
 };
+
+// The sum of two byte counts or counts, held at the end of the range where it would leave it: values read
+// from a damaged store may be anything.
+inline std::int64_t saturatingSum(std::int64_t left, std::int64_t right) {
+    std::int64_t sum;
+    if (!__builtin_add_overflow(left, right, &sum)) {
+        return sum;
+    }
+    return left < 0 ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
+}
 
 }  // namespace larkfold

@@ -1,9 +1,13 @@
-// The scan index: a SQLite file with one row for every file and directory of the latest scan. Its format is told in
-// docs/scan-index-format.md.
+// The scan index: a SQLite file with one row for every file and directory of the latest scan. Its format is
+// told in docs/scan-index-format.md.
 //
-// An object opened with `create` belongs to one scan: its transaction stands open until `finish`. An object opened
-// without is used for one short piece of work. Destroying it closes the connection, which rolls back what was not
-// committed. No lock: one object belongs to one context at a time.
+// An object opened with `create` belongs to one scan: its transaction stands open until `finish`. An object
+// opened without is used for one short piece of work. Destroying it closes the connection, which rolls back
+// what was not committed. No lock: one object belongs to one context at a time; objects of different contexts
+// do not meet.
+//
+// The library is set up once for the process, before the first file is opened: no mutexes inside of a
+// connection (see above), and no memory statistics, which cost a global mutex at every allocation.
 #pragma once
 
 #include <cstdint>
@@ -35,40 +39,49 @@ public:
         std::string message_;
     };
 
-    // Opens the file at `url` (absolute path, bytes). With `create` it makes the folder and the file (mode 0600) and the
-    // schema, and begins the transaction of a scan. Throws Failure, or SystemError of the file operations.
+    // Opens the file at `url` (absolute path, bytes), which without `create` has to be there. With `create`
+    // it makes the folder and the file (mode 0600) and the schema, and begins the transaction of a scan.
+    // Throws Failure, or SystemError of the file operations.
     ScanIndexDatabase(const std::string& url, bool create);
     ~ScanIndexDatabase();
     ScanIndexDatabase(const ScanIndexDatabase&) = delete;
     ScanIndexDatabase& operator=(const ScanIndexDatabase&) = delete;
 
-    // Writes one row. `path` and `parent` are standardized paths, `name` the last component; none holds a NUL. Throws
-    // Failure.
+    // Writes one row. `path` and `parent` are standardized paths, `name` the last component: any bytes but
+    // NUL. The texts are copied and need not end in NUL. `modified` in seconds since 1970. Throws Failure.
     void insertRow(std::string_view path, std::string_view parent, std::string_view name, bool isDirectory,
                    std::int64_t size, std::int64_t logicalSize, std::optional<double> modified);
 
     // Writes the metadata and commits. Throws Failure; the transaction then stays open.
     void finish(const std::string& root, bool skipHiddenFiles, std::int64_t errorCount);
 
+    // The metadata, key by key. Throws Failure.
     std::map<std::string, std::string> readMeta();
 
-    // Reads back a bounded tree: all directories of `folder` (the whole index when absent) and its `limit` largest files;
-    // the rest as summaries. Throws Failure, or CancellationError when stopped.
-    ScanResult loadTree(const std::optional<std::string>& folder, std::int64_t limit, std::stop_token stop = {});
+    // Reads back a bounded tree: all directories of `folder` (the whole index when absent) and its `limit`
+    // largest files (none when negative); the rest as one summary for each folder. Rows that do not hang
+    // together with the folder are left out. Memory follows the number of directories and the limit. Throws
+    // Failure, or CancellationError when stopped.
+    ScanResult loadTree(const std::optional<std::string>& folder, std::int64_t limit,
+                        std::stop_token stop = {});
 
-    // Takes out a folder that no longer exists, and sums its ancestors anew. Throws Failure.
+    // Takes out a folder that no longer exists, and sums its ancestors anew, in one transaction. The root of
+    // the index cannot be taken out of it. Throws Failure; then nothing has changed.
     void removeFolder(const std::string& url);
 
-    // Replaces a folder's subtree by the index of a scan of that folder. Throws Failure.
+    // Replaces a folder's subtree by the finished index of a scan of that folder, and sums its ancestors
+    // anew, in one transaction. Throws Failure; then nothing has changed.
     void merge(const std::string& incomingURL);
 
 private:
-    sqlite3* db_ = nullptr;          // closed by the destructor
-    sqlite3_stmt* insert_ = nullptr;  // finalized before the connection closes
+    sqlite3* db_ = nullptr;           // closed by the destructor
+    sqlite3_stmt* insert_ = nullptr;  // of a scan, until `finish`; finalized before the connection closes
+
+    ScanIndexDatabase() = default;
 
     [[noreturn]] void fail() const;
     void execute(const std::string& sql);
-    void updateAncestors(std::string folder, std::string_view last, std::string_view stopBefore);
+    void updateAncestors(std::string_view below, std::string_view last);
 };
 
 // "'" + text with each "'" doubled + "'".

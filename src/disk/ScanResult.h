@@ -27,7 +27,8 @@ struct ScanResult {
     std::vector<ScanError> errors;
     std::optional<std::int64_t> volumeCapacity;   // bytes, at the time of the result
     std::optional<std::int64_t> volumeAvailable;  // bytes
-    std::int64_t hiddenItemsLeftOut = 0;          // names left out by `skipHiddenFiles`; 0 for a result that was loaded
+    std::int64_t hiddenItemsLeftOut =
+        0;  // names left out by `skipHiddenFiles`; 0 for a result that was loaded
 
     // Files and directories of a subtree; an aggregate counts for all the files that it stands for.
     struct NodeCounts {
