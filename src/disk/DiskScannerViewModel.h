@@ -143,7 +143,11 @@ signals:
 
 private:
     void startScan(const std::string& path, DiskScanOptions options, ScanScope scope);
-    void reportProgress(const UUID& scanID, const ScanProgress& progress);
+    void takeProgress(const UUID& scanID, const ScanProgress& progress);
+    DiskScanOptions folderOptions() const;
+    bool isIdle() const { return !isScanning_ && !isDeleting_; }
+    void fail(const std::exception_ptr& failure);
+    void emptySelection();
     void finishScan(Outcome<ScanResult> outcome);
     void setScanning(bool scanning);
 
@@ -171,8 +175,6 @@ private:
     std::optional<std::string> activeSecurityScopedURL_;
     bool hasActiveSecurityScope_ = false;
     std::optional<std::string> scanRootBookmarkData_;
-    struct ProgressRelay;
-    std::shared_ptr<ProgressRelay> relay_;  // where the scan's thread leaves its latest report
     SerialContext scanContext_;
     Run scanTask_;  // last: its end drops the work before anything that the work reports to
 };
