@@ -228,6 +228,8 @@ struct DiskScanner::Walk {
     std::vector<Frame> frames;  // after the reader, which outlives its listings
 };
 
+DiskScanner::DiskScanner(std::optional<std::string> indexURL) : DiskScanner(std::move(indexURL), Reading()) {}
+
 DiskScanner::DiskScanner(std::optional<std::string> indexURL, Reading reading)
     : indexURL_(std::move(indexURL)), reading_(reading) {}
 

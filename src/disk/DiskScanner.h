@@ -45,7 +45,8 @@ public:
     };
 
     // `indexURL`: where the finished index belongs; absent: none is written. Touches nothing on disk.
-    explicit DiskScanner(std::optional<std::string> indexURL = std::nullopt, Reading reading = {});
+    explicit DiskScanner(std::optional<std::string> indexURL = std::nullopt);
+    DiskScanner(std::optional<std::string> indexURL, Reading reading);
     ~DiskScanner();
 
     // Scans the folder at `url` (absolute path, bytes). `progress` is called on this context and must return quickly.

@@ -34,6 +34,7 @@
 
 #include "platform/Path.h"
 #include "platform/linux/ExpendableCall.h"
+#include "platform/linux/FileDescriptor.h"
 #include "platform/linux/MountTable.h"
 
 namespace larkfold {
@@ -88,35 +89,12 @@ struct KernelEntry {
     char name[];  // NOLINT: the kernel's layout
 };
 
-class Descriptor {
-public:
-    Descriptor() = default;
-    explicit Descriptor(int fd) : fd_(fd) {}
-    Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        reset(std::exchange(other.fd_, -1));
-        return *this;
-    }
-    ~Descriptor() { reset(-1); }
-    void reset(int fd) {
-        if (fd_ >= 0) {
-            ::close(fd_);
-        }
-        fd_ = fd;
-    }
-    int get() const { return fd_; }
-    explicit operator bool() const { return fd_ >= 0; }
-
-private:
-    int fd_ = -1;
-};
-
-Descriptor openFolder(int parent, const char* name, int moreFlags) {
+FileDescriptor openFolder(int parent, const char* name, int moreFlags) {
     int fd = -1;
     do {
         fd = ::openat(parent, name, readFlags | moreFlags);
     } while (fd < 0 && errno == EINTR);
-    return Descriptor(fd);
+    return FileDescriptor(fd);
 }
 
 std::optional<FileIdentity> identityOf(int fd) {
@@ -138,7 +116,7 @@ struct DirectoryListing::Impl {
     std::optional<FileIdentity> identity;
     int error = 0;
     std::int64_t hiddenSkipped = 0;
-    Descriptor descriptor;
+    FileDescriptor descriptor;
 
     // Fixed at birth.
     DirectoryReader::Impl* reader = nullptr;  // set when it is given to the walk; outlives the listing
@@ -152,7 +130,7 @@ struct DirectoryListing::Impl {
     State state = State::waiting;
     Impl* parent = nullptr;    // null once the parent has been dropped
     bool isAbandoned = false;  // dropped while it was being listed
-    Descriptor inherited;      // then: the parent's descriptor, which the opening may still need
+    FileDescriptor inherited;      // then: the parent's descriptor, which the opening may still need
     std::vector<std::shared_ptr<Impl>> handedOut;  // subfolders the walk has not come to, in its order
     std::size_t handedOutFront = 0;
     Impl* openChild = nullptr;       // the subfolder that the walk is in
@@ -357,8 +335,8 @@ private:
             entry.error = errno;
             return true;
         }
-        auto owned = std::make_shared<Descriptor>(duplicate);
-        const auto answer = expendableCall<Answer>(
+        auto owned = std::make_shared<FileDescriptor>(duplicate);
+        const auto answer = expendable_call::run<Answer>(
             [owned, name = std::string(entry.name)] {
                 Answer told;
                 if (::fstatat(owned->get(), name.c_str(), &told.values, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) != 0) {
@@ -551,7 +529,7 @@ struct DirectoryReader::Impl {
         if (open == nullptr) {
             return false;
         }
-        Descriptor at;
+        FileDescriptor at;
         int from = open->descriptor.get();
         std::string piece;
         for (std::size_t left = way.size(); left > 0;) {
@@ -560,7 +538,7 @@ struct DirectoryReader::Impl {
                 piece += '/';
                 piece += way[--left]->name;
             }
-            Descriptor next(::openat(from, piece.c_str(), readFlags | O_NOFOLLOW));
+            FileDescriptor next(::openat(from, piece.c_str(), readFlags | O_NOFOLLOW));
             if (!next) {
                 return false;
             }
@@ -581,7 +559,7 @@ struct DirectoryReader::Impl {
         if (parent == nullptr || parent->isCountedOpen || !child.isCountedOpen || evictedFolders == 0) {
             return;
         }
-        Descriptor up(::openat(child.descriptor.get(), "..", readFlags));
+        FileDescriptor up(::openat(child.descriptor.get(), "..", readFlags));
         if (up && identityOf(up.get()) == parent->identity) {
             parent->descriptor = std::move(up);
             countOpen(*parent);
@@ -663,7 +641,7 @@ struct DirectoryReader::Impl {
 
     void openAndList(const FolderPointer& folder, int parentDescriptor, const std::string& name, Lister& lister) {
         if (folder->lane != nullptr) {
-            Descriptor duplicate(::fcntl(parentDescriptor, F_DUPFD_CLOEXEC, 0));
+            FileDescriptor duplicate(::fcntl(parentDescriptor, F_DUPFD_CLOEXEC, 0));
             if (!duplicate) {
                 folder->error = errno;
                 return;
@@ -681,13 +659,13 @@ struct DirectoryReader::Impl {
 
     // Opens `name` below `parent` (by its path where there is none) and lists it on a thread that can be given up. That
     // thread owns everything it touches; what it found is taken over when it arrives in time.
-    void listExpendably(Folder& folder, Descriptor parent, const std::string& name) {
+    void listExpendably(Folder& folder, FileDescriptor parent, const std::string& name) {
         if (folder.lane != nullptr && folder.lane->hasGivenUp) {
             folder.error = ETIMEDOUT;
             return;
         }
         struct Work {
-            Descriptor parent;
+            FileDescriptor parent;
             std::string name;
             std::shared_ptr<SpecialPlace> places;
             Folder result;
@@ -698,7 +676,7 @@ struct DirectoryReader::Impl {
         work->name = name;
         work->places = places;
         work->result.place = folder.place;
-        const auto answer = expendableCall<bool>(
+        const auto answer = expendable_call::run<bool>(
             [work, lister = std::make_shared<Lister>(options), stopping = stop] {
                 work->result.descriptor = openFolder(work->parent.get(), work->name.c_str(), O_NOFOLLOW);
                 if (!work->result.descriptor) {
@@ -775,11 +753,11 @@ struct DirectoryReader::Impl {
         folder->place = places.get();
         // Where the root leads is not known before it is opened, so this too is asked by a thread that can be given up.
         struct Opened {
-            std::shared_ptr<Descriptor> descriptor = std::make_shared<Descriptor>();
+            std::shared_ptr<FileDescriptor> descriptor = std::make_shared<FileDescriptor>();
             std::string realPath;
             int error = 0;
         };
-        auto opened = expendableCall<Opened>(
+        auto opened = expendable_call::run<Opened>(
             [path = root] {
                 Opened result;
                 *result.descriptor = openRootPath(path);
@@ -814,11 +792,11 @@ struct DirectoryReader::Impl {
         }
         return folder;
     }
-    static Descriptor openRootPath(const std::string& path) {
+    static FileDescriptor openRootPath(const std::string& path) {
         if (path.size() < longestPiece) {
             return openFolder(AT_FDCWD, path.c_str(), 0);
         }
-        Descriptor at = openFolder(AT_FDCWD, "/", 0);
+        FileDescriptor at = openFolder(AT_FDCWD, "/", 0);
         for (std::size_t from = 1; at && from < path.size();) {
             std::size_t to = path.size();
             if (to - from > longestPiece) {
