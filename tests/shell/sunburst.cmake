@@ -1,0 +1,5 @@
+# The map's tests. The first two need no window.
+larkfold_test(sunburst_raster_tests
+  SOURCES "${CMAKE_CURRENT_LIST_DIR}/SunburstRasterTests.cpp"
+  LIBRARIES larkfold_map Qt6::Gui GTest::gtest_main
+  LABELS shell)
