@@ -1,0 +1,78 @@
+// What the file list shows: the entries of one folder, or of everything below it, searched, filtered and
+// sorted.
+//
+// Plain C++ without a window. What does not change while the user types and sorts (the entries themselves and
+// the keys that names are ordered by) is kept between updates, so an update of 50,000 rows stays within a few
+// tens of milliseconds. Main thread only, as the tree itself.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "disk/FileListFilter.h"
+#include "disk/FileNode.h"
+#include "platform/Collation.h"
+#include "platform/Date.h"
+
+namespace larkfold {
+
+enum class FileListColumn { name, size, items, type };
+
+struct FileListComparator {
+    FileListColumn column = FileListColumn::size;
+    bool isDescending = true;
+
+    bool operator==(const FileListComparator&) const = default;
+};
+
+struct FileListQuery {
+    std::string searchText;  // empty: no search
+    FileListFilter filter;
+    bool searchSubfolders = false;  // every node below the folder instead of its own children
+    // The first one decides; what it leaves equal the next one decides, and what all leave equal stays in the
+    // tree's order.
+    std::vector<FileListComparator> sortOrder{FileListComparator{}};
+};
+
+// The word of the column "Type": "Folder", "Summary", or that of the file's kind.
+std::string_view fileListTypeWord(const FileNode& node);
+
+class FileListRows {
+public:
+    // Lists what `root` holds from now on; null: nothing. Call it again with the same root when its tree has
+    // changed.
+    void setRoot(FileNode::Pointer root);
+
+    // Computes the rows anew. `now` is what ages are counted from.
+    void update(const FileListQuery& query, Date now);
+
+    // The outcome of the last update, in order.
+    const std::vector<FileNode::Pointer>& rows() const { return rows_; }
+
+    const FileNode::Pointer& root() const { return root_; }
+    // Whether the folder, or one directly in it, holds a summary, so that not everything in it can be
+    // filtered.
+    bool holdsSummaries() const { return holdsSummaries_; }
+
+private:
+    struct Sortable;
+
+    void gather(bool searchSubfolders);
+    void sort(std::vector<Sortable>& rows, const std::vector<FileListComparator>& order) const;
+    const std::string& nameKey(std::uint32_t entry) const;
+    std::uint64_t leadingKey(FileListColumn column, std::uint32_t entry) const;
+    int compare(const FileListComparator& comparator, std::uint32_t left, std::uint32_t right) const;
+
+    FileNode::Pointer root_;
+    bool holdsSummaries_ = false;
+    bool isGathered_ = false;
+    bool gatheredSubfolders_ = false;
+    std::vector<FileNode::Pointer> entries_;  // before search and filter, in the tree's order
+    std::vector<FileNode::Pointer> rows_;
+    Collator collator_;
+    mutable std::vector<std::string> nameKeys_;  // beside `entries_`; empty: not made yet
+};
+
+}  // namespace larkfold

@@ -1,0 +1,58 @@
+// The sentences of the file list and of the preview, in one place.
+#pragma once
+
+#include <QString>
+
+namespace larkfold::file_list_texts {
+
+// Why the list is empty: a heading and what it means.
+inline const QString noFolderTitle = QStringLiteral("No folder to list");
+inline const QString noFolderText =
+    QStringLiteral("Scan a disk or a folder, and what it holds is listed here.");
+inline const QString emptyFolderTitle = QStringLiteral("This folder is empty");
+inline const QString emptyFolderText =
+    QStringLiteral("The scan found nothing in it, or only items that it was told to leave out.");
+inline const QString nothingMatchesTitle = QStringLiteral("Nothing matches");
+inline const QString nothingMatchesText = QStringLiteral(
+    "No entry of this folder fits the search and the filters. What is deeper is looked through when "
+    "subfolders are included.");
+inline const QString nothingMatchesBelowText =
+    QStringLiteral("No entry of this folder or below it fits the search and the filters.");
+
+// Why something was not marked. Each says that nothing has changed.
+inline const QString aggregateCannotBeMarked =
+    QStringLiteral("This line stands for many files together, so it cannot be marked. Nothing was changed.");
+inline const QString outsideHomeCannotBeMarked = QStringLiteral(
+    "After a scan of the whole disk only what lies in your home folder can be marked, and not its "
+    "protected places. Nothing was changed.");
+inline const QString protectedCannotBeMarked = QStringLiteral(
+    "This item cannot be marked: it is protected, it is no longer there, or it leads out of the folder "
+    "that was scanned. Nothing was changed.");
+
+inline const QString aggregateCannotBePreviewed =
+    QStringLiteral("This line stands for many files together, so there is no single file to show.");
+inline const QString noLongerThere = QStringLiteral(
+    "“%1” is no longer there. It was moved or removed after the scan; scan again to bring the list up "
+    "to date.");
+inline const QString revealFailed = QStringLiteral(
+    "No file manager answered, so “%1” could not be shown. Copy its path to open it elsewhere.");
+inline const QString pathCopied = QStringLiteral("The path was copied.");
+inline const QString addressCopied = QStringLiteral(
+    "This name is not valid text, so its exact address (“file://…”) was copied instead of the path.");
+
+// What a summary stands for, with the count of its files.
+inline const QString summaryExplanation = QStringLiteral(
+    "%1 more files of this folder are counted together here. Their total is exact; they are not listed "
+    "one by one.");
+inline const QString summaryOfOneExplanation = QStringLiteral(
+    "One more file of this folder is counted here. Its size is exact; it is not listed by its name.");
+
+// Of the preview.
+inline const QString previewEmptyFile = QStringLiteral("This file is empty.");
+inline const QString previewNoPicture =
+    QStringLiteral("This picture cannot be shown. It may be damaged or of a kind that is not known here.");
+inline const QString previewPictureTooLarge = QStringLiteral("This picture is too large to be shown here.");
+inline const QString previewNotRegular = QStringLiteral("This is not an ordinary file, so it is not opened.");
+inline const QString previewTextIsCut = QStringLiteral("Only the beginning is shown.");
+
+}  // namespace larkfold::file_list_texts
