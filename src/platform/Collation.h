@@ -1,4 +1,5 @@
-// How the user's language orders, compares and groups. Everything follows the locale that the process started with.
+// How the user's language orders, compares and groups. Everything follows the locale that the process started
+// with.
 #pragma once
 
 #include <cstdint>
@@ -8,9 +9,9 @@
 
 namespace larkfold {
 
-// Localized, case-insensitive ordering of names and paths, numbers inside by their value ("file2" before "file10").
-// One collator serves one thread. Bytes that are not UTF-8 are ordered behind, by their bytes; equal keys only for equal
-// text but for case.
+// Localized, case-insensitive ordering of names and paths, numbers inside by their value ("file2" before
+// "file10"). One collator serves one thread. Bytes that are not UTF-8 are ordered behind, by their bytes;
+// equal keys only for equal text but for case.
 class Collator {
 public:
     Collator();
@@ -29,8 +30,9 @@ private:
     std::unique_ptr<Impl> impl_;
 };
 
-// Looks for one text in many, without regard to case and by the user's locale. Made once for each search; ASCII needles
-// in ASCII text take no detour. One matcher serves one thread. An empty needle is contained in everything.
+// Looks for one text in many, without regard to case and by the user's locale. Made once for each search;
+// ASCII needles in ASCII text take no detour. One matcher serves one thread. An empty needle is contained in
+// everything.
 class TextMatcher {
 public:
     explicit TextMatcher(std::string_view needle);
@@ -50,6 +52,9 @@ std::string lowercased(std::string_view text);
 
 // The number with the locale's grouping: "12,408". Safe from any thread.
 std::string groupedCount(std::int64_t count);
+
+// The locale's sign between a whole number and its decimals: ".". Safe from any thread.
+const std::string& decimalSeparator();
 
 // The number with the locale's decimal separator and that many decimals: "61.8". Safe from any thread.
 std::string decimalText(double value, int decimals);

@@ -1,8 +1,8 @@
 // The one family of errors of this program.
 //
-// `Error` is the base of every failure that a user may be told: each has a description, a whole sentence in the
-// user's words. `CancellationError` stands outside of the family on purpose: who catches `Error` to show it never
-// shows a cancellation by accident. A failure of one item is not thrown but kept as an `ErrorValue`.
+// `Error` is the base of every failure that a user may be told: each has a description, a whole sentence in
+// the user's words. `CancellationError` stands outside of the family on purpose: who catches `Error` to show
+// it never shows a cancellation by accident. A failure of one item is not thrown but kept as an `ErrorValue`.
 //
 // Immutable after construction, so values may cross threads.
 #pragma once
@@ -15,6 +15,12 @@ namespace larkfold {
 
 class Error : public std::exception {
 public:
+    Error() noexcept = default;
+    // A copy makes its own text when asked, so that copying never reads what `what()` may be writing on
+    // another thread.
+    Error(const Error& other) noexcept : std::exception(other) {}
+    Error& operator=(const Error& other) noexcept;
+
     // A whole sentence for the user, valid UTF-8, without a final line break.
     virtual std::string description() const = 0;
 
@@ -32,7 +38,18 @@ using ErrorValue = std::shared_ptr<const Error>;
 class SystemError final : public Error {
 public:
     // What was attempted; it chooses the sentence.
-    enum class Operation { open, list, readAttributes, read, write, create, remove, replace, sync, permissions };
+    enum class Operation {
+        open,
+        list,
+        readAttributes,
+        read,
+        write,
+        create,
+        remove,
+        replace,
+        sync,
+        permissions
+    };
 
     SystemError(Operation operation, int code, std::string path);
 

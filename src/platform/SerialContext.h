@@ -1,19 +1,27 @@
 // The serial context: where engines work.
 //
-// A context runs one piece of work at a time, in order of arrival, on a thread of its own that is started when the
-// first work comes. Each piece gets a stop token; its outcome (a value, or what it threw) is delivered on the main
-// thread through the `MainQueue`, unless the owner dropped the `Run` meanwhile: then neither progress nor outcome
-// arrives.
+// A context runs one piece of work at a time, in order of arrival, on a thread of its own that is started
+// when the first work comes. Each piece gets a stop token; its outcome (a value, or what it threw) is
+// delivered on the main thread through the `MainQueue`, unless the owner dropped the `Run` meanwhile: then it
+// does not arrive.
 //
 //   run_ = context_.run<ScanResult>(
 //       [=](std::stop_token stop) { return scanner->scan(url, options, stop); },
 //       [this](Outcome<ScanResult> outcome) { ... main thread ... });
 //
-// Dropping the handle (destroying `Run`, or assigning another) asks the work to stop and discards what it delivers.
-// `Run::cancel()` asks it to stop and still delivers, which is how a driver hears of a cancellation.
+// Dropping the handle (destroying `Run`, or assigning another) asks the work to stop and discards what it
+// delivers. `Run::cancel()` asks it to stop and still delivers, which is how a driver hears of a
+// cancellation.
 //
-// A context may be destroyed from the main thread only. The destructor asks the running work to stop, drops what
-// waits, and joins the thread; work therefore has to look at its token.
+// Work that tells how far it is posts through a `CoalescedReports` made on the same main queue: functions run
+// there in the order of their posting, so a report made by the work arrives before its outcome.
+//
+// What the work captured is destroyed on the context's thread, what the functions of the main thread captured
+// on the main thread; nothing of it under a lock.
+//
+// A context may be destroyed from the main thread only. The destructor asks the running work to stop, drops
+// what waits, and joins the thread; work therefore has to look at its token, and never waits for the main
+// thread.
 #pragma once
 
 #include <exception>
@@ -83,9 +91,12 @@ public:
     // Runs `work(stop)` here, then `deliver(outcome)` on the main thread. Main thread only.
     template <typename T>
     [[nodiscard]] Run run(std::function<T(std::stop_token)> work, std::function<void(Outcome<T>)> deliver) {
-        return enqueue([work = std::move(work), deliver = std::move(deliver)](std::stop_token stop) {
-            auto outcome = std::make_shared<Outcome<T>>(attempt<T>(work, stop));
-            return std::function<void()>([deliver, outcome] { deliver(std::move(*outcome)); });
+        return enqueue([work = std::move(work), deliver = std::move(deliver)](std::stop_token stop) mutable {
+            auto outcome = std::make_shared<Outcome<T>>(attempt<T>(work, std::move(stop)));
+            work = nullptr;
+            return std::function<void()>([deliver = std::move(deliver), outcome = std::move(outcome)] {
+                deliver(std::move(*outcome));
+            });
         });
     }
 
@@ -99,7 +110,7 @@ private:
         }
     }
 
-    // A job runs on the context's thread and returns what is to be done on the main thread.
+    // A job runs once, on the context's thread, and returns what is to be done on the main thread.
     using Job = std::function<std::function<void()>(std::stop_token)>;
     Run enqueue(Job job);
 

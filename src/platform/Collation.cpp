@@ -1,0 +1,418 @@
+#include "platform/Collation.h"
+
+#include <unicode/ucol.h>
+#include <unicode/udat.h>
+#include <unicode/unorm2.h>
+#include <unicode/unum.h>
+#include <unicode/unumberformatter.h>
+#include <unicode/ustring.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <vector>
+
+#include "platform/UTF8.h"
+
+namespace larkfold {
+
+namespace {
+
+using UTF16 = std::vector<UChar>;
+
+// The locale for one category, as the environment said when it was first asked for, in ICU's spelling. The
+// locale that stands for "none" is read as English, since that is the language of every other text here and
+// it groups its numbers.
+std::string localeFromEnvironment(const char* category) {
+    for (const char* variable : {"LC_ALL", category, "LANG"}) {
+        const char* value = std::getenv(variable);
+        if (value == nullptr || *value == '\0') {
+            continue;
+        }
+        std::string locale = value;
+        locale.resize(std::min(locale.find_first_of(".@"), locale.size()));
+        return locale.empty() || locale == "C" || locale == "POSIX" ? "en" : locale;
+    }
+    return "en";
+}
+
+const std::string& collationLocale() {
+    static const std::string locale = localeFromEnvironment("LC_COLLATE");
+    return locale;
+}
+
+const std::string& numberLocale() {
+    static const std::string locale = localeFromEnvironment("LC_NUMERIC");
+    return locale;
+}
+
+const std::string& dateLocale() {
+    static const std::string locale = localeFromEnvironment("LC_TIME");
+    return locale;
+}
+
+// Turkish and Azeri pair "i" with "İ" and "ı" with "I".
+bool pairsDotlessI() {
+    static const bool pairs = [] {
+        const std::string locale = localeFromEnvironment("LC_CTYPE");
+        return locale.starts_with("tr") || locale.starts_with("az");
+    }();
+    return pairs;
+}
+
+// Bytes that are not decodable become U+FFFD.
+UTF16 toUTF16(std::string_view text) {
+    UTF16 result(text.size() + 1);
+    int32_t length = 0;
+    int32_t substitutions = 0;
+    UErrorCode status = U_ZERO_ERROR;
+    u_strFromUTF8WithSub(result.data(), static_cast<int32_t>(result.size()), &length, text.data(),
+                         static_cast<int32_t>(text.size()), 0xFFFD, &substitutions, &status);
+    result.resize(U_FAILURE(status) ? 0 : static_cast<std::size_t>(length));
+    return result;
+}
+
+std::string toUTF8(const UChar* text, int32_t length) {
+    std::string result(static_cast<std::size_t>(length) * 3 + 1, '\0');
+    int32_t written = 0;
+    int32_t substitutions = 0;
+    UErrorCode status = U_ZERO_ERROR;
+    u_strToUTF8WithSub(result.data(), static_cast<int32_t>(result.size()), &written, text, length, 0xFFFD,
+                       &substitutions, &status);
+    result.resize(U_FAILURE(status) ? 0 : static_cast<std::size_t>(written));
+    return result;
+}
+
+// Calls `convert(destination, capacity, status)` with enough room and returns what it made.
+template <typename Convert>
+UTF16 converted(std::size_t expected, Convert convert) {
+    UTF16 result(expected + 8);
+    UErrorCode status = U_ZERO_ERROR;
+    int32_t length = convert(result.data(), static_cast<int32_t>(result.size()), &status);
+    if (status == U_BUFFER_OVERFLOW_ERROR) {
+        result.resize(static_cast<std::size_t>(length));
+        status = U_ZERO_ERROR;
+        length = convert(result.data(), static_cast<int32_t>(result.size()), &status);
+    }
+    result.resize(U_FAILURE(status) ? 0 : static_cast<std::size_t>(length));
+    return result;
+}
+
+constexpr char asciiLowercased(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+}
+
+std::string asciiLowercased(std::string_view text) {
+    std::string result(text);
+    std::transform(result.begin(), result.end(), result.begin(), [](char c) { return asciiLowercased(c); });
+    return result;
+}
+
+// What is the same for two texts that differ in nothing but case. `text` is valid UTF-8.
+std::string foldedTieBreaker(std::string_view text) {
+    if (utf8::isASCII(text)) {
+        return asciiLowercased(text);
+    }
+    const UTF16 wide = toUTF16(text);
+    const UTF16 folded =
+        converted(wide.size(), [&](UChar* destination, int32_t capacity, UErrorCode* status) {
+            return u_strFoldCase(destination, capacity, wide.data(), static_cast<int32_t>(wide.size()),
+                                 U_FOLD_CASE_DEFAULT, status);
+        });
+    return toUTF8(folded.data(), static_cast<int32_t>(folded.size()));
+}
+
+// Folded and composed, for the search: "É" finds "é", however either is written.
+UTF16 foldedForSearch(std::string_view text) {
+    UTF16 wide = toUTF16(text);
+    const auto compose = [](UTF16& value) {
+        UErrorCode status = U_ZERO_ERROR;
+        const UNormalizer2* normalizer = unorm2_getNFCInstance(&status);
+        if (U_FAILURE(status) ||
+            unorm2_quickCheck(normalizer, value.data(), static_cast<int32_t>(value.size()), &status) ==
+                UNORM_YES) {
+            return;
+        }
+        UTF16 composed =
+            converted(value.size(), [&](UChar* destination, int32_t capacity, UErrorCode* error) {
+                return unorm2_normalize(normalizer, value.data(), static_cast<int32_t>(value.size()),
+                                        destination, capacity, error);
+            });
+        if (!composed.empty()) {
+            value = std::move(composed);
+        }
+    };
+    compose(wide);
+    const uint32_t option = pairsDotlessI() ? U_FOLD_CASE_EXCLUDE_SPECIAL_I : U_FOLD_CASE_DEFAULT;
+    UTF16 folded = converted(wide.size(), [&](UChar* destination, int32_t capacity, UErrorCode* status) {
+        return u_strFoldCase(destination, capacity, wide.data(), static_cast<int32_t>(wide.size()), option,
+                             status);
+    });
+    compose(folded);
+    return folded;
+}
+
+// The first byte of a key: bytes that are not UTF-8 come behind all text.
+constexpr char keyOfText = 1;
+constexpr char keyOfBytes = 2;
+
+}  // namespace
+
+struct Collator::Impl {
+    UCollator* collator = nullptr;
+
+    ~Impl() {
+        if (collator != nullptr) {
+            ucol_close(collator);
+        }
+    }
+};
+
+Collator::Collator() : impl_(std::make_unique<Impl>()) {
+    UErrorCode status = U_ZERO_ERROR;
+    impl_->collator = ucol_open(collationLocale().c_str(), &status);
+    if (U_FAILURE(status)) {
+        impl_->collator = nullptr;  // without its data the order falls back to the folded text
+        return;
+    }
+    // Secondary: accents make a difference, case does not.
+    ucol_setStrength(impl_->collator, UCOL_SECONDARY);
+    ucol_setAttribute(impl_->collator, UCOL_NUMERIC_COLLATION, UCOL_ON, &status);
+}
+
+Collator::~Collator() = default;
+
+std::string Collator::sortKey(std::string_view text) const {
+    if (!utf8::isValid(text)) {
+        return std::string(1, keyOfBytes).append(text);
+    }
+    std::string key(1, keyOfText);
+    if (impl_->collator != nullptr) {
+        const UTF16 wide = toUTF16(text);
+        const auto length = static_cast<int32_t>(wide.size());
+        std::array<std::uint8_t, 512> buffer;
+        const int32_t needed =
+            ucol_getSortKey(impl_->collator, wide.data(), length, buffer.data(), buffer.size());
+        if (needed <= static_cast<int32_t>(buffer.size())) {
+            key.append(reinterpret_cast<const char*>(buffer.data()), static_cast<std::size_t>(needed));
+        } else {
+            key.resize(1 + static_cast<std::size_t>(needed));
+            ucol_getSortKey(impl_->collator, wide.data(), length,
+                            reinterpret_cast<std::uint8_t*>(key.data() + 1), needed);
+        }
+    }
+    // The collator's key ends in a zero byte and holds no other. What it does not tell apart ("1" and "01",
+    // width, invisible characters) is told apart by the folded text behind it.
+    return key.append(foldedTieBreaker(text));
+}
+
+int Collator::compare(std::string_view left, std::string_view right) const {
+    const bool leftIsText = utf8::isValid(left);
+    const bool rightIsText = utf8::isValid(right);
+    if (leftIsText != rightIsText) {
+        return leftIsText ? -1 : 1;
+    }
+    if (!leftIsText) {
+        return left.compare(right);
+    }
+    if (impl_->collator != nullptr) {
+        UErrorCode status = U_ZERO_ERROR;
+        const UCollationResult result =
+            ucol_strcollUTF8(impl_->collator, left.data(), static_cast<int32_t>(left.size()), right.data(),
+                             static_cast<int32_t>(right.size()), &status);
+        if (U_SUCCESS(status) && result != UCOL_EQUAL) {
+            return result == UCOL_LESS ? -1 : 1;
+        }
+    }
+    return foldedTieBreaker(left).compare(foldedTieBreaker(right));
+}
+
+struct TextMatcher::Impl {
+    bool isEmpty = false;
+    // The needle in lower case where it is ASCII, for texts that are ASCII.
+    bool hasASCII = false;
+    std::string ascii;
+    // The folded needle, for all other texts.
+    UTF16 folded;
+};
+
+TextMatcher::TextMatcher(std::string_view needle) : impl_(std::make_unique<Impl>()) {
+    impl_->isEmpty = needle.empty();
+    // In a language that pairs its "i" differently, ASCII is no island.
+    impl_->hasASCII = utf8::isASCII(needle) && !pairsDotlessI();
+    impl_->ascii = asciiLowercased(needle);
+    impl_->folded = foldedForSearch(needle);
+}
+
+TextMatcher::~TextMatcher() = default;
+TextMatcher::TextMatcher(TextMatcher&&) noexcept = default;
+TextMatcher& TextMatcher::operator=(TextMatcher&&) noexcept = default;
+
+bool TextMatcher::isContainedIn(std::string_view text) const {
+    if (impl_->isEmpty) {
+        return true;
+    }
+    if (impl_->hasASCII && utf8::isASCII(text)) {
+        const std::string& needle = impl_->ascii;
+        if (text.size() < needle.size()) {
+            return false;
+        }
+        const std::size_t last = text.size() - needle.size();
+        for (std::size_t at = 0; at <= last; ++at) {
+            std::size_t matched = 0;
+            while (matched < needle.size() && asciiLowercased(text[at + matched]) == needle[matched]) {
+                ++matched;
+            }
+            if (matched == needle.size()) {
+                return true;
+            }
+        }
+        return false;
+    }
+    const UTF16 folded = foldedForSearch(text);
+    return std::search(folded.begin(), folded.end(), impl_->folded.begin(), impl_->folded.end()) !=
+           folded.end();
+}
+
+std::string lowercased(std::string_view text) {
+    if (utf8::isASCII(text) || !utf8::isValid(text)) {
+        // Of bytes that are no text only the ASCII letters have a lower case; the rest stays byte for byte.
+        return asciiLowercased(text);
+    }
+    const UTF16 wide = toUTF16(text);
+    const UTF16 lower = converted(wide.size(), [&](UChar* destination, int32_t capacity, UErrorCode* status) {
+        return u_strToLower(destination, capacity, wide.data(), static_cast<int32_t>(wide.size()), "",
+                            status);
+    });
+    return toUTF8(lower.data(), static_cast<int32_t>(lower.size()));
+}
+
+namespace {
+
+// A number formatter that any thread may use at once: it never changes after it was made.
+class NumberFormatter {
+public:
+    explicit NumberFormatter(const std::string& skeleton) {
+        const UTF16 wide = toUTF16(skeleton);
+        UErrorCode status = U_ZERO_ERROR;
+        formatter_ = unumf_openForSkeletonAndLocale(wide.data(), static_cast<int32_t>(wide.size()),
+                                                    numberLocale().c_str(), &status);
+        if (U_FAILURE(status)) {
+            formatter_ = nullptr;
+        }
+    }
+    // Lives as long as the program: threads may format until the very end.
+    NumberFormatter(const NumberFormatter&) = delete;
+    NumberFormatter& operator=(const NumberFormatter&) = delete;
+    ~NumberFormatter() = default;
+
+    // `format(formatter, result, status)` puts the number in. Empty where the library refuses.
+    template <typename Format>
+    std::string text(Format format) const {
+        if (formatter_ == nullptr) {
+            return {};
+        }
+        UErrorCode status = U_ZERO_ERROR;
+        UFormattedNumber* result = unumf_openResult(&status);
+        std::string text;
+        format(formatter_, result, &status);
+        if (U_SUCCESS(status)) {
+            const UTF16 wide = converted(32, [&](UChar* destination, int32_t capacity, UErrorCode* error) {
+                return unumf_resultToString(result, destination, capacity, error);
+            });
+            text = toUTF8(wide.data(), static_cast<int32_t>(wide.size()));
+        }
+        unumf_closeResult(result);
+        return text;
+    }
+
+private:
+    UNumberFormatter* formatter_ = nullptr;
+};
+
+}  // namespace
+
+std::string groupedCount(std::int64_t count) {
+    static const NumberFormatter formatter("group-auto precision-integer");
+    const std::string text =
+        formatter.text([count](const UNumberFormatter* number, UFormattedNumber* result, UErrorCode* status) {
+            unumf_formatInt(number, count, result, status);
+        });
+    return text.empty() ? std::to_string(count) : text;
+}
+
+const std::string& decimalSeparator() {
+    static const std::string separator = [] {
+        UErrorCode status = U_ZERO_ERROR;
+        UNumberFormat* format = unum_open(UNUM_DECIMAL, nullptr, 0, numberLocale().c_str(), nullptr, &status);
+        std::string text = ".";
+        if (U_SUCCESS(status)) {
+            const UTF16 wide = converted(8, [&](UChar* destination, int32_t capacity, UErrorCode* error) {
+                return unum_getSymbol(format, UNUM_DECIMAL_SEPARATOR_SYMBOL, destination, capacity, error);
+            });
+            if (!wide.empty()) {
+                text = toUTF8(wide.data(), static_cast<int32_t>(wide.size()));
+            }
+            unum_close(format);
+        }
+        return text;
+    }();
+    return separator;
+}
+
+std::string decimalText(double value, int decimals) {
+    constexpr int most = 9;
+    static const std::array<NumberFormatter, most + 1> formatters = [] {
+        return []<std::size_t... index>(std::index_sequence<index...>) {
+            const auto skeleton = [](std::size_t count) {
+                return "group-auto rounding-mode-half-up " +
+                       (count == 0 ? std::string("precision-integer") : "." + std::string(count, '0'));
+            };
+            return std::array<NumberFormatter, most + 1>{NumberFormatter(skeleton(index))...};
+        }(std::make_index_sequence<most + 1>());
+    }();
+    const NumberFormatter& formatter = formatters[static_cast<std::size_t>(std::clamp(decimals, 0, most))];
+    const std::string text =
+        formatter.text([value](const UNumberFormatter* number, UFormattedNumber* result, UErrorCode* status) {
+            unumf_formatDouble(number, value, result, status);
+        });
+    return text.empty() ? std::to_string(value) : text;
+}
+
+std::string shortDateText(double secondsSince1970) {
+    if (!std::isfinite(secondsSince1970)) {
+        return {};
+    }
+    // One for each thread: a date format keeps its calendar inside.
+    struct DateFormat {
+        UDateFormat* format = nullptr;
+        DateFormat() {
+            UErrorCode status = U_ZERO_ERROR;
+            format =
+                udat_open(UDAT_SHORT, UDAT_MEDIUM, dateLocale().c_str(), nullptr, 0, nullptr, 0, &status);
+            if (U_FAILURE(status)) {
+                format = nullptr;
+            }
+        }
+        DateFormat(const DateFormat&) = delete;
+        DateFormat& operator=(const DateFormat&) = delete;
+        ~DateFormat() {
+            if (format != nullptr) {
+                udat_close(format);
+            }
+        }
+    };
+    thread_local const DateFormat format;
+    if (format.format == nullptr) {
+        return {};
+    }
+    const UTF16 wide = converted(48, [&](UChar* destination, int32_t capacity, UErrorCode* status) {
+        return udat_format(format.format, secondsSince1970 * 1000, destination, capacity, nullptr, status);
+    });
+    return toUTF8(wide.data(), static_cast<int32_t>(wide.size()));
+}
+
+}  // namespace larkfold

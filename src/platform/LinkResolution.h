@@ -1,0 +1,18 @@
+// Where a path really leads.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace larkfold {
+
+// The path with every symbolic link in it resolved, the last component's too, as the system would follow it
+// (".." behind a link is the parent of its target). From the first component that does not exist on, the rest
+// stands as it is written. Nothing where that cannot be told: a relative path, links in a circle, a folder
+// that may not be searched, a volume that does not answer within a short, fixed wait.
+//
+// Works by descriptors, so a path may be longer than the system takes. Safe from any thread; touches the
+// disk.
+std::optional<std::string> pathWithLinksResolved(const std::string& path);
+
+}  // namespace larkfold

@@ -1,0 +1,90 @@
+#include "platform/Volumes.h"
+
+#include <sys/statvfs.h>
+
+#include <cerrno>
+#include <limits>
+
+#include "platform/Path.h"
+#include "platform/linux/ExpendableCall.h"
+#include "platform/linux/MountTable.h"
+
+#ifndef __linux__
+#error "This file is for Linux."
+#endif
+
+namespace larkfold {
+
+namespace {
+
+struct Answer {
+    int error = 0;
+    std::int64_t total = 0;
+    std::int64_t available = 0;
+};
+
+std::int64_t bytes(std::uint64_t blocks, std::uint64_t blockSize) {
+    constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    if (blockSize != 0 && blocks > most / blockSize) {
+        return static_cast<std::int64_t>(most);
+    }
+    return static_cast<std::int64_t>(blocks * blockSize);
+}
+
+// Nothing where the volume did not answer.
+std::optional<Answer> capacityAt(const std::string& path) {
+    return expendable_call::run<Answer>([path] {
+        struct statvfs values{};
+        int result;
+        do {
+            result = ::statvfs(path.c_str(), &values);
+        } while (result != 0 && errno == EINTR);
+        if (result != 0) {
+            return Answer{.error = errno};
+        }
+        return Answer{.total = bytes(values.f_blocks, values.f_frsize),
+                      .available = bytes(values.f_bavail, values.f_frsize)};
+    });
+}
+
+VolumeCapacity capacityOfStartupDisk() {
+    VolumeCapacity sum{.total = 0, .available = 0};
+    for (const Mount& mount : MountTable::current().startupDiskMounts()) {
+        const std::optional<Answer> answer = capacityAt(mount.mountPoint);
+        if (answer && answer->error == EACCES && mount.mountPoint != "/") {
+            continue;  // what this user may not even reach, the scan does not count either
+        }
+        if (!answer || answer->error != 0) {
+            return {};  // a sum with a part missing would be wrong without looking so
+        }
+        *sum.total += answer->total;
+        *sum.available += answer->available;
+    }
+    // No file system at all means that the list of mounts could not be read.
+    return *sum.total == 0 ? VolumeCapacity{} : sum;
+}
+
+}  // namespace
+
+VolumeCapacity volumeCapacity(const std::string& path) {
+    if (standardizedPath(path) == "/") {
+        return capacityOfStartupDisk();
+    }
+    const std::optional<Answer> answer = capacityAt(path);
+    if (!answer || answer->error != 0) {
+        return {};
+    }
+    return {.total = answer->total, .available = answer->available};
+}
+
+std::optional<std::string> volumeName(const std::string& path) {
+    const MountTable table = MountTable::current();
+    const Mount* mount = table.mountAt(standardizedPath(path));
+    return mount == nullptr ? std::nullopt : table.label(*mount);
+}
+
+std::vector<std::string> startupDiskExclusions() {
+    return MountTable::current().startupDiskExclusions();
+}
+
+}  // namespace larkfold
