@@ -1,9 +1,13 @@
 // What the desktop offers a window: its file manager, its previewer, its wishes for colour and motion.
 //
-// Main thread only. Every call over D-Bus is asynchronous: a desktop that does not answer never holds up the window.
+// Main thread only. Every call over D-Bus is asynchronous: a desktop that does not answer never holds up the
+// window.
 #pragma once
 
+#include <QDBusVariant>
 #include <QObject>
+#include <QString>
+#include <QVariant>
 #include <functional>
 #include <string>
 #include <vector>
@@ -23,8 +27,8 @@ public:
     bool prefersDark() const { return prefersDark_; }
     bool reducesMotion() const { return reducesMotion_; }
 
-    // Shows the items selected in the file manager; where none answers, opens the folder that holds the first.
-    // `done(false)` where neither worked.
+    // Shows the items selected in the file manager; where none answers, opens the folder that holds the
+    // first. `done(false)` where neither worked.
     void reveal(const std::vector<std::string>& paths, std::function<void(bool)> done);
 
     // Shows the desktop's own preview of a file. `done(false)` where no previewer answers.
@@ -34,9 +38,20 @@ signals:
     void prefersDarkChanged();
     void reducesMotionChanged();
 
+protected:
+    // Follows the palette of the application, where no desktop tells its wish for colours.
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private slots:
+    void settingChanged(const QString& group, const QString& key, const QDBusVariant& value);
+
 private:
     void readSettings();
+    void takeSetting(const QString& group, const QString& key, const QVariant& wrapped);
+    void setPrefersDark(bool prefers);
+    void setReducesMotion(bool reduces);
 
+    bool portalTellsColors_ = false;
     bool prefersDark_ = false;
     bool reducesMotion_ = false;
 };

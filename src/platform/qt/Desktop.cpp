@@ -1,0 +1,174 @@
+#include "platform/qt/Desktop.h"
+
+#include <QColor>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCall>
+#include <QDBusPendingCallWatcher>
+#include <QDBusVariant>
+#include <QDesktopServices>
+#include <QEvent>
+#include <QGuiApplication>
+#include <QPalette>
+#include <QUrl>
+#include <optional>
+#include <utility>
+
+#include "platform/Path.h"
+#include "platform/qt/PathText.h"
+
+namespace larkfold {
+
+namespace {
+
+const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
+const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
+const QString portalSettings = QStringLiteral("org.freedesktop.portal.Settings");
+
+// The two settings that are read, by the names that the portal gives them.
+const QString appearance = QStringLiteral("org.freedesktop.appearance");
+const QString colorScheme = QStringLiteral("color-scheme");
+const QString interfaceSettings = QStringLiteral("org.gnome.desktop.interface");
+const QString enableAnimations = QStringLiteral("enable-animations");
+
+// Milliseconds for the file manager or the previewer to answer. They may have to be started first.
+constexpr int answerTimeout = 10'000;
+
+// The value inside of any number of variant wrappers: `Read` of the portal answers with two.
+QVariant unwrapped(QVariant value) {
+    while (value.metaType() == QMetaType::fromType<QDBusVariant>()) {
+        value = value.value<QDBusVariant>().variant();
+    }
+    return value;
+}
+
+QGuiApplication* guiApplication() {
+    return qobject_cast<QGuiApplication*>(QCoreApplication::instance());
+}
+
+bool paletteIsDark() {
+    if (guiApplication() == nullptr) {
+        return false;
+    }
+    const QPalette palette = QGuiApplication::palette();
+    return palette.color(QPalette::Window).lightness() < palette.color(QPalette::WindowText).lightness();
+}
+
+// Sends the call and hands on its answer; at once an error where there is no session bus. Dropped with
+// `owner`.
+void send(const QDBusMessage& message, QObject* owner, std::function<void(const QDBusMessage&)> done) {
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(message, answerTimeout), owner);
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, owner,
+                     [done = std::move(done)](QDBusPendingCallWatcher* finished) {
+                         finished->deleteLater();
+                         done(finished->reply());
+                     });
+}
+
+bool openFolderHolding(const std::string& path) {
+    // The encoded form keeps the bytes of a name that is not UTF-8.
+    return QDesktopServices::openUrl(QUrl::fromEncoded(fileURLFromPath(parentPath(path))));
+}
+
+}  // namespace
+
+Desktop::Desktop(QObject* parent) : QObject(parent) {
+    setPrefersDark(paletteIsDark());
+    if (QGuiApplication* application = guiApplication()) {
+        application->installEventFilter(this);
+    }
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (bus.isConnected()) {
+        bus.connect(portalService, portalPath, portalSettings, QStringLiteral("SettingChanged"), this,
+                    SLOT(settingChanged(QString, QString, QDBusVariant)));
+        readSettings();
+    }
+}
+
+Desktop::~Desktop() = default;
+
+void Desktop::reveal(const std::vector<std::string>& paths, std::function<void(bool)> done) {
+    if (paths.empty()) {
+        done(false);
+        return;
+    }
+    QStringList urls;
+    for (const std::string& path : paths) {
+        urls.append(QString::fromLatin1(fileURLFromPath(path)));
+    }
+    QDBusMessage message = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
+        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
+    message << urls << QString();
+    send(message, this, [first = paths.front(), done = std::move(done)](const QDBusMessage& answer) {
+        done(answer.type() == QDBusMessage::ReplyMessage || openFolderHolding(first));
+    });
+}
+
+void Desktop::preview(const std::string& path, std::function<void(bool)> done) {
+    QDBusMessage message = QDBusMessage::createMethodCall(
+        QStringLiteral("org.gnome.NautilusPreviewer"), QStringLiteral("/org/gnome/NautilusPreviewer"),
+        QStringLiteral("org.gnome.NautilusPreviewer"), QStringLiteral("ShowFile"));
+    // The handle of the parent window, and not to close what is shown already.
+    message << QString::fromLatin1(fileURLFromPath(path)) << QString() << false;
+    send(message, this, [done = std::move(done)](const QDBusMessage& answer) {
+        done(answer.type() == QDBusMessage::ReplyMessage);
+    });
+}
+
+bool Desktop::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::ApplicationPaletteChange && !portalTellsColors_) {
+        setPrefersDark(paletteIsDark());
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+void Desktop::readSettings() {
+    const auto read = [this](const QString& group, const QString& key) {
+        QDBusMessage message =
+            QDBusMessage::createMethodCall(portalService, portalPath, portalSettings, QStringLiteral("Read"));
+        message << group << key;
+        send(message, this, [this, group, key](const QDBusMessage& answer) {
+            if (answer.type() == QDBusMessage::ReplyMessage && !answer.arguments().isEmpty()) {
+                takeSetting(group, key, answer.arguments().constFirst());
+            }
+        });
+    };
+    read(appearance, colorScheme);
+    read(interfaceSettings, enableAnimations);
+}
+
+void Desktop::settingChanged(const QString& group, const QString& key, const QDBusVariant& value) {
+    takeSetting(group, key, value.variant());
+}
+
+void Desktop::takeSetting(const QString& group, const QString& key, const QVariant& wrapped) {
+    const QVariant value = unwrapped(wrapped);
+    if (group == appearance && key == colorScheme) {
+        // 0: no preference, 1: dark, 2: light. Without a preference the palette decides.
+        bool isNumber = false;
+        const uint scheme = value.toUInt(&isNumber);
+        portalTellsColors_ = isNumber && (scheme == 1 || scheme == 2);
+        setPrefersDark(portalTellsColors_ ? scheme == 1 : paletteIsDark());
+    } else if (group == interfaceSettings && key == enableAnimations &&
+               value.metaType() == QMetaType::fromType<bool>()) {
+        setReducesMotion(!value.toBool());
+    }
+}
+
+void Desktop::setPrefersDark(bool prefers) {
+    if (prefersDark_ != prefers) {
+        prefersDark_ = prefers;
+        emit prefersDarkChanged();
+    }
+}
+
+void Desktop::setReducesMotion(bool reduces) {
+    if (reducesMotion_ != reduces) {
+        reducesMotion_ = reduces;
+        emit reducesMotionChanged();
+    }
+}
+
+}  // namespace larkfold
