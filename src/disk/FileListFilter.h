@@ -14,10 +14,10 @@ namespace larkfold {
 class FileNode;
 
 struct FileListFilter {
-    std::int64_t minimumSize = 0;  // bytes on disk
-    std::string extensionFilter;   // comma-separated, dots and blanks around each ignored
-    std::string locationFilter;    // text that the path contains, case ignored by the locale
-    int olderThanDays = 0;         // below 1: off
+    std::int64_t minimumSize = 0;   // bytes on disk
+    std::string extensionFilter{};  // comma-separated, dots and blanks around each ignored
+    std::string locationFilter{};   // text that the path contains, case ignored by the locale
+    int olderThanDays = 0;          // below 1: off
 
     bool operator==(const FileListFilter&) const = default;
 };
