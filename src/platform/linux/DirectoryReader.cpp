@@ -282,6 +282,7 @@ private:
         folder.names = std::make_unique_for_overwrite<char[]>(nameBytes_.size());
         std::memcpy(folder.names.get(), nameBytes_.data(), nameBytes_.size());
         folder.entries.reserve(raw_.size());
+        bool mayLookAtEntries = false;
         std::size_t untilCheck = 64;
         for (const RawEntry& raw : raw_) {
             if (--untilCheck == 0) {
@@ -296,9 +297,16 @@ private:
             if (folder.place != nullptr && readSpecial(folder, raw, entry, stop)) {
                 continue;
             }
+            // Of a folder nothing but its kind is wanted here: its identity is read when it is opened. The first one is
+            // asked all the same: where entries may be listed but not looked at, all of them have to say so.
+            if (raw.type == DT_DIR && mayLookAtEntries) {
+                entry.kind = DirectoryEntry::Kind::directory;
+                continue;
+            }
             struct stat values;
             if (::fstatat(fd, name, &values, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) == 0) {
                 assign(entry, values);
+                mayLookAtEntries = true;
             } else {
                 entry.error = errno;
             }
@@ -730,22 +738,17 @@ struct DirectoryReader::Impl {
     }
     // The mounts at or below the real place of the root that may fail to answer.
     void rememberMounts(const std::string& realRoot) {
-        std::string_view mountOfRoot;
-        bool rootMayFail = false;
-        const std::vector<Mount> mounts = readMounts();
-        for (const Mount& mount : mounts) {
-            if (isAtOrBelow(realRoot, mount.mountPoint) && mount.mountPoint.size() >= mountOfRoot.size()) {
-                mountOfRoot = mount.mountPoint;  // the last one of a place lies on top
-                rootMayFail = mount.mayFailToAnswer;
-            }
-            if (!mount.mayFailToAnswer) {
+        const MountTable table = MountTable::current();
+        for (const Mount& mount : table.mounts()) {
+            if (!mount.mayFailToAnswer || !mount.isVisible) {
                 continue;
             }
             if (const auto relative = relativePath(mount.mountPoint, realRoot)) {
                 places->at(*relative).mayFailToAnswer = true;
             }
         }
-        places->mayFailToAnswer = rootMayFail;
+        const Mount* holding = table.mountHolding(realRoot);
+        places->mayFailToAnswer = holding != nullptr && holding->mayFailToAnswer;
     }
 
     FolderPointer listRoot() {
