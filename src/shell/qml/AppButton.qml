@@ -18,7 +18,7 @@ T.Button {
     property string toolTip: ""
 
     readonly property bool isFilled: kind === AppButton.Primary
-    readonly property color foreground: {
+    property color foreground: {
         switch (kind) {
         case AppButton.Primary:
             return Theme.textOnAccent;

@@ -1,0 +1,248 @@
+#include "shell/DiskSpacePresenter.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <exception>
+#include <utility>
+
+#include "disk/DiskScannerViewModel.h"
+#include "platform/Collation.h"
+#include "platform/Path.h"
+#include "platform/qt/PathText.h"
+#include "shell/ShellTexts.h"
+
+namespace larkfold {
+
+namespace {
+
+constexpr std::chrono::milliseconds kActivityInterval{250};
+// How much of the distance to the measured level is gone at each measuring: the animation must not jump.
+constexpr double kActivityEase = 0.4;
+// The level is full at ten to this power of entries a second.
+constexpr double kFullActivityPower = 5;
+
+}  // namespace
+
+DiskSpacePresenter::DiskSpacePresenter(DiskScannerViewModel& driver, MainQueue& mainQueue,
+                                       CapacityReader readCapacity, QObject* parent)
+    : QObject(parent),
+      driver_(driver),
+      readCapacity_(std::move(readCapacity)),
+      context_(mainQueue, "volume") {
+    activityTimer_.setInterval(kActivityInterval);
+    connect(&activityTimer_, &QTimer::timeout, this, &DiskSpacePresenter::measureActivity);
+    followDriver();
+    takeResult();
+}
+
+void DiskSpacePresenter::followDriver() {
+    using Driver = DiskScannerViewModel;
+    connect(&driver_, &Driver::scanResultChanged, this, &DiskSpacePresenter::takeResult);
+    connect(&driver_, &Driver::navigationStackChanged, this, [this] {
+        breadcrumb_.setCurrentNode(driver_.currentNode());
+        emit navigationChanged();
+    });
+    connect(&driver_, &Driver::isScanningChanged, this, [this] {
+        if (driver_.isScanning()) {
+            entriesAtMeasure_ = 0;
+            sinceMeasured_.start();
+            activityTimer_.start();
+        } else {
+            activityTimer_.stop();
+            setActivityLevel(0);
+        }
+        emit subjectChanged();
+    });
+    connect(&driver_, &Driver::scanScopeChanged, this, &DiskSpacePresenter::subjectChanged);
+    connect(&driver_, &Driver::progressChanged, this, &DiskSpacePresenter::progressChanged);
+    connect(&driver_, &Driver::errorChanged, this, &DiskSpacePresenter::errorChanged);
+    connect(&driver_, &Driver::savedScanNoticeChanged, this, &DiskSpacePresenter::savedScanNoticeChanged);
+    connect(&driver_, &Driver::selectedForDeletionChanged, this, &DiskSpacePresenter::markedChanged);
+    connect(&driver_, &Driver::skipHiddenFilesChanged, this,
+            &DiskSpacePresenter::hiddenSettingDiffersChanged);
+}
+
+void DiskSpacePresenter::takeResult() {
+    scanErrors_.setErrors(driver_.scanResult() ? driver_.scanResult()->errors : std::vector<ScanError>());
+    breadcrumb_.setCurrentNode(driver_.currentNode());
+    emit resultChanged();
+    emit subjectChanged();
+    emit hiddenSettingDiffersChanged();
+    emit markedChanged();
+    emit navigationChanged();
+}
+
+QString DiskSpacePresenter::title() const {
+    if (!driver_.hasScanResult() && !driver_.isScanning()) {
+        return {};
+    }
+    return driver_.scansStartupDisk() ? texts::startupDisk()
+                                      : displayString(lastPathComponent(driver_.scanRootPath()));
+}
+
+QString DiskSpacePresenter::path() const {
+    return driver_.hasScanResult() || driver_.isScanning() ? displayString(driver_.scanRootPath())
+                                                           : QString();
+}
+
+bool DiskSpacePresenter::canRescan() const {
+    return driver_.hasScanResult() && !driver_.isScanning();
+}
+
+QString DiskSpacePresenter::totalText() const {
+    return driver_.scanResult() ? texts::bytes(driver_.scanResult()->totalSize) : QString();
+}
+
+QString DiskSpacePresenter::countsText() const {
+    return driver_.scanResult()
+               ? texts::counts(driver_.scanResult()->totalFiles, driver_.scanResult()->totalDirectories)
+               : QString();
+}
+
+QString DiskSpacePresenter::statusLine() const {
+    return driver_.scanResult() ? totalText() + QLatin1Char(' ') + countsText() : QString();
+}
+
+QString DiskSpacePresenter::unreadableText() const {
+    const int places = scanErrors_.rowCount();
+    return places > 0 ? texts::unreadable(places) : QString();
+}
+
+QString DiskSpacePresenter::capacityNotice() const {
+    const auto notice = driver_.scanResult() ? driver_.scanResult()->capacityNotice() : std::nullopt;
+    return notice ? QString::fromStdString(*notice) : QString();
+}
+
+QString DiskSpacePresenter::savedScanNotice() const {
+    return driver_.savedScanNoticeText();
+}
+
+QString DiskSpacePresenter::hiddenItemsText() const {
+    const std::int64_t items = driver_.scanResult() ? driver_.scanResult()->hiddenItemsLeftOut : 0;
+    return items > 0 ? texts::hiddenLeftOut(items) : QString();
+}
+
+bool DiskSpacePresenter::hiddenSettingDiffers() const {
+    return driver_.hasScanResult() && !driver_.scansStartupDisk() &&
+           driver_.skipHiddenFiles() != driver_.scanOptions().skipHiddenFiles;
+}
+
+int DiskSpacePresenter::markedItems() const {
+    return driver_.markedTotals().items;
+}
+
+QString DiskSpacePresenter::markedText() const {
+    const auto totals = driver_.markedTotals();
+    return totals.items > 0 ? texts::marked(totals.items, totals.bytes) : QString();
+}
+
+bool DiskSpacePresenter::canGoBack() const {
+    return !driver_.navigationStack().empty();
+}
+
+QString DiskSpacePresenter::scanTitle() const {
+    return texts::mappingTitle(driver_.scansStartupDisk());
+}
+
+double DiskSpacePresenter::filesScanned() const {
+    return static_cast<double>(driver_.progress().filesScanned);
+}
+
+double DiskSpacePresenter::directoriesScanned() const {
+    return static_cast<double>(driver_.progress().directoriesScanned);
+}
+
+double DiskSpacePresenter::bytesScanned() const {
+    return static_cast<double>(driver_.progress().bytesScanned);
+}
+
+QString DiskSpacePresenter::currentPath() const {
+    return displayString(driver_.progress().currentPath);
+}
+
+double DiskSpacePresenter::activityLevel(double entriesPerSecond) {
+    return std::clamp(std::log10(1 + std::max(0.0, entriesPerSecond)) / kFullActivityPower, 0.0, 1.0);
+}
+
+void DiskSpacePresenter::measureActivity() {
+    const double entries = filesScanned() + directoriesScanned();
+    const double seconds = static_cast<double>(sinceMeasured_.restart()) / 1000;
+    if (seconds <= 0) {
+        return;
+    }
+    const double level = activityLevel((entries - std::exchange(entriesAtMeasure_, entries)) / seconds);
+    setActivityLevel(activityLevel_ + (level - activityLevel_) * kActivityEase);
+}
+
+void DiskSpacePresenter::setActivityLevel(double level) {
+    if (!qFuzzyCompare(1 + level, 1 + activityLevel_)) {
+        activityLevel_ = level;
+        emit activityLevelChanged();
+    }
+}
+
+QString DiskSpacePresenter::errorText() const {
+    return driver_.isAccessProblem() ? QString() : driver_.errorText();
+}
+
+QString DiskSpacePresenter::errorHint() const {
+    if (errorText().isEmpty()) {
+        return {};
+    }
+    return driver_.error() == "Scan was cancelled" ? texts::scanCancelledHint() : texts::scanFailedHint();
+}
+
+QString DiskSpacePresenter::volumeUsedText() const {
+    return hasVolume() ? texts::bytes(*volume_.total - *volume_.available) : QString();
+}
+
+QString DiskSpacePresenter::volumeFreeText() const {
+    return hasVolume() ? texts::bytes(*volume_.available) : QString();
+}
+
+QString DiskSpacePresenter::volumeTotalText() const {
+    return hasVolume() ? texts::bytes(*volume_.total) : QString();
+}
+
+double DiskSpacePresenter::volumeUsedShare() const {
+    if (!hasVolume() || *volume_.total <= 0) {
+        return 0;
+    }
+    return std::clamp(1 - static_cast<double>(*volume_.available) / static_cast<double>(*volume_.total), 0.0,
+                      1.0);
+}
+
+void DiskSpacePresenter::refreshVolume() {
+    volumeRun_ = context_.run<VolumeCapacity>([read = readCapacity_](std::stop_token) { return read("/"); },
+                                              [this](Outcome<VolumeCapacity> outcome) {
+                                                  try {
+                                                      volume_ = outcome.get();
+                                                  } catch (const std::exception&) {
+                                                      volume_ = {};  // shown as unknown
+                                                  }
+                                                  emit volumeChanged();
+                                              });
+}
+
+void DiskSpacePresenter::navigateToCrumb(int row) {
+    if (auto node = breadcrumb_.node(row)) {
+        driver_.navigateTo(node);
+    }
+}
+
+void DiskSpacePresenter::copyScanErrors() const {
+    QGuiApplication::clipboard()->setText(scanErrors_.text());
+}
+
+QString DiskSpacePresenter::countText(double count) const {
+    return QString::fromStdString(groupedCount(std::llround(count)));
+}
+
+QString DiskSpacePresenter::byteCountText(double bytes) const {
+    return texts::bytes(std::llround(bytes));
+}
+
+}  // namespace larkfold

@@ -1,0 +1,204 @@
+#include "shell/MainView.h"
+
+#include <QVariantMap>
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <utility>
+
+#include "platform/Bookmark.h"
+#include "platform/qt/PathText.h"
+#include "shell/ShellTexts.h"
+
+namespace larkfold {
+
+namespace {
+
+constexpr const char* kSelectedTabKey = "selectedTab";
+
+struct Tab {
+    int value;
+    const char* title;
+    const char* icon;
+};
+
+// A tab stands here when there is something behind it. The values are stored, so they never change.
+constexpr std::array kTabs{
+    Tab{.value = 0, .title = "Disk Space", .icon = "disk"},
+};
+
+bool isTab(std::int64_t value) {
+    return std::any_of(kTabs.begin(), kTabs.end(), [value](const Tab& tab) { return tab.value == value; });
+}
+
+}  // namespace
+
+MainView::MainView(World world, QObject* parent)
+    : QObject(parent),
+      world_(std::move(world)),
+      scannerViewModel_({.mainQueue = world_.mainQueue,
+                         .defaults = world_.defaults,
+                         .folderChooser = &folderChooser_,
+                         .indexFileURL = world_.indexFileURL}),
+      diskSpace_(scannerViewModel_, world_.mainQueue, world_.readCapacity),
+      dropContext_(world_.mainQueue, "drop") {
+    const auto stored = world_.defaults.integerForKey(kSelectedTabKey).value_or(0);
+    selectedTab_ = isTab(stored) ? static_cast<int>(stored) : 0;
+
+    connect(&scannerViewModel_, &DiskScannerViewModel::isScanningChanged, this, [this] {
+        if (scannerViewModel_.isScanning()) {
+            setDropMessage({});
+            wantsStartPage_ = false;
+        }
+        emit diskPageChanged();
+    });
+    connect(&scannerViewModel_, &DiskScannerViewModel::scanResultChanged, this, &MainView::diskPageChanged);
+    connect(&scannerViewModel_, &DiskScannerViewModel::errorChanged, this,
+            &MainView::showDiskAccessIssueChanged);
+    connect(&diskSpace_, &DiskSpacePresenter::subjectChanged, this, &MainView::windowTitleChanged);
+    observeCommands();
+}
+
+MainView::~MainView() = default;
+
+void MainView::observeCommands() {
+    observations_.push_back(world_.notifications.observe("newScan", [this] {
+        showTab(0);
+        showStartPage(true);
+    }));
+    observations_.push_back(
+        world_.notifications.observe("cancelScan", [this] { scannerViewModel_.cancelScan(); }));
+    observations_.push_back(world_.notifications.observe("showDiskSpace", [this] { showTab(0); }));
+}
+
+QVariantList MainView::tabs() const {
+    QVariantList list;
+    for (const Tab& tab : kTabs) {
+        list.append(QVariantMap{{QStringLiteral("value"), tab.value},
+                                {QStringLiteral("title"), QString::fromUtf8(tab.title)},
+                                {QStringLiteral("icon"), QString::fromUtf8(tab.icon)}});
+    }
+    return list;
+}
+
+void MainView::setSelectedTab(int tab) {
+    if (isTab(tab)) {
+        showTab(tab);
+    }
+}
+
+void MainView::showTab(int tab) {
+    if (selectedTab_ == tab) {
+        return;
+    }
+    selectedTab_ = tab;
+    try {
+        world_.defaults.setInteger(kSelectedTabKey, tab);
+    } catch (const std::exception&) {
+        // Not remembered, and no reason to disturb: the tab is shown all the same.
+    }
+    emit selectedTabChanged();
+    emit windowTitleChanged();
+}
+
+QString MainView::windowTitle() const {
+    const QString title = diskSpace_.title();
+    return title.isEmpty() ? QStringLiteral("Larkfold") : QStringLiteral("%1 — Larkfold").arg(title);
+}
+
+MainView::DiskPage MainView::diskPage() const {
+    if (scannerViewModel_.isScanning()) {
+        return DiskPage::scanning;
+    }
+    return scannerViewModel_.hasScanResult() && !wantsStartPage_ ? DiskPage::result : DiskPage::start;
+}
+
+bool MainView::canReturnToMap() const {
+    return diskPage() == DiskPage::start && scannerViewModel_.hasScanResult();
+}
+
+void MainView::returnToMap() {
+    showStartPage(false);
+}
+
+void MainView::showStartPage(bool show) {
+    // During a scan its page stays: there is nothing that could be started.
+    if (!scannerViewModel_.isScanning() && wantsStartPage_ != show) {
+        wantsStartPage_ = show;
+        setDropMessage({});
+        emit diskPageChanged();
+    }
+}
+
+void MainView::scanEntireDisk() {
+    if (world_.permissionManager.hasFullDiskAccess()) {
+        scannerViewModel_.scanStartupDisk();
+    } else {
+        setShowFullDiskAccessAlert(true);
+    }
+}
+
+void MainView::setShowFullDiskAccessAlert(bool show) {
+    if (showFullDiskAccessAlert_ != show) {
+        showFullDiskAccessAlert_ = show;
+        emit showFullDiskAccessAlertChanged();
+    }
+}
+
+void MainView::scanAvailableAreas() {
+    setShowFullDiskAccessAlert(false);
+    scannerViewModel_.scanStartupDisk();
+}
+
+void MainView::scanFolder() {
+    setDropMessage({});
+    scannerViewModel_.chooseFolder();
+}
+
+void MainView::drop(const QList<QUrl>& urls) {
+    setDropMessage({});
+    const auto path = urls.isEmpty() ? std::nullopt : pathFromFileURL(urls.first());
+    if (!path) {
+        setDropMessage(texts::dropFailed());
+        return;
+    }
+    // Whether it is a folder that can be listed is asked off the main thread: the disk may not answer.
+    dropRun_ = dropContext_.run<bool>(
+        [path](std::stop_token) {
+            const bool accessible = startAccessingSecurityScopedResource(*path);
+            if (accessible) {
+                stopAccessingSecurityScopedResource(*path);
+            }
+            return accessible;
+        },
+        [this, path](Outcome<bool> outcome) {
+            bool accessible = false;
+            try {
+                accessible = outcome.get();
+            } catch (const std::exception&) {
+                accessible = false;
+            }
+            if (accessible) {
+                scannerViewModel_.scanFolder(*path);
+            } else {
+                setDropMessage(texts::dropFailed());
+            }
+        });
+}
+
+void MainView::setDropMessage(const QString& message) {
+    if (dropMessage_ != message) {
+        dropMessage_ = message;
+        emit dropMessageChanged();
+    }
+}
+
+void MainView::dismissDropMessage() {
+    setDropMessage({});
+}
+
+bool MainView::showDiskAccessIssue() const {
+    return scannerViewModel_.error().has_value() && scannerViewModel_.isAccessProblem();
+}
+
+}  // namespace larkfold

@@ -1,0 +1,20 @@
+// The sentences that this folder makes out of figures. Main thread only; figures follow the user's locale.
+#pragma once
+
+#include <QString>
+#include <cstdint>
+
+namespace larkfold::texts {
+
+QString startupDisk();
+QString mappingTitle(bool startupDisk);                        // "Mapping Startup Disk", "Building Disk Map"
+QString counts(std::int64_t files, std::int64_t directories);  // "in 1,284,117 files, 96,310 folders"
+QString unreadable(std::int64_t places);                       // "12 places could not be read"
+QString hiddenLeftOut(std::int64_t items);                     // "318 hidden items left out"
+QString marked(std::int64_t items, std::int64_t bytes);        // "3 items, 4.2 GB marked"
+QString bytes(std::int64_t bytes);                             // "4.2 GB"
+QString scanCancelledHint();
+QString scanFailedHint();
+QString dropFailed();  // "Larkfold couldn’t access that location."
+
+}  // namespace larkfold::texts

@@ -1,0 +1,114 @@
+import QtQuick
+import QtQuick.Templates as T
+import Larkfold.Shell
+
+// The menus with all commands. Those that concern the window's content go out as notifications.
+T.MenuBar {
+    id: bar
+
+    required property LarkfoldApp app
+    readonly property MainView view: app.mainView
+    readonly property DiskScannerViewModel driver: view ? view.scannerViewModel : null
+
+    signal helpRequested
+    signal quitRequested
+
+    implicitWidth: contentWidth + leftPadding + rightPadding
+    implicitHeight: Math.max(Theme.minimumTarget + 2, contentHeight + topPadding + bottomPadding)
+    contentWidth: row.implicitWidth
+    leftPadding: Theme.space1
+    delegate: AppMenuBarItem {}
+
+    contentItem: Row {
+        id: row
+        Repeater {
+            model: bar.contentModel
+        }
+    }
+
+    background: Rectangle {
+        color: Theme.sidebar
+
+        Hairline {
+            anchors.bottom: parent.bottom
+            width: parent.width
+        }
+    }
+
+    AppMenu {
+        title: qsTr("&File")
+
+        AppMenuItem {
+            action: T.Action {
+                id: newScan
+                text: qsTr("New Scan")
+                shortcut: "Ctrl+N"
+                enabled: bar.view !== null
+                onTriggered: bar.app.newScan()
+            }
+            shortcutText: "Ctrl+N"
+        }
+        AppMenuItem {
+            action: T.Action {
+                text: qsTr("Cancel Scan")
+                shortcut: "Ctrl+."
+                enabled: bar.view !== null
+                onTriggered: bar.app.cancelScan()
+            }
+            shortcutText: "Ctrl+."
+        }
+        AppMenuSeparator {}
+        AppMenuItem {
+            action: T.Action {
+                text: qsTr("Quit Larkfold")
+                shortcut: "Ctrl+Q"
+                onTriggered: bar.quitRequested()
+            }
+            shortcutText: "Ctrl+Q"
+        }
+    }
+    AppMenu {
+        title: qsTr("&View")
+
+        AppMenuItem {
+            action: T.Action {
+                text: qsTr("Disk Space")
+                shortcut: "Ctrl+1"
+                enabled: bar.view !== null
+                onTriggered: bar.app.showDiskSpace()
+            }
+            shortcutText: "Ctrl+1"
+        }
+    }
+    AppMenu {
+        title: qsTr("&Go")
+
+        AppMenuItem {
+            action: T.Action {
+                text: qsTr("Back")
+                enabled: bar.view !== null && bar.view.diskSpace.canGoBack
+                onTriggered: bar.driver.navigateBack()
+            }
+            shortcutText: "Alt+Left"
+        }
+        AppMenuItem {
+            action: T.Action {
+                text: qsTr("Back to Map")
+                enabled: bar.view !== null && bar.view.canReturnToMap
+                onTriggered: bar.view.returnToMap()
+            }
+        }
+    }
+    AppMenu {
+        title: qsTr("&Help")
+
+        AppMenuItem {
+            action: T.Action {
+                text: qsTr("Larkfold Help")
+                shortcut: "F1"
+                onTriggered: bar.helpRequested()
+            }
+            shortcutText: "F1"
+        }
+    }
+}

@@ -1,0 +1,88 @@
+import QtQuick
+import QtQuick.Templates as T
+import Larkfold.Shell
+
+// The disk tab: the start page, a scan under way, or its result.
+T.Control {
+    id: tab
+
+    required property MainView view
+    readonly property DiskScannerViewModel driver: view.scannerViewModel
+    readonly property DiskSpacePresenter presenter: view.diskSpace
+
+    Toolbar {
+        id: toolbar
+        anchors.left: parent.left
+        anchors.right: parent.right
+        title: tab.view.diskPage === MainView.start ? qsTr("Disk Space") : tab.presenter.title
+        path: tab.view.diskPage === MainView.start ? "" : tab.presenter.path
+
+        AppButton {
+            visible: tab.view.canReturnToMap
+            text: qsTr("Back to Map")
+            icon.name: "back"
+            onClicked: tab.view.returnToMap()
+        }
+        AppButton {
+            visible: tab.view.diskPage === MainView.scanning
+            text: qsTr("Cancel")
+            icon.name: "stop"
+            onClicked: tab.driver.cancelScan()
+        }
+        AppButton {
+            visible: tab.view.diskPage === MainView.result
+            text: qsTr("Scan Again")
+            icon.name: "refresh"
+            toolTip: qsTr("Measures the same place once more")
+            onClicked: tab.driver.rescanCurrent()
+        }
+        AppButton {
+            visible: tab.view.diskPage === MainView.result
+            text: qsTr("New Scan")
+            icon.name: "plus"
+            onClicked: tab.view.startNewScan()
+        }
+    }
+
+    Loader {
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.top: toolbar.bottom
+        anchors.bottom: parent.bottom
+        focus: true
+        sourceComponent: {
+            switch (tab.view.diskPage) {
+            case MainView.scanning:
+                return scanningPage;
+            case MainView.result:
+                return resultPage;
+            default:
+                return startPage;
+            }
+        }
+    }
+
+    Component {
+        id: startPage
+
+        StartPage {
+            view: tab.view
+        }
+    }
+    Component {
+        id: scanningPage
+
+        ScanningView {
+            presenter: tab.presenter
+            driver: tab.driver
+        }
+    }
+    Component {
+        id: resultPage
+
+        ResultView {
+            presenter: tab.presenter
+            driver: tab.driver
+        }
+    }
+}

@@ -1,0 +1,118 @@
+import QtQuick
+import QtQuick.Layouts
+import QtQuick.Templates as T
+import Larkfold.Shell
+
+// The help: how to read the map, and the keys.
+AppDialog {
+    id: sheet
+
+    iconName: "help"
+    preferredWidth: 560 * Theme.typeScale
+    title: qsTr("Larkfold Help")
+    text: qsTr("Larkfold measures a folder, or the whole disk, and draws where the space went. Looking changes nothing on your disk, and nothing leaves this computer.")
+    actions: [done]
+    defaultAction: done
+    cancelAction: done
+
+    T.Action {
+        id: done
+        text: qsTr("Done")
+    }
+
+    component Topic: ColumnLayout {
+        id: topic
+
+        property string heading: ""
+        property string body: ""
+
+        Layout.fillWidth: true
+        spacing: Theme.space1
+
+        AppLabel {
+            text: topic.heading
+            font.weight: Font.DemiBold
+            Accessible.role: Accessible.Heading
+        }
+        AppLabel {
+            Layout.fillWidth: true
+            text: topic.body
+            secondary: true
+            wrapMode: Text.Wrap
+            lineHeight: 1.25
+        }
+    }
+
+    component Key: RowLayout {
+        id: key
+
+        property string keys: ""
+        property string meaning: ""
+
+        Layout.fillWidth: true
+        spacing: Theme.space3
+
+        AppLabel {
+            Layout.preferredWidth: 130 * Theme.typeScale
+            text: key.keys
+            font.weight: Font.Medium
+        }
+        AppLabel {
+            Layout.fillWidth: true
+            text: key.meaning
+            secondary: true
+            elide: Text.ElideRight
+        }
+    }
+
+    Topic {
+        heading: qsTr("The map")
+        body: qsTr("The centre is the folder you look at. Each ring around it is one level deeper, and the wider an arc, the more space it takes. “Other scanned files” stands for many small files together.")
+    }
+    Topic {
+        heading: qsTr("Places that could not be read")
+        body: qsTr("What your account may not open is missing from the sums. The line below the map says how many such places there are; press it for the list and the reasons.")
+    }
+    Topic {
+        heading: qsTr("Keys in map and list")
+    }
+    GridLayout {
+        Layout.fillWidth: true
+        columns: 2
+        columnSpacing: Theme.space4
+        rowSpacing: Theme.space1
+
+        Key {
+            keys: qsTr("Arrow keys")
+            meaning: qsTr("Move")
+        }
+        Key {
+            keys: qsTr("Return")
+            meaning: qsTr("Go in, or select")
+        }
+        Key {
+            keys: qsTr("Alt+Left, Backspace")
+            meaning: qsTr("Go back")
+        }
+        Key {
+            keys: qsTr("Space")
+            meaning: qsTr("Mark")
+        }
+        Key {
+            keys: qsTr("Ctrl+click")
+            meaning: qsTr("Mark")
+        }
+        Key {
+            keys: qsTr("Ctrl+N")
+            meaning: qsTr("New scan")
+        }
+        Key {
+            keys: qsTr("Ctrl+.")
+            meaning: qsTr("Cancel the scan")
+        }
+        Key {
+            keys: qsTr("Ctrl+1")
+            meaning: qsTr("Disk Space")
+        }
+    }
+}

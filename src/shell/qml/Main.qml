@@ -1,0 +1,81 @@
+import QtQuick
+import QtQuick.Templates as T
+import Larkfold.Shell
+
+// The program's one window: the first run's pages, and from then on the frame with its tabs.
+T.ApplicationWindow {
+    id: window
+
+    required property LarkfoldApp app
+
+    width: 1280
+    height: 800
+    minimumWidth: 900
+    minimumHeight: 600
+    color: Theme.window
+    title: app.mainView ? app.mainView.windowTitle : qsTr("Larkfold")
+    font.family: app.appearance.fontFamily
+    font.pixelSize: Theme.sizeBody
+
+    Binding {
+        target: Theme
+        property: "dark"
+        value: window.app.appearance.prefersDark
+    }
+    Binding {
+        target: Theme
+        property: "reducesMotion"
+        value: window.app.appearance.reducesMotion
+    }
+    Binding {
+        target: Theme
+        property: "typeScale"
+        value: window.app.appearance.typeScale
+    }
+
+    menuBar: AppMenuBar {
+        app: window.app
+        onHelpRequested: help.active = true
+        onQuitRequested: window.close()
+    }
+
+    Loader {
+        anchors.fill: parent
+        focus: true
+        sourceComponent: window.app.hasCompletedOnboarding ? frame : onboarding
+    }
+
+    Component {
+        id: onboarding
+
+        OnboardingView {
+            permissionManager: window.app.permissionManager
+            onFinished: window.app.completeOnboarding()
+        }
+    }
+
+    Component {
+        id: frame
+
+        MainFrame {
+            view: window.app.mainView
+        }
+    }
+
+    Loader {
+        id: help
+        active: false
+        sourceComponent: HelpSheet {
+            visible: true
+            onClosed: help.active = false
+        }
+    }
+
+    Loader {
+        active: window.app.permissionManager.showSettingsGuide
+        sourceComponent: AccessGuideSheet {
+            permissionManager: window.app.permissionManager
+            visible: true
+        }
+    }
+}

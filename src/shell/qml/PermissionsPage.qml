@@ -1,0 +1,144 @@
+import QtQuick
+import QtQuick.Layouts
+import Larkfold.Shell
+
+// The first run's page about access that the system may withhold.
+ColumnLayout {
+    id: page
+
+    required property PermissionManager permissionManager
+    // The user has been to the settings, and so may have something to check.
+    property bool hasVisitedSettings: false
+    // A check that the user asked for has ended.
+    property bool hasChecked: false
+
+    spacing: Theme.space4
+
+    Connections {
+        target: page.permissionManager
+
+        function onIsCheckingChanged() {
+            if (!page.permissionManager.isChecking && page.hasVisitedSettings) {
+                page.hasChecked = true;
+            }
+        }
+    }
+
+    AppLabel {
+        Layout.fillWidth: true
+        Layout.bottomMargin: Theme.space3
+        horizontalAlignment: Text.AlignHCenter
+        text: qsTr("Permissions")
+        font.pixelSize: Theme.sizeDisplay
+        font.weight: Font.Bold
+        wrapMode: Text.Wrap
+        Accessible.role: Accessible.Heading
+    }
+
+    Rectangle {
+        Layout.fillWidth: true
+        implicitHeight: card.implicitHeight + 2 * Theme.space4
+        radius: Theme.radiusCard
+        color: Theme.window
+        border.width: 1
+        border.color: Theme.hairline
+
+        RowLayout {
+            id: card
+            anchors.left: parent.left
+            anchors.right: parent.right
+            anchors.verticalCenter: parent.verticalCenter
+            anchors.margins: Theme.space4
+            spacing: Theme.space4
+
+            AppIcon {
+                name: "shield"
+                size: Math.round(32 * Theme.typeScale)
+                color: Theme.accent
+            }
+            ColumnLayout {
+                Layout.fillWidth: true
+                spacing: 2
+
+                AppLabel {
+                    Layout.fillWidth: true
+                    text: qsTr("Protected Folder Access")
+                    font.pixelSize: Theme.sizeEmphasis
+                    font.weight: Font.DemiBold
+                    wrapMode: Text.Wrap
+                }
+                AppLabel {
+                    Layout.fillWidth: true
+                    text: qsTr("Optional for Mail, Safari data, and app containers")
+                    secondary: true
+                    wrapMode: Text.Wrap
+                }
+            }
+            RowLayout {
+                visible: page.permissionManager.hasFullDiskAccess
+                spacing: Theme.space1
+
+                AppIcon {
+                    name: "check-circle"
+                    size: Theme.iconMedium
+                    color: Theme.safe
+                }
+                AppLabel {
+                    text: qsTr("Enabled")
+                    color: Theme.safe
+                    font.weight: Font.DemiBold
+                }
+            }
+            AppButton {
+                visible: !page.permissionManager.hasFullDiskAccess
+                text: qsTr("Enable")
+                onClicked: {
+                    page.permissionManager.openFullDiskAccessSettings();
+                    page.hasVisitedSettings = true;
+                }
+            }
+        }
+    }
+
+    AppLabel {
+        Layout.fillWidth: true
+        text: qsTr("Without this optional access, Larkfold still works for folders you choose manually, but protected folders like Mail and Safari data stay off-limits.")
+        secondary: true
+        wrapMode: Text.Wrap
+        lineHeight: 1.25
+    }
+    // Beside words that fit another system.
+    AppLabel {
+        Layout.fillWidth: true
+        text: qsTr("On Linux this means the folders that a sandbox hides from Larkfold. “Enable” shows what to do on this computer.")
+        secondary: true
+        font.pixelSize: Theme.sizeCaption
+        wrapMode: Text.Wrap
+    }
+
+    AppButton {
+        visible: page.hasVisitedSettings && !page.permissionManager.hasFullDiskAccess
+        Layout.alignment: Qt.AlignHCenter
+        text: page.permissionManager.isChecking ? qsTr("Checking...") : qsTr("I've Enabled It — Check Again")
+        icon.name: "refresh"
+        enabled: !page.permissionManager.isChecking
+        onClicked: page.permissionManager.checkFullDiskAccess()
+    }
+    AppLabel {
+        visible: page.hasChecked && !page.permissionManager.isChecking && !page.permissionManager.hasFullDiskAccess
+        Layout.fillWidth: true
+        horizontalAlignment: Text.AlignHCenter
+        text: qsTr("Access not detected yet. Make sure you toggled Larkfold in System Settings → Privacy & Security → Full Disk Access.")
+        color: Theme.review
+        wrapMode: Text.Wrap
+    }
+    AppLabel {
+        Layout.fillWidth: true
+        Layout.topMargin: Theme.space2
+        horizontalAlignment: Text.AlignHCenter
+        text: qsTr("You can skip this step and grant additional access later in System Settings")
+        secondary: true
+        font.pixelSize: Theme.sizeCaption
+        wrapMode: Text.Wrap
+    }
+}

@@ -1,0 +1,100 @@
+import QtQuick
+import QtQuick.Layouts
+import QtQuick.Templates as T
+import Larkfold.Shell
+
+// The result of a scan: the way in above, the map and the list side by side, the sums below.
+T.Control {
+    id: page
+
+    required property DiskSpacePresenter presenter
+    required property DiskScannerViewModel driver
+
+    Shortcut {
+        sequences: ["Alt+Left", "Backspace"]
+        enabled: page.presenter.canGoBack
+        onActivated: page.driver.navigateBack()
+    }
+
+    background: Rectangle {
+        color: Theme.surface
+    }
+
+    contentItem: ColumnLayout {
+        spacing: 0
+
+        BreadcrumbBar {
+            Layout.fillWidth: true
+            presenter: page.presenter
+            driver: page.driver
+        }
+
+        InlineMessage {
+            visible: page.presenter.errorText.length > 0
+            Layout.fillWidth: true
+            Layout.margins: Theme.space2
+            text: page.presenter.errorText
+            detail: page.presenter.errorHint
+            onDismissed: page.driver.dismissError()
+        }
+        InlineMessage {
+            visible: page.presenter.capacityNotice.length > 0
+            Layout.fillWidth: true
+            Layout.margins: Theme.space2
+            iconName: "info"
+            dismissible: false
+            text: page.presenter.capacityNotice
+        }
+
+        T.SplitView {
+            id: split
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            orientation: Qt.Horizontal
+            focus: true
+
+            handle: Item {
+                id: grip
+                implicitWidth: 7
+                Accessible.ignored: true
+
+                Hairline {
+                    anchors.horizontalCenter: parent.horizontalCenter
+                    height: parent.height
+                    color: grip.T.SplitHandle.pressed || grip.T.SplitHandle.hovered ? Theme.accent : Theme.hairline
+                }
+            }
+
+            Item {
+                T.SplitView.fillWidth: true
+                T.SplitView.minimumWidth: 320
+
+                Loader {
+                    anchors.fill: parent
+                    anchors.margins: Theme.space3
+                    Component.onCompleted: setSource("SunburstView.qml", {
+                        "driver": page.driver
+                    })
+                }
+            }
+            Item {
+                T.SplitView.preferredWidth: Math.round(page.width * 0.46)
+                T.SplitView.minimumWidth: 360
+
+                Loader {
+                    anchors.fill: parent
+                    focus: true
+                    Component.onCompleted: setSource("FileListView.qml", {
+                        "driver": page.driver
+                    })
+                }
+            }
+        }
+
+        StatusLine {
+            Layout.fillWidth: true
+            presenter: page.presenter
+            driver: page.driver
+        }
+    }
+}

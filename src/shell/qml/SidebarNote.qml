@@ -1,0 +1,79 @@
+import QtQuick
+import QtQuick.Layouts
+import Larkfold.Shell
+
+// A small card at the foot of the sidebar: what is the matter, and the one thing to do. `narrow` leaves a button with
+// the icon, which says the rest in its tool tip.
+Rectangle {
+    id: note
+
+    property bool narrow: false
+    property string iconName: ""
+    property color iconColor: Theme.accent
+    property string title: ""
+    property string text: ""
+    property string actionText: ""
+
+    signal triggered
+
+    implicitHeight: narrow ? compact.implicitHeight : card.implicitHeight + 2 * Theme.space3
+    radius: Theme.radiusCard
+    color: narrow ? "transparent" : Theme.surfaceRaised
+    border.width: narrow ? 0 : 1
+    border.color: Theme.hairline
+    Accessible.role: Accessible.Grouping
+    Accessible.name: title
+
+    ColumnLayout {
+        id: card
+        visible: !note.narrow
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.top: parent.top
+        anchors.margins: Theme.space3
+        spacing: Theme.space1
+
+        RowLayout {
+            Layout.fillWidth: true
+            spacing: Theme.space2
+
+            AppIcon {
+                name: note.iconName
+                color: note.iconColor
+            }
+            AppLabel {
+                Layout.fillWidth: true
+                text: note.title
+                font.weight: Font.DemiBold
+                wrapMode: Text.Wrap
+            }
+        }
+        AppLabel {
+            Layout.fillWidth: true
+            text: note.text
+            secondary: true
+            font.pixelSize: Theme.sizeCaption
+            wrapMode: Text.Wrap
+            lineHeight: 1.2
+        }
+        AppButton {
+            Layout.topMargin: Theme.space1
+            text: note.actionText
+            implicitHeight: Theme.minimumTarget
+            onClicked: note.triggered()
+        }
+    }
+
+    AppIconButton {
+        id: compact
+        visible: note.narrow
+        anchors.horizontalCenter: parent.horizontalCenter
+        size: 36
+        icon.name: note.iconName
+        icon.width: 18
+        foreground: note.iconColor
+        text: note.actionText
+        toolTip: note.title + " – " + note.text
+        onClicked: note.triggered()
+    }
+}
