@@ -41,15 +41,17 @@ inline QPainterPath arcPath(const SunburstGeometry& geometry, const SunburstLayo
 }
 
 inline void drawByPainter(QPainter& painter, const SunburstLayout& layout, const SunburstGeometry& geometry,
-                          const std::set<UUID>& marked, const SunburstColour& disc) {
+                          const std::set<UUID>& marked, const SunburstColour& disc,
+                          const FileNode* hovered = nullptr) {
     painter.setRenderHint(QPainter::Antialiasing);
     const QPen pen(QColor::fromRgbF(1, 1, 1, static_cast<float>(SunburstPalette::strokeOpacity)),
                    SunburstPalette::strokeWidth);
     for (const SunburstLayout::Arc& arc : layout.arcs()) {
         const QPainterPath path = arcPath(geometry, arc);
-        const SunburstColour colour = marked.contains(arc.node->id())
-                                          ? SunburstPalette::marked()
-                                          : SunburstPalette::arc(arc.colour, arc.depth);
+        const SunburstColour colour =
+            marked.contains(arc.node->id())
+                ? SunburstPalette::marked()
+                : SunburstPalette::arc(arc.colour, arc.depth, arc.node.get() == hovered);
         painter.fillPath(path, toQColor(colour));
         painter.strokePath(path, pen);
     }
@@ -61,13 +63,13 @@ inline void drawByPainter(QPainter& painter, const SunburstLayout& layout, const
 
 // `geometry` in units, the picture in pixels.
 inline QImage drawnByPainter(const SunburstLayout& layout, const SunburstGeometry& geometry, double scale,
-                             int width, int height, const std::set<UUID>& marked,
-                             const SunburstColour& disc) {
+                             int width, int height, const std::set<UUID>& marked, const SunburstColour& disc,
+                             const FileNode* hovered = nullptr) {
     QImage image(width, height, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     QPainter painter(&image);
     painter.scale(scale, scale);
-    drawByPainter(painter, layout, geometry, marked, disc);
+    drawByPainter(painter, layout, geometry, marked, disc, hovered);
     return image;
 }
 

@@ -129,7 +129,7 @@ FileNode::Pointer SunburstLayout::childAt(const Folder& folder, std::size_t posi
 }
 
 FileNode::Pointer SunburstLayout::nodeAt(int ring, double angle) const {
-    if (!root_ || ring < 0 || ring >= SunburstGeometry::ringCount || !(angle >= 0.0 && angle < 360.0)) {
+    if (!root_ || ring < 0 || ring >= SunburstGeometry::ringCount) {
         return nullptr;
     }
     FileNode::Pointer node = root_;
@@ -152,7 +152,7 @@ FileNode::Pointer SunburstLayout::nodeAt(int ring, double angle) const {
             return nullptr;
         }
     }
-    return node;
+    return start <= angle && end > angle ? node : nullptr;
 }
 
 FileNode::Pointer SunburstLayout::hitTest(const SunburstGeometry& geometry, double x, double y) const {

@@ -34,6 +34,21 @@ float share(float position, float from, float to) {
     return clampToOne(position - from + halfPixel) - clampToOne(position - to + halfPixel);
 }
 
+Vec magnitude(Vec value) {
+    IntVec bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    bits &= 0x7fffffff;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+}
+
+// Of each component the same as `clampToOne(from) - clampToOne(to)`. Without a comparison: branches here
+// would be guessed wrongly half of the time, and nearly all of the time for a full map is spent here.
+Vec clampedDifference(Vec from, Vec to) {
+    const Vec one = splat(1);
+    return (magnitude(from) - magnitude(from - one) - magnitude(to) + magnitude(to - one)) * splat(0.5f);
+}
+
 Vec premultiplied(const SunburstColour& colour) {
     const double factor = colour.opacity * 255;
     return Vec{static_cast<float>(colour.blue * factor), static_cast<float>(colour.green * factor),
@@ -90,6 +105,19 @@ SunburstRaster::SunburstRaster(const SunburstLayout& layout, const std::set<UUID
     addBands();
 }
 
+SunburstRaster::Segment SunburstRaster::makeSegment(double start, double end, const SunburstColour& colour,
+                                                    std::uint32_t arc) {
+    const Vec fill = premultiplied(colour);
+    return {.fill = fill,
+            .start = static_cast<float>(start),
+            .end = static_cast<float>(end),
+            .startEdge = {static_cast<float>(std::cos(start)), static_cast<float>(std::sin(start))},
+            .endEdge = {static_cast<float>(-std::cos(end)), static_cast<float>(-std::sin(end))},
+            .isConvex = end - start < std::numbers::pi,
+            .packed = packed(fill),
+            .arc = arc};
+}
+
 void SunburstRaster::addRing(const SunburstLayout& layout, const std::vector<std::uint32_t>& arcsOfRing,
                              double depth, const Opening& opening,
                              const std::vector<SunburstColour>& colours) {
@@ -116,17 +144,14 @@ void SunburstRaster::addRing(const SunburstLayout& layout, const std::vector<std
 
     const SunburstLayout::Arc& first = layout.arcs()[arcsOfRing.front()];
     if (isWhole && first.isFullCircle()) {
-        constexpr float farAway = 1e6f;
-        const Vec fill = premultiplied(colours[arcsOfRing.front()]);
-        ring.segments.push_back({.fill = fill,
-                                 .start = -farAway,
-                                 .end = farAway,
-                                 .packed = packed(fill),
-                                 .arc = arcsOfRing.front()});
+        // Beyond any angle, and small enough for differences to stay exact.
+        constexpr double farAway = 10;
+        ring.segments.push_back(
+            makeSegment(-farAway, farAway, colours[arcsOfRing.front()], arcsOfRing.front()));
         ring.buckets.assign(bucketCount + 2, 0);
         places_[arcsOfRing.front()].ring = index;
-        places_[arcsOfRing.front()].start = -farAway;
-        places_[arcsOfRing.front()].end = farAway;
+        places_[arcsOfRing.front()].start = static_cast<float>(-farAway);
+        places_[arcsOfRing.front()].end = static_cast<float>(farAway);
         rings_.push_back(std::move(ring));
         return;
     }
@@ -160,13 +185,10 @@ void SunburstRaster::addRing(const SunburstLayout& layout, const std::vector<std
         pieces.push_back({reached, fullTurn, noArc});
     }
 
+    constexpr SunburstColour gap{.red = 0, .green = 0, .blue = 0, .opacity = 0};
     const auto add = [&](const Piece& piece, double shift) {
-        const Vec fill = piece.arc == noArc ? Vec{} : premultiplied(colours[piece.arc]);
-        ring.segments.push_back({.fill = fill,
-                                 .start = static_cast<float>(piece.start + shift),
-                                 .end = static_cast<float>(piece.end + shift),
-                                 .packed = packed(fill),
-                                 .arc = piece.arc});
+        ring.segments.push_back(makeSegment(piece.start + shift, piece.end + shift,
+                                            piece.arc == noArc ? gap : colours[piece.arc], piece.arc));
     };
     // What a pixel beside the top can touch beyond it; with the outline's width to spare.
     const double margin =
@@ -309,13 +331,15 @@ SunburstRaster::Vec SunburstRaster::blend(const Ring& ring, const Segment* segme
     while (segment != first && (angle - segment->start) * radius < reach) {
         --segment;
     }
-    float fillShare = 1;
-    float outerShare = 1;
-    float innerShare = 1;
+    // Three shares of the pixel side by side: of the arc, of the arc grown and of the arc shrunk by half the
+    // stroke. The stroke is what lies between the latter two.
+    const Vec startOffsets = Vec{0, halfStroke, -halfStroke, 0} + splat(halfPixel);
+    const Vec endOffsets = Vec{0, -halfStroke, halfStroke, 0} + splat(halfPixel);
+    Vec ringShares = splat(1);
     if constexpr (!isWithinRing) {
-        fillShare = share(radius, ring.inner, ring.outer);
-        outerShare = share(radius, ring.inner - halfStroke, ring.outer + halfStroke);
-        innerShare = std::max(0.0f, share(radius, ring.inner + halfStroke, ring.outer - halfStroke));
+        ringShares = clampedDifference(splat(radius - ring.inner) + startOffsets,
+                                       splat(radius - ring.outer) + endOffsets);
+        ringShares = ringShares > splat(0) ? ringShares : splat(0);
     }
     for (; segment != end; ++segment) {
         const float fromStart = (angle - segment->start) * radius;
@@ -326,19 +350,11 @@ SunburstRaster::Vec SunburstRaster::blend(const Ring& ring, const Segment* segme
             continue;
         }
         const float fromEnd = (angle - segment->end) * radius;
-        const float fill = clampToOne(fromStart + halfPixel) - clampToOne(fromEnd + halfPixel);
-        // The stroke is what lies between the arc grown and the arc shrunk by half the line.
-        const float outer =
-            clampToOne(fromStart + halfPixel + halfStroke) - clampToOne(fromEnd + halfPixel - halfStroke);
-        const float inner = std::max(0.0f, clampToOne(fromStart + halfPixel - halfStroke) -
-                                               clampToOne(fromEnd + halfPixel + halfStroke));
-        if constexpr (isWithinRing) {
-            pixel = over(pixel, segment->fill, fill);
-            pixel = strokeOver(pixel, outer - inner);
-        } else {
-            pixel = over(pixel, segment->fill, fill * fillShare);
-            pixel = strokeOver(pixel, outer * outerShare - inner * innerShare);
-        }
+        Vec shares = clampedDifference(splat(fromStart) + startOffsets, splat(fromEnd) + endOffsets);
+        // An arc narrower than its stroke has nothing left when shrunk.
+        shares = (shares > splat(0) ? shares : splat(0)) * ringShares;
+        pixel = over(pixel, segment->fill, shares[0]);
+        pixel = strokeOver(pixel, shares[1] - shares[2]);
     }
     return pixel;
 }
@@ -354,28 +370,52 @@ SunburstRaster::Vec SunburstRaster::edgePixel(const std::vector<const Ring*>& ri
     return over(pixel, discFill_, clampToOne(discRadius_ - radius + halfPixel));
 }
 
-// Pixels between the edges of a ring.
-void SunburstRaster::paintRing(const Ring& ring, const float* radius, const float* angle,
-                               std::uint32_t* pixel, std::uint32_t* end) const {
+// How many further pixels of the row certainly lie within the segment and away from its edges, as this one
+// does.
+float SunburstRaster::safeRun(const Segment& segment, float offsetX, float offsetY, float radius,
+                              float nearest) const {
+    if (!segment.isConvex) {
+        // A step comes nearer to an edge by one pixel at most. The arc's length overstates the distance by
+        // less than pi / 2, and nothing is further away than the centre.
+        return std::min(nearest * 0.63f, radius) - reach_;
+    }
+    float end = 1e6f;
+    for (const Segment::Edge& edge : {segment.startEdge, segment.endEdge}) {
+        if (edge.x < 0) {
+            end = std::min(end, (reach_ - offsetY * edge.y) / edge.x);
+        }
+    }
+    return end - offsetX;
+}
+
+// Pixels between the edges of a ring. Neighbours in a row lie in the same arc or a few arcs further.
+void SunburstRaster::paintRing(const Ring& ring, float offsetX, float offsetY, const float* radius,
+                               const float* angle, std::uint32_t* pixel, std::uint32_t* end) const {
+    const Segment* const first = ring.segments.data();
+    const Segment* const last = first + ring.segments.size() - 1;
+    const Segment* segment = ring.at(*angle);
     while (pixel < end) {
-        const Segment* const segment = ring.at(*angle);
+        while (segment->end <= *angle && segment != last) {
+            ++segment;
+        }
+        while (segment->start > *angle && segment != first) {
+            --segment;
+        }
         const float fromStart = (*angle - segment->start) * *radius;
         const float toEnd = (segment->end - *angle) * *radius;
         const float nearest = std::min(fromStart, toEnd);
+        std::ptrdiff_t run = 1;
         if (nearest >= reach_) {
-            // A step along the row comes nearer to an edge by one pixel at most. The arc's length overstates
-            // the distance by less than pi / 2, and nothing is further away than the centre.
-            const float safe = std::min(nearest * 0.63f, *radius) - reach_;
-            const std::ptrdiff_t run =
-                std::min<std::ptrdiff_t>(end - pixel, 1 + std::max(0, static_cast<int>(safe)));
-            std::fill_n(pixel, run, segment->packed);
-            pixel += run;
-            radius += run;
-            angle += run;
-            continue;
+            const float safe = safeRun(*segment, offsetX, offsetY, *radius, nearest);
+            run = std::min<std::ptrdiff_t>(end - pixel, 1 + std::max(0, static_cast<int>(safe)));
+            std::fill(pixel, pixel + run, segment->packed);
+        } else {
+            *pixel = packed(blend<true>(ring, segment, *radius, *angle, halfStroke_, Vec{}));
         }
-        *pixel++ = packed(blend<true>(ring, segment, *radius++, *angle, halfStroke_, Vec{}));
-        ++angle;
+        pixel += run;
+        radius += run;
+        angle += run;
+        offsetX += static_cast<float>(run);
     }
 }
 
@@ -432,7 +472,9 @@ void SunburstRaster::paint(const Pixels& pixels) const {
                     row[x] = packed(edgePixel(rings, *r++, *a++));
                 }
             } else {
-                paintRing(rings_[static_cast<std::size_t>(content)], r, a, row + from, row + to);
+                paintRing(rings_[static_cast<std::size_t>(content)],
+                          static_cast<float>(from) + halfPixel - centreX, offsetY, r, a, row + from,
+                          row + to);
             }
         };
         int innerLeft = pixelAt(0);

@@ -94,6 +94,15 @@ private:
         Vec fill;
         float start;  // radians
         float end;
+        // The way across an edge is `x * edge.x + y * edge.y`, from the centre: positive inside of the
+        // segment.
+        struct Edge {
+            float x;
+            float y;
+        };
+        Edge startEdge;
+        Edge endEdge;
+        bool isConvex;         // less than half of the circle: inside of both edges is inside of the segment
         std::uint32_t packed;  // the fill as a pixel; 0 for a gap between arcs
         std::uint32_t arc;     // `noArc` for a gap
     };
@@ -128,13 +137,15 @@ private:
         bool isMarked = false;
     };
 
+    static Segment makeSegment(double start, double end, const SunburstColour& colour, std::uint32_t arc);
     void addRing(const SunburstLayout& layout, const std::vector<std::uint32_t>& arcsOfRing, double depth,
                  const Opening& opening, const std::vector<SunburstColour>& colours);
     void addBands();
     void polarRow(float offsetX, float offsetY, int count, float* radius, float* angle) const;
     Vec edgePixel(const std::vector<const Ring*>& rings, float radius, float angle) const;
-    void paintRing(const Ring& ring, const float* radius, const float* angle, std::uint32_t* pixel,
-                   std::uint32_t* end) const;
+    void paintRing(const Ring& ring, float offsetX, float offsetY, const float* radius, const float* angle,
+                   std::uint32_t* pixel, std::uint32_t* end) const;
+    float safeRun(const Segment& segment, float offsetX, float offsetY, float radius, float nearest) const;
     template <bool isWithinRing>
     static Vec blend(const Ring& ring, const Segment* segment, float radius, float angle, float halfStroke,
                      Vec pixel);
