@@ -6,9 +6,9 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <cstring>
+#include <cstdint>
+#include <functional>
 #include <memory_resource>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -161,6 +161,68 @@ std::string subtreeCondition(std::string_view folder) {
     return "path=" + quoted(folder) + " OR substr(path,1,length(" + prefix + "))=" + prefix;
 }
 
+// Numbers by text: open addressing, 8 bytes for each slot, so that the table of all directories stays in the
+// processor's cache; a load asks it for the parent of nearly every row. The texts stay with the caller.
+class PathTable {
+public:
+    static constexpr std::uint32_t none = UINT32_MAX;
+
+    std::uint32_t find(std::string_view path) const { return slots_[slotOf(path, hashOf(path))].number; }
+
+    // Gives the path the next number, from 0; false where it has one already. `path` must outlive the table.
+    bool insert(std::string_view path) {
+        if (2 * (paths_.size() + 1) > slots_.size()) {
+            grow();
+        }
+        const std::uint32_t hash = hashOf(path);
+        Slot& slot = slots_[slotOf(path, hash)];
+        if (slot.number != none) {
+            return false;
+        }
+        slot = {.hash = hash, .number = static_cast<std::uint32_t>(paths_.size())};
+        paths_.push_back(path);
+        return true;
+    }
+
+private:
+    struct Slot {
+        std::uint32_t hash = 0;
+        std::uint32_t number = none;
+    };
+
+    static std::uint32_t hashOf(std::string_view path) {
+        const std::size_t hash = std::hash<std::string_view>()(path);
+        return static_cast<std::uint32_t>(hash ^ (hash >> 32));
+    }
+
+    // Where the path stands, or would.
+    std::size_t slotOf(std::string_view path, std::uint32_t hash) const {
+        const std::size_t mask = slots_.size() - 1;
+        std::size_t at = hash & mask;
+        while (slots_[at].number != none && (slots_[at].hash != hash || paths_[slots_[at].number] != path)) {
+            at = (at + 1) & mask;
+        }
+        return at;
+    }
+
+    void grow() {
+        const std::vector<Slot> old = std::exchange(slots_, std::vector<Slot>(slots_.size() * 2));
+        const std::size_t mask = slots_.size() - 1;
+        for (const Slot& slot : old) {
+            if (slot.number != none) {
+                std::size_t at = slot.hash & mask;
+                while (slots_[at].number != none) {
+                    at = (at + 1) & mask;
+                }
+                slots_[at] = slot;
+            }
+        }
+    }
+
+    std::vector<Slot> slots_ = std::vector<Slot>(1024);  // a power of two, at most half of them taken
+    std::vector<std::string_view> paths_;
+};
+
 // The tree of a load while its rows come in.
 //
 // 1. Each row becomes a node. A directory also gets an entry in the map by path, which files can do without:
@@ -197,8 +259,8 @@ public:
         };
         if (isRoot) {
             rootFile_ = make();
-        } else if (const auto found = directoryByPath_.find(rowParent); found != directoryByPath_.end()) {
-            appendFile(directories_[found->second], make());
+        } else if (const std::uint32_t parent = numbers_.find(rowParent); parent != none) {
+            appendFile(directories_[parent], make());
         } else {
             earlyFiles_.push_back({make(), kept(rowParent)});
         }
@@ -206,19 +268,17 @@ public:
 
     // Steps 3. The root, or null where no row is the root's.
     FileNode::Pointer link() {
-        const auto found = directoryByPath_.find(std::string_view(root_));
-        if (found == directoryByPath_.end()) {
+        rootIndex_ = numbers_.find(root_);
+        if (rootIndex_ == none) {
             return rootFile_;
         }
-        rootIndex_ = found->second;
         for (EarlyFile& file : earlyFiles_) {
-            if (const auto parent = directoryByPath_.find(file.parent); parent != directoryByPath_.end()) {
-                appendFile(directories_[parent->second], std::move(file.node));
+            if (const std::uint32_t parent = numbers_.find(file.parent); parent != none) {
+                appendFile(directories_[parent], std::move(file.node));
             }
         }
         for (Directory& directory : directories_) {
-            const auto parent = directoryByPath_.find(directory.parent);
-            directory.parentIndex = parent == directoryByPath_.end() ? none : parent->second;
+            directory.parentIndex = numbers_.find(directory.parent);
         }
         directories_[rootIndex_].parentIndex = none;
         directories_[rootIndex_].reach = Reach::root;
@@ -233,11 +293,11 @@ public:
 
     // Step 4, for each folder that has files: their number and the sum of their sizes on disk.
     void addSummary(std::string_view folder, std::int64_t files, std::int64_t bytes) {
-        const auto found = directoryByPath_.find(folder);
-        if (found == directoryByPath_.end()) {
+        const std::uint32_t found = numbers_.find(folder);
+        if (found == none) {
             return;
         }
-        const Directory& directory = directories_[found->second];
+        const Directory& directory = directories_[found];
         const std::int64_t missing = files - directory.keptFiles;
         if (missing >= 1) {
             directory.node->appendChild(FileNode::makeAggregate(
@@ -252,7 +312,7 @@ public:
     }
 
 private:
-    static constexpr std::uint32_t none = UINT32_MAX;
+    static constexpr std::uint32_t none = PathTable::none;
     enum class Reach : std::uint8_t { unknown, asked, root, nothing };
 
     struct Directory {
@@ -288,7 +348,7 @@ private:
                       std::int64_t size) {
         const std::string_view key = kept(path);
         // A damaged index may hold a path twice: the first row stands.
-        if (!directoryByPath_.emplace(key, static_cast<std::uint32_t>(directories_.size())).second) {
+        if (!numbers_.insert(key)) {
             return;
         }
         Directory& directory = directories_.emplace_back();
@@ -332,9 +392,8 @@ private:
 
     const std::string& root_;
     std::pmr::monotonic_buffer_resource texts_{1 << 16};
-    std::pmr::monotonic_buffer_resource entries_{1 << 16};
-    std::pmr::unordered_map<std::string_view, std::uint32_t> directoryByPath_{&entries_};
-    std::vector<Directory> directories_;
+    PathTable numbers_;                   // of the directories, by path
+    std::vector<Directory> directories_;  // by number
     std::vector<EarlyFile> earlyFiles_;
     FileNode::Pointer rootFile_;
     std::uint32_t rootIndex_ = none;
