@@ -86,7 +86,7 @@ struct KernelEntry {
     std::int64_t offset;
     std::uint16_t length;
     std::uint8_t type;
-    char name[];  // NOLINT: the kernel's layout
+    __extension__ char name[];  // as many bytes as `length` leaves, NUL-terminated
 };
 
 FileDescriptor openFolder(int parent, const char* name, int moreFlags) {
