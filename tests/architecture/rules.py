@@ -29,6 +29,7 @@ LIBRARIES = {
     "platform": {
         r"unicode/.*": "ICU: collation and grouping",
         r"nlohmann/json\.hpp": "small JSON stores",
+        r"pthread\.h": "POSIX, the same on every system we have: a child process must not repeat its parent's UUIDs",
     },
     "disk": {r"sqlite3\.h": "the scan index"},
 }
@@ -55,6 +56,7 @@ SUBJECT_HEADERS = {
     "src/platform/Collation.h",
     "src/platform/UTF8.h",
     "src/platform/Volumes.h",
+    "src/shell/ForeignTypes.h",
 }
 
 # ---------------------------------------------------------------------------------------------------------------------
@@ -115,7 +117,7 @@ def is_system_part(path):
 
 
 def is_driver(path):
-    return PurePosixPath(path).stem.endswith("ViewModel") or PurePosixPath(path).stem == "PermissionManager"
+    return PurePosixPath(path).stem.endswith("ViewModel")
 
 
 def floor_of(path):
@@ -226,7 +228,7 @@ _REMOVAL = re.compile(
     r"|\bO_(TRUNC|CREAT)\b"
     r"|(?<![\w.>])(::|std::)?\b(unlink|unlinkat|rename|renameat|renameat2|rmdir|ftruncate|truncate|ftruncate64|truncate64"
     r"|creat|fopen|freopen|mkstemp|tmpfile)\s*\("
-    r"|(?<![\w.>:])(::|std::)remove\s*\(\s*[^,()]*\)"
+    r"|(?<![\w.>:])(::|std::)remove\s*\([^,;]*\)\s*;"
     r"|\bstd::(w?ofstream|w?fstream|basic_ofstream|basic_fstream)\b"
     r"|\b(QSaveFile|QTemporaryFile|QTemporaryDir|QFileDevice|QLockFile)\b"
     r"|\bQFile::(remove|rename|resize|moveToTrash|copy|link)\b"
@@ -286,7 +288,7 @@ def naming_rule(path, text, all_paths, subjects=SUBJECT_HEADERS):
 
 
 _COLOUR = re.compile(
-    r"""["']#[0-9a-fA-F]{3,8}["']|\bQt\.(rgba|hsla|hsva|lighter|darker|tint|color)\s*\("""
+    r"""["']#[0-9a-fA-F]{3,8}["']|\bQt\.(rgba|hsla|hsva|color)\s*\("""
     r"""|\b[cC]olor\s*:\s*["'](?!transparent["'])\w+["']""")
 
 

@@ -186,10 +186,10 @@ class NegativeControls(unittest.TestCase):
 
     def test_coloursAreReported(self):
         for text in ['color: "#ff0000"', 'color: "red"', "border.color: 'white'", "Qt.rgba(1, 0, 0, 1)",
-                     'readonly property color c: Qt.darker(base)']:
+                     "readonly property color c: '#80ffffff'"]:
             with self.subTest(text=text):
                 self.assertEqual(len(rules.colour_rule("src/shell/qml/A.qml", text)), 1)
-        for text in ['color: "transparent"', "color: Theme.text", '// color: "#ff0000"']:
+        for text in ['color: "transparent"', "color: Theme.text", "color: Qt.darker(Theme.accent)", '// color: "#ff0000"']:
             with self.subTest(text=text):
                 self.assertEqual(rules.colour_rule("src/shell/qml/A.qml", text), [])
         self.assertEqual(rules.colour_rule("src/shell/qml/Theme.qml", 'color: "#ff0000"'), [])
