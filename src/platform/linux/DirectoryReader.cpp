@@ -135,6 +135,7 @@ struct DirectoryListing::Impl {
     std::size_t handedOutFront = 0;
     Impl* openChild = nullptr;       // the subfolder that the walk is in
     std::size_t cursor = 0;          // where the search for the next subfolder to hand out goes on
+    std::size_t subfoldersLeft = 0;  // to hand out
     int pins = 0;                    // openings relative to `descriptor` that are under way or still owed
     std::size_t windowWeight = 0;
     bool inFrontier = false;
@@ -145,12 +146,19 @@ struct DirectoryListing::Impl {
     Impl* openBefore = nullptr;
     Impl* openAfter = nullptr;
 
-    bool hasSubfolderToHandOut() {
-        while (cursor < entries.size() &&
-               (entries[cursor].kind != DirectoryEntry::Kind::directory || entries[cursor].error != 0)) {
+    static bool isSubfolder(const DirectoryEntry& entry) {
+        return entry.kind == DirectoryEntry::Kind::directory && entry.error == 0;
+    }
+    void countSubfolders() {
+        subfoldersLeft = static_cast<std::size_t>(std::count_if(entries.begin(), entries.end(), isSubfolder));
+    }
+    // The index of the next subfolder; there has to be one.
+    std::size_t nextSubfolder() {
+        while (!isSubfolder(entries[cursor])) {
             ++cursor;
         }
-        return cursor < entries.size();
+        --subfoldersLeft;
+        return cursor++;
     }
 };
 
@@ -394,6 +402,7 @@ struct DirectoryReader::Impl {
     std::condition_variable_any folderListed;
     bool helperSleeps = false;
     bool walkWaits = false;
+    int listedAheadNow = 0;
     std::size_t inWindow = 0;
     std::size_t openDescriptors = 0;
     std::size_t evictedFolders = 0;
@@ -437,10 +446,10 @@ struct DirectoryReader::Impl {
     // Hands out the next subfolder of `folder`, which must have one and hold its descriptor.
     FolderPointer handOut(Folder& folder) {
         auto child = std::make_shared<Folder>();
-        const DirectoryEntry& entry = folder.entries[folder.cursor];
+        child->indexInParent = folder.nextSubfolder();
+        const DirectoryEntry& entry = folder.entries[child->indexInParent];
         child->parent = &folder;
         child->name = entry.name;
-        child->indexInParent = folder.cursor++;
         child->lane = folder.lane;
         if (folder.place != nullptr) {
             const auto special = folder.place->below.find(entry.name);
@@ -454,22 +463,43 @@ struct DirectoryReader::Impl {
         ++folder.pins;
         // It takes its place before its parent, so what it turns out to hold comes before its later siblings.
         insertBefore(*child, folder);
-        if (!folder.hasSubfolderToHandOut()) {
+        if (folder.subfoldersLeft == 0) {
             leaveFrontier(folder);
         }
         return child;
     }
+    // Whether the walk will want the first folder of the frontier next, with nothing in store before it. To list that one
+    // ahead would only make the walk wait for it, once for each level of a chain of folders.
+    bool walkHasCaughtUp() const { return inWindow == 0 && listedAheadNow == 0; }
+    bool hasSomethingBehind(const Folder& first) const {
+        if (first.subfoldersLeft > 1) {
+            return true;
+        }
+        const Folder* other = first.frontierAfter;
+        while (other != nullptr && (other->state != Folder::State::listed || !other->isCountedOpen)) {
+            other = other->frontierAfter;
+        }
+        return other != nullptr;
+    }
+    bool hasSomethingAhead() const {
+        const Folder* first = firstWithSomethingToHandOut();
+        return first != nullptr && (!walkHasCaughtUp() || hasSomethingBehind(*first));
+    }
     FolderPointer handOutAhead() {
-        Folder* folder = inWindow < options.window ? firstWithSomethingToHandOut() : nullptr;
-        if (folder == nullptr) {
+        if (inWindow >= options.window || !hasSomethingAhead()) {
             return nullptr;
         }
-        FolderPointer child = handOut(*folder);
-        folder->handedOut.push_back(child);
+        if (walkHasCaughtUp()) {
+            Folder& first = *firstWithSomethingToHandOut();
+            first.handedOut.push_back(handOut(first));  // waits for the walk
+        }
+        Folder& folder = *firstWithSomethingToHandOut();
+        FolderPointer child = handOut(folder);
+        folder.handedOut.push_back(child);
         return child;
     }
     void wakeHelper() {
-        if (helperSleeps && inWindow <= options.window / 2 && firstWithSomethingToHandOut() != nullptr) {
+        if (helperSleeps && inWindow <= options.window / 2 && hasSomethingAhead()) {
             helperSleeps = false;
             helperMayGoOn.notify_one();
         }
@@ -522,7 +552,7 @@ struct DirectoryReader::Impl {
     // may lead through the ones below it: these stay.
     void closeIfDone(Folder& folder) {
         if (folder.isCountedOpen && folder.pins == 0 && folder.state == Folder::State::listed &&
-            evictedFolders == 0 && !folder.hasSubfolderToHandOut()) {
+            evictedFolders == 0 && folder.subfoldersLeft == 0) {
             closeDescriptor(folder);
         }
     }
@@ -585,6 +615,7 @@ struct DirectoryReader::Impl {
         child->state = Folder::State::listing;
         const int parentDescriptor = child->parent->descriptor.get();
         const std::string name(child->name);  // the parent may be dropped meanwhile
+        listedAheadNow += ahead ? 1 : 0;
         lock.unlock();
         std::exception_ptr failure;
         try {
@@ -593,6 +624,7 @@ struct DirectoryReader::Impl {
             failure = std::current_exception();
         }
         lock.lock();
+        listedAheadNow -= ahead ? 1 : 0;
         if (isOutOfDescriptors(*child) && !child->isAbandoned && !failure) {
             if (ahead) {
                 child->error = 0;
@@ -615,7 +647,6 @@ struct DirectoryReader::Impl {
         if (failure && ahead) {
             // Stopped, or out of memory. The walk comes to it and tries for itself.
             child->entries.clear();
-            child->cursor = 0;
             child->descriptor.reset(-1);
             child->state = Folder::State::waiting;
             return;
@@ -632,7 +663,10 @@ struct DirectoryReader::Impl {
         if (child->descriptor) {
             countOpen(*child);
         }
-        if (!child->descriptor || !child->hasSubfolderToHandOut()) {
+        if (child->descriptor) {
+            child->countSubfolders();
+        }
+        if (child->subfoldersLeft == 0) {
             leaveFrontier(*child);
         }
         closeIfDone(*child);
@@ -724,7 +758,8 @@ struct DirectoryReader::Impl {
 
     void rememberExclusions() {
         for (const std::string& prefix : options.excludedPathPrefixes) {
-            if (const auto relative = relativePath(standardizedPath(prefix), root)) {
+            const std::string path = standardizedPath(prefix);
+            if (const auto relative = relativePath(path, root)) {
                 places->at(*relative).isExcluded = true;
             }
         }
@@ -855,15 +890,13 @@ struct DirectoryReader::Impl {
             }
             inWindow -= std::exchange(child->windowWeight, 0);
         } else {
-            parent.cursor = index;
             if (!parent.isCountedOpen && !reopen(parent)) {
                 child = std::make_shared<Folder>();
                 child->error = errno != 0 ? errno : ESTALE;
                 child->state = Folder::State::listed;
                 child->parent = &parent;
-                child->indexInParent = index;
-                ++parent.cursor;
-                if (!parent.hasSubfolderToHandOut()) {
+                child->indexInParent = parent.nextSubfolder();
+                if (parent.subfoldersLeft == 0) {
                     leaveFrontier(parent);
                 }
             } else {
@@ -955,7 +988,8 @@ std::unique_ptr<DirectoryListing> DirectoryReader::openRoot() {
         impl_->hiddenSkipped += folder->hiddenSkipped;
         if (folder->descriptor) {
             impl_->countOpen(*folder);
-            if (folder->hasSubfolderToHandOut()) {
+            folder->countSubfolders();
+            if (folder->subfoldersLeft > 0) {
                 impl_->frontierFirst = folder.get();
                 folder->inFrontier = true;
             }
