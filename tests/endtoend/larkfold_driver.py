@@ -16,17 +16,22 @@ Needs the system's Python (/usr/bin/python3), whose packages hold the bindings o
 import contextlib
 import json
 import os
+import re
 import shutil
 import signal
 import subprocess
 import tempfile
 import time
+import warnings
 from pathlib import Path
 
 import gi
 
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, Gio, GLib  # noqa: E402
+
+# The ways to an element's interfaces have newer names, which this release of the bindings does not always have.
+warnings.filterwarnings("ignore", message=r"Atspi\.")
 
 DEADLINE = float(os.environ.get("LARKFOLD_DEADLINE", "60"))
 TICK_MILLISECONDS = 40
@@ -227,6 +232,55 @@ class Program:
         self.process.send_signal(signal.SIGKILL)
         self.process.wait()
 
+    # --- what a person does with Larkfold ---
+
+    def scan_folder(self, path, deadline=None):
+        """Scans a folder from the start page, by "Scan Folder" and the folder dialog, and waits for the map."""
+        self.begin_scan_of_folder(path)
+        self.wait_for_map(deadline)
+
+    def begin_scan_of_folder(self, path):
+        self.find("Scan Folder", role="push button").click()
+        self.choose_folder(path)
+
+    def choose_folder(self, path):
+        """Answers the toolkit's folder dialog, which stands in the window where the desktop has none of its own.
+
+        A path is typed where the dialog shows the way. It opens that folder, and a second path, the one above, leaves it
+        with the first one highlighted: a click then selects it."""
+        path = os.path.abspath(path)
+        folder, name = os.path.split(path)
+        self.find(role="dialog", showing=True)
+        for typed in (path, folder):
+            self.key("ctrl+l")
+            field = self.find(role="text", showing=True, inside="dialog")
+            self.wait(lambda: field.focused, "the dialog's text field in focus")
+            self.key("ctrl+a")
+            self.type(typed)
+            self.wait(lambda: field.text == typed, f"{typed} in the dialog's text field")
+            self.key("Return")
+
+        def item():
+            for row in self.find_all(role="list item", inside="dialog"):
+                if any(child.name == name for child in row.children()):
+                    return row
+            return None
+
+        self.wait(item, f"{name} in the dialog's list").click()
+        confirm = self.find("Open", role="push button", inside="dialog")
+        self.wait(lambda: confirm.enabled, "the dialog's button")
+        confirm.click()
+        self.wait(lambda: not self.has(role="dialog"), "the end of the dialog")
+
+    def wait_for_map(self, deadline=None):
+        """Waits until the result of a scan is on screen."""
+        self.wait(self.totals, "the totals of the scan", deadline)
+
+    def totals(self):
+        """The sums as the status line tells them; empty while there is no result."""
+        return next((element.name for element in self.elements()
+                     if re.search(r" in [\d,]+ files?, [\d,]+ folders?", element.name)), "")
+
     # --- the display ---
 
     def _xdotool(self, *arguments):
@@ -323,13 +377,17 @@ class Program:
         if root:
             yield from root.descendants(showing)
 
-    def find_all(self, name=None, role=None, contains=None, showing=True):
-        return [element for element in self.elements(showing) if element.matches(name, role, contains)]
+    def find_all(self, name=None, role=None, contains=None, showing=True, inside=None):
+        """All elements of that name, role or text; `inside`: only those within elements of that role."""
+        around = [self.application()] if inside is None else [
+            element for element in self.elements(showing) if element.role == inside]
+        return [element for one in around if one for element in one.descendants(showing)
+                if element.matches(name, role, contains)]
 
-    def find(self, name=None, role=None, contains=None, deadline=None):
-        """Waits for the first element of that name or role and returns it."""
+    def find(self, name=None, role=None, contains=None, showing=True, inside=None, deadline=None):
+        """Waits for the first of them and returns it."""
         what = " ".join(str(part) for part in (role or "an element", name or "", contains and f"with {contains!r}" or ""))
-        return self.wait(lambda: next(iter(self.find_all(name, role, contains)), None), what, deadline)
+        return self.wait(lambda: next(iter(self.find_all(name, role, contains, showing, inside)), None), what, deadline)
 
     def has(self, name=None, role=None, contains=None):
         return bool(self.find_all(name, role, contains))
