@@ -274,7 +274,7 @@ void FileListModel::followFolder() {
     settleRows();
     // A row that is gone cannot tell that the pointer left it.
     if (const FileNode::Pointer hovered = hoveredHere_.lock(); hovered && rowOf(hovered.get()) < 0) {
-        hover(-1);
+        forgetHover();
     }
 }
 
@@ -409,6 +409,18 @@ void FileListModel::setLocationFilter(const QString& wanted) {
 
 void FileListModel::setOlderThanDays(int days) {
     setQueryValue(query_.filter.olderThanDays, days);
+}
+
+void FileListModel::chooseMinimumSize(int choice) {
+    if (choice >= 0 && choice < static_cast<int>(sizeChoiceRows.size())) {
+        setMinimumSize(sizeChoiceRows[static_cast<std::size_t>(choice)].value);
+    }
+}
+
+void FileListModel::chooseAge(int choice) {
+    if (choice >= 0 && choice < static_cast<int>(ageChoiceRows.size())) {
+        setOlderThanDays(static_cast<int>(ageChoiceRows[static_cast<std::size_t>(choice)].value));
+    }
 }
 
 void FileListModel::setSearchSubfolders(bool searches) {
@@ -577,20 +589,35 @@ QString FileListModel::whyNotMarked(const FileNode& node) const {
 }
 
 void FileListModel::hover(int row) {
-    if (!driver_) {
-        return;
-    }
-    if (const FileNode::Pointer pointed = node(row)) {
+    if (const FileNode::Pointer pointed = node(row); pointed && driver_) {
         hoveredHere_ = pointed;
         driver_->setHoveredNode(pointed);
-        return;
     }
-    // The map may have another one lit meanwhile.
+}
+
+void FileListModel::leave(int row) {
+    if (node(row) == hoveredHere_.lock()) {
+        forgetHover();
+    }
+}
+
+void FileListModel::forgetHover() {
+    // The map may have lit another one meanwhile.
     const FileNode::Pointer mine = hoveredHere_.lock();
     hoveredHere_.reset();
-    if (mine && driver_->hoveredNode() == mine) {
+    if (mine && driver_ && driver_->hoveredNode() == mine) {
         driver_->setHoveredNode(nullptr);
     }
+}
+
+bool FileListModel::isMarked(int row) const {
+    const FileNode::Pointer wanted = node(row);
+    return wanted && driver_ && driver_->selectedForDeletion().contains(wanted->id());
+}
+
+bool FileListModel::isAggregate(int row) const {
+    const FileNode::Pointer wanted = node(row);
+    return wanted && wanted->isAggregate();
 }
 
 void FileListModel::reveal(int row) {

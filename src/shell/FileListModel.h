@@ -48,6 +48,8 @@ class FileListModel : public QAbstractListModel {
     Q_PROPERTY(larkfold::FileListModel::EmptyReason emptyReason READ emptyReason NOTIFY rowsChanged)
     Q_PROPERTY(QString emptyTitle READ emptyTitle NOTIFY rowsChanged)
     Q_PROPERTY(QString emptyText READ emptyText NOTIFY rowsChanged)
+    // Whether there is a folder to go back to.
+    Q_PROPERTY(bool canGoBack READ canGoBack NOTIFY rowsChanged)
     Q_PROPERTY(int currentRow READ currentRow WRITE setCurrentRow NOTIFY currentRowChanged)
     // What the user should know of the last action or of the current row; empty: nothing.
     Q_PROPERTY(QString notice READ notice NOTIFY noticeChanged)
@@ -99,6 +101,9 @@ public:
     void setLocationFilter(const QString& text);
     int olderThanDays() const { return query_.filter.olderThanDays; }
     void setOlderThanDays(int days);
+    // By the number of one of the choices below.
+    Q_INVOKABLE void chooseMinimumSize(int choice);
+    Q_INVOKABLE void chooseAge(int choice);
     bool searchSubfolders() const { return query_.searchSubfolders; }
     void setSearchSubfolders(bool searches);
     bool hasFilters() const;
@@ -139,17 +144,23 @@ public:
 
     // What the user does with a row. A row out of range does nothing.
     Q_INVOKABLE void open(int row);
+    bool canGoBack() const { return driver_ && !driver_->navigationStack().empty(); }
     Q_INVOKABLE void goBack();
     // Into the queue or out of it; says why where that may not be.
     Q_INVOKABLE void toggleMark(int row);
-    // Lights the row's arc in the map; -1: the pointer has left the list.
+    // Lights the row's arc in the map.
     Q_INVOKABLE void hover(int row);
+    // The pointer has left that row; where it is on another one by now, nothing changes.
+    Q_INVOKABLE void leave(int row);
     Q_INVOKABLE void reveal(int row);
     Q_INVOKABLE void copyPath(int row);
     // The next row whose name begins with what was typed within the last second, `text` included; -1: none.
     Q_INVOKABLE int typeAhead(const QString& text);
     // Whether a name is being typed, so that a space belongs to it.
     Q_INVOKABLE bool isTypingAhead() const;
+    // What the menu of a row needs to know.
+    Q_INVOKABLE bool isMarked(int row) const;
+    Q_INVOKABLE bool isAggregate(int row) const;
 
     // For tests: a clock, and somebody else who shows items in a file manager.
     void setClock(std::function<Date()> clock) { clock_ = std::move(clock); }
@@ -172,6 +183,7 @@ private:
     void followHoveredNode();
     void rebuild();
     void settleRows();
+    void forgetHover();
     void setCurrentNode(const FileNode::Pointer& node);
     void refreshRows(const QList<int>& roles);
     double share(const FileNode& node) const;

@@ -1,0 +1,54 @@
+import QtQuick
+import Larkfold.Shell
+
+// What can be done with one row.
+AppMenu {
+    id: menu
+
+    required property FileListModel model
+    property int row: -1
+    property bool isMarked: false
+    property bool standsForFile: false
+
+    signal quickLookRequested(row: int)
+
+    function openFor(index: int, item: Item, x: real, y: real) {
+        row = index;
+        isMarked = model.isMarked(index);
+        standsForFile = !model.isAggregate(index);
+        popup(item, x, y);
+    }
+
+    AppMenuItem {
+        objectName: "menuMark"
+        text: menu.isMarked ? qsTr("Remove from Queue") : qsTr("Add to Deletion Queue")
+        icon.name: menu.isMarked ? "unmark" : "mark"
+        shortcutText: qsTr("Space")
+        onTriggered: menu.model.toggleMark(menu.row)
+    }
+    AppMenuSeparator {}
+    AppMenuItem {
+        objectName: "menuQuickLook"
+        text: qsTr("Quick Look")
+        icon.name: "eye"
+        enabled: menu.standsForFile
+        shortcutText: qsTr("Ctrl+Y")
+        onTriggered: menu.quickLookRequested(menu.row)
+    }
+    AppMenuItem {
+        objectName: "menuReveal"
+        text: qsTr("Show in Finder")
+        icon.name: "reveal"
+        enabled: menu.standsForFile
+        shortcutText: qsTr("Opens your file manager")
+        onTriggered: menu.model.reveal(menu.row)
+    }
+    AppMenuItem {
+        objectName: "menuCopyPath"
+        text: qsTr("Copy Path")
+        icon.name: "copy"
+        enabled: menu.standsForFile
+        shortcutText: qsTr("Ctrl+C")
+        onTriggered: menu.model.copyPath(menu.row)
+    }
+}

@@ -1,0 +1,47 @@
+import QtQuick
+import QtQuick.Layouts
+import Larkfold.Shell
+
+// A sentence at the foot of the list: why something was not done, or what a summary stands for.
+Rectangle {
+    id: notice
+
+    required property string text
+
+    signal dismissed()
+
+    visible: text.length > 0
+    implicitHeight: visible ? Math.max(Theme.controlHeight, words.implicitHeight + 2 * Theme.space2) : 0
+    color: Theme.rowAlternate
+
+    Hairline {
+        width: parent.width
+    }
+
+    RowLayout {
+        anchors.fill: parent
+        anchors.leftMargin: Theme.space3
+        anchors.rightMargin: Theme.space2
+        spacing: Theme.space2
+
+        AppIcon {
+            name: "info"
+            color: Theme.link
+        }
+        AppLabel {
+            id: words
+            objectName: "listNotice"
+            Layout.fillWidth: true
+            text: notice.text
+            wrapMode: Text.Wrap
+            font.pixelSize: Theme.sizeCaption
+            Accessible.role: Accessible.AlertMessage
+        }
+        AppIconButton {
+            text: qsTr("Close")
+            icon.name: "close"
+            icon.width: 12 * Theme.typeScale
+            onClicked: notice.dismissed()
+        }
+    }
+}
