@@ -5,7 +5,7 @@
 #include <QMouseEvent>
 #include <QQuickWindow>
 #include <QSGImageNode>
-#include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "shell/SunburstTexts.h"
@@ -310,14 +310,15 @@ void SunburstInteractionLayer::updatePolish() {
     hoverOverlay_ = focusOverlay_ = {};
     // While a folder opens the arcs are elsewhere.
     if (driver() != nullptr && !map_->isOpening()) {
+        constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
         const FileNode::Pointer hovered = driver()->hoveredNode();
-        const std::optional<std::size_t> lit = hovered ? map_->layout().arcOf(*hovered) : std::nullopt;
-        const std::optional<std::size_t> focused = showsFocus() ? focusedArc() : std::nullopt;
-        if (lit && lit != focused) {
-            hoverOverlay_ = overlayOf(*lit, true, false);
+        const std::size_t lit = hovered ? map_->layout().arcOf(*hovered).value_or(none) : none;
+        const std::size_t focused = showsFocus() ? focusedArc().value_or(none) : none;
+        if (lit != none && lit != focused) {
+            hoverOverlay_ = overlayOf(lit, true, false);
         }
-        if (focused) {
-            focusOverlay_ = overlayOf(*focused, lit == focused, true);
+        if (focused != none) {
+            focusOverlay_ = overlayOf(focused, lit == focused, true);
         }
     }
     update();
@@ -333,23 +334,24 @@ QSGNode* SunburstInteractionLayer::updatePaintNode(QSGNode* node, UpdatePaintNod
             delete std::exchange(image, nullptr);
             return;
         }
-        if (image == nullptr) {
+        const bool isFirst = image == nullptr;
+        if (isFirst) {
             image = window()->createImageNode();
             image->setOwnsTexture(true);
             image->setFiltering(QSGTexture::Nearest);
-            if (isOnTop) {
-                layer->appendChildNode(image);
-            } else {
-                layer->prependChildNode(image);
-            }
-            overlay.isNew = true;
         }
-        if (overlay.isNew) {
+        if (isFirst || overlay.isNew) {
             image->setTexture(
                 window()->createTextureFromImage(overlay.picture, QQuickWindow::TextureHasAlphaChannel));
             overlay.isNew = false;
         }
         image->setRect(overlay.rect);
+        // Not before it has a texture: the software renderer looks at it at once.
+        if (isFirst && isOnTop) {
+            layer->appendChildNode(image);
+        } else if (isFirst) {
+            layer->prependChildNode(image);
+        }
     };
     show(layer->hover, hoverOverlay_, false);
     show(layer->focus, focusOverlay_, true);

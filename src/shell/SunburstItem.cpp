@@ -338,19 +338,22 @@ QSGNode* SunburstItem::updatePaintNode(QSGNode* node, UpdatePaintNodeData*) {
             return;
         }
         layer.opacity.setOpacity(shown.opacity);
-        if (layer.image == nullptr) {
+        const bool isFirst = layer.image == nullptr;
+        if (isFirst) {
             layer.image = window()->createImageNode();
             layer.image->setOwnsTexture(true);
             layer.image->setFiltering(QSGTexture::Nearest);
-            layer.opacity.appendChildNode(layer.image);
-            shown.isNew = true;
         }
-        if (shown.isNew) {
+        if (isFirst || shown.isNew) {
             layer.image->setTexture(
                 window()->createTextureFromImage(shown.picture, QQuickWindow::TextureHasAlphaChannel));
             shown.isNew = false;
         }
         layer.image->setRect(pictureRect_);
+        // Not before it has a texture: the software renderer looks at it at once.
+        if (isFirst) {
+            layer.opacity.appendChildNode(layer.image);
+        }
     };
     show(map->still, still_);
     show(map->moving, moving_);

@@ -8,3 +8,8 @@ larkfold_test(sunburst_raster_tests
   SOURCES "${CMAKE_CURRENT_LIST_DIR}/SunburstRasterTests.cpp"
   LIBRARIES larkfold_map Qt6::Gui GTest::gtest_main
   LABELS shell)
+
+larkfold_test(sunburst_item_tests
+  SOURCES "${CMAKE_CURRENT_LIST_DIR}/SunburstItemTests.cpp"
+  LIBRARIES larkfold_test_support larkfold_shell_ui larkfold_shell_uiplugin Qt6::Test
+  LABELS shell)
