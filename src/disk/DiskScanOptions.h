@@ -10,9 +10,9 @@ namespace larkfold {
 
 struct DiskScanOptions {
     bool skipHiddenFiles = true;
-    std::vector<std::string> excludedPathPrefixes;     // absolute standardized paths
+    std::vector<std::string> excludedPathPrefixes;  // absolute standardized paths
     bool skipSymbolicLinks = true;
-    std::optional<std::size_t> maximumRetainedFiles;   // absent: no limit
+    std::optional<std::size_t> maximumRetainedFiles;  // absent: no limit
 
     bool operator==(const DiskScanOptions&) const = default;
 };

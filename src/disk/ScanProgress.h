@@ -7,7 +7,7 @@
 namespace larkfold {
 
 struct ScanProgress {
-    std::string currentPath;              // bytes
+    std::string currentPath;  // bytes
     std::int64_t filesScanned = 0;
     std::int64_t directoriesScanned = 0;  // the root not counted
     std::int64_t bytesScanned = 0;        // allocated sizes of files seen so far
