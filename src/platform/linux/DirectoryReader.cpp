@@ -30,6 +30,7 @@
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <system_error>
 #include <thread>
 
 #include "platform/Path.h"
@@ -997,7 +998,11 @@ std::unique_ptr<DirectoryListing> DirectoryReader::openRoot() {
     }
     auto listing = std::make_unique<DirectoryListing>(std::move(folder));
     if (impl_->options.readsAhead) {
-        impl_->helper = std::jthread([reader = impl_.get()] { reader->help(); });
+        try {
+            impl_->helper = std::jthread([reader = impl_.get()] { reader->help(); });
+        } catch (const std::system_error&) {
+            // No thread to be had: the walk lists everything itself.
+        }
     }
     return listing;
 }
