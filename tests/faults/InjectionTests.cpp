@@ -1,0 +1,318 @@
+// A system call of a scan fails, each call in turn with each error: the scan succeeds and tells what it could
+// not read, or it fails with a sentence. It ends, keeps no descriptor, counts nothing short in silence, and
+// leaves the whole old index or the whole new one.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <iterator>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "faults/IndexOracle.h"
+#include "faults/SwapSubject.h"
+#include "faults/SystemCallHarness.h"
+
+namespace larkfold::test {
+namespace {
+
+constexpr int shortWrite = -1;  // stands among the errors for half of what was to be written
+
+constexpr std::array diskErrors = {ENOSPC, EIO, EMFILE, EACCES, ENOTEMPTY, EROFS, EDQUOT, EINTR};
+
+// Calls that a failing system makes fail. Memory and locks between threads are not among them.
+constexpr long fallible[] = {
+    SYS_open,     SYS_openat,     SYS_close,      SYS_read,   SYS_pread64,    SYS_write,     SYS_pwrite64,
+    SYS_lseek,    SYS_stat,       SYS_lstat,      SYS_fstat,  SYS_newfstatat, SYS_statx,     SYS_statfs,
+    SYS_fstatfs,  SYS_getdents64, SYS_fsync,      SYS_rename, SYS_renameat,   SYS_renameat2, SYS_unlink,
+    SYS_unlinkat, SYS_fdatasync,  SYS_ftruncate,  SYS_mkdir,  SYS_chmod,      SYS_fchmod,    SYS_fchown,
+    SYS_readlink, SYS_access,     SYS_faccessat2, SYS_fcntl,  SYS_getcwd,     SYS_getrandom};
+
+bool isFallible(long number) {
+    return std::find(std::begin(fallible), std::end(fallible), number) != std::end(fallible);
+}
+bool isThreadStart(long number) {
+    return number == SYS_clone || number == SYS_clone3;
+}
+bool isWrite(long number) {
+    return number == SYS_write || number == SYS_pwrite64;
+}
+bool isSync(long number) {
+    return number == SYS_fsync || number == SYS_fdatasync;
+}
+
+// The errors that are tried on a call.
+std::vector<int> errorsOf(long number) {
+    if (isThreadStart(number)) {
+        return {EAGAIN};
+    }
+    if (!isFallible(number)) {
+        return {};
+    }
+    std::vector<int> errors(diskErrors.begin(), diskErrors.end());
+    if (isWrite(number)) {
+        errors.push_back(shortWrite);
+    }
+    return errors;
+}
+
+// Lets one call fail and remembers which it was.
+struct Injection {
+    std::uint64_t call = 0;  // the number of the call among those of `counts`, of all threads
+    int error = 0;
+    bool (*counts)(long number) = nullptr;
+
+    std::uint64_t seen = 0;
+    std::optional<SystemCall> struck;
+    std::string subject;         // the path that the struck call was about
+    bool isSyncedLater = false;  // a struck sync: the same file was synced with success afterwards
+    bool isOfOldIndex = false;   // a struck sync: of the index that stood there before, or of its journal
+
+    Verdict look(const SystemCall& now) {
+        if (!now.isEntry) {
+            if (struck && isSync(struck->number) && isSync(now.number) && now.result == 0 &&
+                now.descriptorPath(0) == subject) {
+                isSyncedLater = true;
+            }
+            return {};
+        }
+        if (!counts(now.number) || seen++ != call) {
+            return {};
+        }
+        const auto errors = errorsOf(now.number);
+        if (std::find(errors.begin(), errors.end(), error) == errors.end()) {
+            return {};
+        }
+        struck = now;
+        if (isSync(now.number)) {
+            subject = now.descriptorPath(0);
+            isOfOldIndex =
+                subject.ends_with("/latest-scan.sqlite") || subject.ends_with("/latest-scan.sqlite-journal");
+        }
+        if (error == shortWrite) {
+            return {.kind = Verdict::Kind::shorten, .value = static_cast<std::int64_t>(now.arguments[2] / 2)};
+        }
+        return {.kind = now.number == SYS_close ? Verdict::Kind::failAfter : Verdict::Kind::fail,
+                .value = error};
+    }
+};
+
+struct Report {
+    int descriptorsBefore = -1;
+    int descriptorsAfter = -1;
+    std::string outcome;  // the line that begins with "scanned", "refused" and so on
+    std::int64_t unread = 0;
+    bool hasSentence = false;
+};
+
+Report parse(const ProgramOutcome& program) {
+    Report report;
+    std::istringstream lines(program.output);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.starts_with("descriptors ")) {
+            std::sscanf(line.c_str(), "descriptors %d %d", &report.descriptorsBefore,  // NOLINT(cert-err34-c)
+                        &report.descriptorsAfter);
+        } else if (line.starts_with("unread ") || line.starts_with("resident ")) {
+            continue;
+        } else if (report.outcome.empty()) {
+            report.outcome = line;
+        }
+    }
+    if (report.outcome.starts_with("scanned ")) {
+        report.unread = std::stoll(report.outcome.substr(report.outcome.rfind(' ') + 1));
+    }
+    report.hasSentence = report.outcome.starts_with("refused ") && report.outcome.size() > 20;
+    return report;
+}
+
+// "" where everything that is promised held.
+std::string problemOf(SwapSubject& subject, const Injection& injection, const ProgramOutcome& program) {
+    if (program.isOverdue) {
+        return "it did not end";
+    }
+    if (!program.hasExited) {
+        return "it ended by signal " + std::to_string(program.signal);
+    }
+    const Report report = parse(program);
+    if (report.descriptorsBefore != report.descriptorsAfter) {
+        return "descriptors: " + std::to_string(report.descriptorsBefore) + " before, " +
+               std::to_string(report.descriptorsAfter) + " after";
+    }
+    const std::string index = subject.problemOfIndex();
+    const bool isScanned = report.outcome.starts_with("scanned ");
+    if (isScanned && report.unread > 0) {
+        // What stands there is a whole index all the same, of what could be read.
+        if (!subject.holdsIndexOfRoot(report.unread)) {
+            return "scanned with errors, and the index is not whole: " + index;
+        }
+    } else if (!index.empty()) {
+        return "index: " + index;
+    }
+    if (isScanned && report.unread == 0 && report.outcome != subject.completeReport()) {
+        return "something is missing in silence: " + report.outcome;
+    }
+    if (isScanned && report.unread == 0 && !subject.holdsNewIndex()) {
+        return "told as a success, and the old index stands";
+    }
+    if (!isScanned && !report.hasSentence) {
+        return "no sentence: " + report.outcome;
+    }
+    // The rollback of an old index that a whole new one replaces is of no account.
+    if (isScanned && injection.struck && isSync(injection.struck->number) && !injection.isSyncedLater &&
+        !injection.isOfOldIndex) {
+        return "told as a success although the sync of " + injection.subject + " failed";
+    }
+    if (injection.struck && injection.struck->number != SYS_unlink && !isScanned &&
+        !filesWithPrefix(subject.indexFolder(), "scan-").empty()) {
+        return "a temporary was left behind";
+    }
+    return "";
+}
+
+struct Tally {
+    std::uint64_t injected = 0;
+    std::uint64_t scanned = 0;
+    std::uint64_t scannedWithErrors = 0;
+    std::uint64_t refused = 0;
+    std::vector<std::string> violations;
+};
+
+const char* nameOfError(int error) {
+    return error == shortWrite ? "half a write" : strerrorname_np(error);
+}
+
+void injectEverywhere(SwapSubject& subject, const std::string& mode, const std::vector<int>& errors,
+                      bool (*counts)(long number), std::uint64_t stride, Tally& tally) {
+    for (const int error : errors) {
+        for (std::uint64_t call = 0;; call += stride) {
+            Injection injection;
+            injection.call = call;
+            injection.error = error;
+            injection.counts = counts;
+            const ProgramOutcome program =
+                subject.run(mode, [&injection](const SystemCall& now) { return injection.look(now); });
+            if (injection.seen <= call) {
+                break;  // the scan makes no more calls
+            }
+            if (!injection.struck) {
+                continue;  // a call that does not fail in this way
+            }
+            ++tally.injected;
+            const Report report = parse(program);
+            ++(!report.outcome.starts_with("scanned ") ? tally.refused
+               : report.unread > 0                     ? tally.scannedWithErrors
+                                                       : tally.scanned);
+            const std::string problem = problemOf(subject, injection, program);
+            if (!problem.empty()) {
+                tally.violations.push_back(
+                    std::string(nameOfError(error)) + " in call " + std::to_string(call) + " (number " +
+                    std::to_string(injection.struck->number) + "): " + problem + "\n" + program.output);
+            }
+        }
+    }
+}
+
+void tell(const char* what, const Tally& tally) {
+    std::printf(
+        "%s: %llu errors injected: %llu scans whole, %llu with places told as unread, %llu refused; "
+        "%zu violations\n",
+        what, static_cast<unsigned long long>(tally.injected), static_cast<unsigned long long>(tally.scanned),
+        static_cast<unsigned long long>(tally.scannedWithErrors),
+        static_cast<unsigned long long>(tally.refused), tally.violations.size());
+}
+
+std::vector<int> allErrors() {
+    std::vector<int> errors(diskErrors.begin(), diskErrors.end());
+    errors.push_back(EAGAIN);
+    errors.push_back(shortWrite);
+    return errors;
+}
+
+bool mayFail(long number) {
+    return isFallible(number) || isThreadStart(number);
+}
+
+std::uint64_t stride() {
+    return thoroughness() == Thoroughness::brief ? 29 : 1;
+}
+
+TEST(Injection, eachErrorAtEachCall_givesATypedErrorOrATrueScan) {
+    const QuickFolder quick;
+    std::uint64_t injected = 0;
+    const unsigned seeds = thoroughness() == Thoroughness::full ? 10 : 1;
+    for (unsigned seed = 0; seed < seeds; ++seed) {
+        for (const Before before : {Before::index, Before::indexWithJournal}) {
+            SwapSubject subject(before, seed, 12 + static_cast<int>(seed) * 20);
+            Tally tally;
+            const bool all = before == Before::index || thoroughness() == Thoroughness::full;
+            injectEverywhere(subject, "scan", all ? allErrors() : std::vector<int>{EIO, EMFILE, EINTR},
+                             mayFail, stride(), tally);
+            tell(nameOf(before), tally);
+            for (const std::string& violation : tally.violations) {
+                ADD_FAILURE() << nameOf(before) << ", " << violation;
+            }
+            EXPECT_GT(tally.scanned, 0U);
+            EXPECT_GT(tally.scannedWithErrors, 0U);
+            EXPECT_GT(tally.refused, 0U);
+            injected += tally.injected;
+        }
+    }
+    std::printf("%llu errors injected\n", static_cast<unsigned long long>(injected));
+    RecordProperty("injectedErrors", std::to_string(injected));
+    if (thoroughness() != Thoroughness::brief) {
+        EXPECT_GE(injected, 2'000U);
+    }
+}
+
+TEST(Injection, aFailedSync_isNeverTakenForSuccess) {
+    const QuickFolder quick;
+    for (const Before before : {Before::nothing, Before::index, Before::indexWithJournal}) {
+        SwapSubject subject(before);
+        Tally tally;
+        injectEverywhere(subject, "scan", {EIO, ENOSPC, EDQUOT, EROFS}, isSync, 1, tally);
+        tell(nameOf(before), tally);
+        for (const std::string& violation : tally.violations) {
+            ADD_FAILURE() << nameOf(before) << ", " << violation;
+        }
+        EXPECT_GE(tally.refused, 12U);  // of the index: its journal, its bytes, and the folder at the end
+    }
+}
+
+// Negative controls: the same loop and the same judgement find out what is naive.
+
+std::size_t violationsOf(const std::string& mode, const std::vector<int>& errors,
+                         bool (*counts)(long number)) {
+    const QuickFolder quick;
+    SwapSubject subject(Before::index);
+    Tally tally;
+    injectEverywhere(subject, mode, errors, counts, thoroughness() == Thoroughness::brief ? 3 : 1, tally);
+    tell(mode.c_str(), tally);
+    return tally.violations.size();
+}
+
+TEST(InjectionControl, ignoringTheOutcomeOfSyncs_isFoundOut) {
+    EXPECT_GT(violationsOf("unchecked", {EIO}, isSync), 0U);
+}
+
+TEST(InjectionControl, notTellingWhatWasNotRead_isFoundOut) {
+    EXPECT_GT(violationsOf("mute", {EIO}, mayFail), 0U);
+}
+
+TEST(InjectionControl, keepingADescriptorAfterAFailure_isFoundOut) {
+    EXPECT_GT(violationsOf("leaky", {ENOSPC}, isWrite), 0U);
+}
+
+TEST(InjectionControl, copyingOverTheOldIndexInPlace_isFoundOut) {
+    EXPECT_GT(violationsOf("copy", {ENOSPC}, isWrite), 0U);
+}
+
+}  // namespace
+}  // namespace larkfold::test
