@@ -157,7 +157,8 @@ TEST_F(SerialContextTest, droppingStopsTheWorkAndDeliversNothing) {
 TEST_F(SerialContextTest, anOutcomeThatWaitsInTheMainQueueIsDroppedToo) {
     SerialContext context(loop.queue(), "test");
     bool isDelivered = false;
-    Handle run = context.run<int>([](std::stop_token) { return 1; }, [&](Outcome<int>) { isDelivered = true; });
+    Handle run =
+        context.run<int>([](std::stop_token) { return 1; }, [&](Outcome<int>) { isDelivered = true; });
     // The second piece begins after the first outcome was posted.
     Gate begun;
     bool isDone = false;
@@ -281,7 +282,7 @@ TEST_F(SerialContextTest, capturesOfDroppedWorkAreDestroyedOnTheMainThread) {
         },
         [](Outcome<int>) {});
     Handle second = context.run<int>([](std::stop_token) { return 2; },
-                                  [probe = std::make_shared<DestructionProbe>(place)](Outcome<int>) {});
+                                     [probe = std::make_shared<DestructionProbe>(place)](Outcome<int>) {});
     const Handle third =
         context.run<int>([](std::stop_token) { return 3; }, [&](Outcome<int>) { isDone = true; });
     second.drop();

@@ -219,11 +219,15 @@ void removeTree(const std::string& path) {
         }
         return;
     }
-    // Down by name and up by "..", with one descriptor at a time, whatever the depth.
+    // Down by name and up by "..", with one descriptor at a time, whatever the depth. What lies deeper than
+    // this is first moved up to the top: each call costs some kernels a walk from the folder up to the root.
+    constexpr std::size_t deepest = 200;
     int folder = openForRemoval(AT_FDCWD, path.c_str());
-    if (folder < 0) {
+    const int top = folder < 0 ? -1 : openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (top < 0) {
         die("open", path);
     }
+    std::size_t movedCount = 0;
     std::vector<Level> levels;
     levels.push_back({path, emptyOfFiles(folder, path)});
     for (;;) {
@@ -231,6 +235,14 @@ void removeTree(const std::string& path) {
         if (!level.folders.empty()) {
             std::string name = std::move(level.folders.back());
             level.folders.pop_back();
+            if (levels.size() > deepest) {
+                const std::string moved = "larkfold-moved-" + std::to_string(movedCount++);
+                if (renameat(folder, name.c_str(), top, moved.c_str()) != 0) {
+                    die("rename", name);
+                }
+                levels.front().folders.push_back(moved);
+                continue;
+            }
             const int next = openForRemoval(folder, name.c_str());
             if (next < 0) {
                 die("open", name);
@@ -256,6 +268,7 @@ void removeTree(const std::string& path) {
             die("rmdir", name);
         }
     }
+    close(top);
     close(folder);
     if (rmdir(path.c_str()) != 0) {
         die("rmdir", path);

@@ -84,8 +84,8 @@ TEST_F(MountTableTest, kernelTemporaryNetworkAndContainerMountsAreLeftOut) {
                    "32 31 0:23 / /sys/fs/cgroup rw - cgroup2 cgroup2 rw\n"
                    "33 27 0:24 / /dev rw - devtmpfs udev rw\n"
                    "34 27 0:25 / /tmp rw - tmpfs tmpfs rw\n"
-                   "35 27 0:26 / /home/ada/net rw - nfs4 server:/export rw\n"
-                   "36 27 0:27 / /home/ada/ssh rw - fuse.sshfs ada@host: rw\n"
+                   "35 39 0:26 / /home/ada/net rw - nfs4 server:/export rw\n"
+                   "36 39 0:27 / /home/ada/ssh rw - fuse.sshfs ada@host: rw\n"
                    "37 27 0:28 / /var/lib/docker/overlay2/x/merged rw - overlay overlay rw\n"
                    "38 27 0:29 / /auto rw - autofs systemd-1 rw\n"
                    "39 27 8:3 / /home rw - ext4 /dev/sda3 rw\n"),

@@ -46,11 +46,11 @@ TEST(EventLoopQueueTest, theOutcomeOfAContextArrivesByTheEventLoop) {
     SerialContext context(queue.queue(), "test");
     QEventLoop loop;
     int value = 0;
-    const Run run = context.run<int>([](std::stop_token) { return 42; },
-                                     [&](Outcome<int> outcome) {
-                                         value = outcome.get();
-                                         loop.quit();
-                                     });
+    const larkfold::Run run = context.run<int>([](std::stop_token) { return 42; },
+                                               [&](Outcome<int> outcome) {
+                                                   value = outcome.get();
+                                                   loop.quit();
+                                               });
     EXPECT_TRUE(runLoop(loop));
     EXPECT_EQ(value, 42);
 }
