@@ -40,6 +40,17 @@ if(LARKFOLD_SANITIZE)
   add_link_options(-fsanitize=${LARKFOLD_SANITIZE})
 endif()
 
+# larkfold_quiet_generated_code(TARGET): no warnings for the sources that generators write into the build folder; what the
+# toolkit's compilers put out shadows its own parameters, and nobody here could mend it. Call it in the target's folder.
+function(larkfold_quiet_generated_code target)
+  get_target_property(sources ${target} SOURCES)
+  foreach(source IN LISTS sources)
+    if(source MATCHES "^${CMAKE_BINARY_DIR}/.*\\.cpp$")
+      set_source_files_properties("${source}" PROPERTIES COMPILE_OPTIONS "-w")
+    endif()
+  endforeach()
+endfunction()
+
 # larkfold_library(NAME SOURCES ... PUBLIC ... PRIVATE ...): one folder's one floor.
 function(larkfold_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
