@@ -1,8 +1,8 @@
 #include "shell/SunburstItem.h"
 
+#include <QPainter>
 #include <QQuickWindow>
 #include <QSGImageNode>
-#include <QSGOpacityNode>
 #include <QVariantMap>
 #include <algorithm>
 #include <cmath>
@@ -24,23 +24,6 @@ QColor toQColor(const SunburstColour& colour) {
 double between(double from, double to, double progress) {
     return from + (to - from) * progress;
 }
-
-// Two layers, each an opacity with at most one picture below it.
-struct MapNode : QSGNode {
-    struct Layer {
-        QSGOpacityNode opacity;
-        QSGImageNode* image = nullptr;
-    };
-    Layer still;
-    Layer moving;
-
-    MapNode() {
-        for (Layer* layer : {&still, &moving}) {
-            layer->opacity.setFlag(QSGNode::OwnedByParent, false);
-            appendChildNode(&layer->opacity);
-        }
-    }
-};
 
 }  // namespace
 
@@ -259,36 +242,43 @@ void SunburstItem::updatePolish() {
     if (before && before != layout_) {
         beginOpening(before);
     }
-    if (pictureSize_.isEmpty()) {
-        still_ = moving_ = {};
-    } else if (isOpening()) {
-        // The part that grows or shrinks is drawn for each frame; the other one keeps its picture and fades.
-        const double progress = opening_.currentValue().toDouble();
-        const double open = opensOutward_ ? progress : 1 - progress;
-        SunburstColour coming = disc();
-        if (opensOutward_) {
-            // Two discs lie on each other: together they are to be as opaque as one.
-            const double below = coming.opacity * (1 - progress);
-            coming.opacity = below < 1 ? (coming.opacity - below) / (1 - below) : coming.opacity;
-        } else {
-            coming.opacity = 0;
+    if (isOpening()) {
+        if (isStale && !opensOutward_ && before == layout_) {
+            still_ = drawn(raster_);  // a mark came in between
         }
-        moving_.picture = drawn(rasterOf(*openingLayout_, coming,
+        picture_ = frameAt(opening_.currentValue().toDouble());
+        isNewPicture_ = true;
+    } else if (isStale) {
+        picture_ = pictureSize_.isEmpty() ? QImage() : drawn(raster_);
+        isNewPicture_ = true;
+    }
+    update();
+}
+
+// The part that grows or shrinks is drawn for each frame and laid over the other one, which fades. Mixed here
+// and not by the renderer: the software one misplaces pictures below an opacity that changes.
+QImage SunburstItem::frameAt(double progress) const {
+    const double open = opensOutward_ ? progress : 1 - progress;
+    SunburstColour coming = disc();
+    if (opensOutward_) {
+        // Two discs lie on each other: together they are to be as opaque as one.
+        const double below = coming.opacity * (1 - progress);
+        coming.opacity = below < 1 ? (coming.opacity - below) / (1 - below) : coming.opacity;
+    } else {
+        coming.opacity = 0;
+    }
+    const QImage moving = drawn(rasterOf(*openingLayout_, coming,
                                          {.start = between(openingFrom_.start, 0, open),
                                           .end = between(openingFrom_.end, 360, open),
                                           .depth = between(openingFrom_.depth, 0, open)}));
-        moving_.opacity = opensOutward_ ? 1 : 1 - progress;
-        moving_.isNew = true;
-        if (isStale && !opensOutward_) {
-            still_.picture = drawn(raster_);
-            still_.isNew = true;
-        }
-        still_.opacity = opensOutward_ ? 1 - progress : progress;
-    } else if (isStale || still_.picture.isNull()) {
-        still_ = {.picture = drawn(raster_), .opacity = 1, .isNew = true};
-        moving_ = {};
-    }
-    update();
+    QImage frame(pictureSize_, QImage::Format_ARGB32_Premultiplied);
+    frame.fill(Qt::transparent);
+    QPainter painter(&frame);
+    painter.setOpacity(opensOutward_ ? 1 - progress : progress);
+    painter.drawImage(0, 0, still_);
+    painter.setOpacity(opensOutward_ ? 1 : 1 - progress);
+    painter.drawImage(0, 0, moving);
+    return frame;
 }
 
 // Looks whether one of the two folders is an arc of the other's map.
@@ -298,8 +288,7 @@ void SunburstItem::beginOpening(const std::shared_ptr<const SunburstLayout>& bef
     const bool wasOpening = isOpening();
     opening_.stop();
     openingLayout_.reset();
-    if (openingDuration() > 0 && isVisible() && from && to && from != to &&
-        still_.picture.size() == pictureSize_) {
+    if (openingDuration() > 0 && isVisible() && from && to && from != to && picture_.size() == pictureSize_) {
         const std::optional<std::size_t> outward = before->arcOf(*to);
         const std::optional<std::size_t> inward = layout_->arcOf(*from);
         if (outward || inward) {
@@ -308,6 +297,7 @@ void SunburstItem::beginOpening(const std::shared_ptr<const SunburstLayout>& bef
                 opensOutward_ ? before->arcs()[*outward] : layout_->arcs()[*inward];
             openingFrom_ = {.start = arc.start, .end = arc.end, .depth = static_cast<double>(arc.depth)};
             openingLayout_ = opensOutward_ ? layout_ : before;
+            still_ = opensOutward_ ? picture_ : drawn(raster_);
             opening_.start();
         }
     }
@@ -319,45 +309,30 @@ void SunburstItem::beginOpening(const std::shared_ptr<const SunburstLayout>& bef
 void SunburstItem::endOpening() {
     opening_.stop();
     openingLayout_.reset();
-    still_ = {.picture = drawn(raster_), .opacity = 1, .isNew = true};
-    moving_ = {};
+    still_ = {};
+    pictureIsStale_ = true;
     polish();
-    update();
     emit isOpeningChanged();
 }
 
 QSGNode* SunburstItem::updatePaintNode(QSGNode* node, UpdatePaintNodeData*) {
-    auto* map = static_cast<MapNode*>(node);
-    if (map == nullptr) {
-        map = new MapNode;
-        still_.isNew = moving_.isNew = true;
+    auto* image = static_cast<QSGImageNode*>(node);
+    if (picture_.isNull()) {
+        delete image;
+        return nullptr;
     }
-    const auto show = [&](MapNode::Layer& layer, Shown& shown) {
-        if (shown.picture.isNull()) {
-            delete std::exchange(layer.image, nullptr);
-            return;
-        }
-        layer.opacity.setOpacity(shown.opacity);
-        const bool isFirst = layer.image == nullptr;
-        if (isFirst) {
-            layer.image = window()->createImageNode();
-            layer.image->setOwnsTexture(true);
-            layer.image->setFiltering(QSGTexture::Nearest);
-        }
-        if (isFirst || shown.isNew) {
-            layer.image->setTexture(
-                window()->createTextureFromImage(shown.picture, QQuickWindow::TextureHasAlphaChannel));
-            shown.isNew = false;
-        }
-        layer.image->setRect(pictureRect_);
-        // Not before it has a texture: the software renderer looks at it at once.
-        if (isFirst) {
-            layer.opacity.appendChildNode(layer.image);
-        }
-    };
-    show(map->still, still_);
-    show(map->moving, moving_);
-    return map;
+    if (image == nullptr) {
+        image = window()->createImageNode();
+        image->setOwnsTexture(true);
+        image->setFiltering(QSGTexture::Nearest);
+        isNewPicture_ = true;
+    }
+    if (isNewPicture_) {
+        image->setTexture(window()->createTextureFromImage(picture_, QQuickWindow::TextureHasAlphaChannel));
+        isNewPicture_ = false;
+    }
+    image->setRect(pictureRect_);
+    return image;
 }
 
 void SunburstItem::geometryChange(const QRectF& newGeometry, const QRectF& oldGeometry) {

@@ -113,6 +113,7 @@ private:
     void beginOpening(const std::shared_ptr<const SunburstLayout>& before);
     void endOpening();
     QImage drawn(const SunburstRaster& raster) const;
+    QImage frameAt(double progress) const;
     SunburstRaster rasterOf(const SunburstLayout& layout, const SunburstColour& disc,
                             const SunburstRaster::Opening& opening) const;
     SunburstColour disc() const;
@@ -132,14 +133,9 @@ private:
     bool rasterIsStale_ = true;
     bool pictureIsStale_ = true;
 
-    // What is on display: a map, and while a folder opens or closes another one that comes or goes beneath.
-    struct Shown {
-        QImage picture;
-        double opacity = 1;
-        bool isNew = false;  // not uploaded yet
-    };
-    Shown still_;
-    Shown moving_;
+    QImage picture_;  // on display
+    bool isNewPicture_ = false;
+    QImage still_;  // while a folder opens or closes: the other map, which comes or goes beneath
 
     QVariantAnimation opening_;
     std::shared_ptr<const SunburstLayout> openingLayout_;  // the one that grows or shrinks

@@ -347,6 +347,7 @@ TEST_F(SunburstViewTest, treeThatWasGivenUpIsNotKeptAlive) {
 }
 
 TEST_F(SunburstViewTest, folderOpensFromItsArcAndEndsAtTheSamePictureAsWithoutMotion) {
+    view_->setPosition(QPointF(37, 11));
     moveTo({3, 3});
     driver_.navigateInto(find("big"));
     const QImage inside = grabbed();

@@ -68,8 +68,8 @@ FocusScope {
         objectName: "summaryNote"
         visible: map.summaryTitle.length > 0
         anchors.horizontalCenter: parent.horizontalCenter
-        anchors.bottom: parent.bottom
-        anchors.bottomMargin: Theme.space2
+        anchors.top: parent.top
+        anchors.topMargin: Theme.space2
         width: Math.min(parent.width - 2 * Theme.space2, 420 * Theme.typeScale)
         title: map.summaryTitle
         text: map.summaryExplanation
