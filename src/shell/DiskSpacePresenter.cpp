@@ -60,7 +60,7 @@ void DiskSpacePresenter::followDriver() {
     connect(&driver_, &Driver::progressChanged, this, &DiskSpacePresenter::progressChanged);
     connect(&driver_, &Driver::errorChanged, this, &DiskSpacePresenter::errorChanged);
     connect(&driver_, &Driver::savedScanNoticeChanged, this, &DiskSpacePresenter::savedScanNoticeChanged);
-    connect(&driver_, &Driver::selectedForDeletionChanged, this, &DiskSpacePresenter::markedChanged);
+    connect(&driver_, &Driver::selectedForDeletionChanged, this, &DiskSpacePresenter::countMarked);
     connect(&driver_, &Driver::skipHiddenFilesChanged, this,
             &DiskSpacePresenter::hiddenSettingDiffersChanged);
 }
@@ -71,8 +71,16 @@ void DiskSpacePresenter::takeResult() {
     emit resultChanged();
     emit subjectChanged();
     emit hiddenSettingDiffersChanged();
-    emit markedChanged();
+    countMarked();
     emit navigationChanged();
+}
+
+void DiskSpacePresenter::countMarked() {
+    // Goes over the tree, so once for each change and not for each reader.
+    const auto totals = driver_.markedTotals();
+    markedItems_ = totals.items;
+    markedText_ = totals.items > 0 ? texts::marked(totals.items, totals.bytes) : QString();
+    emit markedChanged();
 }
 
 QString DiskSpacePresenter::title() const {
@@ -128,15 +136,6 @@ QString DiskSpacePresenter::hiddenItemsText() const {
 bool DiskSpacePresenter::hiddenSettingDiffers() const {
     return driver_.hasScanResult() && !driver_.scansStartupDisk() &&
            driver_.skipHiddenFiles() != driver_.scanOptions().skipHiddenFiles;
-}
-
-int DiskSpacePresenter::markedItems() const {
-    return driver_.markedTotals().items;
-}
-
-QString DiskSpacePresenter::markedText() const {
-    const auto totals = driver_.markedTotals();
-    return totals.items > 0 ? texts::marked(totals.items, totals.bytes) : QString();
 }
 
 bool DiskSpacePresenter::canGoBack() const {

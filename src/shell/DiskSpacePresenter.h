@@ -85,8 +85,8 @@ public:
     QString savedScanNotice() const;
     QString hiddenItemsText() const;  // "318 hidden items left out", empty where there were none
     bool hiddenSettingDiffers() const;
-    int markedItems() const;
-    QString markedText() const;  // "3 items, 4.2 GB marked"
+    int markedItems() const { return markedItems_; }
+    QString markedText() const { return markedText_; }  // "3 items, 4.2 GB marked"
 
     BreadcrumbModel* breadcrumb() { return &breadcrumb_; }
     bool canGoBack() const;
@@ -135,6 +135,7 @@ signals:
 private:
     void followDriver();
     void takeResult();
+    void countMarked();
     void measureActivity();
     void setActivityLevel(double level);
 
@@ -143,6 +144,8 @@ private:
     ScanErrorListModel scanErrors_;
     BreadcrumbModel breadcrumb_;
     VolumeCapacity volume_;
+    int markedItems_ = 0;
+    QString markedText_;
 
     QTimer activityTimer_;
     QElapsedTimer sinceMeasured_;

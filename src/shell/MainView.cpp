@@ -121,6 +121,10 @@ void MainView::returnToMap() {
     showStartPage(false);
 }
 
+void MainView::startNewScan() {
+    world_.notifications.post("newScan");
+}
+
 void MainView::showStartPage(bool show) {
     // During a scan its page stays: there is nothing that could be started.
     if (!scannerViewModel_.isScanning() && wantsStartPage_ != show) {
