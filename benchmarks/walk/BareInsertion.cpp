@@ -61,17 +61,19 @@ BareInsertionResult insertBare(const std::string& source, const std::string& tar
 
     std::remove(target.c_str());
     const auto started = std::chrono::steady_clock::now();
-    check(sqlite3_open_v2(target.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr), SQLITE_OK, db);
-    check(sqlite3_exec(db,
-                       "CREATE TABLE IF NOT EXISTS nodes(path TEXT PRIMARY KEY,parent TEXT,name TEXT,directory "
-                       "INTEGER,size INTEGER,logical INTEGER,modified REAL); CREATE INDEX IF NOT EXISTS nodes_parent "
-                       "ON nodes(parent); CREATE TABLE IF NOT EXISTS meta(key TEXT PRIMARY KEY,value TEXT); BEGIN "
-                       "IMMEDIATE;",
-                       nullptr, nullptr, nullptr),
+    check(sqlite3_open_v2(target.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr),
+          SQLITE_OK, db);
+    check(sqlite3_exec(
+              db,
+              "CREATE TABLE IF NOT EXISTS nodes(path TEXT PRIMARY KEY,parent TEXT,name TEXT,directory "
+              "INTEGER,size INTEGER,logical INTEGER,modified REAL); CREATE INDEX IF NOT EXISTS nodes_parent "
+              "ON nodes(parent); CREATE TABLE IF NOT EXISTS meta(key TEXT PRIMARY KEY,value TEXT); BEGIN "
+              "IMMEDIATE;",
+              nullptr, nullptr, nullptr),
           SQLITE_OK, db);
     sqlite3_stmt* insert = nullptr;
-    check(sqlite3_prepare_v2(db, "INSERT OR REPLACE INTO nodes VALUES(?,?,?,?,?,?,?)", -1, &insert, nullptr), SQLITE_OK,
-          db);
+    check(sqlite3_prepare_v2(db, "INSERT OR REPLACE INTO nodes VALUES(?,?,?,?,?,?,?)", -1, &insert, nullptr),
+          SQLITE_OK, db);
     const sqlite3_destructor_type transient = SQLITE_TRANSIENT;  // NOLINT
     for (const Row& row : rows) {
         sqlite3_reset(insert);

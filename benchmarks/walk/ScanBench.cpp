@@ -1,11 +1,12 @@
 // Scans a folder once and prints one line of JSON: what a script compares with other programs.
 //
-//   larkfold_scan_bench --root PATH [--index FILE] [--threads 1|2] [--bare FILE] [--skip-hidden] [--options whole-disk]
+//   larkfold_scan_bench --root PATH [--index FILE] [--threads 1|2] [--bare FILE] [--skip-hidden] [--options
+//   whole-disk]
 //                       [--retain N]
 //
-// `--index` writes the index too; `--bare` instead inserts the rows of that finished index into a new one in their
-// order, with nothing else done: the floor that indexing stands on. It prints seconds, files, directories, bytes, errors
-// and the peak of the resident memory.
+// `--index` writes the index too; `--bare` instead inserts the rows of that finished index into a new one in
+// their order, with nothing else done: the floor that indexing stands on. It prints seconds, files,
+// directories, bytes, errors and the peak of the resident memory.
 #include <sys/resource.h>
 
 #include <chrono>
@@ -24,7 +25,7 @@ using namespace larkfold;
 namespace {
 
 std::int64_t peakResidentBytes() {
-    struct rusage usage {};
+    struct rusage usage{};
     ::getrusage(RUSAGE_SELF, &usage);
     return static_cast<std::int64_t>(usage.ru_maxrss) * 1024;
 }
@@ -81,13 +82,14 @@ int main(int argc, char** argv) {
         DiskScanner scanner(index, reading);
         const auto started = std::chrono::steady_clock::now();
         const ScanResult result = scanner.scan(root, options, {});
-        const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+        const double seconds =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
         std::printf(
             "{\"seconds\": %.6f, \"files\": %lld, \"directories\": %lld, \"bytes\": %lld, \"errors\": %zu, "
             "\"peakRssBytes\": %lld}\n",
-            seconds, static_cast<long long>(result.totalFiles), static_cast<long long>(result.totalDirectories),
-            static_cast<long long>(result.totalSize), result.errors.size(),
-            static_cast<long long>(peakResidentBytes()));
+            seconds, static_cast<long long>(result.totalFiles),
+            static_cast<long long>(result.totalDirectories), static_cast<long long>(result.totalSize),
+            result.errors.size(), static_cast<long long>(peakResidentBytes()));
         for (const ScanError& error : result.errors) {
             std::cerr << error.error->description() << '\n';
         }

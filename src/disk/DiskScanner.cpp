@@ -16,8 +16,8 @@ namespace {
 
 constexpr std::int64_t directoriesPerReport = 10;
 constexpr std::int64_t itemsPerReport = 500;
-// Above this a path is copied into the progress only when it is reported: in a tree a hundred thousand levels deep the
-// copies would take longer than the walk.
+// Above this a path is copied into the progress only when it is reported: in a tree a hundred thousand levels
+// deep the copies would take longer than the walk.
 constexpr std::size_t longestPathKept = 4096;
 
 std::string displayName(const std::string& path) {
@@ -27,8 +27,9 @@ std::string displayName(const std::string& path) {
     return std::string(lastPathComponent(path));
 }
 
-// A rollback journal that an interrupted change has left beside the old index would be replayed into the new one. Opening
-// the old index plays it back where it belongs; beside an index that cannot be opened it is of no use to anybody.
+// A rollback journal that an interrupted change has left beside the old index would be replayed into the new
+// one. Opening the old index plays it back where it belongs; beside an index that cannot be opened it is of
+// no use to anybody.
 void settleJournal(const std::string& indexURL) {
     const std::string journal = indexURL + "-journal";
     if (!own_files::exists(journal)) {
@@ -120,7 +121,7 @@ struct DiskScanner::Walk {
 
     bool registerDirectory(const DirectoryListing& listing) {
         if (const auto identity = listing.identity()) {
-            return scanner.visitedDirectoryIdentities_.insert(*identity).second;
+            return scanner.visitedDirectoryIdentities_.insert(*identity);
         }
         return scanner.visitedDirectoryPaths_.insert(path).second;
     }
@@ -173,7 +174,8 @@ struct DiskScanner::Walk {
         Frame& frame = frames.back();
         FileNode& node = *frame.node;
         if (frame.foldedFiles >= 1) {
-            node.appendChild(FileNode::makeAggregate(FileNode::SummaryOrigin::scan, frame.foldedBytes, frame.foldedFiles));
+            node.appendChild(
+                FileNode::makeAggregate(FileNode::SummaryOrigin::scan, frame.foldedBytes, frame.foldedFiles));
         }
         node.finishChildren();
         std::int64_t sum = 0;
@@ -208,7 +210,8 @@ struct DiskScanner::Walk {
     }
 
     void addError(SystemError::Operation operation, int code) {
-        scanner.errors_.push_back({.path = path, .error = std::make_shared<SystemError>(operation, code, path)});
+        scanner.errors_.push_back(
+            {.path = path, .error = std::make_shared<SystemError>(operation, code, path)});
     }
 
     void checkCancelled() const {
@@ -280,7 +283,8 @@ ScanResult DiskScanner::scan(const std::string& url, const DiskScanOptions& opti
             result.rootNode->recalculateSize();
             result.rootNode->sortChildrenBySize();
             if (indexError_) {
-                throw ScanIndexDatabase::Failure(static_cast<const ScanIndexDatabase::Failure&>(*indexError_));
+                throw ScanIndexDatabase::Failure(
+                    static_cast<const ScanIndexDatabase::Failure&>(*indexError_));
             }
             if (index_) {
                 index_->finish(root, options.skipHiddenFiles, static_cast<std::int64_t>(errors_.size()));

@@ -1,9 +1,9 @@
-// Walks a folder, builds a bounded tree with exact totals, and writes one row for every file and directory into a new
-// index.
+// Walks a folder, builds a bounded tree with exact totals, and writes one row for every file and directory
+// into a new index.
 //
-// The tree keeps at most `maximumRetainedFiles` file nodes, those met first; what comes later is folded into one summary
-// leaf per folder, while the index keeps every row. The index is written beside the old one and put in its place only
-// when it is whole.
+// The tree keeps at most `maximumRetainedFiles` file nodes, those met first; what comes later is folded into
+// one summary leaf per folder, while the index keeps every row. The index is written beside the old one and
+// put in its place only when it is whole.
 //
 // One scanner serves one scan at a time, on one serial context.
 #pragma once
@@ -17,12 +17,12 @@
 #include <unordered_set>
 #include <vector>
 
+#include "disk/DirectoryIdentities.h"
 #include "disk/DiskScanOptions.h"
 #include "disk/ScanError.h"
 #include "disk/ScanProgress.h"
 #include "disk/ScanResult.h"
 #include "platform/Error.h"
-#include "platform/FileIdentity.h"
 
 namespace larkfold {
 
@@ -31,7 +31,9 @@ class ScanIndexDatabase;
 class DiskScannerFailure final : public Error {
 public:
     enum class Case { duplicateOrUnavailableRoot };
-    std::string description() const override { return "The selected scan root could not be registered safely."; }
+    std::string description() const override {
+        return "The selected scan root could not be registered safely.";
+    }
 };
 
 class DiskScanner {
@@ -49,9 +51,9 @@ public:
     DiskScanner(std::optional<std::string> indexURL, Reading reading);
     ~DiskScanner();
 
-    // Scans the folder at `url` (absolute path, bytes). `progress` is called on this context and must return quickly.
-    // Throws CancellationError when stopped, ScanIndexDatabase::Failure, SystemError or DiskScannerFailure otherwise;
-    // the earlier index then stands untouched.
+    // Scans the folder at `url` (absolute path, bytes). `progress` is called on this context and must return
+    // quickly. Throws CancellationError when stopped, ScanIndexDatabase::Failure, SystemError or
+    // DiskScannerFailure otherwise; the earlier index then stands untouched.
     ScanResult scan(const std::string& url, const DiskScanOptions& options, std::stop_token stop,
                     ProgressHandler progress);
     // The same walk without reports.
@@ -68,7 +70,7 @@ private:
     ErrorValue indexError_;
     std::vector<ScanError> errors_;
     std::size_t retainedFileNodes_ = 0;
-    std::unordered_set<FileIdentity> visitedDirectoryIdentities_;
+    DirectoryIdentities visitedDirectoryIdentities_;
     std::unordered_set<std::string> visitedDirectoryPaths_;  // of folders that have no identity
 };
 

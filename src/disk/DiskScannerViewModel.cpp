@@ -44,11 +44,16 @@ const std::vector<std::string>& DiskScannerViewModel::startupScanExclusions() {
     return prefixes;
 }
 
-// --- State ----------------------------------------------------------------------------------------------------------
+// --- State
+// ----------------------------------------------------------------------------------------------------------
 
-QString DiskScannerViewModel::errorText() const { return textOf(error_); }
+QString DiskScannerViewModel::errorText() const {
+    return textOf(error_);
+}
 
-QString DiskScannerViewModel::savedScanNoticeText() const { return textOf(savedScanNotice_); }
+QString DiskScannerViewModel::savedScanNoticeText() const {
+    return textOf(savedScanNotice_);
+}
 
 FileNode::Pointer DiskScannerViewModel::currentNode() const {
     if (!navigationStack_.empty()) {
@@ -114,7 +119,8 @@ void DiskScannerViewModel::setScanning(bool scanning) {
     emit isScanningChanged();
 }
 
-// --- Operations of the user -----------------------------------------------------------------------------------------
+// --- Operations of the user
+// -----------------------------------------------------------------------------------------
 
 void DiskScannerViewModel::chooseFolder() {
     if (world_.folderChooser == nullptr) {
@@ -154,7 +160,8 @@ void DiskScannerViewModel::scanStartupDisk() {
     options.skipHiddenFiles = false;
     options.excludedPathPrefixes = startupScanExclusions();
     const auto ofThisSystem = startupDiskExclusions();
-    options.excludedPathPrefixes.insert(options.excludedPathPrefixes.end(), ofThisSystem.begin(), ofThisSystem.end());
+    options.excludedPathPrefixes.insert(options.excludedPathPrefixes.end(), ofThisSystem.begin(),
+                                        ofThisSystem.end());
     startScan("/", std::move(options), ScanScope::startupDisk);
 }
 
@@ -190,9 +197,13 @@ void DiskScannerViewModel::rescanCurrent() {
     }
 }
 
-void DiskScannerViewModel::cancelScan() { scanTask_.cancel(); }
+void DiskScannerViewModel::cancelScan() {
+    scanTask_.cancel();
+}
 
-void DiskScannerViewModel::dismissError() { setError(std::nullopt); }
+void DiskScannerViewModel::dismissError() {
+    setError(std::nullopt);
+}
 
 void DiskScannerViewModel::navigateInto(const FileNode::Pointer& node) {
     if (!node || !node->isDirectory()) {
@@ -226,7 +237,8 @@ void DiskScannerViewModel::navigateTo(const FileNode::Pointer& node) {
     setSelectedNode(nullptr);
 }
 
-// --- Marks ----------------------------------------------------------------------------------------------------------
+// --- Marks
+// ----------------------------------------------------------------------------------------------------------
 
 std::vector<std::string> DiskScannerViewModel::allowedRemovalRoots() const {
     if (scanScope_ == ScanScope::startupDisk) {
@@ -258,7 +270,9 @@ void DiskScannerViewModel::toggleSelection(const FileNode::Pointer& node) {
     emit selectedForDeletionChanged();
 }
 
-void DiskScannerViewModel::clearSelection() { emptySelection(); }
+void DiskScannerViewModel::clearSelection() {
+    emptySelection();
+}
 
 void DiskScannerViewModel::emptySelection() {
     if (selectedForDeletion_.empty()) {
@@ -298,7 +312,8 @@ void DiskScannerViewModel::releaseSecurityScope() {
     activeSecurityScopedURL_.reset();
 }
 
-// --- How a scan begins, reports and ends ----------------------------------------------------------------------------
+// --- How a scan begins, reports and ends
+// ----------------------------------------------------------------------------
 
 DiskScanOptions DiskScannerViewModel::folderOptions() const {
     return {.skipHiddenFiles = skipHiddenFiles(),
@@ -336,8 +351,8 @@ void DiskScannerViewModel::startScan(const std::string& path, DiskScanOptions op
     auto scanner = std::make_shared<DiskScanner>(world_.indexFileURL.value_or(indexFileURL()));
     scanTask_ = scanContext_.run<ScanResult>(
         [scanner, reports, path, chosen = scanOptions_](std::stop_token stop) {
-            ScanResult result = scanner->scan(path, chosen, stop,
-                                              [&reports](const ScanProgress& progress) { reports.report(progress); });
+            ScanResult result = scanner->scan(
+                path, chosen, stop, [&reports](const ScanProgress& progress) { reports.report(progress); });
             if (stop.stop_requested()) {
                 throw CancellationError();
             }

@@ -1,7 +1,8 @@
 // The driver behind the disk tab: what the window shows of a scan, and what the user can do with it.
 //
-// It starts and cancels scans, keeps a stale scan's reports from the screen, and holds the marks of what is to be removed.
-// Every failure becomes text in `error`; no operation throws. Main thread only; the scan runs on a serial context.
+// It starts and cancels scans, keeps a stale scan's reports from the screen, and holds the marks of what is
+// to be removed. Every failure becomes text in `error`; no operation throws. Main thread only; the scan runs
+// on a serial context.
 #pragma once
 
 #include <QObject>
@@ -38,15 +39,16 @@ class DiskScannerViewModel : public QObject {
     Q_PROPERTY(int changedFolderCount READ changedFolderCount NOTIFY changedFolderCountChanged)
     Q_PROPERTY(bool isRefreshingIndex READ isRefreshingIndex NOTIFY isRefreshingIndexChanged)
     Q_PROPERTY(bool scansStartupDisk READ scansStartupDisk NOTIFY scanScopeChanged)
-    Q_PROPERTY(bool skipHiddenFiles READ skipHiddenFiles WRITE setSkipHiddenFiles NOTIFY skipHiddenFilesChanged)
+    Q_PROPERTY(
+        bool skipHiddenFiles READ skipHiddenFiles WRITE setSkipHiddenFiles NOTIFY skipHiddenFilesChanged)
 
 public:
     // What the driver needs of the world. References and pointers outlive the driver.
     struct World {
         MainQueue& mainQueue;
         UserDefaults& defaults;
-        FolderChooser* folderChooser = nullptr;         // null: `chooseFolder` does nothing
-        std::optional<std::string> indexFileURL;        // absent: the place that `indexFileURL()` names
+        FolderChooser* folderChooser = nullptr;   // null: `chooseFolder` does nothing
+        std::optional<std::string> indexFileURL;  // absent: the place that `indexFileURL()` names
     };
 
     explicit DiskScannerViewModel(World world, QObject* parent = nullptr);
@@ -83,7 +85,8 @@ public:
 
     // The last of `navigationStack`, otherwise the root of the result, otherwise null.
     FileNode::Pointer currentNode() const;
-    // The folder that the scan on screen (or under way) was started for, and whether it left hidden items out.
+    // The folder that the scan on screen (or under way) was started for, and whether it left hidden items
+    // out.
     const std::string& scanRootPath() const { return scanRootPath_; }
     const DiskScanOptions& scanOptions() const { return scanOptions_; }
 
@@ -115,7 +118,8 @@ public:
     // Takes all marks away.
     Q_INVOKABLE void clearSelection();
     std::vector<std::string> allowedRemovalRoots() const;
-    // How many marked nodes there are and their sizes together, what lies within another marked folder counted once.
+    // How many marked nodes there are and their sizes together, what lies within another marked folder
+    // counted once.
     struct MarkedTotals {
         int items = 0;
         std::int64_t bytes = 0;

@@ -458,7 +458,9 @@ void ScanIndexDatabase::execute(const std::string& sql) {
 void ScanIndexDatabase::insertRow(std::string_view path, std::string_view parent, std::string_view name,
                                   bool isDirectory, std::int64_t size, std::int64_t logicalSize,
                                   std::optional<double> modified) {
-    if (insert_ == nullptr) {
+    // A full or failing disk makes the library end the transaction by itself. Rows that came after that would
+    // each be a transaction with syncs of its own, for the rest of the walk. The message still says why.
+    if (insert_ == nullptr || sqlite3_get_autocommit(db_) != 0) {
         fail();
     }
     sqlite3_reset(insert_);

@@ -1,7 +1,7 @@
 // Reports from a working thread to the main thread, of which only the latest matters.
 //
-// However often the work reports, at most one delivery waits in the main queue, and it delivers the latest value. A
-// delivery that was posted before a run's outcome arrives before it.
+// However often the work reports, at most one delivery waits in the main queue, and it delivers the latest
+// value. A delivery that was posted before a run's outcome arrives before it.
 #pragma once
 
 #include <functional>

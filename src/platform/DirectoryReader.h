@@ -1,25 +1,28 @@
 // Listing folders, with the values of their entries prefetched and the next folders read ahead.
 //
-// A `DirectoryReader` serves one walk that goes through a tree depth first, folder by folder, each folder's entries in
-// the order of their names' bytes. It hands out one `DirectoryListing` at a time:
+// A `DirectoryReader` serves one walk that goes through a tree depth first, folder by folder, each folder's
+// entries in the order of their names' bytes. It hands out one `DirectoryListing` at a time:
 //
 //   DirectoryReader reader(root, options, stop);
 //   auto listing = reader.openRoot();
-//   for each entry that is a folder: auto child = reader.open(listing, index) ... and it walks that before the next.
+//   for each entry that is a folder: auto child = reader.open(listing, index) ... and it walks that before
+//   the next.
 //
-// While the walk works on one folder, a helper thread lists those that come next, up to a window of entries. When the
-// folder wanted next is still being listed by the helper, the walk lists a later one itself instead of sleeping.
+// While the walk works on one folder, a helper thread lists those that come next, up to a window of entries.
+// When the folder wanted next is still being listed by the helper, the walk lists a later one itself instead
+// of sleeping.
 //
-// One pass of the directory, one stat per entry, links never followed, automounts never triggered, special files never
-// opened. A name that the options exclude is left out before it is looked at. Descriptors are bounded whatever the
-// depth: a folder is reached from its parent's descriptor, or, when that has been closed, by ".." with a check of
-// identity, so paths longer than the system takes are ordinary.
+// One pass of the directory, one stat per entry, links never followed, automounts never triggered, special
+// files never opened. A name that the options exclude is left out before it is looked at. Descriptors are
+// bounded whatever the depth: a folder is reached from its parent's descriptor, or, when that has been
+// closed, by ".." with a check of identity, so paths longer than the system takes are ordinary.
 //
-// A mount that may fail to answer (network, FUSE) is read by a thread that can be given up: after `answerTimeout` the
-// folder counts as unreadable and so does everything else of that mount, and a stop is obeyed at once meanwhile.
+// A mount that may fail to answer (network, FUSE) is read by a thread that can be given up: after
+// `answerTimeout` the folder counts as unreadable and so does everything else of that mount, and a stop is
+// obeyed at once meanwhile.
 //
-// The reader is used from one thread; the helper is its own affair. It throws nothing but CancellationError: what cannot
-// be read is told in the listing.
+// The reader is used from one thread; the helper is its own affair. It throws nothing but CancellationError:
+// what cannot be read is told in the listing.
 #pragma once
 
 #include <chrono>
@@ -59,7 +62,7 @@ struct DirectoryEntry {
     std::int64_t allocatedSize = 0;  // bytes on disk
     double modifiedAt = 0;           // seconds since 1970
     Kind kind = Kind::file;
-    int error = 0;                   // errno where the values could not be read: then only the name counts
+    int error = 0;  // errno where the values could not be read: then only the name counts
 };
 
 class DirectoryListing;
@@ -74,9 +77,9 @@ public:
     // The listing of the root. Follows a link at the root itself, and nowhere else. Throws CancellationError.
     std::unique_ptr<DirectoryListing> openRoot();
 
-    // The listing of the folder at `index` of `parent`'s entries. Folders are opened in the order of the walk: depth
-    // first, each at most once, and a listing is dropped before its parent's next folder is opened. Throws
-    // CancellationError.
+    // The listing of the folder at `index` of `parent`'s entries. Folders are opened in the order of the
+    // walk: depth first, each at most once, and a listing is dropped before its parent's next folder is
+    // opened. Throws CancellationError.
     std::unique_ptr<DirectoryListing> open(const DirectoryListing& parent, std::size_t index);
 
     // How many names were left out because they are hidden, so far.
@@ -93,8 +96,8 @@ public:
     // The entries in the order of their names' bytes. Empty where the folder could not be listed.
     std::span<const DirectoryEntry> entries() const;
 
-    // Why the folder could not be listed, or that listing it broke off half-way (what had been listed stands in the
-    // entries); 0 where it was read to its end.
+    // Why the folder could not be listed, or that listing it broke off half-way (what had been listed stands
+    // in the entries); 0 where it was read to its end.
     int error() const;
 
     // The identity of the folder that was opened; nothing where it could not be opened.

@@ -25,7 +25,10 @@ namespace {
 using test::TemporaryTree;
 
 DiskScanOptions everything() {
-    return {.skipHiddenFiles = false, .excludedPathPrefixes = {}, .skipSymbolicLinks = true, .maximumRetainedFiles = {}};
+    return {.skipHiddenFiles = false,
+            .excludedPathPrefixes = {},
+            .skipSymbolicLinks = true,
+            .maximumRetainedFiles = {}};
 }
 
 DiskScanOptions retaining(std::size_t limit) {
@@ -35,7 +38,7 @@ DiskScanOptions retaining(std::size_t limit) {
 }
 
 std::int64_t allocated(const std::string& path) {
-    struct stat values {};
+    struct stat values{};
     EXPECT_EQ(::lstat(path.c_str(), &values), 0) << path;
     return values.st_blocks * 512;
 }
@@ -170,7 +173,8 @@ TEST(DiskScanner, aLimitOfNoneFoldsEverything) {
     tree.folder("empty");
     const ScanResult result = DiskScanner().scan(tree.root(), retaining(0), {});
     EXPECT_TRUE(result.rootNode->allFileNodes().empty());
-    EXPECT_EQ(childNames(result.rootNode), (std::vector<std::string>{"Other scanned files (1)", "a", "empty"}));
+    EXPECT_EQ(childNames(result.rootNode),
+              (std::vector<std::string>{"Other scanned files (1)", "a", "empty"}));
     EXPECT_TRUE(child(result.rootNode, "empty")->children().empty());
     EXPECT_EQ(result.totalFiles, 2);
 }
@@ -212,7 +216,7 @@ TEST(DiskScanner, everyItemHasItsRow) {
     EXPECT_EQ(meta.at("skipHidden"), "0");
     EXPECT_EQ(meta.at("errors"), "0");
     EXPECT_EQ(filesIn(scanned.store.path("Larkfold")), std::vector<std::string>{"latest-scan.sqlite"});
-    struct stat values {};
+    struct stat values{};
     ASSERT_EQ(::stat(scanned.index().c_str(), &values), 0);
     EXPECT_EQ(values.st_mode & 0777u, 0600u);
 }
@@ -382,7 +386,8 @@ TEST(DiskScanner, progressComesEveryTenFoldersAndEveryFiveHundredItems) {
         tree.file("f" + std::to_string(i));
     }
     std::vector<ScanProgress> reports;
-    DiskScanner().scan(tree.root(), retaining(0), {}, [&](const ScanProgress& progress) { reports.push_back(progress); });
+    DiskScanner().scan(tree.root(), retaining(0), {},
+                       [&](const ScanProgress& progress) { reports.push_back(progress); });
     ASSERT_EQ(reports.size(), 5u);
     EXPECT_EQ(reports[0].directoriesScanned, 10);
     EXPECT_EQ(reports[0].filesScanned, 0);
@@ -428,8 +433,8 @@ TEST(DiskScanner, aFolderInTheIndexsPlaceFailsTheSwapAndIsKept) {
 
 TEST(DiskScanner, namesOfAllBytesReachTreeAndIndexUnchanged) {
     ScannedTree scanned;
-    const std::vector<std::string> names = {"new\nline", "quo'te", "\"double\"", "\xff\xfe", std::string(255, 'n'),
-                                            "''; DROP TABLE nodes;--"};
+    const std::vector<std::string> names = {
+        "new\nline", "quo'te", "\"double\"", "\xff\xfe", std::string(255, 'n'), "''; DROP TABLE nodes;--"};
     for (const std::string& name : names) {
         scanned.tree.file(name, "x");
     }

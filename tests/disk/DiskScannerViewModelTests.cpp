@@ -34,7 +34,8 @@ class ChooserThatAnswers final : public FolderChooser {
 public:
     std::optional<std::string> answer;
     std::string message;
-    void chooseFolder(const std::string& text, std::function<void(std::optional<std::string>)> chosen) override {
+    void chooseFolder(const std::string& text,
+                      std::function<void(std::optional<std::string>)> chosen) override {
         message = text;
         chosen(answer);
     }
@@ -191,8 +192,8 @@ TEST_F(DiskScannerViewModelTest, theStartupDiskIgnoresTheHiddenFilesSettingAndHa
     EXPECT_EQ(driver->scanOptions().maximumRetainedFiles, 50'000u);
     const auto& prefixes = driver->scanOptions().excludedPathPrefixes;
     const std::vector<std::string> fixed(prefixes.begin(), prefixes.begin() + 7);
-    EXPECT_EQ(fixed, (std::vector<std::string>{"/System/Volumes", "/Volumes", "/dev", "/.vol", "/.nofollow", "/Network",
-                                               "/net"}));
+    EXPECT_EQ(fixed, (std::vector<std::string>{"/System/Volumes", "/Volumes", "/dev", "/.vol", "/.nofollow",
+                                               "/Network", "/net"}));
     EXPECT_NE(std::find(prefixes.begin(), prefixes.end(), "/proc"), prefixes.end());
     EXPECT_FALSE(driver->scanRootBookmarkData());
     driver->cancelScan();
@@ -204,7 +205,8 @@ TEST_F(DiskScannerViewModelTest, aSavedFolderThatIsRefusedLeavesTheEarlierResult
     scan(tree.path("a"));
     const std::string bookmark = makeBookmark(tree.path("a"));
     driver->rescan(tree.path("missing"), bookmark);
-    EXPECT_EQ(driver->error(), "Larkfold needs permission to reopen this saved folder. Please choose it again.");
+    EXPECT_EQ(driver->error(),
+              "Larkfold needs permission to reopen this saved folder. Please choose it again.");
     EXPECT_FALSE(driver->isScanning());
     EXPECT_TRUE(driver->hasScanResult());
     driver->rescan(tree.path("a"), bookmark);
@@ -311,7 +313,8 @@ TEST_F(DiskScannerViewModelTest, aFolderChosenByAnOrdinaryUserThatCannotBeReadIs
         ASSERT_TRUE(ended.wait(60'000));
         ASSERT_TRUE(model.hasScanResult());
         ASSERT_EQ(model.scanResult()->errors.size(), 1u);
-        EXPECT_NE(model.scanResult()->errors.front().error->description().find("permission"), std::string::npos);
+        EXPECT_NE(model.scanResult()->errors.front().error->description().find("permission"),
+                  std::string::npos);
     }));
 }
 

@@ -1,18 +1,19 @@
 // The directory reader on Linux.
 //
-// Words: a *folder* is one directory that was opened or is about to be. It is *handed out* when somebody has begun to
-// list it, the walk or the helper. The *frontier* is the list of listed folders that still have subfolders to hand out,
-// in the order in which the walk will want them; a folder that is being listed holds its place in it already, so what
-// comes out of it stands before what was handed out later. The *window* counts entries that are listed but that the
-// walk has not taken yet.
+// Words: a *folder* is one directory that was opened or is about to be. It is *handed out* when somebody has
+// begun to list it, the walk or the helper. The *frontier* is the list of listed folders that still have
+// subfolders to hand out, in the order in which the walk will want them; a folder that is being listed holds
+// its place in it already, so what comes out of it stands before what was handed out later. The *window*
+// counts entries that are listed but that the walk has not taken yet.
 //
-// One mutex guards everything but the content of a folder that is being listed, which belongs to whoever lists it. The
-// lock is taken a handful of times per folder and never held over a system call but `close`.
+// One mutex guards everything but the content of a folder that is being listed, which belongs to whoever
+// lists it. The lock is taken a handful of times per folder and never held over a system call but `close`.
 //
-// Descriptors: a folder's descriptor stays open while it has subfolders to hand out, since these are opened relative to
-// it. Above a bound the oldest one is closed. The walk opens such a folder again when it comes back to it: by ".." from
-// the subfolder that it leaves (so climbing out of a deep tree costs one call per level), else downwards from the
-// nearest ancestor that is open; each time the identity has to be the one that was noted.
+// Descriptors: a folder's descriptor stays open while it has subfolders to hand out, since these are opened
+// relative to it. Above a bound the oldest one is closed. The walk opens such a folder again when it comes
+// back to it: by ".." from the subfolder that it leaves (so climbing out of a deep tree costs one call per
+// level), else downwards from the nearest ancestor that is open; each time the identity has to be the one
+// that was noted.
 
 #include "platform/DirectoryReader.h"
 
@@ -44,14 +45,14 @@ namespace {
 
 constexpr std::size_t maximumOpenDescriptors = 128;
 constexpr std::size_t longestPiece = 4000;  // bytes of a path that one call is given; the system takes 4,095
-constexpr std::size_t weightOfFolder = 8;  // entries that a folder counts for in the window beside its own
+constexpr std::size_t weightOfFolder = 8;   // entries that a folder counts for in the window beside its own
 constexpr int readFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 
 // Places below the root that need care, as a tree by name: most folders have none, and then cost nothing.
 struct SpecialPlace {
     bool isExcluded = false;
     bool mayFailToAnswer = false;  // a mount that a dead server or program may stand behind
-    bool hasGivenUp = false;       // it did not answer: nothing on it is asked again (the walk's own knowledge)
+    bool hasGivenUp = false;  // it did not answer: nothing on it is asked again (the walk's own knowledge)
     std::map<std::string, std::unique_ptr<SpecialPlace>, std::less<>> below;
 
     SpecialPlace& at(std::string_view relative) {
@@ -108,7 +109,8 @@ std::optional<FileIdentity> identityOf(int fd) {
 
 }  // namespace
 
-// --- A folder -------------------------------------------------------------------------------------------------------
+// --- A folder
+// -------------------------------------------------------------------------------------------------------
 
 struct DirectoryListing::Impl {
     // Content: written by whoever lists the folder, read by everyone once `state` says listed.
@@ -131,7 +133,7 @@ struct DirectoryListing::Impl {
     State state = State::waiting;
     Impl* parent = nullptr;    // null once the parent has been dropped
     bool isAbandoned = false;  // dropped while it was being listed
-    FileDescriptor inherited;      // then: the parent's descriptor, which the opening may still need
+    FileDescriptor inherited;  // then: the parent's descriptor, which the opening may still need
     std::vector<std::shared_ptr<Impl>> handedOut;  // subfolders the walk has not come to, in its order
     std::size_t handedOutFront = 0;
     Impl* openChild = nullptr;       // the subfolder that the walk is in
@@ -140,7 +142,7 @@ struct DirectoryListing::Impl {
     int pins = 0;                    // openings relative to `descriptor` that are under way or still owed
     std::size_t windowWeight = 0;
     bool inFrontier = false;
-    bool isEvicted = false;          // the descriptor was closed though it is still needed
+    bool isEvicted = false;  // the descriptor was closed though it is still needed
     bool isCountedOpen = false;
     Impl* frontierBefore = nullptr;
     Impl* frontierAfter = nullptr;
@@ -168,7 +170,8 @@ using FolderPointer = std::shared_ptr<Folder>;
 
 namespace {
 
-// --- Listing one folder ---------------------------------------------------------------------------------------------
+// --- Listing one folder
+// ---------------------------------------------------------------------------------------------
 
 // Sorting a million names takes longer than a user waits for a cancellation: the comparison looks for it.
 class StoppableLess {
@@ -306,8 +309,9 @@ private:
             if (folder.place != nullptr && readSpecial(folder, raw, entry, stop)) {
                 continue;
             }
-            // Of a folder nothing but its kind is wanted here: its identity is read when it is opened. The first one is
-            // asked all the same: where entries may be listed but not looked at, all of them have to say so.
+            // Of a folder nothing but its kind is wanted here: its identity is read when it is opened. The
+            // first one is asked all the same: where entries may be listed but not looked at, all of them
+            // have to say so.
             if (raw.type == DT_DIR && mayLookAtEntries) {
                 entry.kind = DirectoryEntry::Kind::directory;
                 continue;
@@ -325,16 +329,18 @@ private:
     static void assign(DirectoryEntry& entry, const struct stat& values) {
         entry.fileSize = values.st_size;
         entry.allocatedSize = values.st_blocks * 512;
-        entry.modifiedAt = static_cast<double>(values.st_mtim.tv_sec) + static_cast<double>(values.st_mtim.tv_nsec) * 1e-9;
+        entry.modifiedAt =
+            static_cast<double>(values.st_mtim.tv_sec) + static_cast<double>(values.st_mtim.tv_nsec) * 1e-9;
         entry.kind = S_ISDIR(values.st_mode)   ? DirectoryEntry::Kind::directory
                      : S_ISREG(values.st_mode) ? DirectoryEntry::Kind::file
                      : S_ISLNK(values.st_mode) ? DirectoryEntry::Kind::symbolicLink
                                                : DirectoryEntry::Kind::other;
     }
 
-    // The mount point of something that may not answer is not looked at from here: that it is a folder tells the
-    // listing of its parent; anything else is asked by a thread that can be given up.
-    bool readSpecial(const Folder& folder, const RawEntry& raw, DirectoryEntry& entry, const std::stop_token& stop) {
+    // The mount point of something that may not answer is not looked at from here: that it is a folder tells
+    // the listing of its parent; anything else is asked by a thread that can be given up.
+    bool readSpecial(const Folder& folder, const RawEntry& raw, DirectoryEntry& entry,
+                     const std::stop_token& stop) {
         const auto special = folder.place->below.find(entry.name);
         if (special == folder.place->below.end() || !special->second->mayFailToAnswer) {
             return false;
@@ -345,7 +351,7 @@ private:
         }
         struct Answer {
             int error = 0;
-            struct stat values {};
+            struct stat values{};
         };
         const int duplicate = ::fcntl(folder.descriptor.get(), F_DUPFD_CLOEXEC, 0);
         if (duplicate < 0) {
@@ -356,7 +362,8 @@ private:
         const auto answer = expendable_call::run<Answer>(
             [owned, name = std::string(entry.name)] {
                 Answer told;
-                if (::fstatat(owned->get(), name.c_str(), &told.values, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) != 0) {
+                if (::fstatat(owned->get(), name.c_str(), &told.values,
+                              AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) != 0) {
                     told.error = errno;
                 }
                 return told;
@@ -380,7 +387,8 @@ private:
 
 }  // namespace
 
-// --- The reader -----------------------------------------------------------------------------------------------------
+// --- The reader
+// -----------------------------------------------------------------------------------------------------
 
 struct DirectoryReader::Impl {
     Impl(std::string rootPath, DirectoryReaderOptions given, std::stop_token given_stop)
@@ -396,7 +404,8 @@ struct DirectoryReader::Impl {
     std::stop_source innerStop;  // the caller's stop, or the end of the reader
     std::stop_callback<std::function<void()>> outerStop;
     const std::stop_token stop;
-    std::shared_ptr<SpecialPlace> places = std::make_shared<SpecialPlace>();  // constant once the root is open
+    std::shared_ptr<SpecialPlace> places =
+        std::make_shared<SpecialPlace>();  // constant once the root is open
 
     std::mutex mutex;
     std::condition_variable_any helperMayGoOn;
@@ -469,8 +478,8 @@ struct DirectoryReader::Impl {
         }
         return child;
     }
-    // Whether the walk will want the first folder of the frontier next, with nothing in store before it. To list that one
-    // ahead would only make the walk wait for it, once for each level of a chain of folders.
+    // Whether the walk will want the first folder of the frontier next, with nothing in store before it. To
+    // list that one ahead would only make the walk wait for it, once for each level of a chain of folders.
     bool walkHasCaughtUp() const { return inWindow == 0 && listedAheadNow == 0; }
     bool hasSomethingBehind(const Folder& first) const {
         if (first.subfoldersLeft > 1) {
@@ -549,8 +558,8 @@ struct DirectoryReader::Impl {
             folder.descriptor.reset(-1);
         }
     }
-    // Closes what nobody will open anything from any more. While some folder has lost its descriptor, the way back up
-    // may lead through the ones below it: these stay.
+    // Closes what nobody will open anything from any more. While some folder has lost its descriptor, the way
+    // back up may lead through the ones below it: these stay.
     void closeIfDone(Folder& folder) {
         if (folder.isCountedOpen && folder.pins == 0 && folder.state == Folder::State::listed &&
             evictedFolders == 0 && folder.subfoldersLeft == 0) {
@@ -605,11 +614,14 @@ struct DirectoryReader::Impl {
         }
     }
 
-    // --- Listing a folder that was handed out. The lock is held at the call and at the return, not in between.
+    // --- Listing a folder that was handed out. The lock is held at the call and at the return, not in
+    // between.
 
-    // `ahead`: the walk has not come to it. Then a folder that may not answer stays waiting, its parent's descriptor
-    // pinned, and so does one for which there was no descriptor left: the walk, which can wait and make room, comes to it.
-    void listHandedOut(std::unique_lock<std::mutex>& lock, const FolderPointer& child, Lister& lister, bool ahead) {
+    // `ahead`: the walk has not come to it. Then a folder that may not answer stays waiting, its parent's
+    // descriptor pinned, and so does one for which there was no descriptor left: the walk, which can wait and
+    // make room, comes to it.
+    void listHandedOut(std::unique_lock<std::mutex>& lock, const FolderPointer& child, Lister& lister,
+                       bool ahead) {
         if (child->lane != nullptr && ahead) {
             return;
         }
@@ -682,7 +694,8 @@ struct DirectoryReader::Impl {
         return !folder.descriptor && (folder.error == EMFILE || folder.error == ENFILE);
     }
 
-    void openAndList(const FolderPointer& folder, int parentDescriptor, const std::string& name, Lister& lister) {
+    void openAndList(const FolderPointer& folder, int parentDescriptor, const std::string& name,
+                     Lister& lister) {
         if (folder->lane != nullptr) {
             FileDescriptor duplicate(::fcntl(parentDescriptor, F_DUPFD_CLOEXEC, 0));
             if (!duplicate) {
@@ -700,8 +713,8 @@ struct DirectoryReader::Impl {
         lister.list(*folder, stop);
     }
 
-    // Opens `name` below `parent` (by its path where there is none) and lists it on a thread that can be given up. That
-    // thread owns everything it touches; what it found is taken over when it arrives in time.
+    // Opens `name` below `parent` (by its path where there is none) and lists it on a thread that can be
+    // given up. That thread owns everything it touches; what it found is taken over when it arrives in time.
     void listExpendably(Folder& folder, FileDescriptor parent, const std::string& name) {
         if (folder.lane != nullptr && folder.lane->hasGivenUp) {
             folder.error = ETIMEDOUT;
@@ -790,7 +803,8 @@ struct DirectoryReader::Impl {
     FolderPointer listRoot() {
         auto folder = std::make_shared<Folder>();
         folder->place = places.get();
-        // Where the root leads is not known before it is opened, so this too is asked by a thread that can be given up.
+        // Where the root leads is not known before it is opened, so this too is asked by a thread that can be
+        // given up.
         struct Opened {
             std::shared_ptr<FileDescriptor> descriptor = std::make_shared<FileDescriptor>();
             std::string realPath;
@@ -848,7 +862,8 @@ struct DirectoryReader::Impl {
     }
     static std::optional<std::string> pathOfDescriptor(int fd) {
         std::string path(longestPiece, '\0');
-        const ssize_t length = ::readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), path.data(), path.size());
+        const ssize_t length =
+            ::readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), path.data(), path.size());
         if (length <= 0 || static_cast<std::size_t>(length) >= path.size()) {
             return std::nullopt;
         }
@@ -953,7 +968,8 @@ struct DirectoryReader::Impl {
             FolderPointer& child = folder.handedOut[i];
             child->parent = nullptr;
             if (child->state == Folder::State::listing) {
-                // The helper is at it and may be opening it relative to this folder: it takes the descriptor along.
+                // The helper is at it and may be opening it relative to this folder: it takes the descriptor
+                // along.
                 leaveFrontier(*child);
                 child->isAbandoned = true;
                 if (folder.isCountedOpen) {
@@ -974,7 +990,8 @@ struct DirectoryReader::Impl {
     }
 };
 
-// --- The public face ------------------------------------------------------------------------------------------------
+// --- The public face
+// ------------------------------------------------------------------------------------------------
 
 DirectoryReader::DirectoryReader(std::string root, DirectoryReaderOptions options, std::stop_token stop)
     : impl_(std::make_unique<Impl>(standardizedPath(root), std::move(options), std::move(stop))) {}
@@ -1029,10 +1046,16 @@ DirectoryListing::~DirectoryListing() {
     }
 }
 
-std::span<const DirectoryEntry> DirectoryListing::entries() const { return impl_->entries; }
+std::span<const DirectoryEntry> DirectoryListing::entries() const {
+    return impl_->entries;
+}
 
-int DirectoryListing::error() const { return impl_->error; }
+int DirectoryListing::error() const {
+    return impl_->error;
+}
 
-std::optional<FileIdentity> DirectoryListing::identity() const { return impl_->identity; }
+std::optional<FileIdentity> DirectoryListing::identity() const {
+    return impl_->identity;
+}
 
 }  // namespace larkfold
