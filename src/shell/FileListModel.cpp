@@ -56,6 +56,12 @@ QVariantList choiceList(const std::array<Choice, count>& rows) {
     return list;
 }
 
+template <std::size_t count>
+int choiceWith(const std::array<Choice, count>& rows, qint64 value) {
+    const auto found = std::ranges::find(rows, value, &Choice::value);
+    return found == rows.end() ? -1 : static_cast<int>(found - rows.begin());
+}
+
 struct IconRow {
     FileKind kind;
     const char* name;
@@ -409,6 +415,13 @@ void FileListModel::setLocationFilter(const QString& wanted) {
 
 void FileListModel::setOlderThanDays(int days) {
     setQueryValue(query_.filter.olderThanDays, days);
+}
+
+int FileListModel::minimumSizeChoice() const {
+    return choiceWith(sizeChoiceRows, minimumSize());
+}
+int FileListModel::ageChoice() const {
+    return choiceWith(ageChoiceRows, olderThanDays());
 }
 
 void FileListModel::chooseMinimumSize(int choice) {

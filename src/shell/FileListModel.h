@@ -32,10 +32,11 @@ class FileListModel : public QAbstractListModel {
     // The driver outlives the model, or is set to null first.
     Q_PROPERTY(larkfold::DiskScannerViewModel* driver READ driver WRITE setDriver NOTIFY driverChanged)
     Q_PROPERTY(QString searchText READ searchText WRITE setSearchText NOTIFY queryChanged)
-    Q_PROPERTY(qint64 minimumSize READ minimumSize WRITE setMinimumSize NOTIFY queryChanged)
+    // The minimum size and the age by the number of one of their choices.
+    Q_PROPERTY(int minimumSizeChoice READ minimumSizeChoice WRITE chooseMinimumSize NOTIFY queryChanged)
+    Q_PROPERTY(int ageChoice READ ageChoice WRITE chooseAge NOTIFY queryChanged)
     Q_PROPERTY(QString extensionFilter READ extensionFilter WRITE setExtensionFilter NOTIFY queryChanged)
     Q_PROPERTY(QString locationFilter READ locationFilter WRITE setLocationFilter NOTIFY queryChanged)
-    Q_PROPERTY(int olderThanDays READ olderThanDays WRITE setOlderThanDays NOTIFY queryChanged)
     Q_PROPERTY(bool searchSubfolders READ searchSubfolders WRITE setSearchSubfolders NOTIFY queryChanged)
     // Whether a filter differs from its initial value; the search text is no filter.
     Q_PROPERTY(bool hasFilters READ hasFilters NOTIFY queryChanged)
@@ -101,9 +102,11 @@ public:
     void setLocationFilter(const QString& text);
     int olderThanDays() const { return query_.filter.olderThanDays; }
     void setOlderThanDays(int days);
-    // By the number of one of the choices below.
-    Q_INVOKABLE void chooseMinimumSize(int choice);
-    Q_INVOKABLE void chooseAge(int choice);
+    // By the number of one of the choices below; -1 where the value is none of them.
+    int minimumSizeChoice() const;
+    void chooseMinimumSize(int choice);
+    int ageChoice() const;
+    void chooseAge(int choice);
     bool searchSubfolders() const { return query_.searchSubfolders; }
     void setSearchSubfolders(bool searches);
     bool hasFilters() const;

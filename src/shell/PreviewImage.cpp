@@ -9,14 +9,27 @@ PreviewImage::PreviewImage(QQuickItem* parent) : QQuickPaintedItem(parent) {
     setAntialiasing(true);
 }
 
-void PreviewImage::setImage(const QImage& image) {
-    if (image_.cacheKey() == image.cacheKey()) {
+void PreviewImage::setSource(QuickLookDataSource* source) {
+    if (source_ == source) {
         return;
     }
-    image_ = image;
-    setImplicitSize(image_.width(), image_.height());
-    emit imageChanged();
-    update();
+    if (source_) {
+        source_->disconnect(this);
+    }
+    source_ = source;
+    if (source_) {
+        connect(source_, &QuickLookDataSource::contentChanged, this, &PreviewImage::followPicture);
+    }
+    followPicture();
+    emit sourceChanged();
+}
+
+void PreviewImage::followPicture() {
+    const QImage picture = source_ ? source_->picture() : QImage();
+    if (image_.cacheKey() != picture.cacheKey()) {
+        image_ = picture;
+        update();
+    }
 }
 
 void PreviewImage::paint(QPainter* painter) {

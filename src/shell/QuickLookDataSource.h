@@ -39,7 +39,6 @@ class QuickLookDataSource : public QObject {
     // Rows of "label" and "value".
     Q_PROPERTY(QVariantList facts READ facts NOTIFY contentChanged)
     Q_PROPERTY(QString text READ text NOTIFY contentChanged)
-    Q_PROPERTY(QImage picture READ picture NOTIFY contentChanged)
     // A sentence where there is less to see than hoped for; else empty.
     Q_PROPERTY(QString message READ message NOTIFY contentChanged)
 

@@ -58,6 +58,12 @@ bool paletteIsDark() {
 // `owner`.
 void send(const QDBusMessage& message, QObject* owner, std::function<void(const QDBusMessage&)> done) {
     const QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected()) {
+        // A call without a bus never finishes. It is answered here, and later, as a bus would.
+        QMetaObject::invokeMethod(
+            owner, [done = std::move(done)] { done(QDBusMessage()); }, Qt::QueuedConnection);
+        return;
+    }
     auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(message, answerTimeout), owner);
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, owner,
                      [done = std::move(done)](QDBusPendingCallWatcher* finished) {

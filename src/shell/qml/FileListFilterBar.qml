@@ -11,9 +11,9 @@ ColumnLayout {
     required property bool isLow
 
     // The user leaves the bar for the list.
-    signal left()
+    signal finished()
 
-    readonly property bool isNarrow: width < 460 * Theme.typeScale
+    readonly property bool isNarrow: width < 500 * Theme.typeScale
     property bool showsFilters: !isLow
 
     spacing: Theme.space2
@@ -30,8 +30,8 @@ ColumnLayout {
             bar.follow(searchField, bar.model.searchText);
             bar.follow(extensionField, bar.model.extensionFilter);
             bar.follow(locationField, bar.model.locationFilter);
-            sizeBox.currentIndex = sizeBox.indexOfValue(bar.model.minimumSize);
-            ageBox.currentIndex = ageBox.indexOfValue(bar.model.olderThanDays);
+            sizeBox.currentIndex = bar.model.minimumSizeChoice;
+            ageBox.currentIndex = bar.model.ageChoice;
             subfoldersBox.checked = bar.model.searchSubfolders;
         }
     }
@@ -55,10 +55,10 @@ ColumnLayout {
             onTextChanged: bar.model.searchText = text
             Keys.onEscapePressed: {
                 clear();
-                bar.left();
+                bar.finished();
             }
-            Keys.onDownPressed: bar.left()
-            Keys.onReturnPressed: bar.left()
+            Keys.onDownPressed: bar.finished()
+            Keys.onReturnPressed: bar.finished()
         }
         AppIconButton {
             objectName: "filterToggle"
@@ -82,27 +82,32 @@ ColumnLayout {
         AppComboBox {
             id: sizeBox
             objectName: "minimumSizeBox"
-            Layout.fillWidth: true
+            Layout.fillWidth: bar.isNarrow
+            Layout.minimumWidth: bar.isNarrow ? 0 : implicitWidth
+            Layout.preferredWidth: bar.isNarrow ? 1 : implicitWidth
             label: qsTr("Minimum size")
             model: bar.model.minimumSizeChoices
             textRole: "text"
             valueRole: "value"
-            onActivated: index => bar.model.chooseMinimumSize(index)
+            onActivated: index => bar.model.minimumSizeChoice = index
         }
         AppComboBox {
             id: ageBox
             objectName: "ageBox"
-            Layout.fillWidth: true
+            Layout.fillWidth: bar.isNarrow
+            Layout.minimumWidth: bar.isNarrow ? 0 : implicitWidth
+            Layout.preferredWidth: bar.isNarrow ? 1 : implicitWidth
             label: qsTr("Modified")
             model: bar.model.ageChoices
             textRole: "text"
             valueRole: "value"
-            onActivated: index => bar.model.chooseAge(index)
+            onActivated: index => bar.model.ageChoice = index
         }
         AppTextField {
             id: extensionField
             objectName: "extensionField"
             Layout.fillWidth: true
+            Layout.preferredWidth: 1
             placeholderText: qsTr("Extensions: pdf, zip")
             onTextChanged: bar.model.extensionFilter = text
         }
@@ -110,6 +115,7 @@ ColumnLayout {
             id: locationField
             objectName: "locationField"
             Layout.fillWidth: true
+            Layout.preferredWidth: 1
             placeholderText: qsTr("Path contains…")
             onTextChanged: bar.model.locationFilter = text
         }

@@ -20,7 +20,11 @@ T.AbstractButton {
     focusPolicy: Qt.TabFocus
     font.pixelSize: Theme.sizeCaption
     font.weight: Font.DemiBold
-    onClicked: model.sortBy(column)
+    onClicked: sort()
+
+    function sort() {
+        model.sortBy(column);
+    }
 
     Accessible.role: Accessible.ColumnHeader
     Accessible.name: text
@@ -28,10 +32,10 @@ T.AbstractButton {
                                       : isDescending ? qsTr("Sorted, largest or last first")
                                                      : qsTr("Sorted, smallest or first first")
     Accessible.focusable: true
-    Accessible.onPressAction: cell.click()
+    Accessible.onPressAction: cell.sort()
 
-    Keys.onReturnPressed: cell.click()
-    Keys.onEnterPressed: cell.click()
+    Keys.onReturnPressed: cell.sort()
+    Keys.onEnterPressed: cell.sort()
 
     contentItem: Item {
         Row {

@@ -23,8 +23,8 @@ Rectangle {
     required property bool isCurrent
     required property bool hasRing
 
-    signal pointedAt()
-    signal left()
+    signal pointerCame()
+    signal pointerGone()
     signal chosen()
     signal marked()
     signal opened()
@@ -47,8 +47,8 @@ Rectangle {
         anchors.fill: parent
         acceptedButtons: Qt.LeftButton | Qt.RightButton
         hoverEnabled: true
-        onEntered: row.pointedAt()
-        onExited: row.left()
+        onEntered: row.pointerCame()
+        onExited: row.pointerGone()
         onPressed: event => {
             if (event.button === Qt.RightButton) {
                 row.menuRequested(event.x, event.y);

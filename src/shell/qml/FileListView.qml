@@ -1,3 +1,5 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Layouts
 import QtQuick.Templates as T
@@ -35,7 +37,7 @@ FocusScope {
     }
 
     Shortcut {
-        sequences: [StandardKey.Find]
+        sequence: "Ctrl+F"
         enabled: view.visible && !previewPanel.visible
         onActivated: filterBar.focusSearch()
     }
@@ -57,7 +59,7 @@ FocusScope {
             Layout.rightMargin: Theme.space3
             model: rows
             isLow: view.height < 420 * Theme.typeScale
-            onLeft: list.forceActiveFocus(Qt.TabFocusReason)
+            onFinished: list.forceActiveFocus(Qt.TabFocusReason)
         }
 
         RowLayout {
@@ -132,8 +134,8 @@ FocusScope {
                     columns: view.columnsOfRows
                     isCurrent: ListView.isCurrentItem
                     hasRing: ListView.isCurrentItem && list.activeFocus && list.followsKeyboard
-                    onPointedAt: rows.hover(index)
-                    onLeft: rows.leave(index)
+                    onPointerCame: rows.hover(index)
+                    onPointerGone: rows.leave(index)
                     onChosen: view.choose(index)
                     onMarked: view.mark(index)
                     onOpened: rows.open(index)
