@@ -61,6 +61,12 @@ FileListQuery sortedBy(std::vector<FileListComparator> order) {
     return query;
 }
 
+FileListQuery locatedIn(std::string text) {
+    FileListQuery query;
+    query.filter.locationFilter = std::move(text);
+    return query;
+}
+
 void measure(benchmark::State& state, const FileListQuery& query, bool isCold) {
     const Date now = dateFromSecondsSince1970(1'790'000'000);
     FileListRows rows;
@@ -99,7 +105,7 @@ void registerAll() {
         {"type, name/cold", sortedBy({{type, false}, {name, false}}), true},
         {"search", {.searchText = "rep"}, false},
         {"search beyond ASCII", {.searchText = "über"}, false},
-        {"location", {.filter = {.locationFilter = "projects"}}, false},
+        {"location", locatedIn("projects"), false},
         {"search and all filters", {.searchText = "o", .filter = everyFilter}, false},
         {"search and all filters by name/cold",
          {.searchText = "o", .filter = everyFilter, .sortOrder = {{name, false}, {size, true}}},

@@ -28,8 +28,8 @@ struct FileListComparator {
 };
 
 struct FileListQuery {
-    std::string searchText;  // empty: no search
-    FileListFilter filter;
+    std::string searchText = {};  // empty: no search
+    FileListFilter filter = {};
     bool searchSubfolders = false;  // every node below the folder instead of its own children
     // The first one decides; what it leaves equal the next one decides, and what all leave equal stays in the
     // tree's order.

@@ -58,6 +58,13 @@ FileListQuery sortedBy(std::vector<FileListComparator> order) {
     return {.sortOrder = std::move(order)};
 }
 
+template <typename Value, typename Given>
+FileListQuery filteredBy(Value FileListFilter::* field, Given value) {
+    FileListQuery query;
+    query.filter.*field = value;
+    return query;
+}
+
 using Names = std::vector<std::string>;
 
 TEST(FileListRows, withoutARoot_thereAreNoRows) {
@@ -70,7 +77,7 @@ TEST(FileListRows, withoutAFilter_directoriesAndSummariesAreListed_byDescendingS
 }
 
 TEST(FileListRows, anExtensionFilter_hidesDirectoriesAndSummaries) {
-    EXPECT_EQ(names(mixedTree(), {.filter = {.extensionFilter = " .PDF, ,mov"}}),
+    EXPECT_EQ(names(mixedTree(), filteredBy(&FileListFilter::extensionFilter, " .PDF, ,mov")),
               (Names{"film.mov", "letter.pdf"}));
 }
 
@@ -101,20 +108,23 @@ TEST(FileListRows, aSearch_ignoresCaseAlsoBeyondASCII) {
 
 TEST(FileListRows, aSearch_looksAtNamesAndNotAtPaths) {
     EXPECT_EQ(names(mixedTree(), {.searchText = "projects"}), Names());
-    EXPECT_EQ(names(mixedTree(), {.filter = {.locationFilter = "PROJECTS/letter"}}), Names{"letter.pdf"});
+    EXPECT_EQ(names(mixedTree(), filteredBy(&FileListFilter::locationFilter, "PROJECTS/letter")),
+              Names{"letter.pdf"});
 }
 
 TEST(FileListRows, minimumSize_keepsWhatIsExactlyThatLarge) {
-    EXPECT_EQ(names(mixedTree(), {.filter = {.minimumSize = 20}}),
+    EXPECT_EQ(names(mixedTree(), filteredBy(&FileListFilter::minimumSize, 20)),
               (Names{"photos", "film.mov", "letter.pdf"}));
-    EXPECT_EQ(names(mixedTree(), {.filter = {.minimumSize = 21}}), (Names{"photos", "film.mov"}));
+    EXPECT_EQ(names(mixedTree(), filteredBy(&FileListFilter::minimumSize, 21)),
+              (Names{"photos", "film.mov"}));
 }
 
 TEST(FileListRows, age_isCountedFromTheGivenTime_andHidesWhatHasNoDate) {
     const auto root =
         tree({file("old.txt", 3, 31), file("edge.txt", 2, 30), file("new.txt", 1, 2), folder("dir", {})});
-    EXPECT_EQ(names(root, {.filter = {.olderThanDays = 30}}), Names{"old.txt"});
-    EXPECT_EQ(names(root, {.filter = {.olderThanDays = 1}}), (Names{"old.txt", "edge.txt", "new.txt"}));
+    EXPECT_EQ(names(root, filteredBy(&FileListFilter::olderThanDays, 30)), Names{"old.txt"});
+    EXPECT_EQ(names(root, filteredBy(&FileListFilter::olderThanDays, 1)),
+              (Names{"old.txt", "edge.txt", "new.txt"}));
 }
 
 TEST(FileListRows, names_areOrderedByTheLanguage_withNumbersByTheirValue) {
