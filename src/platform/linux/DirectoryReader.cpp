@@ -368,7 +368,7 @@ private:
                 }
                 return told;
             },
-            options_.answerTimeout, stop);
+            options_.answerTimeout, stop, expendable_call::mostAbandonedForListing);
         if (!answer) {
             entry.error = ETIMEDOUT;
         } else if (answer->error != 0) {
@@ -746,7 +746,7 @@ struct DirectoryReader::Impl {
                 }
                 return true;
             },
-            options.answerTimeout, stop);
+            options.answerTimeout, stop, expendable_call::mostAbandonedForListing);
         if (stop.stop_requested()) {
             throw CancellationError();
         }

@@ -18,8 +18,8 @@ std::atomic<int> abandoned{0};
 
 }  // namespace
 
-bool start(std::function<void()> work) {
-    if (abandoned.load() >= mostAbandoned) {
+bool start(std::function<void()> work, int limit) {
+    if (abandoned.load() >= limit) {
         return false;
     }
     try {

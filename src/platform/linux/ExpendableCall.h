@@ -6,7 +6,8 @@
 // owns: it captures by value only.
 //
 // At most `mostAbandoned` threads are ever left behind; from then on calls count as unanswered at once, until
-// one of those comes back. Safe from any thread. Costs about 30 microseconds.
+// one of those comes back. A listing, which may meet any number of dead mounts, has to do with fewer: what it
+// uses up must not keep other places from being opened. Safe from any thread. Costs about 30 microseconds.
 #pragma once
 
 #include <chrono>
@@ -23,10 +24,11 @@ namespace larkfold::expendable_call {
 // How long a question to a volume may take where nobody set another limit.
 inline constexpr std::chrono::milliseconds shortWait{1'000};
 
-inline constexpr int mostAbandoned = 32;
+inline constexpr int mostAbandoned = 256;
+inline constexpr int mostAbandonedForListing = 32;
 
-// Runs `work` on a detached thread; false, and nothing runs, where too many wait already.
-bool start(std::function<void()> work);
+// Runs `work` on a detached thread; false, and nothing runs, where `limit` threads are left behind already.
+bool start(std::function<void()> work, int limit = mostAbandoned);
 
 // Called when a started thread's caller gives up waiting, and when such a thread comes back after all.
 void noteAbandoned();
@@ -36,7 +38,7 @@ void noteReturned();
 // result that comes too late is destroyed on the thread left behind (so a descriptor in it is closed).
 template <typename T>
 std::optional<T> run(std::function<T()> call, std::chrono::milliseconds wait = shortWait,
-                     std::stop_token stop = {}) {
+                     std::stop_token stop = {}, int limit = mostAbandoned) {
     struct Shared {
         std::mutex mutex;
         std::condition_variable_any answered;
@@ -44,7 +46,7 @@ std::optional<T> run(std::function<T()> call, std::chrono::milliseconds wait = s
         bool isAbandoned = false;
     };
     auto shared = std::make_shared<Shared>();
-    const bool started = start([shared, call = std::move(call)] {
+    auto work = [shared, call = std::move(call)] {
         std::optional<T> value(call());
         std::unique_lock lock(shared->mutex);
         if (shared->isAbandoned) {
@@ -54,8 +56,8 @@ std::optional<T> run(std::function<T()> call, std::chrono::milliseconds wait = s
         }
         shared->value.swap(value);
         shared->answered.notify_all();
-    });
-    if (!started) {
+    };
+    if (!start(std::move(work), limit)) {
         return std::nullopt;
     }
     std::unique_lock lock(shared->mutex);
