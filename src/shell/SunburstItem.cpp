@@ -259,14 +259,11 @@ void SunburstItem::updatePolish() {
 // and not by the renderer: the software one misplaces pictures below an opacity that changes.
 QImage SunburstItem::frameAt(double progress) const {
     const double open = opensOutward_ ? progress : 1 - progress;
+    // Two discs lie on each other: together they are to be as opaque as one, as far as that can be.
     SunburstColour coming = disc();
-    if (opensOutward_) {
-        // Two discs lie on each other: together they are to be as opaque as one.
-        const double below = coming.opacity * (1 - progress);
-        coming.opacity = below < 1 ? (coming.opacity - below) / (1 - below) : coming.opacity;
-    } else {
-        coming.opacity = 0;
-    }
+    const double below = coming.opacity * (opensOutward_ ? 1 - progress : progress);
+    const double wanted = opensOutward_ ? coming.opacity - below : coming.opacity;
+    coming.opacity = below < 1 ? std::min(1.0, wanted / (1 - below)) : 0;
     const QImage moving = drawn(rasterOf(*openingLayout_, coming,
                                          {.start = between(openingFrom_.start, 0, open),
                                           .end = between(openingFrom_.end, 360, open),

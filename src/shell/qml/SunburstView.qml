@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Layouts
 import Larkfold.Shell
 
 // The map of the current folder, with what it says in its middle, its legend, and a word about summary leaves.
