@@ -87,7 +87,7 @@ Desktop::Desktop(QObject* parent) : QObject(parent) {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (bus.isConnected()) {
         bus.connect(portalService, portalPath, portalSettings, QStringLiteral("SettingChanged"), this,
-                    SLOT(settingChanged(QString, QString, QDBusVariant)));
+                    SLOT(settingChanged(QDBusMessage)));
         readSettings();
     }
 }
@@ -145,8 +145,11 @@ void Desktop::readSettings() {
     read(interfaceSettings, enableAnimations);
 }
 
-void Desktop::settingChanged(const QString& group, const QString& key, const QDBusVariant& value) {
-    takeSetting(group, key, value.variant());
+void Desktop::settingChanged(const QDBusMessage& signal) {
+    const QVariantList arguments = signal.arguments();
+    if (arguments.size() == 3) {
+        takeSetting(arguments[0].toString(), arguments[1].toString(), arguments[2]);
+    }
 }
 
 void Desktop::takeSetting(const QString& group, const QString& key, const QVariant& wrapped) {

@@ -4,7 +4,7 @@
 // window.
 #pragma once
 
-#include <QDBusVariant>
+#include <QDBusMessage>
 #include <QObject>
 #include <QString>
 #include <QVariant>
@@ -43,7 +43,9 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private slots:
-    void settingChanged(const QString& group, const QString& key, const QDBusVariant& value);
+    // Takes the whole message: with typed arguments, a variant among them, the connection is refused as long
+    // as nothing else has made the library register its types.
+    void settingChanged(const QDBusMessage& signal);
 
 private:
     void readSettings();
