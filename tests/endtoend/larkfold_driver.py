@@ -44,8 +44,11 @@ class DeadlineError(AssertionError):
 class Session:
     """A virtual display and a desktop session of its own. Enter it before anything else touches accessibility."""
 
-    def __init__(self, width=1440, height=900, settings=None, home=None):
+    def __init__(self, width=1440, height=900, settings=None, home=None, dark=False, still=True):
+        """`dark`, `still`: what the desktop wishes of its programs, dark colours and no motion."""
         self.size = (width, height)
+        self._wishes = {("org.freedesktop.appearance", "color-scheme"): GLib.Variant("u", 1 if dark else 2),
+                        ("org.gnome.desktop.interface", "enable-animations"): GLib.Variant("b", not still)}
         self.settings = {"hasCompletedOnboarding": True} if settings is None else settings
         self._given_home = home
         self._processes = []
@@ -115,6 +118,8 @@ class Session:
             address,
             Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION, None, None)
 
+        self._answer_for_the_desktop()
+
         def accessibility_bus():
             try:
                 return self._bus.call_sync("org.a11y.Bus", "/org/a11y/bus", "org.a11y.Bus", "GetAddress", None,
@@ -126,6 +131,24 @@ class Session:
         os.environ["AT_SPI_BUS_ADDRESS"] = address
         if Atspi.init() == 2:
             raise RuntimeError("The accessibility interface did not start.")
+
+    def _answer_for_the_desktop(self):
+        """Stands in for the desktop's service that tells its wishes. It answers while a wait runs the main loop."""
+        node = Gio.DBusNodeInfo.new_for_xml("""<node><interface name="org.freedesktop.portal.Settings">
+            <method name="Read"><arg type="s" direction="in"/><arg type="s" direction="in"/>
+            <arg type="v" direction="out"/></method></interface></node>""")
+
+        def called(_bus, _sender, _path, _interface, _method, arguments, invocation):
+            value = self._wishes.get(arguments.unpack())
+            if value is None:
+                invocation.return_dbus_error("org.freedesktop.portal.Error.NotFound", "The desktop has no such wish.")
+            else:
+                invocation.return_value(GLib.Variant("(v)", (GLib.Variant("v", value),)))
+
+        self._bus.register_object("/org/freedesktop/portal/desktop", node.interfaces[0], called, None, None)
+        self._bus.call_sync("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
+                            GLib.Variant("(su)", ("org.freedesktop.portal.Desktop", 0)), None, Gio.DBusCallFlags.NONE,
+                            5000, None)
 
     def _spawn(self, command, **options):
         process = subprocess.Popen(command, env=self.environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
