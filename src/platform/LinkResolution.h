@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace larkfold {
 
@@ -14,5 +15,9 @@ namespace larkfold {
 // Works by descriptors, so a path may be longer than the system takes. Safe from any thread; touches the
 // disk.
 std::optional<std::string> pathWithLinksResolved(const std::string& path);
+
+// The same for many paths, in their order, for little more than the price of one. Where one volume does not
+// answer, none of the paths can be told.
+std::vector<std::optional<std::string>> pathsWithLinksResolved(const std::vector<std::string>& paths);
 
 }  // namespace larkfold

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <optional>
 #include <string_view>
-#include <unordered_map>
 
 #include "platform/LinkResolution.h"
 #include "platform/Path.h"
@@ -60,88 +59,110 @@ bool isFolderOfVolumeTrash(std::string_view path) {
     return isUserNumber(trashName) && lastPathComponent(parentPath(trash)) == ".Trash";
 }
 
-// `target` and `home` have their links resolved.
-bool isProtected(const std::string& target, const std::string& home) {
-    if (isAtOrBelow(home, target)) {
-        return true;  // home itself, and every folder above it
-    }
-    for (const ProtectedPlace& row : protectedPlaces) {
-        const auto matches = [&](const std::string& place) {
-            return row.withContents ? isAtOrBelow(target, place) : target == place;
-        };
-        const std::string place = joinedPath(home, row.belowHome);
-        if (matches(place)) {
-            return true;
-        }
-        // The place may be a link to where its contents really lie. Where that cannot be told, `target`,
-        // which could be resolved, does not lie there.
-        if (const auto real = pathWithLinksResolved(place); real && *real != place && matches(*real)) {
-            return true;
-        }
-    }
-    return false;
+// A place to keep, and whether what lies below it is kept too.
+struct Place {
+    std::string path;
+    bool withContents;
+};
+
+bool isAt(const std::string& target, const Place& place) {
+    return place.withContents ? isAtOrBelow(target, place.path) : target == place.path;
 }
 
 }  // namespace
 
 bool isSafe(const std::string& url, const std::vector<std::string>& allowedRoots) {
-    // 1. Where the path really leads. What cannot be resolved cannot be judged.
-    const std::optional<std::string> target = pathWithLinksResolved(url);
-    if (!target || allowedRoots.empty()) {
+    if (allowedRoots.empty()) {
         return false;
     }
-    // 2. The protected places of the home folder, of the one that the environment names and of the real one.
-    for (const std::string& home : {homeDirectoryForCurrentUser(), realHomeDirectory()}) {
-        const std::optional<std::string> resolved = pathWithLinksResolved(home);
-        if (!resolved || isProtected(*target, *resolved) ||
-            (*resolved != home && isProtected(*target, home))) {
-            return false;
+    // 1. Where everything really leads, asked at once: the item, the roots, the home folder that the
+    // environment names and
+    //    the real one, and the protected places in them, since a place may be a link to where its contents
+    //    lie.
+    const std::string homes[] = {homeDirectoryForCurrentUser(), realHomeDirectory()};
+    std::vector<std::string> asked = {url};
+    asked.insert(asked.end(), allowedRoots.begin(), allowedRoots.end());
+    asked.insert(asked.end(), std::begin(homes), std::end(homes));
+    std::vector<Place> places;
+    for (const std::string& home : homes) {
+        for (const ProtectedPlace& row : protectedPlaces) {
+            places.push_back({joinedPath(home, row.belowHome), row.withContents});
         }
     }
     const std::string trash = joinedPath(applicationSupportDirectory(), "Trash");
-    if (*target == joinedPath(trash, "files") || *target == joinedPath(trash, "info") ||
-        isFolderOfVolumeTrash(*target)) {
+    places.push_back({joinedPath(trash, "files"), false});
+    places.push_back({joinedPath(trash, "info"), false});
+    for (const Place& place : places) {
+        asked.push_back(place.path);
+    }
+    const std::vector<std::optional<std::string>> resolved = pathsWithLinksResolved(asked);
+    const auto roots = resolved.begin() + 1;
+    const auto realHomes = roots + std::ssize(allowedRoots);
+    const auto realPlaces = realHomes + std::ssize(homes);
+
+    // 2. What cannot be resolved cannot be judged.
+    if (!resolved.front()) {
         return false;
     }
-    // 3. Strictly below one of the roots.
-    return std::any_of(allowedRoots.begin(), allowedRoots.end(), [&](const std::string& allowed) {
-        const std::optional<std::string> root = pathWithLinksResolved(allowed);
-        return root && *root != "/" && *root != *target && isAtOrBelow(*target, *root);
+    const std::string& target = *resolved.front();
+
+    // 3. The protected places, as they are named and where they really lie. The home folders protect every
+    // folder above.
+    for (std::ptrdiff_t index = 0; index < std::ssize(homes); ++index) {
+        const std::optional<std::string>& real = realHomes[index];
+        if (!real || isAtOrBelow(*real, target) || isAtOrBelow(homes[index], target)) {
+            return false;
+        }
+    }
+    for (std::size_t index = 0; index < places.size(); ++index) {
+        // Where a place cannot be resolved, the target, which could be, does not lie there.
+        const std::optional<std::string>& real = realPlaces[static_cast<std::ptrdiff_t>(index)];
+        if (isAt(target, places[index]) || (real && isAt(target, {*real, places[index].withContents}))) {
+            return false;
+        }
+    }
+    if (isFolderOfVolumeTrash(target)) {
+        return false;
+    }
+
+    // 4. Strictly below one of the roots. The root of the disk opens nothing.
+    return std::any_of(roots, realHomes, [&](const std::optional<std::string>& root) {
+        return root && *root != "/" && *root != target && isAtOrBelow(target, *root);
     });
 }
 
 std::vector<std::string> collapseNested(const std::vector<std::string>& urls) {
+    // 1. In the order of a walk, where everything below a folder follows right behind it: with "/" written as
+    // a zero byte,
+    //    which no path holds, that is the plain order of bytes.
     struct Item {
-        std::string path;  // standardized
+        std::string key;  // the standardized path, written so; empty for "/"
         std::size_t index;
         std::size_t characters;
     };
-    // 1. One item for each standardized path: the last one given.
     std::vector<Item> items;
-    std::unordered_map<std::string, std::size_t> lastIndex;
-    lastIndex.reserve(urls.size());
+    items.reserve(urls.size());
     for (std::size_t index = 0; index < urls.size(); ++index) {
-        lastIndex.insert_or_assign(standardizedPath(urls[index]), index);
+        std::string key = standardizedPath(urls[index]);
+        const std::size_t characters = utf8::isASCII(key) ? key.size() : utf8::characterCount(key);
+        if (key == "/") {
+            key.clear();
+        }
+        std::replace(key.begin(), key.end(), '/', '\0');
+        items.push_back({std::move(key), index, characters});
     }
-    items.reserve(lastIndex.size());
-    for (auto& [path, index] : lastIndex) {
-        items.push_back({path, index, utf8::characterCount(path)});
-    }
-    // 2. In the order of a walk, where everything below a folder follows right behind it: "/" sorts before
-    // every other
-    //    byte. So one look at the folder kept last is enough, however many paths there are and however deep
-    //    they lie.
-    const auto byWalk = [](const Item& left, const Item& right) {
-        return std::lexicographical_compare(
-            left.path.begin(), left.path.end(), right.path.begin(), right.path.end(), [](char a, char b) {
-                const auto rank = [](char c) { return c == '/' ? 0 : 1 + static_cast<unsigned char>(c); };
-                return rank(a) < rank(b);
-            });
-    };
-    std::sort(items.begin(), items.end(), byWalk);
+    // Of equal paths the last given comes first.
+    std::sort(items.begin(), items.end(), [](const Item& left, const Item& right) {
+        const int order = left.key.compare(right.key);
+        return order != 0 ? order < 0 : left.index > right.index;
+    });
+    // 2. So one look at the path kept last is enough, however many there are and however deep they lie.
     std::vector<const Item*> kept;
+    const auto holds = [](const std::string& folder, const std::string& path) {
+        return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '\0');
+    };
     for (const Item& item : items) {
-        if (kept.empty() || !isAtOrBelow(item.path, kept.back()->path)) {
+        if (kept.empty() || !holds(kept.back()->key, item.key)) {
             kept.push_back(&item);
         }
     }

@@ -108,11 +108,21 @@ std::optional<std::string> resolve(const std::string& path) {
 }  // namespace
 
 std::optional<std::string> pathWithLinksResolved(const std::string& path) {
-    if (!path.starts_with('/') || path.find('\0') != std::string::npos) {
-        return std::nullopt;
-    }
-    return expendable_call::run<std::optional<std::string>>([path] { return resolve(path); })
-        .value_or(std::nullopt);
+    return pathsWithLinksResolved({path}).front();
+}
+
+std::vector<std::optional<std::string>> pathsWithLinksResolved(const std::vector<std::string>& paths) {
+    using Answers = std::vector<std::optional<std::string>>;
+    const auto answers = expendable_call::run<Answers>([paths] {
+        Answers resolved;
+        resolved.reserve(paths.size());
+        for (const std::string& path : paths) {
+            const bool isPath = path.starts_with('/') && path.find('\0') == std::string::npos;
+            resolved.push_back(isPath ? resolve(path) : std::nullopt);
+        }
+        return resolved;
+    });
+    return answers ? *answers : Answers(paths.size());
 }
 
 }  // namespace larkfold
