@@ -31,6 +31,15 @@ T.Button {
         }
     }
 
+    // What a click does, for keys and assistive technology; the toolkit offers no such call before 6.8.
+    function activate() {
+        if (checkable) {
+            toggle();
+            toggled();
+        }
+        clicked();
+    }
+
     implicitWidth: Math.max(implicitContentWidth + leftPadding + rightPadding, Theme.minimumTarget)
     implicitHeight: Math.max(Theme.controlHeight, implicitContentHeight + topPadding + bottomPadding)
     leftPadding: kind === AppButton.Quiet ? Theme.space2 : Theme.space3
@@ -49,10 +58,10 @@ T.Button {
     Accessible.role: Accessible.Button
     Accessible.name: text
     Accessible.description: toolTip
-    Accessible.onPressAction: control.click()
+    Accessible.onPressAction: control.activate()
 
-    Keys.onReturnPressed: control.click()
-    Keys.onEnterPressed: control.click()
+    Keys.onReturnPressed: control.activate()
+    Keys.onEnterPressed: control.activate()
 
     contentItem: Impl.IconLabel {
         spacing: control.spacing

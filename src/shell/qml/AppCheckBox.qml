@@ -6,6 +6,15 @@ import Larkfold.Shell
 T.CheckBox {
     id: control
 
+    // What a click does, for keys and assistive technology; the toolkit offers no such call before 6.8.
+    function activate() {
+        if (checkable) {
+            toggle();
+            toggled();
+        }
+        clicked();
+    }
+
     implicitWidth: implicitContentWidth + leftPadding + rightPadding
     implicitHeight: Math.max(Theme.minimumTarget, implicitContentHeight + topPadding + bottomPadding)
     leftPadding: 0
@@ -19,11 +28,11 @@ T.CheckBox {
     Accessible.name: text
     Accessible.checkable: true
     Accessible.checked: checked
-    Accessible.onPressAction: control.click()
-    Accessible.onToggleAction: control.click()
+    Accessible.onPressAction: control.activate()
+    Accessible.onToggleAction: control.activate()
 
-    Keys.onReturnPressed: control.click()
-    Keys.onEnterPressed: control.click()
+    Keys.onReturnPressed: control.activate()
+    Keys.onEnterPressed: control.activate()
 
     indicator: Rectangle {
         y: Math.round((control.height - height) / 2)

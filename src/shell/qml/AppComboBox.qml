@@ -82,7 +82,7 @@ T.ComboBox {
         font: control.font
         Accessible.role: Accessible.ListItem
         Accessible.name: text
-        Accessible.onPressAction: row.click()
+        Accessible.onPressAction: row.clicked()
 
         contentItem: Text {
             id: words

@@ -10,6 +10,15 @@ T.Button {
     property color foreground: Theme.textSecondary
     property int size: Theme.minimumTarget
 
+    // What a click does, for keys and assistive technology; the toolkit offers no such call before 6.8.
+    function activate() {
+        if (checkable) {
+            toggle();
+            toggled();
+        }
+        clicked();
+    }
+
     implicitWidth: size
     implicitHeight: size
     padding: 0
@@ -20,10 +29,10 @@ T.Button {
 
     Accessible.role: Accessible.Button
     Accessible.name: text
-    Accessible.onPressAction: control.click()
+    Accessible.onPressAction: control.activate()
 
-    Keys.onReturnPressed: control.click()
-    Keys.onEnterPressed: control.click()
+    Keys.onReturnPressed: control.activate()
+    Keys.onEnterPressed: control.activate()
 
     contentItem: Item {
         AppIcon {

@@ -14,7 +14,7 @@ T.MenuBarItem {
     hoverEnabled: true
     Accessible.role: Accessible.MenuItem
     Accessible.name: text.replace("&", "")
-    Accessible.onPressAction: control.click()
+    Accessible.onPressAction: control.clicked()
 
     contentItem: Impl.IconLabel {
         text: control.text

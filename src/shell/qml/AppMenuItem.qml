@@ -19,7 +19,7 @@ T.MenuItem {
 
     Accessible.role: Accessible.MenuItem
     Accessible.name: text
-    Accessible.onPressAction: control.click()
+    Accessible.onPressAction: control.clicked()
 
     contentItem: Item {
         Text {

@@ -73,9 +73,9 @@ Rectangle {
                     font.weight: crumb.isCurrent ? Font.DemiBold : Font.Normal
                     Accessible.role: Accessible.Link
                     Accessible.name: text
-                    Accessible.onPressAction: link.click()
-                    Keys.onReturnPressed: link.click()
-                    Keys.onEnterPressed: link.click()
+                    Accessible.onPressAction: link.clicked()
+                    Keys.onReturnPressed: link.clicked()
+                    Keys.onEnterPressed: link.clicked()
                     onClicked: bar.presenter.navigateToCrumb(crumb.index)
 
                     contentItem: Text {
