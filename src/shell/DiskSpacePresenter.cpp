@@ -80,6 +80,9 @@ void DiskSpacePresenter::countMarked() {
     const auto totals = driver_.markedTotals();
     markedItems_ = totals.items;
     markedText_ = totals.items > 0 ? texts::marked(totals.items, totals.bytes) : QString();
+    markedShortText_ = totals.items > 0
+                           ? countText(totals.items) + QLatin1Char('\n') + texts::bytes(totals.bytes)
+                           : QString();
     emit markedChanged();
 }
 

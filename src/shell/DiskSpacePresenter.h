@@ -41,6 +41,7 @@ class DiskSpacePresenter : public QObject {
     Q_PROPERTY(bool hiddenSettingDiffers READ hiddenSettingDiffers NOTIFY hiddenSettingDiffersChanged)
     Q_PROPERTY(int markedItems READ markedItems NOTIFY markedChanged)
     Q_PROPERTY(QString markedText READ markedText NOTIFY markedChanged)
+    Q_PROPERTY(QString markedShortText READ markedShortText NOTIFY markedChanged)
 
     // The way in.
     Q_PROPERTY(larkfold::BreadcrumbModel* breadcrumb READ breadcrumb CONSTANT)
@@ -86,7 +87,8 @@ public:
     QString hiddenItemsText() const;  // "318 hidden items left out", empty where there were none
     bool hiddenSettingDiffers() const;
     int markedItems() const { return markedItems_; }
-    QString markedText() const { return markedText_; }  // "3 items, 4.2 GB marked"
+    QString markedText() const { return markedText_; }            // "3 items, 4.2 GB marked"
+    QString markedShortText() const { return markedShortText_; }  // "3", and the size on a second line
 
     BreadcrumbModel* breadcrumb() { return &breadcrumb_; }
     bool canGoBack() const;
@@ -146,6 +148,7 @@ private:
     VolumeCapacity volume_;
     int markedItems_ = 0;
     QString markedText_;
+    QString markedShortText_;
 
     QTimer activityTimer_;
     QElapsedTimer sinceMeasured_;

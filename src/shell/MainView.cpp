@@ -108,13 +108,13 @@ QString MainView::windowTitle() const {
 
 MainView::DiskPage MainView::diskPage() const {
     if (scannerViewModel_.isScanning()) {
-        return DiskPage::scanning;
+        return DiskPage::Scanning;
     }
-    return scannerViewModel_.hasScanResult() && !wantsStartPage_ ? DiskPage::result : DiskPage::start;
+    return scannerViewModel_.hasScanResult() && !wantsStartPage_ ? DiskPage::Result : DiskPage::Start;
 }
 
 bool MainView::canReturnToMap() const {
-    return diskPage() == DiskPage::start && scannerViewModel_.hasScanResult();
+    return diskPage() == DiskPage::Start && scannerViewModel_.hasScanResult();
 }
 
 void MainView::returnToMap() {

@@ -44,8 +44,8 @@ class MainView : public QObject {
     Q_PROPERTY(QString dropMessage READ dropMessage NOTIFY dropMessageChanged)
 
 public:
-    // What stands in the disk tab.
-    enum class DiskPage { start, scanning, result };
+    // What stands in the disk tab. Views reach an enumerator only by a capital.
+    enum class DiskPage { Start, Scanning, Result };
     Q_ENUM(DiskPage)
 
     // What the window's content needs of the world. All outlive it.

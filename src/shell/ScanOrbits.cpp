@@ -54,8 +54,9 @@ constexpr std::array kPieces{
     Piece{.ring = 4, .start = 0.44, .span = 0.03, .hue = 0.50},
 };
 
-constexpr int kBodies = 30;
-constexpr int kTail = 7;
+constexpr int kBodies = 24;
+constexpr int kTail = 13;
+constexpr double kTailStep = 0.028;  // seconds of the picture's time between two beads of a tail
 
 double fraction(double value) {
     return value - std::floor(value);
@@ -218,10 +219,10 @@ void ScanOrbits::paint(QPainter* painter) {
     for (int body = 0; body < kBodies; ++body) {
         const double size = (0.006 + 0.007 * scattered(body, 6)) * scale;
         for (int step = kTail; step >= 0; --step) {
-            const Place place = placeOf(body, phase_ - step * 0.075);
+            const Place place = placeOf(body, phase_ - step * kTailStep);
             const double share = 1.0 - static_cast<double>(step) / (kTail + 1);
             QColor colour = accent_;
-            colour.setAlphaF(static_cast<float>(place.weight * share * share * 0.9));
+            colour.setAlphaF(static_cast<float>(place.weight * share * share * 0.8));
             painter->setBrush(colour);
             const double radius = size * (0.35 + 0.65 * share);
             painter->drawEllipse(at(centre, scale, place), radius, radius);

@@ -11,6 +11,8 @@ T.Dialog {
     id: control
 
     property string text: ""
+    // A smaller second text, such as what the first means on this system.
+    property string note: ""
     property string iconName: ""
     property color iconColor: Theme.accent
     property real preferredWidth: 440 * Theme.typeScale
@@ -99,6 +101,14 @@ T.Dialog {
                     secondary: true
                     wrapMode: Text.Wrap
                     lineHeight: 1.25
+                }
+                AppLabel {
+                    visible: control.note.length > 0
+                    Layout.fillWidth: true
+                    text: control.note
+                    secondary: true
+                    font.pixelSize: Theme.sizeCaption
+                    wrapMode: Text.Wrap
                 }
             }
         }

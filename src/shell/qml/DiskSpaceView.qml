@@ -14,8 +14,8 @@ T.Control {
         id: toolbar
         anchors.left: parent.left
         anchors.right: parent.right
-        title: tab.view.diskPage === MainView.start ? qsTr("Disk Space") : tab.presenter.title
-        path: tab.view.diskPage === MainView.start ? "" : tab.presenter.path
+        title: tab.view.diskPage === MainView.Start ? qsTr("Disk Space") : tab.presenter.title
+        path: tab.view.diskPage === MainView.Start ? "" : tab.presenter.path
 
         AppButton {
             visible: tab.view.canReturnToMap
@@ -24,20 +24,20 @@ T.Control {
             onClicked: tab.view.returnToMap()
         }
         AppButton {
-            visible: tab.view.diskPage === MainView.scanning
+            visible: tab.view.diskPage === MainView.Scanning
             text: qsTr("Cancel")
             icon.name: "stop"
             onClicked: tab.driver.cancelScan()
         }
         AppButton {
-            visible: tab.view.diskPage === MainView.result
+            visible: tab.view.diskPage === MainView.Result
             text: qsTr("Scan Again")
             icon.name: "refresh"
             toolTip: qsTr("Measures the same place once more")
             onClicked: tab.driver.rescanCurrent()
         }
         AppButton {
-            visible: tab.view.diskPage === MainView.result
+            visible: tab.view.diskPage === MainView.Result
             text: qsTr("New Scan")
             icon.name: "plus"
             onClicked: tab.view.startNewScan()
@@ -52,9 +52,9 @@ T.Control {
         focus: true
         sourceComponent: {
             switch (tab.view.diskPage) {
-            case MainView.scanning:
+            case MainView.Scanning:
                 return scanningPage;
-            case MainView.result:
+            case MainView.Result:
                 return resultPage;
             default:
                 return startPage;

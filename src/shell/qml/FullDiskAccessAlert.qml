@@ -11,6 +11,7 @@ AppDialog {
     iconName: "shield"
     title: qsTr("Full Disk Access Recommended")
     text: qsTr("Larkfold can scan the startup disk now, but macOS will skip protected Mail, Safari, Messages, and app-container data until Full Disk Access is enabled.")
+    note: qsTr("On Linux this is what a sandbox, such as Flatpak’s or Snap’s, hides from Larkfold.")
     actions: [cancel, settings, scan]
     defaultAction: scan
     cancelAction: cancel
@@ -29,13 +30,5 @@ AppDialog {
         id: scan
         text: qsTr("Scan Available Areas")
         onTriggered: alert.view.scanAvailableAreas()
-    }
-
-    AppLabel {
-        width: parent ? parent.width : 0
-        text: qsTr("On this computer that means whatever its sandbox hides from Larkfold.")
-        secondary: true
-        font.pixelSize: Theme.sizeCaption
-        wrapMode: Text.Wrap
     }
 }

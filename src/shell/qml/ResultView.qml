@@ -69,24 +69,20 @@ T.Control {
                 T.SplitView.fillWidth: true
                 T.SplitView.minimumWidth: 320
 
-                Loader {
+                SunburstView {
                     anchors.fill: parent
-                    anchors.margins: Theme.space3
-                    Component.onCompleted: setSource("SunburstView.qml", {
-                        "driver": page.driver
-                    })
+                    anchors.margins: Theme.space2
+                    driver: page.driver
                 }
             }
             Item {
                 T.SplitView.preferredWidth: Math.round(page.width * 0.46)
                 T.SplitView.minimumWidth: 360
 
-                Loader {
+                FileListView {
                     anchors.fill: parent
+                    driver: page.driver
                     focus: true
-                    Component.onCompleted: setSource("FileListView.qml", {
-                        "driver": page.driver
-                    })
                 }
             }
         }

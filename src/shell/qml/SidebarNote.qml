@@ -13,6 +13,8 @@ Rectangle {
     property string title: ""
     property string text: ""
     property string actionText: ""
+    // What still has to be legible when narrow; short lines.
+    property string compactText: ""
 
     signal triggered
 
@@ -64,16 +66,31 @@ Rectangle {
         }
     }
 
-    AppIconButton {
+    ColumnLayout {
         id: compact
         visible: note.narrow
-        anchors.horizontalCenter: parent.horizontalCenter
-        size: 36
-        icon.name: note.iconName
-        icon.width: 18
-        foreground: note.iconColor
-        text: note.actionText
-        toolTip: note.title + " – " + note.text
-        onClicked: note.triggered()
+        anchors.left: parent.left
+        anchors.right: parent.right
+        spacing: 0
+
+        AppIconButton {
+            Layout.alignment: Qt.AlignHCenter
+            size: 36
+            icon.name: note.iconName
+            icon.width: 18
+            foreground: note.iconColor
+            text: note.actionText
+            toolTip: note.title + " – " + note.text
+            onClicked: note.triggered()
+        }
+        AppLabel {
+            visible: text.length > 0
+            Layout.fillWidth: true
+            horizontalAlignment: Text.AlignHCenter
+            text: note.compactText
+            font.pixelSize: Theme.sizeCaption - 1
+            wrapMode: Text.Wrap
+            Accessible.name: note.title
+        }
     }
 }

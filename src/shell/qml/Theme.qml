@@ -25,7 +25,7 @@ QtObject {
     readonly property color selection: dark ? "#22345c" : "#e6edff"
     readonly property color toolTip: dark ? "#3a404d" : "#2b2f38"
     readonly property color toolTipText: "#ffffff"
-    readonly property color scrim: dark ? "#a0000000" : "#66202430"
+    readonly property color scrim: dark ? "#8c000000" : "#59202430"
 
     // Text, each at least 4.5:1 on the surfaces above.
     readonly property color text: dark ? "#f0f1f5" : "#181a20"
