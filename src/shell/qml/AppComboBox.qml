@@ -1,3 +1,5 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Templates as T
 import Larkfold.Shell
@@ -84,7 +86,7 @@ T.ComboBox {
         Accessible.name: text
         Accessible.onPressAction: row.clicked()
 
-        contentItem: Text {
+        contentItem: Text { // qmllint disable deferred-property-id
             id: words
             text: row.text
             font: row.font

@@ -1,3 +1,5 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import QtQuick.Layouts
 import QtQuick.Templates as T
@@ -66,7 +68,7 @@ T.Dialog {
         }
     }
 
-    contentItem: ColumnLayout {
+    contentItem: ColumnLayout { // qmllint disable deferred-property-id
         spacing: Theme.space4
         Keys.onReturnPressed: buttons.press(control.defaultAction)
         Keys.onEnterPressed: buttons.press(control.defaultAction)

@@ -7,7 +7,8 @@ import Larkfold.Shell
 Impl.IconImage {
     property int size: Theme.iconSmall
 
-    sourceSize: Qt.size(size, size)
+    sourceSize.width: size
+    sourceSize.height: size
     width: size
     height: size
     color: Theme.text

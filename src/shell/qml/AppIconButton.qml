@@ -55,10 +55,12 @@ T.Button {
 
     Loader {
         active: control.toolTip.length > 0 && (control.hovered || control.visualFocus)
+        // qmllint disable unqualified
         sourceComponent: AppToolTip {
             parent: control
             text: control.toolTip
             visible: true
         }
+        // qmllint enable unqualified
     }
 }

@@ -19,7 +19,7 @@ T.MenuBar {
     leftPadding: Theme.space1
     delegate: AppMenuBarItem {}
 
-    contentItem: Row {
+    contentItem: Row { // qmllint disable deferred-property-id
         id: row
         Repeater {
             model: bar.contentModel

@@ -21,7 +21,7 @@ T.MenuItem {
     Accessible.name: text
     Accessible.onPressAction: control.clicked()
 
-    contentItem: Item {
+    contentItem: Item { // qmllint disable deferred-property-id
         Text {
             id: title
             anchors.verticalCenter: parent.verticalCenter

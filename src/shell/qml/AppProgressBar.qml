@@ -17,13 +17,13 @@ T.ProgressBar {
         color: Theme.track
     }
 
-    contentItem: Item {
+    contentItem: Item { // qmllint disable deferred-property-id
         clip: control.indeterminate
 
         Rectangle {
             id: bar
 
-            property real travel: 0
+            property real travel
 
             x: control.indeterminate ? Math.round((parent.width + width) * travel - width) : 0
             width: control.indeterminate ? parent.width * 0.3

@@ -43,8 +43,8 @@ Rectangle {
             clip: true
             model: bar.presenter.breadcrumb
             // A long way in shows its end, where the reader is.
-            onCountChanged: Qt.callLater(positionViewAtEnd)
-            onWidthChanged: Qt.callLater(positionViewAtEnd)
+            onContentWidthChanged: positionViewAtEnd()
+            onWidthChanged: positionViewAtEnd()
             Accessible.role: Accessible.List
             Accessible.name: qsTr("The way to this folder")
 
@@ -78,7 +78,7 @@ Rectangle {
                     Keys.onEnterPressed: link.clicked()
                     onClicked: bar.presenter.navigateToCrumb(crumb.index)
 
-                    contentItem: Text {
+                    contentItem: Text { // qmllint disable deferred-property-id
                         id: word
                         text: link.text
                         font: link.font

@@ -62,6 +62,7 @@ T.Control {
         }
     }
 
+    // qmllint disable unqualified
     Component {
         id: startPage
 
@@ -69,7 +70,7 @@ T.Control {
             view: tab.view
         }
     }
-    Component {
+        Component {
         id: scanningPage
 
         ScanningView {
@@ -77,7 +78,7 @@ T.Control {
             driver: tab.driver
         }
     }
-    Component {
+        Component {
         id: resultPage
 
         ResultView {
@@ -85,4 +86,5 @@ T.Control {
             driver: tab.driver
         }
     }
+    // qmllint enable unqualified
 }

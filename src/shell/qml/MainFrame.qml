@@ -25,24 +25,30 @@ T.Control {
         anchors.bottom: parent.bottom
         focus: true
         active: frame.view.selectedTab === 0
+        // qmllint disable unqualified
         sourceComponent: DiskSpaceView {
             view: frame.view
         }
+        // qmllint enable unqualified
     }
 
     Loader {
         active: frame.view.showFullDiskAccessAlert
+        // qmllint disable unqualified
         sourceComponent: FullDiskAccessAlert {
             view: frame.view
             visible: true
         }
+        // qmllint enable unqualified
     }
     Loader {
         active: frame.view.showDiskAccessIssue
+        // qmllint disable unqualified
         sourceComponent: DiskAccessIssueAlert {
             view: frame.view
             visible: true
         }
+        // qmllint enable unqualified
     }
 
     // The dialog's own module is loaded when it is first needed.

@@ -70,7 +70,7 @@ T.Control {
 
                 Rectangle {
                     required property int index
-                    readonly property bool isCurrent: index === onboarding.currentPage
+                    readonly property bool isCurrent: index === onboarding.currentPage // qmllint disable unqualified
 
                     width: isCurrent ? 20 : 8
                     height: 8
@@ -182,6 +182,7 @@ T.Control {
         }
     }
 
+    // qmllint disable unqualified
     Component {
         id: welcome
 
@@ -206,7 +207,7 @@ T.Control {
         }
     }
 
-    Component {
+        Component {
         id: abilities
 
         ColumnLayout {
@@ -244,7 +245,7 @@ T.Control {
         }
     }
 
-    Component {
+        Component {
         id: permissions
 
         PermissionsPage {
@@ -252,7 +253,7 @@ T.Control {
         }
     }
 
-    Component {
+        Component {
         id: ready
 
         ColumnLayout {
@@ -305,4 +306,5 @@ T.Control {
             }
         }
     }
+    // qmllint enable unqualified
 }

@@ -20,7 +20,7 @@ T.Control {
         color: Theme.surface
     }
 
-    contentItem: ColumnLayout {
+    contentItem: ColumnLayout { // qmllint disable deferred-property-id
         spacing: 0
 
         BreadcrumbBar {

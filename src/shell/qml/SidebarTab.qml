@@ -24,7 +24,7 @@ T.Button {
     Keys.onEnterPressed: tab.clicked()
     onClicked: tab.view.selectedTab = modelData.value
 
-    contentItem: Item {
+    contentItem: Item { // qmllint disable deferred-property-id
         AppIcon {
             id: glyph
             x: tab.narrow ? Math.round((parent.width - width) / 2) : Theme.space3
@@ -58,6 +58,7 @@ T.Button {
 
     Loader {
         active: tab.narrow && (tab.hovered || tab.visualFocus)
+        // qmllint disable unqualified
         sourceComponent: AppToolTip {
             parent: tab
             x: tab.width + Theme.space2
@@ -65,5 +66,6 @@ T.Button {
             text: tab.text
             visible: true
         }
+        // qmllint enable unqualified
     }
 }

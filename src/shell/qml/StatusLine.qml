@@ -1,6 +1,5 @@
 import QtQuick
 import QtQuick.Layouts
-import QtQuick.Templates as T
 import Larkfold.Shell
 
 // The sums of the scan, what is missing from them, and what stands in the saved index.
@@ -79,10 +78,12 @@ Rectangle {
             }
             Loader {
                 active: overNotice.hovered
+                // qmllint disable unqualified
                 sourceComponent: AppToolTip {
                     text: line.presenter.savedScanNotice
                     visible: true
                 }
+                // qmllint enable unqualified
             }
         }
     }
@@ -90,10 +91,12 @@ Rectangle {
     Loader {
         id: errors
         active: false
+        // qmllint disable unqualified
         sourceComponent: ScanErrorsSheet {
             presenter: line.presenter
             visible: true
             onClosed: errors.active = false
         }
+        // qmllint enable unqualified
     }
 }
