@@ -1,5 +1,5 @@
-// Prints what a scan of the whole disk leaves out on this machine, each path with a NUL behind it, so that a comparison
-// with another program can leave out the same.
+// Prints what a scan of the whole disk leaves out on this machine, each path with a NUL behind it, so that a
+// comparison with another program can leave out the same.
 #include <iostream>
 
 #include "disk/DiskScannerViewModel.h"

@@ -1,7 +1,8 @@
 // Bookmarks: a folder remembered over restarts by its path and its identity.
 //
-// The bytes are opaque to everyone else. Format on Linux: one JSON object, UTF-8, documented in docs/bookmark-format.md.
-// Safe from any thread. A folder on a volume that does not answer costs a short, fixed wait and then fails.
+// The bytes are opaque to everyone else. Format on Linux: one JSON object, UTF-8, documented in
+// docs/bookmark-format.md. Safe from any thread. A folder on a volume that does not answer costs a short,
+// fixed wait and then fails.
 #pragma once
 
 #include <string>
@@ -19,8 +20,8 @@ std::string makeBookmark(const std::string& path);
 // Throws Error where the bytes are no bookmark, or SystemError where nothing stands at the path any more.
 ResolvedBookmark resolveBookmark(const std::string& bytes);
 
-// Opens access to the folder of a bookmark; false where it is refused (the folder cannot be opened for listing). The
-// system has no such thing as a scope that has to be closed, but callers keep to the pairing.
+// Opens access to the folder of a bookmark; false where it is refused (the folder cannot be opened for
+// listing). The system has no such thing as a scope that has to be closed, but callers keep to the pairing.
 bool startAccessingSecurityScopedResource(const std::string& path);
 void stopAccessingSecurityScopedResource(const std::string& path);
 

@@ -9,7 +9,8 @@
 
 namespace larkfold {
 
-// `volume` is the device number, `file` the inode number. An inode alone says nothing: it repeats on every volume.
+// `volume` is the device number, `file` the inode number. An inode alone says nothing: it repeats on every
+// volume.
 struct FileIdentity {
     std::uint64_t volume = 0;
     std::uint64_t file = 0;

@@ -1,5 +1,6 @@
-// Named notifications between parts of one program that do not know each other. Main thread only; observers are called
-// at once, in the order in which they came. An observer may remove itself or others while it is called.
+// Named notifications between parts of one program that do not know each other. Main thread only; observers
+// are called at once, in the order in which they came. An observer may remove itself or others while it is
+// called.
 #pragma once
 
 #include <functional>

@@ -1,5 +1,5 @@
-// Where the system keeps things. Each call looks anew, so a changed environment (a test's own home) is seen. Paths are
-// standardized bytes. Safe from any thread as long as nobody changes the environment.
+// Where the system keeps things. Each call looks anew, so a changed environment (a test's own home) is seen.
+// Paths are standardized bytes. Safe from any thread as long as nobody changes the environment.
 #pragma once
 
 #include <string>
@@ -12,7 +12,8 @@ std::string realHomeDirectory();
 // The home folder that the environment names ($HOME), otherwise the real one.
 std::string homeDirectoryForCurrentUser();
 
-// Where programs keep the data that they make for the user (XDG_DATA_HOME, else ".local/share" in the home folder).
+// Where programs keep the data that they make for the user (XDG_DATA_HOME, else ".local/share" in the home
+// folder).
 std::string applicationSupportDirectory();
 
 // Where programs keep settings (XDG_CONFIG_HOME, else ".config" in the home folder).

@@ -16,8 +16,8 @@ namespace larkfold {
 struct UUID {
     std::array<std::uint8_t, 16> bytes{};
 
-    // A new random identifier. Cheap enough for one per node: a generator per thread, seeded by the system. Safe from
-    // any thread.
+    // A new random identifier. Cheap enough for one per node: a generator per thread, seeded by the system.
+    // Safe from any thread.
     static UUID make();
 
     // Reads the 36 character form, either case; nothing where the text has another form.

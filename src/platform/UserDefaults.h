@@ -1,9 +1,11 @@
 // The user defaults: settings and small stores under string keys, kept in one JSON file.
 //
-// A value is a Boolean, an integer, a string, or bytes. A read of a key that is missing or of another type gives
-// nothing, so that the caller's default holds. Each write is saved at once: to a temporary file, synced, renamed over
-// the old one, the folder synced. A damaged or unreadable file counts as empty; it is set aside beside the new one
-// ("settings.json.damaged") before the first write would replace it, so nothing is lost. Unknown keys are kept.
+// A value is a Boolean, an integer, a string, or bytes. A read of a key that is missing or of another type
+// gives nothing, so that the caller's default holds. Each write is saved at once: to a temporary file,
+// synced, renamed over the old one, the folder synced. A damaged or unreadable file counts as empty; it is
+// set aside beside the new one
+// ("settings.json.damaged") before the first write would replace it, so nothing is lost. Unknown keys are
+// kept.
 //
 // Main thread only.
 #pragma once

@@ -1,7 +1,7 @@
 // Volumes: their names, how large they are, and which of them a scan of the whole disk covers.
 //
-// Safe from any thread. A volume that does not answer (a dead network mount) costs at most a short, fixed wait and then
-// counts as unknown.
+// Safe from any thread. A volume that does not answer (a dead network mount) costs at most a short, fixed
+// wait and then counts as unknown.
 #pragma once
 
 #include <cstdint>
@@ -17,16 +17,17 @@ struct VolumeCapacity {
     std::optional<std::int64_t> available;
 };
 
-// Of the volume that holds `path`. For "/" the sums over the distinct file systems that a scan of the whole disk covers,
-// since that is what the scan's total is measured against.
+// Of the volume that holds `path`. For "/" the sums over the distinct file systems that a scan of the whole
+// disk covers, since that is what the scan's total is measured against.
 VolumeCapacity volumeCapacity(const std::string& path);
 
 // The label of the volume mounted at `path`; nothing where it has none or it cannot be told.
 std::optional<std::string> volumeName(const std::string& path);
 
-// What a scan of the whole disk leaves out on this system besides the fixed prefixes: the mount points of kernel,
-// temporary, network, removable and container file systems, of second mounts of a file system seen already, and the
-// folders that only hold such things. Absolute standardized paths, sorted. Read anew at each call.
+// What a scan of the whole disk leaves out on this system besides the fixed prefixes: the mount points of
+// kernel, temporary, network, removable and container file systems, of second mounts of a file system seen
+// already, and the folders that only hold such things. Absolute standardized paths, sorted. Read anew at each
+// call.
 std::vector<std::string> startupDiskExclusions();
 
 }  // namespace larkfold

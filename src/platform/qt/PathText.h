@@ -15,8 +15,8 @@ namespace larkfold {
 // The bytes as text for a view (see `displayText`).
 QString displayString(std::string_view bytes);
 
-// The path of a "file:" URL (host empty or "localhost"), percent-decoded to bytes and standardized; nothing for any other
-// URL or a relative path.
+// The path of a "file:" URL (host empty or "localhost"), percent-decoded to bytes and standardized; nothing
+// for any other URL or a relative path.
 std::optional<std::string> pathFromFileURL(const QUrl& url);
 
 // The percent-encoded "file:" URL of a path.
