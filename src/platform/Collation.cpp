@@ -339,13 +339,12 @@ std::string groupedCount(std::int64_t count) {
     static const NumberFormatter formatter("group-auto precision-integer");
     const auto formatted = [](std::int64_t number) {
         const std::string text =
-            formatter.text([number](const UNumberFormatter* format, UFormattedNumber* result, UErrorCode* status) {
-                unumf_formatInt(format, number, result, status);
-            });
+            formatter.text([number](const UNumberFormatter* format, UFormattedNumber* result,
+                                    UErrorCode* status) { unumf_formatInt(format, number, result, status); });
         return text.empty() ? std::to_string(number) : text;
     };
-    // A scan names tens of thousands of summaries, most of them of few files: where the locale writes these as everybody
-    // does, the long way is spared.
+    // A scan names tens of thousands of summaries, most of them of few files: where the locale writes these
+    // as everybody does, the long way is spared.
     static const bool writesPlainDigits = formatted(907) == "907";
     if (writesPlainDigits && count >= 0 && count < 1000) {
         return std::to_string(count);
