@@ -1,6 +1,7 @@
 #include "disk/DiskScanner.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -27,19 +28,22 @@ std::string displayName(const std::string& path) {
     return std::string(lastPathComponent(path));
 }
 
-// A rollback journal that an interrupted change has left beside the old index would be replayed into the new
-// one. Opening the old index plays it back where it belongs; beside an index that cannot be opened it is of
-// no use to anybody.
+// What the library keeps beside a database: a journal of a change that was interrupted, or the log of one that another
+// program has left in write-ahead mode. Nothing in either says which file it belongs to, so it would be replayed into the
+// new index. Opening the old index plays it back where it belongs; beside an index that cannot be opened it is of no use
+// to anybody.
 void settleJournal(const std::string& indexURL) {
-    const std::string journal = indexURL + "-journal";
-    if (!own_files::exists(journal)) {
+    const std::string companions[] = {indexURL + "-journal", indexURL + "-wal", indexURL + "-shm"};
+    if (std::none_of(std::begin(companions), std::end(companions), own_files::exists)) {
         return;
     }
     try {
         ScanIndexDatabase(indexURL, false).readMeta();
     } catch (const Error&) {
     }
-    own_files::removeFile(journal);
+    for (const std::string& companion : companions) {
+        own_files::removeFile(companion);
+    }
 }
 
 }  // namespace
