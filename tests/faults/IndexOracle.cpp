@@ -175,9 +175,11 @@ LoggedDatabase leaveWriteAheadLog(const std::string& index) {
     const TemporaryTree place;
     const std::string copy = place.path("logged.sqlite");
     writeBytes(copy, readBytes(index));
-    runAndGetKilled(copy,
-                    "PRAGMA journal_mode=WAL; PRAGMA wal_autocheckpoint=0; UPDATE nodes SET size=4711, "
-                    "name='from the log';");
+    runAndGetKilled(
+        copy,
+        "PRAGMA journal_mode=WAL; PRAGMA wal_autocheckpoint=0; CREATE TABLE more(text TEXT); "
+        "INSERT INTO more SELECT path FROM nodes; UPDATE nodes SET size=4711, name='from the log'; "
+        "UPDATE meta SET value=value||'/from-the-log';");
     return {.database = readBytes(copy), .log = readBytes(copy + "-wal")};
 }
 

@@ -247,7 +247,7 @@ std::uint64_t stride() {
 TEST(Injection, eachErrorAtEachCall_givesATypedErrorOrATrueScan) {
     const QuickFolder quick;
     std::uint64_t injected = 0;
-    const unsigned seeds = thoroughness() == Thoroughness::full ? 10 : 1;
+    const unsigned seeds = thoroughness() == Thoroughness::full ? 5 : 1;
     for (unsigned seed = 0; seed < seeds; ++seed) {
         for (const Before before : {Before::index, Before::indexWithJournal}) {
             SwapSubject subject(before, seed, 12 + static_cast<int>(seed) * 20);

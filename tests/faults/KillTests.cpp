@@ -58,7 +58,7 @@ std::uint64_t stride() {
 
 TEST(Kill, atEverySystemCall_leavesTheWholeOldOrTheWholeNewIndex) {
     const QuickFolder quick;
-    const unsigned seeds = thoroughness() == Thoroughness::full ? 40 : 1;
+    const unsigned seeds = thoroughness() == Thoroughness::full ? 20 : 1;
     Tally all;
     for (unsigned seed = 0; seed < seeds; ++seed) {
         for (const Before before : {Before::nothing, Before::index, Before::indexWithJournal, Before::damaged,

@@ -1,0 +1,186 @@
+// What stands at the index's place is damaged, or somebody's journal lies beside it: a scan puts a whole new
+// index there.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "disk/DiskScanner.h"
+#include "disk/ScanIndexDatabase.h"
+#include "faults/IndexOracle.h"
+#include "support/TemporaryTree.h"
+
+namespace larkfold::test {
+namespace {
+
+using testing::IsEmpty;
+
+struct Place {
+    Place() {
+        tree.file("root/a/one", "1");
+        tree.file("root/b/two", "22");
+        index = tree.folder("index") + "/latest-scan.sqlite";
+        makeIndex(tree.path("root"), index);
+        expected = describeIndex(index);
+        EXPECT_TRUE(isWhole(expected)) << expected;
+        tree.file("old/x/three", "333");
+        for (int i = 0; i < 200; ++i) {
+            tree.file("old/y/" + std::to_string(i) + " with a name of some length", "4");
+        }
+        old = tree.folder("made") + "/made.sqlite";
+        makeIndex(tree.path("old"), old);
+    }
+
+    // Scans with that standing at the place; "" where the new index stands there afterwards.
+    std::string scanOver(const std::string& database, const std::string& suffix = "",
+                         const std::string& companion = "") {
+        writeBytes(index, database);
+        if (!suffix.empty()) {
+            writeBytes(index + suffix, companion);
+        }
+        try {
+            makeIndex(tree.path("root"), index);
+        } catch (const std::exception& error) {
+            return std::string("the scan failed: ") + error.what();
+        }
+        const std::string found = describeIndex(index);
+        if (found != expected) {
+            return found;
+        }
+        const auto beside = filesWithPrefix(tree.path("index"), "");
+        return beside.size() == 1 ? "" : beside.rbegin()->first + " was left beside the index";
+    }
+
+    QuickFolder quick;
+    TemporaryTree tree;
+    std::string index;
+    std::string expected;
+    std::string old;
+};
+
+// Whether this bit is tried: all on demand (of a large file one of each byte), else those of the first
+// header, and of the rest one of every `rest` bytes in turn.
+bool isTried(std::size_t byte, unsigned bit, std::size_t rest, bool isLarge) {
+    switch (thoroughness()) {
+        case Thoroughness::full:
+            return !isLarge || byte < 100 || byte % 8 == bit;
+        case Thoroughness::usual:
+            return byte < 100 || (byte % rest == 0 && byte / rest % 8 == bit);
+        case Thoroughness::brief:
+            return byte % (rest * 16) == 0 && byte / rest % 8 == bit;
+    }
+    return true;
+}
+
+TEST(DamagedIndex, withAnyBitFlipped_isReplacedByAScan) {
+    Place place;
+    makeIndex(place.tree.path("old/x"), place.old);
+    const std::string whole = readBytes(place.old);
+    const std::string described = describeIndex(place.old);
+    std::uint64_t flips = 0;
+    std::uint64_t noticed = 0;
+    for (std::size_t byte = 0; byte < whole.size(); ++byte) {
+        for (unsigned bit = 0; bit < 8; ++bit) {
+            if (!isTried(byte, bit, 97, false)) {
+                continue;
+            }
+            std::string damaged = whole;
+            damaged[byte] = static_cast<char>(damaged[byte] ^ (1 << bit));
+            ++flips;
+            writeBytes(place.old, damaged);
+            noticed += describeIndex(place.old) != described ? 1 : 0;
+            EXPECT_EQ(place.scanOver(damaged), "") << "byte " << byte << ", bit " << bit;
+        }
+    }
+    std::printf("%llu flips, of which %llu make another index of it, or none\n",
+                static_cast<unsigned long long>(flips), static_cast<unsigned long long>(noticed));
+    EXPECT_GT(noticed, flips / 20) << "flips that nobody would notice prove nothing";
+}
+
+// With a journal beside it the old index is opened before it is replaced, damaged as it is.
+TEST(DamagedIndex, withAJournal_bothWithAnyBitFlipped_isReplacedByAScan) {
+    Place place;
+    const InterruptedIndex interrupted = interruptChange(place.old);
+    std::uint64_t flips = 0;
+    for (const bool inJournal : {false, true}) {
+        const std::string& whole = inJournal ? interrupted.journal : interrupted.database;
+        for (std::size_t byte = 0; byte < whole.size(); ++byte) {
+            for (unsigned bit = 0; bit < 8; ++bit) {
+                if (!isTried(byte, bit, 211, true)) {
+                    continue;
+                }
+                std::string damaged = whole;
+                damaged[byte] = static_cast<char>(damaged[byte] ^ (1 << bit));
+                ++flips;
+                EXPECT_EQ(place.scanOver(inJournal ? interrupted.database : damaged, "-journal",
+                                         inJournal ? damaged : interrupted.journal),
+                          "")
+                    << (inJournal ? "journal" : "index") << ", byte " << byte << ", bit " << bit;
+            }
+        }
+    }
+    std::printf("%llu flips\n", static_cast<unsigned long long>(flips));
+}
+
+TEST(DamagedIndex, cutShortAnywhere_isReplacedByAScan) {
+    Place place;
+    const std::string whole = readBytes(place.old);
+    for (std::size_t length = 0; length < whole.size();
+         length += thoroughness() == Thoroughness::full ? 1U : 331U) {
+        EXPECT_EQ(place.scanOver(whole.substr(0, length)), "") << length << " bytes";
+    }
+}
+
+TEST(StaleJournal, besideTheIndex_isNotReplayedIntoTheNewOne) {
+    Place place;
+    const InterruptedIndex interrupted = interruptChange(place.old);
+    EXPECT_EQ(place.scanOver(interrupted.database, "-journal", interrupted.journal), "");
+}
+
+TEST(StaleJournal, besideAnIndexThatCannotBeOpened_isNotReplayedIntoTheNewOne) {
+    Place place;
+    const InterruptedIndex interrupted = interruptChange(place.old);
+    EXPECT_EQ(place.scanOver("no database at all", "-journal", interrupted.journal), "");
+    EXPECT_EQ(place.scanOver("", "-journal", interrupted.journal), "");
+}
+
+TEST(StaleJournal, withoutAnIndex_isNotReplayedIntoTheNewOne) {
+    Place place;
+    const InterruptedIndex interrupted = interruptChange(place.old);
+    removeTree(place.tree.path("index"));
+    place.tree.folder("index");
+    writeBytes(place.index + "-journal", interrupted.journal);
+    makeIndex(place.tree.path("root"), place.index);
+    EXPECT_EQ(describeIndex(place.index), place.expected);
+}
+
+// The same for the log of a database in write-ahead mode, as another program may have left it: it does not
+// even say which file it belongs to.
+TEST(StaleJournal, aWriteAheadLogBesideTheIndex_isNotReplayedIntoTheNewOne) {
+    Place place;
+    const LoggedDatabase logged = leaveWriteAheadLog(place.old);
+    EXPECT_EQ(place.scanOver(logged.database, "-wal", logged.log), "");
+    EXPECT_EQ(place.scanOver("no database at all", "-wal", logged.log), "");
+    EXPECT_EQ(place.scanOver(readBytes(place.old), "-wal", logged.log), "");
+}
+
+// Negative controls: these journals do what the tests above say that they must not.
+
+TEST(StaleJournalControl, aJournalBesideAnotherIndex_isReplayedIntoIt) {
+    Place place;
+    const InterruptedIndex interrupted = interruptChange(place.old);
+    writeBytes(place.index + "-journal", interrupted.journal);
+    EXPECT_NE(describeIndex(place.index), place.expected);
+}
+
+TEST(StaleJournalControl, aWriteAheadLogBesideAnotherIndex_isReplayedIntoIt) {
+    Place place;
+    writeBytes(place.index + "-wal", leaveWriteAheadLog(place.old).log);
+    EXPECT_NE(describeIndex(place.index), place.expected);
+}
+
+}  // namespace
+}  // namespace larkfold::test
