@@ -91,7 +91,7 @@ TEST(DamagedIndex, withAnyBitFlipped_isReplacedByAScan) {
             damaged[byte] = static_cast<char>(damaged[byte] ^ (1 << bit));
             ++flips;
             writeBytes(place.old, damaged);
-            noticed += describeIndex(place.old) != described ? 1 : 0;
+            noticed += describeIndex(place.old) != described ? 1U : 0U;
             EXPECT_EQ(place.scanOver(damaged), "") << "byte " << byte << ", bit " << bit;
         }
     }
