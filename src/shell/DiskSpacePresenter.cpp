@@ -18,6 +18,9 @@ namespace larkfold {
 
 namespace {
 
+// Reports come hundreds of times a second; nobody reads faster than this, and each costs a layout of the
+// texts.
+constexpr std::chrono::milliseconds kProgressInterval{100};
 constexpr std::chrono::milliseconds kActivityInterval{250};
 // How much of the distance to the measured level is gone at each measuring: the animation must not jump.
 constexpr double kActivityEase = 0.4;
@@ -32,6 +35,9 @@ DiskSpacePresenter::DiskSpacePresenter(DiskScannerViewModel& driver, MainQueue& 
       driver_(driver),
       readCapacity_(std::move(readCapacity)),
       context_(mainQueue, "volume") {
+    progressTimer_.setInterval(kProgressInterval);
+    progressTimer_.setSingleShot(true);
+    connect(&progressTimer_, &QTimer::timeout, this, &DiskSpacePresenter::passProgressOn);
     activityTimer_.setInterval(kActivityInterval);
     connect(&activityTimer_, &QTimer::timeout, this, &DiskSpacePresenter::measureActivity);
     followDriver();
@@ -57,7 +63,12 @@ void DiskSpacePresenter::followDriver() {
         emit subjectChanged();
     });
     connect(&driver_, &Driver::scanScopeChanged, this, &DiskSpacePresenter::subjectChanged);
-    connect(&driver_, &Driver::progressChanged, this, &DiskSpacePresenter::progressChanged);
+    connect(&driver_, &Driver::progressChanged, this, [this] {
+        hasNewProgress_ = true;
+        if (!progressTimer_.isActive()) {
+            passProgressOn();
+        }
+    });
     connect(&driver_, &Driver::errorChanged, this, &DiskSpacePresenter::errorChanged);
     connect(&driver_, &Driver::savedScanNoticeChanged, this, &DiskSpacePresenter::savedScanNoticeChanged);
     connect(&driver_, &Driver::selectedForDeletionChanged, this, &DiskSpacePresenter::countMarked);
@@ -167,6 +178,14 @@ QString DiskSpacePresenter::currentPath() const {
 
 double DiskSpacePresenter::activityLevel(double entriesPerSecond) {
     return std::clamp(std::log10(1 + std::max(0.0, entriesPerSecond)) / kFullActivityPower, 0.0, 1.0);
+}
+
+void DiskSpacePresenter::passProgressOn() {
+    if (hasNewProgress_) {
+        hasNewProgress_ = false;
+        progressTimer_.start();
+        emit progressChanged();
+    }
 }
 
 void DiskSpacePresenter::measureActivity() {

@@ -138,6 +138,7 @@ private:
     void followDriver();
     void takeResult();
     void countMarked();
+    void passProgressOn();
     void measureActivity();
     void setActivityLevel(double level);
 
@@ -150,6 +151,8 @@ private:
     QString markedText_;
     QString markedShortText_;
 
+    QTimer progressTimer_;
+    bool hasNewProgress_ = false;
     QTimer activityTimer_;
     QElapsedTimer sinceMeasured_;
     double entriesAtMeasure_ = 0;

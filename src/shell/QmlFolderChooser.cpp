@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/StandardFolders.h"
 #include "platform/qt/PathText.h"
 
 namespace larkfold {
@@ -17,6 +18,10 @@ void QmlFolderChooser::chooseFolder(const std::string& message,
 
 void QmlFolderChooser::accept(const QUrl& url) {
     answer(pathFromFileURL(url));
+}
+
+QUrl QmlFolderChooser::startFolder() const {
+    return QUrl::fromEncoded(fileURLFromPath(homeDirectoryForCurrentUser()));
 }
 
 void QmlFolderChooser::reject() {

@@ -18,6 +18,8 @@ class QmlFolderChooser : public QObject, public FolderChooser {
     QML_ELEMENT
     QML_UNCREATABLE("The window has the one there is.")
     Q_PROPERTY(QString message READ message NOTIFY messageChanged)
+    // Where the dialog begins: the user's home folder.
+    Q_PROPERTY(QUrl startFolder READ startFolder NOTIFY messageChanged)
 
 public:
     using QObject::QObject;
@@ -27,6 +29,7 @@ public:
                       std::function<void(std::optional<std::string>)> chosen) override;
 
     QString message() const { return message_; }
+    QUrl startFolder() const;
 
     // What the dialog came to. A URL that names no local folder counts as turning back.
     Q_INVOKABLE void accept(const QUrl& url);

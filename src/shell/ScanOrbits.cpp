@@ -13,7 +13,7 @@ namespace larkfold {
 
 namespace {
 
-constexpr std::chrono::milliseconds kFrame{33};
+constexpr std::chrono::milliseconds kFrame{40};
 constexpr double kTurn = 2 * std::numbers::pi;
 // What a still picture shows, and where a moving one begins: a moment at which the rings look settled.
 constexpr double kOpeningPhase = 41;
@@ -55,8 +55,8 @@ constexpr std::array kPieces{
 };
 
 constexpr int kBodies = 24;
-constexpr int kTail = 13;
-constexpr double kTailStep = 0.028;  // seconds of the picture's time between two beads of a tail
+constexpr int kTail = 10;
+constexpr double kTailStep = 0.034;  // seconds of the picture's time between two beads of a tail
 
 double fraction(double value) {
     return value - std::floor(value);
@@ -218,6 +218,9 @@ void ScanOrbits::paint(QPainter* painter) {
     }
     for (int body = 0; body < kBodies; ++body) {
         const double size = (0.006 + 0.007 * scattered(body, 6)) * scale;
+        if (placeOf(body, phase_).weight < 0.02) {
+            continue;
+        }
         for (int step = kTail; step >= 0; --step) {
             const Place place = placeOf(body, phase_ - step * kTailStep);
             const double share = 1.0 - static_cast<double>(step) / (kTail + 1);

@@ -49,7 +49,7 @@ T.Button {
     spacing: Theme.space2
     opacity: enabled ? 1 : 0.45
     font.pixelSize: Theme.sizeBody
-    font.weight: kind === AppButton.Primary ? Font.DemiBold : Font.Medium
+    font.weight: kind === AppButton.Primary ? Font.DemiBold : kind === AppButton.Quiet ? Font.Normal : Font.Medium
     icon.width: Theme.iconSmall
     icon.height: Theme.iconSmall
     icon.color: foreground

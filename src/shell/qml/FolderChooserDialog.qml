@@ -15,6 +15,7 @@ Item {
     D.FolderDialog {
         id: dialog
         title: root.chooser.message
+        currentFolder: root.chooser.startFolder
         onAccepted: root.chooser.accept(selectedFolder)
         onRejected: root.chooser.reject()
     }

@@ -21,7 +21,7 @@ Item {
 
         ScanOrbits {
             Layout.alignment: Qt.AlignHCenter
-            Layout.preferredWidth: Math.round(Math.max(180, Math.min(400, view.height - 300 * Theme.typeScale)))
+            Layout.preferredWidth: Math.round(Math.max(180, Math.min(340, view.height - 300 * Theme.typeScale)))
             Layout.preferredHeight: Layout.preferredWidth
             activity: view.presenter.activityLevel
             still: view.still

@@ -35,6 +35,7 @@ AppDialog {
             Accessible.role: Accessible.Heading
         }
         AppLabel {
+            visible: text.length > 0
             Layout.fillWidth: true
             text: topic.body
             secondary: true
