@@ -286,7 +286,7 @@ SunburstInteractionLayer::Overlay SunburstInteractionLayer::overlayOf(std::size_
     const SunburstItem::Rest rest = map_->rest();
     const SunburstRaster::Rect bounds = rest.raster.boundsOf(arc, rest.pixels.width(), rest.pixels.height());
     if (bounds.width == 0 || bounds.height == 0) {
-        return {};
+        return emptyOverlay();
     }
     QImage picture(bounds.width, bounds.height, QImage::Format_ARGB32_Premultiplied);
     rest.raster.paintArc(
@@ -307,7 +307,7 @@ SunburstInteractionLayer::Overlay SunburstInteractionLayer::overlayOf(std::size_
 }
 
 void SunburstInteractionLayer::updatePolish() {
-    hoverOverlay_ = focusOverlay_ = {};
+    hoverOverlay_ = focusOverlay_ = emptyOverlay();
     // While a folder opens the arcs are elsewhere.
     if (driver() != nullptr && !map_->isOpening()) {
         constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
@@ -324,37 +324,39 @@ void SunburstInteractionLayer::updatePolish() {
     update();
 }
 
+SunburstInteractionLayer::Overlay SunburstInteractionLayer::emptyOverlay() {
+    QImage nothing(1, 1, QImage::Format_ARGB32_Premultiplied);
+    nothing.fill(Qt::transparent);
+    return {.picture = std::move(nothing), .rect = QRectF(0, 0, 1, 1), .isNew = true};
+}
+
+void SunburstInteractionLayer::show(QSGImageNode& image, const Overlay& overlay) const {
+    image.setTexture(window()->createTextureFromImage(overlay.picture, QQuickWindow::TextureHasAlphaChannel));
+    image.setRect(overlay.rect);
+}
+
 QSGNode* SunburstInteractionLayer::updatePaintNode(QSGNode* node, UpdatePaintNodeData*) {
     auto* layer = static_cast<LayerNode*>(node);
     if (layer == nullptr) {
+        // Both pictures stand in the scene for good, empty while there is nothing to show: the software
+        // renderer draws a picture that joins later without the place of the item it belongs to, until the
+        // window changes.
         layer = new LayerNode;
+        for (QSGImageNode** image : {&layer->hover, &layer->focus}) {
+            *image = window()->createImageNode();
+            (*image)->setOwnsTexture(true);
+            (*image)->setFiltering(QSGTexture::Nearest);
+            show(**image, emptyOverlay());  // not without a texture: the renderer looks at it at once
+            layer->appendChildNode(*image);
+        }
     }
-    const auto show = [&](QSGImageNode*& image, Overlay& overlay, bool isOnTop) {
-        if (overlay.picture.isNull()) {
-            delete std::exchange(image, nullptr);
-            return;
+    for (auto [image, overlay] :
+         {std::pair(layer->hover, &hoverOverlay_), std::pair(layer->focus, &focusOverlay_)}) {
+        if (overlay->isNew) {
+            show(*image, *overlay);
+            overlay->isNew = false;
         }
-        const bool isFirst = image == nullptr;
-        if (isFirst) {
-            image = window()->createImageNode();
-            image->setOwnsTexture(true);
-            image->setFiltering(QSGTexture::Nearest);
-        }
-        if (isFirst || overlay.isNew) {
-            image->setTexture(
-                window()->createTextureFromImage(overlay.picture, QQuickWindow::TextureHasAlphaChannel));
-            overlay.isNew = false;
-        }
-        image->setRect(overlay.rect);
-        // Not before it has a texture: the software renderer looks at it at once.
-        if (isFirst && isOnTop) {
-            layer->appendChildNode(image);
-        } else if (isFirst) {
-            layer->prependChildNode(image);
-        }
-    };
-    show(layer->hover, hoverOverlay_, false);
-    show(layer->focus, focusOverlay_, true);
+    }
     return layer;
 }
 

@@ -18,6 +18,8 @@
 
 #include "shell/SunburstItem.h"
 
+class QSGImageNode;
+
 namespace larkfold {
 
 class SunburstInteractionLayer : public QQuickItem {
@@ -85,6 +87,8 @@ private:
     // more.
     std::optional<std::size_t> focusedArc() const;
     Overlay overlayOf(std::size_t arc, bool isRaised, bool isOutlined) const;
+    static Overlay emptyOverlay();
+    void show(QSGImageNode& image, const Overlay& overlay) const;
 
     QPointer<SunburstItem> map_;
     QColor backgroundColor_ = Qt::white;
