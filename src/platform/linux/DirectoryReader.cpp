@@ -292,7 +292,7 @@ private:
     void readValues(Folder& folder, const std::stop_token& stop) {
         const int fd = folder.descriptor.get();
         folder.names = std::make_unique_for_overwrite<char[]>(nameBytes_.size());
-        std::memcpy(folder.names.get(), nameBytes_.data(), nameBytes_.size());
+        std::copy(nameBytes_.begin(), nameBytes_.end(), folder.names.get());
         folder.entries.reserve(raw_.size());
         bool mayLookAtEntries = false;
         std::size_t untilCheck = 64;
