@@ -1,6 +1,5 @@
 // What stands at the index's place is damaged, or somebody's journal lies beside it: a scan puts a whole new
 // index there.
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
@@ -15,8 +14,6 @@
 
 namespace larkfold::test {
 namespace {
-
-using testing::IsEmpty;
 
 struct Place {
     Place() {
@@ -46,7 +43,7 @@ struct Place {
         } catch (const std::exception& error) {
             return std::string("the scan failed: ") + error.what();
         }
-        const std::string found = describeIndex(index);
+        std::string found = describeIndex(index);
         if (found != expected) {
             return found;
         }

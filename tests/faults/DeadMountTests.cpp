@@ -147,6 +147,7 @@ TEST(DeadMount, fortyOfThem_areAllTold) {
         TemporaryTree tree;
         tree.fileOfSize("root/z/last", 1'000);
         std::vector<std::unique_ptr<DeadMount>> dead;
+        dead.reserve(40);
         for (int i = 0; i < 40; ++i) {
             dead.push_back(std::make_unique<DeadMount>(tree.folder("root/" + std::to_string(100 + i))));
         }

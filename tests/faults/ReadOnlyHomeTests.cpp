@@ -18,7 +18,6 @@ namespace larkfold::test {
 namespace {
 
 using testing::AllOf;
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 

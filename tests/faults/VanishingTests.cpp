@@ -105,7 +105,6 @@ TEST_F(Vanishing, aFolderThatBecomesAPipe_isToldAndNotWaitedFor) {
 // At whichever call the whole root goes: the scan ends by itself, with a whole index or with a sentence, and
 // what is missing is told.
 TEST_F(Vanishing, theRootAtAnyCall_endsTheScanInOrder) {
-    const std::string root = tree.path("root");
     const std::uint64_t step = thoroughness() == Thoroughness::brief ? 25 : 4;
     int told = 0;
     for (std::uint64_t at = 0;; at += step) {
