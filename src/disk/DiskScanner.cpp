@@ -28,10 +28,10 @@ std::string displayName(const std::string& path) {
     return std::string(lastPathComponent(path));
 }
 
-// What the library keeps beside a database: a journal of a change that was interrupted, or the log of one that another
-// program has left in write-ahead mode. Nothing in either says which file it belongs to, so it would be replayed into the
-// new index. Opening the old index plays it back where it belongs; beside an index that cannot be opened it is of no use
-// to anybody.
+// What the library keeps beside a database: a journal of a change that was interrupted, or the log of one
+// that another program has left in write-ahead mode. Nothing in either says which file it belongs to, so it
+// would be replayed into the new index. Opening the old index plays it back where it belongs; beside an index
+// that cannot be opened it is of no use to anybody.
 void settleJournal(const std::string& indexURL) {
     const std::string companions[] = {indexURL + "-journal", indexURL + "-wal", indexURL + "-shm"};
     if (std::none_of(std::begin(companions), std::end(companions), own_files::exists)) {
@@ -61,6 +61,7 @@ struct DiskScanner::Walk {
           reader(rootPath,
                  {.skipHiddenFiles = options.skipHiddenFiles,
                   .excludedPathPrefixes = options.excludedPathPrefixes,
+                  .readsSymbolicLinks = !options.skipSymbolicLinks,
                   .readsAhead = owner.reading_.readsAhead,
                   .answerTimeout = owner.reading_.answerTimeout},
                  stop) {

@@ -45,6 +45,8 @@ struct DirectoryReaderOptions {
     bool skipHiddenFiles = false;
     // Entries at or below one of these paths are left out unseen. Absolute standardized paths.
     std::vector<std::string> excludedPathPrefixes;
+    // False: of a symbolic link only its name and kind are told.
+    bool readsSymbolicLinks = true;
     // How many entries may be listed ahead of the walk.
     std::size_t window = 20'000;
     // False: everything happens on the caller's thread.

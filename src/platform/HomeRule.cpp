@@ -11,7 +11,7 @@ std::string realHomeDirectory(const std::string& accountHome, const std::string&
     if (!accountHome.empty() && accountHome.find("/Library/Containers/") == std::string::npos) {
         return accountHome;
     }
-    const std::string home = standardizedPath(currentHome);
+    std::string home = standardizedPath(currentHome);
     std::vector<std::string_view> parts;
     std::string_view rest = home;
     while (!rest.empty() && parts.size() < 4) {

@@ -217,6 +217,21 @@ TEST(DirectoryReader, specialFilesAreToldAndNeverOpened) {
     ::close(server);
 }
 
+TEST(DirectoryReader, ofLinksThatNobodyWantsOnlyTheKindIsTold) {
+    TemporaryTree tree;
+    tree.file("a");
+    tree.link("b", "somewhere");
+    DirectoryReaderOptions options;
+    options.readsSymbolicLinks = false;
+    DirectoryReader reader(tree.root(), options, {});
+    const auto listing = reader.openRoot();
+    ASSERT_EQ(listing->entries().size(), 2u);
+    EXPECT_EQ(listing->entries()[1].kind, Kind::symbolicLink);
+    EXPECT_EQ(listing->entries()[1].fileSize, 0);
+    DirectoryReader all(tree.root(), readingAhead(true), {});
+    EXPECT_EQ(all.openRoot()->entries()[1].fileSize, 9);
+}
+
 TEST(DirectoryReader, aLinkAtTheRootIsFollowedAndNoOther) {
     TemporaryTree tree;
     tree.file("real/file");

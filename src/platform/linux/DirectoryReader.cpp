@@ -312,8 +312,12 @@ private:
             // Of a folder nothing but its kind is wanted here: its identity is read when it is opened. The
             // first one is asked all the same: where entries may be listed but not looked at, all of them
             // have to say so.
-            if (raw.type == DT_DIR && mayLookAtEntries) {
+            if (mayLookAtEntries && raw.type == DT_DIR) {
                 entry.kind = DirectoryEntry::Kind::directory;
+                continue;
+            }
+            if (mayLookAtEntries && raw.type == DT_LNK && !options_.readsSymbolicLinks) {
+                entry.kind = DirectoryEntry::Kind::symbolicLink;
                 continue;
             }
             struct stat values;

@@ -40,7 +40,7 @@ using Attempt = std::variant<FilePreview, Failure>;
 
 // Reads to the end of the file or of `bytes`' limit; the error number, or 0.
 int readUpTo(int descriptor, std::size_t limit, std::string& bytes) {
-    constexpr std::size_t step = 256 * 1024;
+    constexpr std::size_t step = std::size_t{256} * 1024;
     while (bytes.size() < limit) {
         const std::size_t before = bytes.size();
         bytes.resize(std::min(limit, before + step));
