@@ -50,8 +50,8 @@ public:
     ~QuickLookDataSource() override;
 
     // At most this much of a text is read, and pictures of larger files are not decoded.
-    static constexpr std::size_t textLimit = 64 * 1024;
-    static constexpr std::size_t pictureLimit = 64 * 1024 * 1024;
+    static constexpr std::size_t textLimit = std::size_t{64} * 1024;
+    static constexpr std::size_t pictureLimit = std::size_t{64} * 1024 * 1024;
 
     // The path of the item, bytes; nothing before the first preview and after the panel was closed.
     const std::optional<std::string>& url() const { return url_; }
