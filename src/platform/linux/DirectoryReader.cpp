@@ -139,7 +139,8 @@ struct DirectoryListing::Impl {
     Impl* openChild = nullptr;       // the subfolder that the walk is in
     std::size_t cursor = 0;          // where the search for the next subfolder to hand out goes on
     std::size_t subfoldersLeft = 0;  // to hand out
-    int pins = 0;                    // openings relative to `descriptor` that are under way or still owed
+    int pins = 0;                    // openings relative to `descriptor` that are under way
+    int owed = 0;                    // subfolders handed out and not listed yet
     std::size_t windowWeight = 0;
     bool inFrontier = false;
     bool isEvicted = false;  // the descriptor was closed though it is still needed
@@ -474,7 +475,7 @@ struct DirectoryReader::Impl {
                 }
             }
         }
-        ++folder.pins;
+        ++folder.owed;
         // It takes its place before its parent, so what it turns out to hold comes before its later siblings.
         insertBefore(*child, folder);
         if (folder.subfoldersLeft == 0) {
@@ -565,7 +566,7 @@ struct DirectoryReader::Impl {
     // Closes what nobody will open anything from any more. While some folder has lost its descriptor, the way
     // back up may lead through the ones below it: these stay.
     void closeIfDone(Folder& folder) {
-        if (folder.isCountedOpen && folder.pins == 0 && folder.state == Folder::State::listed &&
+        if (folder.isCountedOpen && folder.owed == 0 && folder.state == Folder::State::listed &&
             evictedFolders == 0 && folder.subfoldersLeft == 0) {
             closeDescriptor(folder);
         }
@@ -579,6 +580,7 @@ struct DirectoryReader::Impl {
             open = open->parent;
         }
         if (open == nullptr) {
+            errno = ESTALE;
             return false;
         }
         FileDescriptor at;
@@ -605,6 +607,16 @@ struct DirectoryReader::Impl {
         countOpen(folder);
         return true;
     }
+    bool openAgain(Folder& folder) {
+        if (folder.isCountedOpen || reopen(folder)) {
+            return true;
+        }
+        if (errno != EMFILE && errno != ENFILE) {
+            return false;
+        }
+        evictDownTo(0, nullptr);
+        return reopen(folder);
+    }
     // Called when the walk leaves `child`: its parent gets its descriptor back while the way up is one step.
     void reopenParentOf(Folder& child) {
         Folder* parent = child.parent;
@@ -621,9 +633,9 @@ struct DirectoryReader::Impl {
     // --- Listing a folder that was handed out. The lock is held at the call and at the return, not in
     // between.
 
-    // `ahead`: the walk has not come to it. Then a folder that may not answer stays waiting, its parent's
-    // descriptor pinned, and so does one for which there was no descriptor left: the walk, which can wait and
-    // make room, comes to it.
+    // `ahead`: the walk has not come to it. Then a folder that may not answer stays waiting, and so does one
+    // that could not be listed for want of a descriptor or of memory: the walk, which can wait and make room,
+    // comes to it.
     void listHandedOut(std::unique_lock<std::mutex>& lock, const FolderPointer& child, Lister& lister,
                        bool ahead) {
         if (child->lane != nullptr && ahead) {
@@ -632,89 +644,93 @@ struct DirectoryReader::Impl {
         child->state = Folder::State::listing;
         const int parentDescriptor = child->parent->descriptor.get();
         const std::string name(child->name);  // the parent may be dropped meanwhile
+        ++child->parent->pins;
         listedAheadNow += ahead ? 1 : 0;
         lock.unlock();
-        std::exception_ptr failure;
-        try {
-            openAndList(child, parentDescriptor, name, lister);
-        } catch (...) {
-            failure = std::current_exception();
-        }
+        std::exception_ptr failure = openAndList(child, parentDescriptor, name, lister);
         lock.lock();
         listedAheadNow -= ahead ? 1 : 0;
-        if (isOutOfDescriptors(*child) && !child->isAbandoned && !failure) {
-            if (ahead) {
-                child->error = 0;
-                child->state = Folder::State::waiting;
-                return;
-            }
-            evictDownTo(0, nullptr);
-            child->error = 0;
-            try {
-                openAndList(child, parentDescriptor, name, lister);  // pinned, so not among the evicted
-            } catch (...) {
-                failure = std::current_exception();
-            }
-        }
         if (child->isAbandoned) {
             child->descriptor.reset(-1);
             child->inherited.reset(-1);
             return;
         }
-        if (failure && ahead) {
-            // Stopped, or out of memory. The walk comes to it and tries for itself.
+        if (!ahead && isOutOfDescriptors(*child)) {
+            evictDownTo(0, nullptr);
+            child->error = 0;
+            failure = openAndList(child, parentDescriptor, name, lister);  // pinned, so not among the evicted
+        }
+        --child->parent->pins;
+        if (ahead && (failure || isOutOfDescriptors(*child))) {
             child->entries.clear();
             child->descriptor.reset(-1);
+            child->error = 0;
             child->state = Folder::State::waiting;
             return;
         }
-        child->state = Folder::State::listed;
         if (failure) {
-            leaveFrontier(*child);
-            --child->parent->pins;
-            child->parent = nullptr;
+            child->entries.clear();
             child->descriptor.reset(-1);
+            settle(*child);
             std::rethrow_exception(failure);
         }
-        hiddenSkipped += child->hiddenSkipped;
-        if (child->descriptor) {
-            countOpen(*child);
-        }
-        if (child->descriptor) {
-            child->countSubfolders();
-        }
-        if (child->subfoldersLeft == 0) {
-            leaveFrontier(*child);
-        }
-        closeIfDone(*child);
-        --child->parent->pins;
-        closeIfDone(*child->parent);
+        settle(*child);
         if (ahead) {
             child->windowWeight = child->entries.size() + weightOfFolder;
             inWindow += child->windowWeight;
         }
     }
+    // The same for the folder that the walk has come to.
+    void listForWalk(std::unique_lock<std::mutex>& lock, const FolderPointer& child) {
+        if (openAgain(*child->parent)) {
+            listHandedOut(lock, child, walkLister, false);
+        } else {
+            child->error = errno;
+            settle(*child);
+        }
+    }
+    // A folder that was handed out is listed, for better or worse.
+    void settle(Folder& folder) {
+        folder.state = Folder::State::listed;
+        hiddenSkipped += folder.hiddenSkipped;
+        if (folder.descriptor) {
+            countOpen(folder);
+            folder.countSubfolders();
+        }
+        if (folder.subfoldersLeft == 0) {
+            leaveFrontier(folder);
+        }
+        closeIfDone(folder);
+        --folder.parent->owed;
+        closeIfDone(*folder.parent);
+    }
     static bool isOutOfDescriptors(const Folder& folder) {
         return !folder.descriptor && (folder.error == EMFILE || folder.error == ENFILE);
     }
 
-    void openAndList(const FolderPointer& folder, int parentDescriptor, const std::string& name,
-                     Lister& lister) {
-        if (folder->lane != nullptr) {
-            FileDescriptor duplicate(::fcntl(parentDescriptor, F_DUPFD_CLOEXEC, 0));
-            if (!duplicate) {
-                folder->error = errno;
-                return;
+    // Fills the folder. What is thrown meanwhile is returned.
+    std::exception_ptr openAndList(const FolderPointer& folder, int parentDescriptor, const std::string& name,
+                                   Lister& lister) {
+        try {
+            if (folder->lane != nullptr) {
+                FileDescriptor duplicate(::fcntl(parentDescriptor, F_DUPFD_CLOEXEC, 0));
+                if (duplicate) {
+                    listExpendably(*folder, std::move(duplicate), name);
+                } else {
+                    folder->error = errno;
+                }
+                return nullptr;
             }
-            listExpendably(*folder, std::move(duplicate), name);
-            return;
+            folder->descriptor = openFolder(parentDescriptor, name.c_str(), O_NOFOLLOW);
+            if (folder->descriptor) {
+                lister.list(*folder, stop);
+            } else {
+                folder->error = errno;
+            }
+            return nullptr;
+        } catch (...) {
+            return std::current_exception();
         }
-        folder->descriptor = openFolder(parentDescriptor, name.c_str(), O_NOFOLLOW);
-        if (!folder->descriptor) {
-            folder->error = errno;
-            return;
-        }
-        lister.list(*folder, stop);
     }
 
     // Opens `name` below `parent` (by its path where there is none) and lists it on a thread that can be
@@ -910,19 +926,8 @@ struct DirectoryReader::Impl {
             }
             inWindow -= std::exchange(child->windowWeight, 0);
         } else {
-            if (!parent.isCountedOpen && !reopen(parent)) {
-                child = std::make_shared<Folder>();
-                child->error = errno != 0 ? errno : ESTALE;
-                child->state = Folder::State::listed;
-                child->parent = &parent;
-                child->indexInParent = parent.nextSubfolder();
-                if (parent.subfoldersLeft == 0) {
-                    leaveFrontier(parent);
-                }
-            } else {
-                child = handOut(parent);
-                listHandedOut(lock, child, walkLister, false);
-            }
+            child = handOut(parent);
+            listForWalk(lock, child);
         }
         parent.openChild = child.get();
         wakeHelper();
@@ -935,7 +940,7 @@ struct DirectoryReader::Impl {
                 throw CancellationError();
             }
             if (child->state == Folder::State::waiting) {
-                listHandedOut(lock, child, walkLister, false);
+                listForWalk(lock, child);
                 return;
             }
             if (const FolderPointer other = handOutAhead()) {
