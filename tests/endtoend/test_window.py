@@ -60,9 +60,10 @@ class Window(unittest.TestCase):
         self.program.wait(lambda: self.rows() == list(names), f"the rows {names}")
 
     def way(self):
-        """The breadcrumb."""
+        """The breadcrumb, as it reads from left to right; a row that grew at its end tells its parts in any order."""
         ways = self.program.find_all("The way to this folder", role="list")
-        return [child.name for way in ways for child in way.children() if child.role == "push button"]
+        crumbs = [child for way in ways for child in way.children() if child.role == "push button"]
+        return [crumb.name for crumb in sorted(crumbs, key=lambda crumb: crumb.box()[0])]
 
     def answer_access_advice(self):
         """The advice stands before a scan of the whole disk where the account may not list its real home folder."""
