@@ -430,6 +430,7 @@ void SunburstRaster::paint(const Pixels& pixels) const {
     std::vector<float> radius(room);
     std::vector<float> angle(room);
     std::vector<const Ring*> rings;
+    rings.reserve(rings_.size());
     for (const Ring& ring : rings_) {
         rings.push_back(&ring);
     }
@@ -551,6 +552,7 @@ void SunburstRaster::paintArc(std::size_t arc, const Highlight& highlight, const
         }
     }
     std::vector<const Ring*> rings;
+    rings.reserve(rings_.size());
     for (std::size_t i = 0; i < rings_.size(); ++i) {
         rings.push_back(static_cast<int>(i) == place.ring ? &lit : &rings_[i]);
     }
