@@ -271,10 +271,6 @@ void DiskScannerViewModel::toggleSelection(const FileNode::Pointer& node) {
 }
 
 void DiskScannerViewModel::clearSelection() {
-    emptySelection();
-}
-
-void DiskScannerViewModel::emptySelection() {
     if (selectedForDeletion_.empty()) {
         return;
     }
@@ -337,7 +333,7 @@ void DiskScannerViewModel::startScan(const std::string& path, DiskScanOptions op
     setHoveredNode(nullptr);
     navigationStack_.clear();
     scanResult_.reset();
-    emptySelection();
+    clearSelection();
     emit scanResultChanged();
     emit navigationStackChanged();
 

@@ -151,7 +151,6 @@ private:
     DiskScanOptions folderOptions() const;
     bool isIdle() const { return !isScanning_ && !isDeleting_; }
     void fail(const std::exception_ptr& failure);
-    void emptySelection();
     void finishScan(Outcome<ScanResult> outcome);
     void setScanning(bool scanning);
 

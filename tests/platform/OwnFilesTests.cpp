@@ -16,14 +16,8 @@
 namespace larkfold {
 namespace {
 
+using test::contentOf;
 using test::TemporaryTree;
-
-std::string contentOf(const std::string& path) {
-    std::ifstream stream(path, std::ios::binary);
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return text.str();
-}
 
 unsigned modeOf(const std::string& path) {
     struct stat values{};

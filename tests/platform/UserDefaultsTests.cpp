@@ -16,14 +16,8 @@
 namespace larkfold {
 namespace {
 
+using test::contentOf;
 using test::TemporaryTree;
-
-std::string contentOf(const std::string& path) {
-    std::ifstream stream(path, std::ios::binary);
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return text.str();
-}
 
 // Asks for every kind of value under a few keys: none of it may do harm, whatever the file holds.
 int valuesFound(const UserDefaults& defaults) {

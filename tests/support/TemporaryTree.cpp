@@ -1,5 +1,8 @@
 #include "support/TemporaryTree.h"
 
+#include <fstream>
+#include <sstream>
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -273,6 +276,13 @@ void removeTree(const std::string& path) {
     if (rmdir(path.c_str()) != 0) {
         die("rmdir", path);
     }
+}
+
+std::string contentOf(const std::string& path) {
+    std::ifstream stream(path, std::ios::binary);
+    std::ostringstream text;
+    text << stream.rdbuf();
+    return text.str();
 }
 
 }  // namespace larkfold::test

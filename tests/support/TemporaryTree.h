@@ -30,6 +30,9 @@ private:
     std::string root_;
 };
 
+// The bytes of a file; none where it cannot be read.
+std::string contentOf(const std::string& path);
+
 // Removes a tree of any depth, by descriptor, adding the owner's rights where they are missing.
 void removeTree(const std::string& path);
 

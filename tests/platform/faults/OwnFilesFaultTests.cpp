@@ -101,14 +101,8 @@ int fchmod(int file, mode_t mode) noexcept {
 namespace larkfold {
 namespace {
 
+using test::contentOf;
 using test::TemporaryTree;
-
-std::string contentOf(const std::string& path) {
-    std::ifstream stream(path, std::ios::binary);
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return text.str();
-}
 
 std::ptrdiff_t countIn(const std::string& folder) {
     return std::distance(std::filesystem::directory_iterator(folder), std::filesystem::directory_iterator());
