@@ -20,6 +20,7 @@
 #include "faults/IndexOracle.h"
 #include "faults/PrivateNamespace.h"
 #include "faults/SystemCallHarness.h"
+#include "platform/Volumes.h"
 #include "support/TemporaryTree.h"
 
 namespace larkfold::test {
@@ -147,6 +148,26 @@ TEST(SpecialFiles, asTheRoot_areToldAndNotOpened) {
     EXPECT_EQ(result.totalFiles, 0);
     ASSERT_EQ(result.errors.size(), 1U);
     EXPECT_EQ(result.errors[0].path, pipe);
+}
+
+// As in a build environment: the program's root is a folder, the kernel's list of mounts names nothing at
+// "/".
+TEST(ChangedRoot, thatIsNoMountPoint_hasTheCapacityOfWhatItLiesOn) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        const Mounted disk("none", tree.folder("disk"), "tmpfs", 0, "size=3m");
+        const Mounted list("/proc", tree.folder("disk/root/proc"), "none", MS_BIND | MS_REC, "");
+        const int before = open("/", O_PATH | O_DIRECTORY | O_CLOEXEC);
+        ASSERT_EQ(chroot(tree.path("disk/root").c_str()), 0);
+        const VolumeCapacity capacity = volumeCapacity("/");
+        ASSERT_EQ(fchdir(before), 0);
+        ASSERT_EQ(chroot("."), 0);
+        close(before);
+
+        ASSERT_TRUE(capacity.total && capacity.available);
+        EXPECT_EQ(*capacity.total, 3 << 20);
+        EXPECT_GT(*capacity.available, 0);
+    }));
 }
 
 }  // namespace

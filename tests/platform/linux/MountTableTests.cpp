@@ -254,9 +254,12 @@ TEST_F(MountTableTest, theLabelOfAFileSystemOverSeveralDevicesIsFoundByItsSource
     EXPECT_EQ(made.label(*made.mountAt("/")), "System");
 }
 
-TEST_F(MountTableTest, thisMachinesTableHasARootAndItsKernelViews) {
+// The root is not asked for: where the tests run with a folder as their root, the table does not name it.
+TEST_F(MountTableTest, thisMachinesTableHasItsKernelViews) {
     const MountTable made = MountTable::current();
-    ASSERT_NE(made.mountAt("/"), nullptr);
+    const Mount* processes = made.mountAt("/proc");
+    ASSERT_NE(processes, nullptr);
+    EXPECT_EQ(processes->kind, MountKind::kernel);
     EXPECT_THAT(made.startupDiskExclusions(), Contains("/proc"));
 }
 
