@@ -5,6 +5,7 @@ include(GNUInstallDirs)
 
 option(LARKFOLD_TESTS "Build the tests" ON)
 option(LARKFOLD_BENCHMARKS "Build the benchmark programs" ON)
+option(LARKFOLD_FUZZ "Build the search for bytes that a reader of a stored format does not bear (Clang only)" OFF)
 option(LARKFOLD_WARNINGS_AS_ERRORS "Treat warnings as errors" ON)
 set(LARKFOLD_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them: address,undefined or thread")
 
@@ -47,6 +48,10 @@ if(LARKFOLD_SANITIZE)
     # The fences in the toolkit's headers, which it cannot see through; ours has none.
     add_compile_options(-Wno-tsan)
   endif()
+endif()
+if(LARKFOLD_FUZZ)
+  # The search is led by which code its bytes reach, so all of it tells.
+  add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
 # larkfold_quiet_generated_code(TARGET): no warnings for the sources that generators write into the build folder; what the
