@@ -4,7 +4,8 @@
 // cannot read it leaves byte for byte as it is, since something could perhaps still be rescued of it; only
 // `clear` replaces such a file. It never touches the files that its records speak of.
 //
-// Safe from any thread and beside other instances of the program: each operation holds the file's lock.
+// Safe from any thread and beside other instances of the program: what changes the file holds its lock from
+// the reading to the end of the writing. Reading alone needs none, since the file is replaced in one step.
 #pragma once
 
 #include <cstddef>

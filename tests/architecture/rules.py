@@ -32,6 +32,10 @@ LIBRARIES = {
         r"pthread\.h": "POSIX, the same on every system we have: a child process must not repeat its parent's UUIDs",
     },
     "disk": {r"sqlite3\.h": "the scan index"},
+    "removal": {
+        r"nlohmann/json\.hpp": "writing the cleanup history",
+        r"simdjson\.h": "reading it: it may be large or hostile",
+    },
 }
 
 STANDARD_HEADERS = set("""
@@ -49,6 +53,7 @@ system_error thread tuple type_traits typeindex typeinfo unordered_map unordered
 OWN_FILES_CALLERS = {
     "src/disk/DiskScanner.cpp": {"exists", "removeFile", "replaceFile"},
     "src/disk/ScanIndexDatabase.cpp": {"createFolders", "setPermissions"},
+    "src/removal/CleanupHistoryStore.cpp": {"createFolders", "exists", "FileLock", "readFile", "setPermissions", "writeFile"},
 }
 
 # Headers that are named after their subject although they declare types as well.

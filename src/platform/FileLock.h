@@ -1,0 +1,33 @@
+// A lock on one of this program's own files, for reading it, changing it and writing it back as one step.
+//
+// It holds against other threads of this process and against other processes of this program, as long as each
+// takes it: it is a lock on "<file>.lock" beside the file, which stays there. The file itself cannot bear the
+// lock, since writing puts another file in its place. A process that ends in any way releases what it held.
+//
+// Never taken twice by one thread for the same file: it would wait for itself until the time is over.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+namespace larkfold::own_files {
+
+class FileLock {
+public:
+    // How long the other holder may take. It writes one file and syncs it.
+    static constexpr std::chrono::milliseconds longestWait{10'000};
+
+    // Waits until the lock is held. The folder must be there. Throws SystemError where the lock's file cannot
+    // be made or used, and where another holder did not release it in time.
+    explicit FileLock(const std::string& file, std::chrono::milliseconds wait = longestWait);
+    ~FileLock();
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace larkfold::own_files
