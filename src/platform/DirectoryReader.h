@@ -105,6 +105,9 @@ public:
     // The identity of the folder that was opened; nothing where it could not be opened.
     std::optional<FileIdentity> identity() const;
 
+    // Bytes that the folder itself takes on disk, what lies in it apart; 0 where it could not be opened.
+    std::int64_t allocatedSize() const;
+
     ~DirectoryListing();
     DirectoryListing(const DirectoryListing&) = delete;
     DirectoryListing& operator=(const DirectoryListing&) = delete;

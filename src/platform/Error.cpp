@@ -37,6 +37,8 @@ std::string attempt(Operation operation, const std::string& subject) {
             return subject + " could not be created";
         case Operation::remove:
             return subject + " could not be removed";
+        case Operation::move:
+            return subject + " could not be moved";
         case Operation::replace:
             return subject + " could not be replaced";
         case Operation::sync:

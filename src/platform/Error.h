@@ -46,6 +46,7 @@ public:
         write,
         create,
         remove,
+        move,
         replace,
         sync,
         permissions

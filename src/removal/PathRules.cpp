@@ -59,76 +59,84 @@ bool isFolderOfVolumeTrash(std::string_view path) {
     return isUserNumber(trashName) && lastPathComponent(parentPath(trash)) == ".Trash";
 }
 
-// A place to keep, and whether what lies below it is kept too.
-struct Place {
-    std::string path;
-    bool withContents;
-};
-
-bool isAt(const std::string& target, const Place& place) {
-    return place.withContents ? isAtOrBelow(target, place.path) : target == place.path;
-}
-
 }  // namespace
 
-bool isSafe(const std::string& url, const std::vector<std::string>& allowedRoots) {
+bool Judge::Place::holds(std::string_view target) const {
+    return withContents ? isAtOrBelow(target, path) : target == path;
+}
+
+Judge::Judge(std::vector<std::string> allowedRoots) {
     if (allowedRoots.empty()) {
-        return false;
+        return;
     }
-    // 1. Where everything really leads, asked at once: the item, the roots, the home folder that the
-    // environment names and
+    // 1. Where everything really leads, asked at once: the roots, the home folder that the environment names
+    // and
     //    the real one, and the protected places in them, since a place may be a link to where its contents
     //    lie.
     const std::string homes[] = {homeDirectoryForCurrentUser(), realHomeDirectory()};
-    std::vector<std::string> asked = {url};
-    asked.insert(asked.end(), allowedRoots.begin(), allowedRoots.end());
-    asked.insert(asked.end(), std::begin(homes), std::end(homes));
-    std::vector<Place> places;
     for (const std::string& home : homes) {
         for (const ProtectedPlace& row : protectedPlaces) {
-            places.push_back({joinedPath(home, row.belowHome), row.withContents});
+            places_.push_back({joinedPath(home, row.belowHome), row.withContents});
         }
     }
     const std::string trash = joinedPath(applicationSupportDirectory(), "Trash");
-    places.push_back({joinedPath(trash, "files"), false});
-    places.push_back({joinedPath(trash, "info"), false});
-    for (const Place& place : places) {
+    places_.push_back({joinedPath(trash, "files"), false});
+    places_.push_back({joinedPath(trash, "info"), false});
+    std::vector<std::string> asked = allowedRoots;
+    asked.insert(asked.end(), std::begin(homes), std::end(homes));
+    const std::size_t named = places_.size();
+    for (const Place& place : places_) {
         asked.push_back(place.path);
     }
     const std::vector<std::optional<std::string>> resolved = pathsWithLinksResolved(asked);
-    const auto roots = resolved.begin() + 1;
-    const auto realHomes = roots + std::ssize(allowedRoots);
+    const auto realHomes = resolved.begin() + std::ssize(allowedRoots);
     const auto realPlaces = realHomes + std::ssize(homes);
 
-    // 2. What cannot be resolved cannot be judged.
-    if (!resolved.front()) {
-        return false;
+    // 2. The protected places, as they are named and where they really lie.
+    for (std::size_t index = 0; index < named; ++index) {
+        // Where a place cannot be resolved, a target that could be does not lie there.
+        if (const auto& real = realPlaces[static_cast<std::ptrdiff_t>(index)]) {
+            places_.push_back({*real, places_[index].withContents});
+        }
     }
-    const std::string& target = *resolved.front();
-
-    // 3. The protected places, as they are named and where they really lie. The home folders protect every
-    // folder above.
+    isUsable_ = std::all_of(realHomes, realPlaces, [](const auto& home) { return home.has_value(); });
     for (std::ptrdiff_t index = 0; index < std::ssize(homes); ++index) {
-        const std::optional<std::string>& real = realHomes[index];
-        if (!real || isAtOrBelow(*real, target) || isAtOrBelow(homes[index], target)) {
-            return false;
-        }
-    }
-    for (std::size_t index = 0; index < places.size(); ++index) {
-        // Where a place cannot be resolved, the target, which could be, does not lie there.
-        const std::optional<std::string>& real = realPlaces[static_cast<std::ptrdiff_t>(index)];
-        if (isAt(target, places[index]) || (real && isAt(target, {*real, places[index].withContents}))) {
-            return false;
-        }
-    }
-    if (isFolderOfVolumeTrash(target)) {
-        return false;
+        homes_.push_back(homes[index]);
+        homes_.push_back(realHomes[index].value_or(homes[index]));
     }
 
-    // 4. Strictly below one of the roots. The root of the disk opens nothing.
-    return std::any_of(roots, realHomes, [&](const std::optional<std::string>& root) {
-        return root && *root != "/" && *root != target && isAtOrBelow(target, *root);
+    // 3. The roots. That of the disk opens nothing.
+    for (auto root = resolved.begin(); root != realHomes; ++root) {
+        if (*root && **root != "/") {
+            roots_.push_back(**root);
+        }
+    }
+}
+
+bool Judge::allows(const std::string& url) const {
+    if (roots_.empty()) {
+        return false;
+    }
+    // What cannot be resolved cannot be judged.
+    const auto target = pathWithLinksResolved(url);
+    return target && allowsResolved(*target);
+}
+
+bool Judge::allowsResolved(std::string_view target) const {
+    // The home folders protect every folder above.
+    const auto holdsHome = [target](const std::string& home) { return isAtOrBelow(home, target); };
+    const auto isKept = [target](const Place& place) { return place.holds(target); };
+    if (!isUsable_ || std::any_of(homes_.begin(), homes_.end(), holdsHome) ||
+        std::any_of(places_.begin(), places_.end(), isKept) || isFolderOfVolumeTrash(target)) {
+        return false;
+    }
+    return std::any_of(roots_.begin(), roots_.end(), [target](const std::string& root) {
+        return root != target && isAtOrBelow(target, root);
     });
+}
+
+bool isSafe(const std::string& url, const std::vector<std::string>& allowedRoots) {
+    return Judge(allowedRoots).allows(url);
 }
 
 std::vector<std::string> collapseNested(const std::vector<std::string>& urls) {

@@ -29,6 +29,7 @@ LIBRARIES = {
     "platform": {
         r"unicode/.*": "ICU: collation and grouping",
         r"nlohmann/json\.hpp": "small JSON stores",
+        r"openssl/evp\.h": "libcrypto: SHA-256 by the processor's own instructions",
         r"pthread\.h": "POSIX, the same on every system we have: a child process must not repeat its parent's UUIDs",
     },
     "disk": {r"sqlite3\.h": "the scan index"},
@@ -56,10 +57,17 @@ OWN_FILES_CALLERS = {
     "src/removal/CleanupHistoryStore.cpp": {"createFolders", "exists", "FileLock", "readFile", "setPermissions", "writeFile"},
 }
 
+# Who may use the operations that take something of the user's away: the gate, and nothing beside it.
+USER_FILES_CALLERS = {"src/removal/FileDeleter.cpp"}
+
 # Headers that are named after their subject although they declare types as well.
 SUBJECT_HEADERS = {
     "src/platform/Collation.h",
     "src/platform/UTF8.h",
+    "src/platform/UserFiles.h",
+    "src/platform/linux/PathDescriptors.h",
+    "src/platform/linux/Trash.h",
+    "src/removal/PathRules.h",
     "src/platform/Volumes.h",
     "src/shell/ForeignTypes.h",
 }
@@ -259,6 +267,14 @@ def own_files_rule(path, text, callers=OWN_FILES_CALLERS):
     for name in sorted(used - callers.get(path, set())):
         breaches.append(f"{path}: own_files::{name} is not on the list of callers")
     return breaches
+
+
+def user_files_rule(path, text, callers=USER_FILES_CALLERS):
+    if is_platform(path) or path in callers:
+        return []
+    uses = re.search(r"\buser_files\b", code_of(text)) or any(
+        header == "platform/UserFiles.h" for _, header, _ in includes_of(text))
+    return [f"{path}: takes the user's files away beside the gate"] if uses else []
 
 
 def stale_callers(sources, callers=OWN_FILES_CALLERS):

@@ -53,6 +53,9 @@ class Sources(unittest.TestCase):
         self.over(CXX, rules.own_files_rule)
         self.check(rules.stale_callers(CXX))
 
+    def test_theUsersFilesAreTakenAwayByTheGateAlone(self):
+        self.over(CXX, rules.user_files_rule)
+
     def test_filesAreNamedAfterTheirType(self):
         self.over(CXX, lambda path, text: rules.naming_rule(path, text, CXX.keys()))
 
@@ -176,6 +179,13 @@ class NegativeControls(unittest.TestCase):
         self.assertEqual(len(rules.own_files_rule("src/disk/B.cpp", "own_files::exists(p);", list_of_one)), 1)
         self.assertEqual(len(rules.own_files_rule("src/disk/B.cpp", "using namespace own_files;", list_of_one)), 1)
         self.assertEqual(len(rules.stale_callers({"src/disk/A.cpp": "int x;"}, list_of_one)), 1)
+
+    def test_aWayBesideTheGateIsFound(self):
+        self.assertEqual(rules.user_files_rule("src/removal/FileDeleter.cpp", "user_files::Session s;"), [])
+        self.assertEqual(rules.user_files_rule("src/platform/linux/Trash.cpp", "user_files::Session s;"), [])
+        self.assertEqual(len(rules.user_files_rule("src/cleanup/A.cpp", "user_files::Session s;")), 1)
+        self.assertEqual(len(rules.user_files_rule("src/cleanup/A.cpp", '#include "platform/UserFiles.h"')), 1)
+        self.assertEqual(rules.user_files_rule("src/cleanup/A.cpp", "// user_files"), [])
 
     def test_wrongNamesAreReported(self):
         paths = {"src/disk/A.h", "src/disk/A.cpp"}

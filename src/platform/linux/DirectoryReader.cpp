@@ -117,6 +117,7 @@ struct DirectoryListing::Impl {
     std::vector<DirectoryEntry> entries;
     std::unique_ptr<char[]> names;  // NUL-terminated one after the other
     std::optional<FileIdentity> identity;
+    std::int64_t allocatedSize = 0;
     int error = 0;
     std::int64_t hiddenSkipped = 0;
     FileDescriptor descriptor;
@@ -218,8 +219,10 @@ public:
     void list(Folder& folder, const std::stop_token& stop) {
         raw_.clear();
         nameBytes_.clear();
-        if (const auto identity = identityOf(folder.descriptor.get())) {
-            folder.identity = *identity;
+        struct stat values;
+        if (::fstat(folder.descriptor.get(), &values) == 0) {
+            folder.identity = FileIdentity{values.st_dev, values.st_ino};
+            folder.allocatedSize = values.st_blocks * 512;
         }
         readNames(folder, stop);
         orderByName(stop);
@@ -783,6 +786,7 @@ struct DirectoryReader::Impl {
         folder.entries = std::move(work->result.entries);
         folder.names = std::move(work->result.names);
         folder.identity = work->result.identity;
+        folder.allocatedSize = work->result.allocatedSize;
         folder.error = work->result.error;
         folder.hiddenSkipped = work->result.hiddenSkipped;
         folder.descriptor = std::move(work->result.descriptor);
@@ -1022,8 +1026,10 @@ std::unique_ptr<DirectoryListing> DirectoryReader::openRoot() {
             }
         }
     }
+    // Without a subfolder there is nothing to read ahead.
+    const bool hasSubfolders = folder->inFrontier;
     auto listing = std::make_unique<DirectoryListing>(std::move(folder));
-    if (impl_->options.readsAhead) {
+    if (impl_->options.readsAhead && hasSubfolders) {
         try {
             impl_->helper = std::jthread([reader = impl_.get()] { reader->help(); });
         } catch (const std::system_error&) {
@@ -1065,6 +1071,10 @@ int DirectoryListing::error() const {
 
 std::optional<FileIdentity> DirectoryListing::identity() const {
     return impl_->identity;
+}
+
+std::int64_t DirectoryListing::allocatedSize() const {
+    return impl_->allocatedSize;
 }
 
 }  // namespace larkfold

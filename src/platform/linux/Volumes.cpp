@@ -1,11 +1,14 @@
 #include "platform/Volumes.h"
 
 #include <sys/stat.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/sysmacros.h>
 
 #include <cerrno>
 #include <limits>
+#include <set>
 
 #include "platform/Path.h"
 #include "platform/linux/ExpendableCall.h"
@@ -103,6 +106,38 @@ std::optional<std::string> volumeName(const std::string& path) {
     const MountTable table = MountTable::current();
     const Mount* mount = table.mountAt(standardizedPath(path));
     return mount == nullptr ? std::nullopt : table.label(*mount);
+}
+
+std::vector<std::string> volumesHolding(const std::vector<std::string>& paths) {
+    // By the mount's number and not by the text of the path: links lead elsewhere, and a later mount may
+    // cover an earlier one.
+    const auto numbers = expendable_call::run<std::set<std::uint64_t>>([paths] {
+        std::set<std::uint64_t> found;
+        for (const std::string& path : paths) {
+            struct statx values;
+            const int flags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT | AT_STATX_DONT_SYNC;
+            if (::statx(AT_FDCWD, path.c_str(), flags, STATX_MNT_ID, &values) == 0 &&
+                (values.stx_mask & STATX_MNT_ID) != 0) {
+                found.insert(values.stx_mnt_id);
+            }
+        }
+        return found;
+    });
+    std::set<std::string> volumes;
+    if (numbers) {
+        const MountTable table = MountTable::current();
+        for (const Mount& mount : table.mounts()) {
+            if (numbers->contains(static_cast<std::uint64_t>(mount.id))) {
+                volumes.insert(mount.mountPoint);
+            }
+        }
+    }
+    return {volumes.begin(), volumes.end()};
+}
+
+std::optional<std::int64_t> freeSpace(const std::string& volume) {
+    const std::optional<Answer> answer = capacityAt(volume);
+    return answer && answer->error == 0 ? std::optional(answer->available) : std::nullopt;
 }
 
 std::vector<std::string> startupDiskExclusions() {

@@ -1,0 +1,165 @@
+// The operations that take something of the user's away: the only ones of this program, and only the gate
+// calls them.
+//
+// An item is *held*: its folder and itself are opened once, without following a link, and everything that is
+// asked of it afterwards goes by these descriptors. Names can be exchanged at any time by any program, so a
+// name that was checked says nothing about what the system takes away a moment later. Therefore an item is
+// never removed where it stands. It is moved, by its name, to a place where nobody else works; what arrived
+// there is compared with what is held; and where it is something else it is put back, before anything is
+// lost.
+//
+// Everything of one removal happens on one thread.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+#include "platform/Error.h"
+#include "platform/FileIdentity.h"
+
+namespace larkfold::user_files {
+
+// Why an item stays although the system itself would have let it go.
+class Refusal final : public Error {
+public:
+    enum class Reason {
+        unsafePath,  // it is not where it may be taken from, or another item than the one that was examined
+        disproved,   // what was proved of it before does not hold any more
+        alreadyInTrash,  // there is no second way into the Trash
+        holdsTrash,      // a folder cannot go into what lies within it
+        noTrash,         // no Trash can take it; `detail` tells why
+    };
+
+    explicit Refusal(Reason reason, std::string detail = {}, std::string restsAt = {});
+
+    Reason reason() const { return reason_; }
+
+    // Where the item is now if it had been moved and its old name was taken meanwhile, so that it could not
+    // be put back; empty where it is in its place.
+    const std::string& restsAt() const { return restsAt_; }
+
+    std::string description() const override;
+
+private:
+    Reason reason_;
+    std::string detail_;
+    std::string restsAt_;
+};
+
+// What was read of an item when it was taken hold of.
+struct ItemValues {
+    FileIdentity identity;
+    bool isDirectory = false;
+    bool isRegularFile = false;
+    bool isSymbolicLink = false;
+    bool isVolume = false;           // a file system is mounted here
+    bool holdsVolume = false;        // a file system is mounted somewhere below
+    std::int64_t fileSize = 0;       // bytes of content
+    std::int64_t allocatedSize = 0;  // bytes on disk, of the item itself
+};
+
+struct Measure {
+    std::optional<std::int64_t>
+        logicalBytes;  // content of everything in it; absent where a part was not read
+    std::optional<std::int64_t> allocatedBytes;  // on disk, the folders themselves included
+};
+
+// Asked after the item was moved and before anything is lost: whether what was proved of it still holds. May
+// throw, which puts the item back too.
+using StillProved = std::function<bool()>;
+
+// What the removals of one run share: the mounts as they are, and what the Trash is to be told at the end.
+class Session {
+public:
+    Session();
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    // Tells each Trash that folders came into the sizes of these. A failure costs nobody anything: the sizes
+    // are measured anew by who wants to know them.
+    void finish();
+
+    struct Impl;
+    Impl& impl() { return *impl_; }
+
+private:
+    std::unique_ptr<Impl> impl_;
+};
+
+class HeldKeeper;
+
+class HeldItem {
+public:
+    // Takes hold of the item at `path`, an absolute path, below one of `roots` (links resolved). Links in the
+    // path of its folder are followed once, here, and none after that; the item itself is not followed.
+    // Throws Refusal where it lies below none of them or a link got into the way, SystemError where it cannot
+    // be looked at.
+    static HeldItem hold(Session& session, const std::string& path, const std::vector<std::string>& roots);
+
+    HeldItem(HeldItem&&) noexcept;
+    HeldItem& operator=(HeldItem&&) noexcept;
+    ~HeldItem();
+
+    // Where it was found, without a link in it.
+    const std::string& realPath() const;
+    const ItemValues& values() const;
+
+    // SHA-256 of its content; see SHA256.h.
+    std::string sha256(const std::stop_token& stop) const;
+
+    // Of everything in it, links not followed. Nothing of it is known where a part could not be read or
+    // `stop` was requested.
+    Measure measure(const std::stop_token& stop) const;
+
+    // Moves it into the Trash of its volume and tells its path there. `measure`: as measured, for the Trash's
+    // own records. Throws Refusal, SystemError and what `stillProved` throws; then the item is in its place,
+    // or `Refusal::restsAt` tells where.
+    std::string putIntoTrash(const Measure& measure, const StillProved& stillProved);
+
+    // Removes it for good, a folder with everything in it. What lies in a Trash goes with the Trash's note of
+    // it. Throws as `putIntoTrash`; where a folder could not be removed whole, what is left of it is in its
+    // place.
+    void removePermanently(const StillProved& stillProved);
+
+private:
+    friend class HeldKeeper;
+    struct Impl;
+    explicit HeldItem(std::unique_ptr<Impl> impl);
+    std::unique_ptr<Impl> impl_;
+};
+
+// A file that stays: the copy that proves another one to be superfluous.
+class HeldKeeper {
+public:
+    // Takes hold of what stands at `path`, not following a link there. Throws SystemError.
+    static HeldKeeper hold(const std::string& path);
+
+    HeldKeeper(HeldKeeper&&) noexcept;
+    HeldKeeper& operator=(HeldKeeper&&) noexcept;
+    ~HeldKeeper();
+
+    bool isRegularFile() const;
+
+    // Whether it is the very item, by the same name in the same folder, however the paths are written: then
+    // it would go with it.
+    bool isTheSameAs(const HeldItem& item) const;
+
+    std::string sha256(const std::stop_token& stop) const;
+
+    // Whether its size, its times and the number of its names are what they were when it was taken hold of,
+    // now that `item` was moved.
+    bool isUnchangedBeside(const HeldItem& item) const;
+
+private:
+    struct Impl;
+    explicit HeldKeeper(std::unique_ptr<Impl> impl);
+    std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace larkfold::user_files

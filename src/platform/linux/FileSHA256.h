@@ -1,0 +1,13 @@
+// The digest of a file that is open already. Linux part of the platform layer only.
+#pragma once
+
+#include <stop_token>
+#include <string>
+
+namespace larkfold {
+
+// Reads the regular file behind `descriptor` from its start, whatever its offset is. `path` is for the error.
+// Throws SystemError and CancellationError.
+std::string sha256OfDescriptor(int descriptor, const std::string& path, const std::stop_token& stop);
+
+}  // namespace larkfold

@@ -1,0 +1,635 @@
+#include "platform/UserFiles.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <map>
+#include <random>
+#include <utility>
+
+#include "platform/DirectoryReader.h"
+#include "platform/LinkResolution.h"
+#include "platform/Path.h"
+#include "platform/UUID.h"
+#include "platform/linux/FileDescriptor.h"
+#include "platform/linux/FileSHA256.h"
+#include "platform/linux/FolderRemoval.h"
+#include "platform/linux/MountWatch.h"
+#include "platform/linux/PathDescriptors.h"
+#include "platform/linux/Trash.h"
+
+#ifndef __linux__
+#error "This file is for Linux."
+#endif
+
+namespace larkfold::user_files {
+
+using path_descriptors::Place;
+using Operation = SystemError::Operation;
+using Reason = Refusal::Reason;
+
+namespace {
+
+// From here on numbers are drawn instead of counted: a thousand items of one name must not try a million.
+constexpr unsigned mostCountedNames = 16;
+constexpr unsigned mostNames = 4096;
+
+[[noreturn]] void fail(Operation operation, int code, const std::string& path) {
+    // A link or another file system got into the way of a path that had neither.
+    if (code == ELOOP || code == EXDEV || code == EAGAIN) {
+        throw Refusal(Reason::unsafePath);
+    }
+    throw SystemError(operation, code, path);
+}
+
+Place placeOrThrow(int descriptor, const std::string& path) {
+    const auto place = path_descriptors::placeOf(descriptor);
+    if (!place) {
+        fail(Operation::readAttributes, errno, path);
+    }
+    return *place;
+}
+
+// Whether both are the same item of the same kind, on the same mount.
+bool isSameItem(const Place& left, const Place& right) {
+    return left.identity == right.identity && left.mount == right.mount &&
+           (left.mode & S_IFMT) == (right.mode & S_IFMT);
+}
+
+void writeAll(int descriptor, std::string_view bytes, const std::string& path) {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            throw SystemError(Operation::write, written < 0 ? errno : ENOSPC, path);
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+int sync(int descriptor) {
+    int result;
+    do {
+        result = ::fsync(descriptor);
+    } while (result != 0 && errno == EINTR);
+    return result == 0 ? 0 : errno;
+}
+
+// Opens nothing but regular files: merely opening a device may do something.
+std::string sha256OfHeld(int item, const Place& place, const std::string& path, const std::stop_token& stop) {
+    if (!S_ISREG(place.mode)) {
+        throw SystemError(Operation::read, S_ISDIR(place.mode) ? EISDIR : EOPNOTSUPP, path);
+    }
+    const FileDescriptor descriptor = path_descriptors::openAgain(item, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    if (!descriptor) {
+        throw SystemError(Operation::open, errno, path);
+    }
+    return sha256OfDescriptor(descriptor.get(), path, stop);
+}
+
+void removeName(int folder, const std::string& name, int flags = 0) {
+    while (::unlinkat(folder, name.c_str(), flags) != 0 && errno == EINTR) {
+    }
+}
+
+}  // namespace
+
+// --- Refusal
+
+Refusal::Refusal(Reason reason, std::string detail, std::string restsAt)
+    : reason_(reason), detail_(std::move(detail)), restsAt_(std::move(restsAt)) {}
+
+std::string Refusal::description() const {
+    std::string text;
+    switch (reason_) {
+        case Reason::unsafePath:
+            text = "Another item stands at this path now, or it leads somewhere else.";
+            break;
+        case Reason::disproved:
+            text = "The item or what it was compared with has changed.";
+            break;
+        case Reason::alreadyInTrash:
+            text = "This item is in Trash already. To remove it for good, choose permanent deletion.";
+            break;
+        case Reason::holdsTrash:
+            text = "This folder holds the Trash itself, so it cannot be moved there. Nothing was changed.";
+            break;
+        case Reason::noTrash:
+            text = "No Trash on this volume can take this item, so it stays where it is.";
+            break;
+    }
+    if (!detail_.empty()) {
+        text += " " + detail_;
+    }
+    if (!restsAt_.empty()) {
+        text += " Its old name was taken meanwhile; the item is kept at “" + displayText(restsAt_) + "”.";
+    }
+    return text;
+}
+
+// --- Session
+
+struct Session::Impl {
+    struct TrashNews {
+        FileDescriptor trash;
+        std::vector<trash::FolderSize> sizes;
+    };
+
+    MountWatch mounts;
+    std::map<std::string, TrashNews> news;  // by the Trash's path
+
+    void note(const trash::Folder& folder, trash::FolderSize size) {
+        TrashNews& row = news[folder.path];
+        if (!row.trash) {
+            row.trash = FileDescriptor(::fcntl(folder.descriptor.get(), F_DUPFD_CLOEXEC, 0));
+        }
+        row.sizes.push_back(std::move(size));
+    }
+};
+
+Session::Session() : impl_(std::make_unique<Impl>()) {}
+Session::~Session() = default;
+
+void Session::finish() {
+    for (const auto& [path, row] : impl_->news) {
+        if (row.trash) {
+            trash::noteSizes(row.trash, row.sizes);
+        }
+    }
+    impl_->news.clear();
+}
+
+// --- HeldItem
+
+struct HeldItem::Impl {
+    Session::Impl* session = nullptr;  // outlives the item
+    FileDescriptor parent;
+    FileDescriptor item;  // stands for its place only: nothing is opened for reading before it is to be read
+    std::string name;
+    std::string realPath;
+    Place place;
+    ItemValues values;
+
+    // --- Holding.
+
+    void hold(const std::string& path, const std::vector<std::string>& roots) {
+        const std::string standardized = standardizedPath(path);
+        name = std::string(lastPathComponent(standardized));
+        // 1. Where its folder and the roots lead, once.
+        std::vector<std::string> asked = {std::string(parentPath(standardized))};
+        asked.insert(asked.end(), roots.begin(), roots.end());
+        const auto resolved = pathsWithLinksResolved(asked);
+        const auto& folder = resolved.front();
+        if (standardized == "/" || !folder) {
+            throw Refusal(Reason::unsafePath);
+        }
+        const auto root = std::find_if(resolved.begin() + 1, resolved.end(), [&](const auto& candidate) {
+            return candidate && *candidate != "/" && isAtOrBelow(*folder, *candidate);
+        });
+        if (root == resolved.end()) {
+            throw Refusal(Reason::unsafePath);
+        }
+        // 2. From here on a link on the way is one that was put there meanwhile.
+        realPath = joinedPath(*folder, name);
+        const FileDescriptor rootFolder = path_descriptors::openWithoutLinks(**root, O_PATH | O_DIRECTORY);
+        if (!rootFolder) {
+            fail(Operation::open, errno, **root);
+        }
+        const std::string relative =
+            folder->size() == (*root)->size() ? "" : folder->substr((*root)->size() + 1);
+        parent = path_descriptors::openBelow(rootFolder.get(), relative, O_PATH | O_DIRECTORY);
+        if (!parent) {
+            fail(Operation::open, errno, *folder);
+        }
+        item = FileDescriptor(::openat(parent.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        if (!item) {
+            fail(Operation::readAttributes, errno, standardized);
+        }
+        // 3. What it is.
+        const Place parentPlace = placeOrThrow(parent.get(), *folder);
+        place = placeOrThrow(item.get(), standardized);
+        values.identity = place.identity;
+        values.isDirectory = S_ISDIR(place.mode);
+        values.isRegularFile = S_ISREG(place.mode);
+        values.isSymbolicLink = S_ISLNK(place.mode);
+        values.isVolume = place.isMountPoint || place.mount != parentPlace.mount;
+        values.holdsVolume = values.isDirectory && session->mounts.hasMountBelow(realPath);
+        values.fileSize = place.size;
+        values.allocatedSize = place.allocated;
+    }
+
+    // --- Measuring.
+
+    Measure measure(const std::stop_token& stop) const {
+        if (!values.isDirectory) {
+            return {.logicalBytes = values.fileSize, .allocatedBytes = values.allocatedSize};
+        }
+        try {
+            return measureFolder(stop);
+        } catch (const CancellationError&) {
+            return {};
+        }
+    }
+
+    Measure measureFolder(const std::stop_token& stop) const {
+        struct Level {
+            std::unique_ptr<DirectoryListing> listing;
+            std::size_t next = 0;
+        };
+        DirectoryReader reader(path_descriptors::pathThrough(item.get()), {}, stop);
+        std::vector<Level> levels;
+        levels.push_back({reader.openRoot()});
+        std::int64_t logical = 0;
+        std::int64_t allocated = 0;
+        while (!levels.empty()) {
+            Level& level = levels.back();
+            if (level.next == 0) {
+                // One part that was not read, and nothing is known of the whole.
+                if (level.listing->error() != 0) {
+                    return {};
+                }
+                allocated += level.listing->allocatedSize();
+            }
+            const auto entries = level.listing->entries();
+            std::size_t index = level.next;
+            for (; index < entries.size() && entries[index].kind != DirectoryEntry::Kind::directory;
+                 ++index) {
+                if (entries[index].error != 0) {
+                    return {};
+                }
+                logical += entries[index].fileSize;
+                allocated += entries[index].allocatedSize;
+            }
+            if (stop.stop_requested()) {
+                return {};
+            }
+            if (index == entries.size()) {
+                levels.pop_back();
+                continue;
+            }
+            if (entries[index].error != 0) {
+                return {};
+            }
+            level.next = index + 1;
+            levels.push_back({reader.open(*level.listing, index)});
+        }
+        return {.logicalBytes = logical, .allocatedBytes = allocated};
+    }
+
+    // --- Moving, and looking at what was moved.
+
+    // Whether what stands at `name` of `folder` is the held item, with nothing mounted in it, and what was
+    // proved of it holds.
+    Reason reasonToPutBack(int folder, const std::string& arrivedName, const StillProved& stillProved,
+                           bool& isFine) const {
+        isFine = false;
+        const FileDescriptor arrived(::openat(folder, arrivedName.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        const auto arrivedPlace = arrived ? path_descriptors::placeOf(arrived.get()) : std::nullopt;
+        if (!arrivedPlace || !isSameItem(*arrivedPlace, place) || arrivedPlace->isMountPoint) {
+            return Reason::unsafePath;
+        }
+        if (values.isDirectory) {
+            const auto path = path_descriptors::currentPath(arrived.get());
+            if (!path || session->mounts.hasMountBelow(*path)) {
+                return Reason::unsafePath;
+            }
+        }
+        isFine = !stillProved || stillProved();
+        return Reason::disproved;
+    }
+
+    // Puts back what had been moved to `movedName` of `folder`. False where its old name is taken or the
+    // system refuses: then it stays there.
+    bool putBack(int folder, const std::string& movedName) const {
+        struct stat moved;
+        if (::fstatat(folder, movedName.c_str(), &moved, AT_SYMLINK_NOFOLLOW) != 0) {
+            return errno == ENOENT;  // somebody took it away from there: there is nothing to put back
+        }
+        return path_descriptors::moveWithoutReplacing(folder, movedName, parent.get(), name,
+                                                      S_ISDIR(moved.st_mode)) == 0;
+    }
+
+    [[noreturn]] void failMove(int code) const {
+        if (code == EBUSY) {  // a file system was mounted there meanwhile
+            throw Refusal(Reason::unsafePath);
+        }
+        throw SystemError(Operation::move, code, realPath);
+    }
+
+    // --- Trash.
+
+    std::string putIntoTrash(const Measure& measured, const StillProved& stillProved) {
+        if (trash::membershipOf(realPath, session->mounts.mountPoint(place.mount)).isInside) {
+            throw Refusal(Reason::alreadyInTrash);
+        }
+        if (values.isDirectory && trash::holdsHomeTrash(realPath)) {
+            throw Refusal(Reason::holdsTrash);
+        }
+        std::string why;
+        for (const bool atHome : {true, false}) {
+            const trash::Choice choice = atHome ? trash::homeFolderOnMount(place.mount)
+                                                : trash::topFoldersOnMount(place.mount, session->mounts);
+            for (const trash::Folder& folder : choice.folders) {
+                if (const auto path = moveInto(folder, measured, stillProved)) {
+                    return *path;
+                }
+            }
+            if (!choice.reason.empty()) {
+                why = choice.reason;
+            }
+        }
+        throw Refusal(Reason::noTrash, why);
+    }
+
+    // Nothing where the Trash lies where the system cannot move this item to without copying it.
+    std::optional<std::string> moveInto(const trash::Folder& folder, const Measure& measured,
+                                        const StillProved& stillProved) {
+        std::minstd_rand draw{std::random_device{}()};
+        std::size_t longest = trash::longestName;
+        for (unsigned attempt = 0; attempt < mostNames;) {
+            const unsigned number =
+                attempt < mostCountedNames ? attempt : mostCountedNames + static_cast<unsigned>(draw());
+            const std::string trashed = trash::nameFor(name, number, longest);
+            const std::string note = trashed + std::string(trash::noteSuffix);
+            const std::int64_t seconds = ::time(nullptr);
+            // 1. The note, which takes the name.
+            const int noted = writeNote(folder, note, seconds);
+            if (noted == EEXIST) {
+                ++attempt;
+                continue;
+            }
+            if (noted == ENAMETOOLONG && longest > 64) {
+                longest /= 2;  // some file systems keep shorter names than the system itself
+                continue;
+            }
+            if (noted != 0) {
+                throw SystemError(Operation::create, noted,
+                                  joinedPath(joinedPath(folder.path, "info"), note));
+            }
+            // 2. The item. Something may lie there without a note.
+            const int moved = path_descriptors::moveWithoutReplacing(parent.get(), name, folder.files.get(),
+                                                                     trashed, values.isDirectory);
+            if (moved != 0) {
+                removeName(folder.info.get(), note);
+                if (moved == EEXIST) {
+                    ++attempt;
+                    continue;
+                }
+                if (moved == EXDEV) {
+                    return std::nullopt;
+                }
+                failMove(moved);
+            }
+            // 3. What arrived.
+            verifyTrashed(folder, trashed, note, stillProved);
+            if (values.isDirectory && measured.allocatedBytes) {
+                session->note(folder, {trashed, *measured.allocatedBytes, seconds});
+            }
+            return folder.pathOf(trashed);
+        }
+        throw SystemError(Operation::create, EEXIST, folder.pathOf(name));
+    }
+
+    void verifyTrashed(const trash::Folder& folder, const std::string& trashed, const std::string& note,
+                       const StillProved& stillProved) const {
+        const auto takeBack = [&] {
+            if (!putBack(folder.files.get(), trashed)) {
+                return folder.pathOf(trashed);
+            }
+            removeName(folder.info.get(), note);
+            return std::string();
+        };
+        Reason reason;
+        bool isFine;
+        try {
+            reason = reasonToPutBack(folder.files.get(), trashed, stillProved, isFine);
+        } catch (...) {
+            if (const std::string restsAt = takeBack(); !restsAt.empty()) {
+                throw Refusal(Reason::disproved, {}, restsAt);
+            }
+            throw;
+        }
+        if (!isFine) {
+            throw Refusal(reason, {}, takeBack());
+        }
+    }
+
+    // Writes the note durably: an item without its note could not be put back by anybody. Tells 0, or EEXIST
+    // or ENAMETOOLONG where another name is to be tried; throws for the rest, and has left nothing.
+    int writeNote(const trash::Folder& folder, const std::string& note, std::int64_t seconds) const {
+        int opened;
+        do {
+            opened = ::openat(folder.info.get(), note.c_str(),
+                              O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        } while (opened < 0 && errno == EINTR);
+        FileDescriptor descriptor(opened);
+        if (!descriptor) {
+            return errno;
+        }
+        const std::string path = joinedPath(joinedPath(folder.path, "info"), note);
+        try {
+            writeAll(descriptor.get(), trash::noteFor(folder, realPath, seconds), path);
+            if (const int problem = sync(descriptor.get())) {
+                throw SystemError(Operation::sync, problem, path);
+            }
+            if (!descriptor.close()) {
+                throw SystemError(Operation::write, errno, path);
+            }
+        } catch (...) {
+            removeName(folder.info.get(), note);
+            throw;
+        }
+        return 0;
+    }
+
+    // --- For good.
+
+    void removePermanently(const StillProved& stillProved) {
+        const auto membership = trash::membershipOf(realPath, session->mounts.mountPoint(place.mount));
+        const std::string holder = ".larkfold-removing-" + UUID::make().text();
+        const std::string holderPath = joinedPath(std::string(parentPath(realPath)), holder);
+        // 1. A folder beside it that nobody else knows.
+        if (::mkdirat(parent.get(), holder.c_str(), 0700) != 0) {
+            throw SystemError(Operation::remove, errno, realPath);
+        }
+        const FileDescriptor folder =
+            path_descriptors::openBelow(parent.get(), holder, O_RDONLY | O_DIRECTORY, false);
+        if (!folder) {
+            const int code = errno;
+            removeName(parent.get(), holder, AT_REMOVEDIR);
+            fail(Operation::remove, code, realPath);
+        }
+        // 2. The item goes there.
+        const int moved = path_descriptors::moveWithoutReplacing(parent.get(), name, folder.get(), name,
+                                                                 values.isDirectory);
+        if (moved != 0) {
+            removeName(parent.get(), holder, AT_REMOVEDIR);
+            if (moved == EBUSY || moved == EXDEV) {
+                throw Refusal(Reason::unsafePath);
+            }
+            throw SystemError(Operation::remove, moved, realPath);
+        }
+        const auto takeBack = [&] {
+            if (!putBack(folder.get(), name)) {
+                return joinedPath(holderPath, name);
+            }
+            removeName(parent.get(), holder, AT_REMOVEDIR);
+            return std::string();
+        };
+        // 3. What arrived.
+        Reason reason;
+        bool isFine;
+        try {
+            reason = reasonToPutBack(folder.get(), name, stillProved, isFine);
+        } catch (...) {
+            if (const std::string restsAt = takeBack(); !restsAt.empty()) {
+                throw Refusal(Reason::disproved, {}, restsAt);
+            }
+            throw;
+        }
+        if (!isFine) {
+            throw Refusal(reason, {}, takeBack());
+        }
+        // 4. Gone. Once begun it is finished: half a folder is of use to nobody.
+        const int problem =
+            values.isDirectory ? removeFolderWithContents(folder.get(), name) : unlinkItem(folder.get());
+        if (problem != 0) {
+            const std::string restsAt = takeBack();
+            if (problem == ELOOP || problem == EXDEV || !restsAt.empty()) {
+                throw Refusal(Reason::unsafePath,
+                              SystemError(Operation::remove, problem, realPath).description(), restsAt);
+            }
+            throw SystemError(Operation::remove, problem, realPath);
+        }
+        removeName(parent.get(), holder, AT_REMOVEDIR);
+        if (membership.isItem) {
+            removeNoteBesideFiles();
+        }
+    }
+
+    int unlinkItem(int folder) const {
+        int result;
+        do {
+            result = ::unlinkat(folder, name.c_str(), 0);
+        } while (result != 0 && errno == EINTR);
+        return result == 0 ? 0 : errno;
+    }
+
+    // The held folder is a Trash's `files`: its sister `info` has the note.
+    void removeNoteBesideFiles() const {
+        const FileDescriptor trashFolder(::openat(parent.get(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
+        const FileDescriptor info =
+            trashFolder ? path_descriptors::openBelow(trashFolder.get(), "info", O_PATH | O_DIRECTORY, false)
+                        : FileDescriptor();
+        if (info) {
+            removeName(info.get(), name + std::string(trash::noteSuffix));
+        }
+    }
+};
+
+HeldItem::HeldItem(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+HeldItem::HeldItem(HeldItem&&) noexcept = default;
+HeldItem& HeldItem::operator=(HeldItem&&) noexcept = default;
+HeldItem::~HeldItem() = default;
+
+HeldItem HeldItem::hold(Session& session, const std::string& path, const std::vector<std::string>& roots) {
+    auto impl = std::make_unique<Impl>();
+    impl->session = &session.impl();
+    impl->hold(path, roots);
+    return HeldItem(std::move(impl));
+}
+
+const std::string& HeldItem::realPath() const {
+    return impl_->realPath;
+}
+
+const ItemValues& HeldItem::values() const {
+    return impl_->values;
+}
+
+std::string HeldItem::sha256(const std::stop_token& stop) const {
+    return sha256OfHeld(impl_->item.get(), impl_->place, impl_->realPath, stop);
+}
+
+Measure HeldItem::measure(const std::stop_token& stop) const {
+    return impl_->measure(stop);
+}
+
+std::string HeldItem::putIntoTrash(const Measure& measure, const StillProved& stillProved) {
+    return impl_->putIntoTrash(measure, stillProved);
+}
+
+void HeldItem::removePermanently(const StillProved& stillProved) {
+    impl_->removePermanently(stillProved);
+}
+
+// --- HeldKeeper
+
+struct HeldKeeper::Impl {
+    FileDescriptor parent;
+    FileDescriptor item;
+    std::string name;
+    std::string path;
+    Place parentPlace;
+    Place place;
+};
+
+HeldKeeper::HeldKeeper(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+HeldKeeper::HeldKeeper(HeldKeeper&&) noexcept = default;
+HeldKeeper& HeldKeeper::operator=(HeldKeeper&&) noexcept = default;
+HeldKeeper::~HeldKeeper() = default;
+
+HeldKeeper HeldKeeper::hold(const std::string& path) {
+    auto impl = std::make_unique<Impl>();
+    impl->path = standardizedPath(path);
+    impl->name = std::string(lastPathComponent(impl->path));
+    const std::string folder(parentPath(impl->path));
+    impl->parent = FileDescriptor(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!impl->parent) {
+        throw SystemError(Operation::readAttributes, errno, impl->path);
+    }
+    impl->item =
+        FileDescriptor(::openat(impl->parent.get(), impl->name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    if (!impl->item) {
+        throw SystemError(Operation::readAttributes, errno, impl->path);
+    }
+    impl->parentPlace = placeOrThrow(impl->parent.get(), folder);
+    impl->place = placeOrThrow(impl->item.get(), impl->path);
+    return HeldKeeper(std::move(impl));
+}
+
+bool HeldKeeper::isRegularFile() const {
+    return S_ISREG(impl_->place.mode);
+}
+
+bool HeldKeeper::isTheSameAs(const HeldItem& item) const {
+    const auto folder = path_descriptors::placeOf(item.impl_->parent.get());
+    return impl_->place.identity == item.values().identity && impl_->name == item.impl_->name && folder &&
+           folder->identity == impl_->parentPlace.identity;
+}
+
+std::string HeldKeeper::sha256(const std::stop_token& stop) const {
+    return sha256OfHeld(impl_->item.get(), impl_->place, impl_->path, stop);
+}
+
+bool HeldKeeper::isUnchangedBeside(const HeldItem& item) const {
+    const Place& before = impl_->place;
+    const auto now = path_descriptors::placeOf(impl_->item.get());
+    if (!now || now->size != before.size || now->links != before.links ||
+        now->modifiedSeconds != before.modifiedSeconds ||
+        now->modifiedNanoseconds != before.modifiedNanoseconds) {
+        return false;
+    }
+    // Two names of one file: moving one of them is a change of the other, and the only one that is expected.
+    return before.identity == item.values().identity ||
+           (now->changedSeconds == before.changedSeconds &&
+            now->changedNanoseconds == before.changedNanoseconds);
+}
+
+}  // namespace larkfold::user_files

@@ -1,0 +1,252 @@
+#include "removal/FileDeleter.h"
+
+#include <cerrno>
+#include <new>
+#include <set>
+#include <utility>
+
+#include "platform/Path.h"
+#include "platform/UserFiles.h"
+#include "platform/Volumes.h"
+#include "removal/CleanupHistoryStore.h"
+#include "removal/PathRules.h"
+
+namespace larkfold {
+
+namespace {
+
+using Case = FileDeleter::DeletionError::Case;
+using user_files::HeldItem;
+using user_files::HeldKeeper;
+using user_files::Refusal;
+
+// The gate's own word for what the platform refused; the rest speaks for itself.
+ErrorValue errorOf(const Refusal& refusal) {
+    switch (refusal.reason()) {
+        case Refusal::Reason::unsafePath:
+            return std::make_shared<FileDeleter::DeletionError>(Case::unsafePath, refusal.restsAt());
+        case Refusal::Reason::disproved:
+            return std::make_shared<FileDeleter::DeletionError>(Case::changedDuplicate, refusal.restsAt());
+        case Refusal::Reason::alreadyInTrash:
+        case Refusal::Reason::holdsTrash:
+        case Refusal::Reason::noTrash:
+            break;
+    }
+    return std::make_shared<Refusal>(refusal);
+}
+
+}  // namespace
+
+// --- The errors
+
+FileDeleter::DeletionError::DeletionError(Case which, std::string detail)
+    : which_(which), detail_(std::move(detail)) {}
+
+std::string FileDeleter::DeletionError::description() const {
+    if (which_ == Case::runningApplication) {
+        return "Close " + displayText(detail_) + " before cleaning its files.";
+    }
+    std::string text =
+        which_ == Case::unsafePath
+            ? "This path is protected or outside the selected folder. Scan again before deleting."
+            : "The duplicate or its retained copy changed or is unavailable. Scan for duplicates again.";
+    if (!detail_.empty()) {
+        text += " Its old name was taken meanwhile; the item is kept at “" + displayText(detail_) + "”.";
+    }
+    return text;
+}
+
+std::string FileDeleter::FailedDeletion::description() const {
+    return error ? error->description() : CancellationError().description();
+}
+
+// --- A run
+
+// Everything that lives only as long as one run.
+struct FileDeleter::Run {
+    const Request& request;
+    const RunningApplications& runningApplications;
+    const std::stop_token& stop;
+    std::vector<std::string> workList;
+    std::set<std::string> workListKeys;  // standardized
+    removal_rules::Judge judge;
+    user_files::Session session;
+
+    Run(const Request& asked, const RunningApplications& applications, const std::stop_token& stopToken)
+        : request(asked),
+          runningApplications(applications),
+          stop(stopToken),
+          workList(collapseNested(asked.urls)),
+          judge(asked.allowedRoots) {
+        for (const std::string& url : workList) {
+            workListKeys.insert(standardizedPath(url));
+        }
+    }
+
+    // What an item came to. `logicalBytes` is told for a failure too, where that came after the measuring.
+    struct Outcome {
+        std::optional<std::string> trashPath;
+        std::optional<std::int64_t> logicalBytes;
+        std::optional<FailedDeletion> failure;
+    };
+
+    Outcome handle(const std::string& url) {
+        Outcome outcome;
+        try {
+            remove(url, outcome);
+        } catch (const CancellationError&) {
+            outcome.failure = FailedDeletion{url, nullptr};
+        } catch (const Refusal& refusal) {
+            outcome.failure = FailedDeletion{url, errorOf(refusal)};
+        } catch (const DeletionError& error) {
+            outcome.failure = FailedDeletion{url, std::make_shared<DeletionError>(error)};
+        } catch (const SystemError& error) {
+            outcome.failure = FailedDeletion{url, std::make_shared<SystemError>(error)};
+        } catch (const std::bad_alloc&) {
+            outcome.failure = FailedDeletion{
+                url, std::make_shared<SystemError>(SystemError::Operation::remove, ENOMEM, url)};
+        }
+        return outcome;
+    }
+
+    // 1. No running application owns it.
+    // 2. Nobody cancelled.
+    // 3. The path rule.
+    // 4. What it is. From here on it is held, and the rule is asked once more for the path that is held.
+    // 5. A duplicate is proved by both contents.
+    // 6. Its size.
+    // 7. Nobody cancelled.
+    // 8. Away with it, and what went is compared with what was held.
+    void remove(const std::string& url, Outcome& outcome) {
+        if (request.protectRunningApplications) {
+            if (const auto name = RunningApplication::match(url, runningApplications())) {
+                throw DeletionError(Case::runningApplication, *name);
+            }
+        }
+        checkCancelled();
+        if (!judge.allows(url)) {
+            throw DeletionError(Case::unsafePath);
+        }
+        HeldItem item = HeldItem::hold(session, url, request.allowedRoots);
+        const user_files::ItemValues& values = item.values();
+        if (values.isSymbolicLink || values.isVolume || values.holdsVolume ||
+            !judge.allowsResolved(item.realPath())) {
+            throw DeletionError(Case::unsafePath);
+        }
+        user_files::StillProved stillProved;
+        std::optional<HeldKeeper> keeper;
+        if (const auto entry = request.duplicateVerifications.find(url);
+            entry != request.duplicateVerifications.end()) {
+            keeper = proveDuplicate(item, entry->second);
+            // Its content once more, now that no name leads to it any more, and that the copy still stands.
+            stillProved = [this, &item, &keeper, &sha256 = entry->second.sha256] {
+                return item.sha256(stop) == sha256 && keeper->isUnchangedBeside(item);
+            };
+        }
+        const user_files::Measure measure = item.measure(stop);
+        outcome.logicalBytes = measure.logicalBytes;
+        checkCancelled();
+        if (request.permanently) {
+            item.removePermanently(stillProved);
+        } else {
+            outcome.trashPath = item.putIntoTrash(measure, stillProved);
+        }
+    }
+
+    HeldKeeper proveDuplicate(const HeldItem& item, const DuplicateVerification& verification) const {
+        // Asked first: it may have gone already, and then that is the reason.
+        if (goesItself(verification.keeper)) {
+            throw DeletionError(Case::changedDuplicate);
+        }
+        HeldKeeper keeper = HeldKeeper::hold(verification.keeper);
+        if (!keeper.isRegularFile() || keeper.isTheSameAs(item) ||
+            keeper.sha256(stop) != verification.sha256 || item.sha256(stop) != verification.sha256) {
+            throw DeletionError(Case::changedDuplicate);
+        }
+        return keeper;
+    }
+
+    // Whether the file is on the work list, by itself or within a folder.
+    bool goesItself(const std::string& file) const {
+        for (std::string path = standardizedPath(file); path != "/"; path = std::string(parentPath(path))) {
+            if (workListKeys.contains(path)) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    void checkCancelled() const {
+        if (stop.stop_requested()) {
+            throw CancellationError();
+        }
+    }
+};
+
+// --- The gate
+
+FileDeleter::FileDeleter(CleanupHistoryStore* history, RunningApplications runningApplications)
+    : history_(history), runningApplications_(std::move(runningApplications)) {}
+
+FileDeleter::DeletionResult FileDeleter::deleteItems(const Request& request, const Progress& progress,
+                                                     std::stop_token stop) {
+    DeletionResult result;
+    CleanupOperation& operation = result.operation;
+    operation.id = UUID::make();
+    operation.source = request.source;
+    operation.permanent = request.permanently;
+    operation.startedAt = now();
+    for (std::string& volume : volumesHolding(request.urls)) {
+        const auto before = freeSpace(volume);
+        operation.volumes.push_back({.path = std::move(volume), .before = before, .after = std::nullopt});
+    }
+
+    {
+        Run run(request, runningApplications_, stop);
+        const auto total = static_cast<std::int64_t>(run.workList.size());
+        std::int64_t completed = 0;
+        for (const std::string& url : run.workList) {
+            Run::Outcome outcome = run.handle(url);
+            CleanupOperation::Item item{.originalPath = url,
+                                        .trashPath = std::move(outcome.trashPath),
+                                        .logicalBytes = outcome.logicalBytes,
+                                        .error = std::nullopt};
+            if (outcome.failure) {
+                item.error = outcome.failure->description();
+                result.failedDeletions.push_back(std::move(*outcome.failure));
+            } else {
+                result.successfulDeletions.push_back(url);
+                result.processedBytes += item.logicalBytes.value_or(0);
+            }
+            operation.items.push_back(std::move(item));
+            if (progress) {
+                progress(++completed, total);
+            }
+        }
+        run.session.finish();
+    }
+
+    for (CleanupOperation::VolumeChange& volume : operation.volumes) {
+        volume.after = freeSpace(volume.path);
+    }
+    operation.finishedAt = now();
+    if (history_ != nullptr && !operation.items.empty()) {
+        try {
+            history_->append(operation);
+        } catch (const Error& error) {
+            result.historyError =
+                "Cleanup finished, but its history could not be saved: " + error.description();
+        }
+    }
+    return result;
+}
+
+bool FileDeleter::isSafe(const std::string& url, const std::vector<std::string>& allowedRoots) {
+    return removal_rules::isSafe(url, allowedRoots);
+}
+
+std::vector<std::string> FileDeleter::collapseNested(const std::vector<std::string>& urls) {
+    return removal_rules::collapseNested(urls);
+}
+
+}  // namespace larkfold
