@@ -1,5 +1,5 @@
 // Put before the system's library in a program under test: who opens a folder with the name that
-// LARKFOLD_HELD_NAME tells waits there until somebody writes to the pipe at LARKFOLD_HELD_PIPE. So a test can
+// LARKFOLD_HELD_NAME tells waits there until somebody opens the pipe at LARKFOLD_HELD_PIPE. So a test can
 // meet a scan under way on any machine, and as any user.
 #include <fcntl.h>
 #include <sys/syscall.h>
