@@ -36,6 +36,7 @@ bool isTab(std::int64_t value) {
 MainView::MainView(World world, QObject* parent)
     : QObject(parent),
       world_(std::move(world)),
+      folderChooser_({.mainQueue = world_.mainQueue}),
       scannerViewModel_({.mainQueue = world_.mainQueue,
                          .defaults = world_.defaults,
                          .folderChooser = &folderChooser_,

@@ -1,11 +1,18 @@
 #include "shell/QmlFolderChooser.h"
 
+#include <QGuiApplication>
 #include <utility>
 
 #include "platform/StandardFolders.h"
-#include "platform/qt/PathText.h"
 
 namespace larkfold {
+
+QmlFolderChooser::QmlFolderChooser(FolderChooserModel::World world, QObject* parent)
+    : QObject(parent), model_(std::move(world)) {
+    connect(&model_, &FolderChooserModel::accepted, this, [this] { answer(model_.choice()); });
+}
+
+QmlFolderChooser::~QmlFolderChooser() = default;
 
 void QmlFolderChooser::chooseFolder(const std::string& message,
                                     std::function<void(std::optional<std::string>)> chosen) {
@@ -13,22 +20,40 @@ void QmlFolderChooser::chooseFolder(const std::string& message,
     chosen_ = std::move(chosen);
     message_ = QString::fromStdString(message);
     emit messageChanged();
-    emit requested();
+    askDesktop();
 }
 
-void QmlFolderChooser::accept(const QUrl& url) {
-    answer(pathFromFileURL(url));
-}
-
-QUrl QmlFolderChooser::startFolder() const {
-    return QUrl::fromEncoded(fileURLFromPath(homeDirectoryForCurrentUser()));
+void QmlFolderChooser::askDesktop() {
+    using Answer = DesktopFolderDialog::Answer;
+    const std::string start = model_.folder().empty() ? homeDirectoryForCurrentUser() : model_.folder();
+    desktopDialog_.ask(message_, start, QGuiApplication::focusWindow(),
+                       [this, start](Answer result, const std::string& path) {
+                           if (result == Answer::chosen) {
+                               answer(path);
+                           } else if (result == Answer::turnedBack) {
+                               answer(std::nullopt);
+                           } else {
+                               model_.begin(start);
+                               setOpen(true);
+                           }
+                       });
 }
 
 void QmlFolderChooser::reject() {
     answer(std::nullopt);
 }
 
+void QmlFolderChooser::setOpen(bool open) {
+    if (open != isOpen_) {
+        isOpen_ = open;
+        emit isOpenChanged();
+    }
+}
+
 void QmlFolderChooser::answer(std::optional<std::string> path) {
+    desktopDialog_.close();
+    model_.end();
+    setOpen(false);
     // Taken out first: the answer may ask the next question.
     if (auto chosen = std::exchange(chosen_, nullptr)) {
         chosen(std::move(path));

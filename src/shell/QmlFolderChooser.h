@@ -1,15 +1,17 @@
-// Asks for a folder through a dialog that the window shows when it is asked. Main thread only.
+// Asks for a folder: through the desktop's own dialog where there is one, otherwise through one that the
+// window shows. Main thread only.
 #pragma once
 
 #include <QtQml/qqmlregistration.h>
 #include <QObject>
 #include <QString>
-#include <QUrl>
 #include <functional>
 #include <optional>
 #include <string>
 
 #include "disk/FolderChooser.h"
+#include "platform/qt/DesktopFolderDialog.h"
+#include "shell/FolderChooserModel.h"
 
 namespace larkfold {
 
@@ -18,32 +20,38 @@ class QmlFolderChooser : public QObject, public FolderChooser {
     QML_ELEMENT
     QML_UNCREATABLE("The window has the one there is.")
     Q_PROPERTY(QString message READ message NOTIFY messageChanged)
-    // Where the dialog begins: the user's home folder.
-    Q_PROPERTY(QUrl startFolder READ startFolder NOTIFY messageChanged)
+    // Whether the window shows its own dialog, over `model`.
+    Q_PROPERTY(bool isOpen READ isOpen NOTIFY isOpenChanged)
+    Q_PROPERTY(larkfold::FolderChooserModel* model READ model CONSTANT)
 
 public:
-    using QObject::QObject;
+    explicit QmlFolderChooser(FolderChooserModel::World world, QObject* parent = nullptr);
+    ~QmlFolderChooser() override;
 
     // A question that comes while another is open answers that one with nothing.
     void chooseFolder(const std::string& message,
                       std::function<void(std::optional<std::string>)> chosen) override;
 
     QString message() const { return message_; }
-    QUrl startFolder() const;
+    bool isOpen() const { return isOpen_; }
+    FolderChooserModel* model() { return &model_; }
 
-    // What the dialog came to. A URL that names no local folder counts as turning back.
-    Q_INVOKABLE void accept(const QUrl& url);
+    // "Cancel". Does nothing while no question is open.
     Q_INVOKABLE void reject();
 
 signals:
     void messageChanged();
-    // The window shows its dialog now.
-    void requested();
+    void isOpenChanged();
 
 private:
+    void askDesktop();
+    void setOpen(bool open);
     void answer(std::optional<std::string> path);
 
+    FolderChooserModel model_;
+    DesktopFolderDialog desktopDialog_;
     QString message_;
+    bool isOpen_ = false;
     std::function<void(std::optional<std::string>)> chosen_;
 };
 

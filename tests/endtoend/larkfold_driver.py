@@ -267,33 +267,25 @@ class Program:
         self.choose_folder(path)
 
     def choose_folder(self, path):
-        """Answers the toolkit's folder dialog, which stands in the window where the desktop has none of its own.
-
-        A path is typed where the dialog shows the way. It opens that folder, and a second path, the one above, leaves it
-        with the first one highlighted: a click then selects it."""
+        """Answers the window's own folder chooser, which stands there where the desktop has no dialog, by typing the path."""
         path = os.path.abspath(path)
-        folder, name = os.path.split(path)
-        self.find(role="dialog", showing=True)
-        for typed in (path, folder):
-            self.key("ctrl+l")
-            field = self.find(role="text", showing=True, inside="dialog")
-            self.wait(lambda: field.focused, "the dialog's text field in focus")
-            self.key("ctrl+a")
-            self.type(typed)
-            self.wait(lambda: field.text == typed, f"{typed} in the dialog's text field")
-            self.key("Return")
-
-        def item():
-            for row in self.find_all(role="list item", inside="dialog"):
-                if any(child.name == name for child in row.children()):
-                    return row
-            return None
-
-        self.wait(item, f"{name} in the dialog's list").click()
+        self.find(role="dialog")
+        self.type_path(path)
+        self.find(f"Folder to open: {path}", inside="dialog")
         confirm = self.find("Open", role="push button", inside="dialog")
         self.wait(lambda: confirm.enabled, "the dialog's button")
         confirm.click()
         self.wait(lambda: not self.has(role="dialog"), "the end of the dialog")
+
+    def type_path(self, path):
+        """Types a path into the folder chooser and sends it off."""
+        self.key("ctrl+l")
+        field = self.find("Path of a folder", role="text", inside="dialog")
+        self.wait(lambda: field.focused, "the path's field in focus")
+        self.key("ctrl+a")
+        self.type(path)
+        self.wait(lambda: field.text == path, f"{path} in the path's field")
+        self.key("Return")
 
     def wait_for_map(self, deadline=None):
         """Waits until the result of a scan is on screen."""

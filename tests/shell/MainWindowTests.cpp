@@ -9,6 +9,7 @@
 #include <string>
 
 #include "WindowFixture.h"
+#include "platform/Path.h"
 #include "platform/qt/PathText.h"
 #include "shell/WindowMemory.h"
 
@@ -238,18 +239,89 @@ TEST_F(MainWindowTest, aDroppedItemThatIsNoFolderLeavesThePageAsItWasWithTheMess
 TEST_F(MainWindowTest, theFolderChooserAsksWithItsMessageAndItsAnswerIsScanned) {
     const std::string path = tree_.folder("caf\xc3\xa9 \xfe");
     startAfterFirstRun();
+    QmlFolderChooser& chooser = *view().folderChooser();
     view().scannerViewModel()->chooseFolder();
-    EXPECT_EQ(view().folderChooser()->message(), "Select a folder to scan");
-    view().folderChooser()->reject();
+    EXPECT_EQ(chooser.message(), "Select a folder to scan");
+    ASSERT_TRUE(eventually([&] { return chooser.isOpen(); }));
+    EXPECT_TRUE(eventually([this] { return isShown("Select a folder to scan"); }));
+    chooser.reject();
     EXPECT_FALSE(driver().isScanning());
+    EXPECT_TRUE(eventually([this] { return !isShown("Select a folder to scan"); }));
+
     view().scannerViewModel()->chooseFolder();
-    view().folderChooser()->accept(QUrl("https://example.org"));
-    EXPECT_FALSE(driver().isScanning());
-    view().scannerViewModel()->chooseFolder();
-    view().folderChooser()->accept(QUrl::fromEncoded(fileURLFromPath(path)));
+    ASSERT_TRUE(eventually([&] { return chooser.isOpen(); }));
+    FolderChooserModel& model = *chooser.model();
+    model.beginTypingPath();
+    model.setTypedPath(displayString(tree_.root()));
+    model.submitPath();
+    ASSERT_TRUE(eventually([&] { return model.rowCount() == 1; }));
+    model.setCurrentRow(0);
+    model.accept();
+    EXPECT_FALSE(chooser.isOpen());
     EXPECT_TRUE(driver().isScanning());
     EXPECT_EQ(driver().scanRootPath(), path);
     EXPECT_TRUE(eventually([this] { return !driver().isScanning(); }));
+}
+
+TEST_F(MainWindowTest, theFolderChooserIsUsedByKeysAndGivesTheKeyboardBack) {
+    tree_.folder("one/two");
+    startAfterFirstRun();
+    QmlFolderChooser& chooser = *view().folderChooser();
+    FolderChooserModel& model = *chooser.model();
+    const auto press = [this](int key, Qt::KeyboardModifiers modifiers = {}) {
+        QTest::keyClick(window_, static_cast<Qt::Key>(key), modifiers);
+    };
+    const auto isIn = [&](const std::string& folder) {
+        return eventually([&] { return model.folder() == folder && !model.isListing(); });
+    };
+    // From "Scan Entire Disk", which has the keyboard at first, to "Scan Folder".
+    ASSERT_TRUE(eventually([this] { return window_->activeFocusItem() != nullptr; }));
+    press(Qt::Key_Tab);
+    QQuickItem* before = window_->activeFocusItem();
+    ASSERT_EQ(before->property("text").toString(), "Scan Folder");
+    press(Qt::Key_Return);
+    // The list, or the row in it that the keyboard is on.
+    const auto listHasKeyboard = [this] {
+        return eventually([this] {
+            const QQuickItem* item = window_->activeFocusItem();
+            while (item != nullptr && item->objectName() != "chooserList") {
+                item = item->parentItem();
+            }
+            return item != nullptr;
+        });
+    };
+    ASSERT_TRUE(listHasKeyboard());
+
+    press(Qt::Key_L, Qt::ControlModifier);
+    ASSERT_TRUE(model.isTypingPath());
+    QTest::keySequence(window_, QKeySequence::SelectAll);
+    for (const QChar character : displayString(tree_.root())) {
+        QTest::sendKeyEvent(QTest::Click, window_, Qt::Key_unknown, QString(character), Qt::NoModifier);
+    }
+    press(Qt::Key_Return);
+    ASSERT_TRUE(isIn(tree_.root()));
+    ASSERT_TRUE(listHasKeyboard());
+    press(Qt::Key_Down);
+    press(Qt::Key_Return);
+    ASSERT_TRUE(isIn(tree_.path("one")));
+    press(Qt::Key_Backspace);
+    ASSERT_TRUE(isIn(tree_.root()));
+    EXPECT_EQ(model.currentRow(), 0);
+    press(Qt::Key_Up, Qt::AltModifier);
+    ASSERT_TRUE(isIn(std::string(parentPath(tree_.root()))));
+
+    // The first Escape leaves the path, the second one the dialog.
+    press(Qt::Key_Slash);
+    press(Qt::Key_L, Qt::ControlModifier);
+    ASSERT_TRUE(model.isTypingPath());
+    press(Qt::Key_Escape);
+    EXPECT_FALSE(model.isTypingPath());
+    EXPECT_TRUE(chooser.isOpen());
+    ASSERT_TRUE(listHasKeyboard());
+    press(Qt::Key_Escape);
+    EXPECT_FALSE(chooser.isOpen());
+    EXPECT_TRUE(eventually([&] { return window_->activeFocusItem() == before; }));
+    EXPECT_FALSE(driver().isScanning());
 }
 
 TEST_F(MainWindowTest, marksAreCountedInTheSidebarWideOrNarrow) {

@@ -7,6 +7,7 @@ Rectangle {
     id: notice
 
     required property string text
+    property bool dismissible: true
 
     signal dismissed()
 
@@ -38,6 +39,7 @@ Rectangle {
             Accessible.role: Accessible.AlertMessage
         }
         AppIconButton {
+            visible: notice.dismissible
             text: qsTr("Close")
             icon.name: "close"
             icon.width: 12 * Theme.typeScale

@@ -20,24 +20,6 @@ T.ApplicationWindow {
     font.family: app.appearance.fontFamily
     font.pixelSize: Theme.sizeBody
 
-    // For the toolkit's own folder dialog, which is shown where the desktop has none.
-    palette {
-        window: Theme.surfaceRaised
-        windowText: Theme.text
-        base: Theme.surface
-        alternateBase: Theme.rowAlternate
-        text: Theme.text
-        button: Theme.pressed
-        buttonText: Theme.text
-        light: Theme.hover
-        midlight: Theme.hover
-        mid: Theme.hairline
-        dark: Theme.textSecondary
-        highlight: Theme.selection
-        highlightedText: Theme.text
-        placeholderText: Theme.textSecondary
-    }
-
     Binding {
         target: Theme
         property: "dark"

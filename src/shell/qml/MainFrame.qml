@@ -51,25 +51,21 @@ T.Control {
         // qmllint enable unqualified
     }
 
-    // The dialog's own module is loaded when it is first needed.
+    // Made when it is first needed, and kept: what it leaves gets the keyboard back.
     Loader {
         id: chooser
         active: false
-        source: "FolderChooserDialog.qml"
-        onLoaded: (item as FolderChooserDialog).ask()
+        // qmllint disable unqualified
+        sourceComponent: FolderChooserDialog {
+            chooser: frame.view.folderChooser
+        }
+        // qmllint enable unqualified
     }
     Connections {
         target: frame.view.folderChooser
 
-        function onRequested() {
-            if (chooser.item) {
-                (chooser.item as FolderChooserDialog).ask();
-            } else {
-                chooser.setSource("FolderChooserDialog.qml", {
-                    "chooser": frame.view.folderChooser
-                });
-                chooser.active = true;
-            }
+        function onIsOpenChanged() {
+            chooser.active = true;
         }
     }
 }
