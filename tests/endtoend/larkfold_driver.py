@@ -22,6 +22,7 @@ import signal
 import subprocess
 import tempfile
 import time
+import urllib.parse
 import warnings
 from pathlib import Path
 
@@ -149,6 +150,32 @@ class Session:
         self._bus.call_sync("org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
                             GLib.Variant("(su)", ("org.freedesktop.portal.Desktop", 0)), None, Gio.DBusCallFlags.NONE,
                             5000, None)
+
+    @contextlib.contextmanager
+    def folder_dialog(self, answer):
+        """Lets the desktop have a dialog for choosing folders, which answers every question with the folder of that path
+        (bytes), or, with None, turns back. Yields the questions, each the options that it came with."""
+        node = Gio.DBusNodeInfo.new_for_xml("""<node><interface name="org.freedesktop.portal.FileChooser">
+            <property name="version" type="u" access="read"/>
+            <method name="OpenFile"><arg type="s" direction="in"/><arg type="s" direction="in"/>
+            <arg type="a{sv}" direction="in"/><arg type="o" direction="out"/></method></interface></node>""")
+        questions = []
+
+        def called(_bus, sender, path, _interface, _method, arguments, invocation):
+            window, title, options = arguments.unpack()
+            questions.append(options | {"window": window, "title": title})
+            request = f"{path}/request/{sender[1:].replace('.', '_')}/{options['handle_token']}"
+            invocation.return_value(GLib.Variant("(o)", (request,)))
+            urls = [] if answer is None else ["file://" + urllib.parse.quote_from_bytes(answer)]
+            self._bus.emit_signal(None, request, "org.freedesktop.portal.Request", "Response",
+                                  GLib.Variant("(ua{sv})", (int(answer is None), {"uris": GLib.Variant("as", urls)})))
+
+        registered = self._bus.register_object("/org/freedesktop/portal/desktop", node.interfaces[0], called,
+                                               lambda *_: GLib.Variant("u", 3), None)
+        try:
+            yield questions
+        finally:
+            self._bus.unregister_object(registered)
 
     def _spawn(self, command, **options):
         process = subprocess.Popen(command, env=self.environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,

@@ -65,10 +65,12 @@ class Window(unittest.TestCase):
         self.program.wait(lambda: self.rows() == list(names), f"the rows {names}")
 
     def way(self):
-        """The breadcrumb, as it reads from left to right; a row that grew at its end tells its parts in any order."""
+        """The breadcrumb, in the order in which a screen reader tells it, which has to be the one in which it is drawn."""
         ways = self.program.find_all("The way to this folder", role="list")
-        crumbs = [child for way in ways for child in way.children() if child.role == "push button"]
-        return [crumb.name for crumb in sorted(crumbs, key=lambda crumb: crumb.box()[0])]
+        crumbs = [(child.name, child.box()) for way in ways for child in way.children() if child.role == "push button"]
+        lefts = [box.x for _, box in crumbs]
+        self.assertEqual(lefts, sorted(lefts), f"{crumbs} are told in another order than they are drawn")
+        return [name for name, _ in crumbs]
 
     def answer_access_advice(self):
         """The advice stands before a scan of the whole disk where the account may not list its real home folder."""
@@ -104,6 +106,11 @@ class Window(unittest.TestCase):
         self.row("large").click()
         self.program.key("Return")
         self.program.wait(lambda: self.way() == ["tree", "large"], "the way into the folder")
+        self.row("inner").click()
+        self.program.key("Return")
+        self.program.wait(lambda: self.way() == ["tree", "large", "inner"], "the way further in")
+        self.program.key("alt+Left")
+        self.program.wait(lambda: self.way() == ["tree", "large"], "the way back to the folder")
         self.program.key("alt+Left")
         self.program.wait(lambda: self.way() == ["tree"], "the way back")
 
