@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <mutex>
 #include <vector>
 
@@ -185,27 +186,45 @@ Collator::Collator() : impl_(std::make_unique<Impl>()) {
 
 Collator::~Collator() = default;
 
+// Made for each name of a folder at once, so the usual short name costs one allocation: that of its key.
 std::string Collator::sortKey(std::string_view text) const {
     if (!utf8::isValid(text)) {
         return std::string(1, keyOfBytes).append(text);
     }
-    std::string key(1, keyOfText);
-    if (impl_->collator != nullptr) {
-        const UTF16 wide = toUTF16(text);
-        const auto length = static_cast<int32_t>(wide.size());
+    const bool isASCII = utf8::isASCII(text);
+    std::string key;
+    if (impl_->collator == nullptr) {
+        key.push_back(keyOfText);
+    } else {
+        std::array<UChar, 256> shortText;
+        UTF16 longText;
+        const UChar* wide = shortText.data();
+        auto length = static_cast<int32_t>(text.size());
+        if (isASCII && text.size() <= shortText.size()) {
+            std::ranges::copy(text, shortText.begin());
+        } else {
+            longText = toUTF16(text);
+            wide = longText.data();
+            length = static_cast<int32_t>(longText.size());
+        }
         std::array<std::uint8_t, 512> buffer;
-        const int32_t needed =
-            ucol_getSortKey(impl_->collator, wide.data(), length, buffer.data(), buffer.size());
+        const int32_t needed = ucol_getSortKey(impl_->collator, wide, length, buffer.data(), buffer.size());
+        key.reserve(1 + static_cast<std::size_t>(needed) + text.size());
+        key.push_back(keyOfText);
         if (needed <= static_cast<int32_t>(buffer.size())) {
             key.append(reinterpret_cast<const char*>(buffer.data()), static_cast<std::size_t>(needed));
         } else {
             key.resize(1 + static_cast<std::size_t>(needed));
-            ucol_getSortKey(impl_->collator, wide.data(), length,
-                            reinterpret_cast<std::uint8_t*>(key.data() + 1), needed);
+            ucol_getSortKey(impl_->collator, wide, length, reinterpret_cast<std::uint8_t*>(key.data() + 1),
+                            needed);
         }
     }
     // The collator's key ends in a zero byte and holds no other. What it does not tell apart ("1" and "01",
     // width, invisible characters) is told apart by the folded text behind it.
+    if (isASCII) {
+        std::ranges::transform(text, std::back_inserter(key), [](char c) { return asciiLowercased(c); });
+        return key;
+    }
     return key.append(foldedTieBreaker(text));
 }
 

@@ -101,9 +101,17 @@ QString itemsText(const FileNode& node) {
 
 constexpr qint64 typeAheadMilliseconds = 1000;
 
+// Names whose keys are made between two events: about a third of a millisecond.
+constexpr std::size_t namesInIdleTime = 500;
+// Lists of fewer names are sorted at once in any order.
+constexpr std::size_t namesWorthPreparing = 5000;
+
 }  // namespace
 
-FileListModel::FileListModel(QObject* parent) : QAbstractListModel(parent) {}
+FileListModel::FileListModel(QObject* parent) : QAbstractListModel(parent) {
+    idle_.setInterval(0);
+    connect(&idle_, &QTimer::timeout, this, &FileListModel::prepareNames);
+}
 
 FileListModel::~FileListModel() = default;
 
@@ -292,8 +300,19 @@ void FileListModel::rebuild() {
     settleRows();
 }
 
+void FileListModel::prepareNames() {
+    if (!rows_.prepareNames(namesInIdleTime)) {
+        idle_.stop();
+    }
+}
+
 // What depends on the rows' numbers, after they have changed.
 void FileListModel::settleRows() {
+    if (rows_.entryCount() >= namesWorthPreparing) {
+        idle_.start();
+    } else {
+        idle_.stop();
+    }
     hoveredRow_ = -1;
     followHoveredNode();
     const FileNode::Pointer current = currentNode_.lock();

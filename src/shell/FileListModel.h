@@ -12,6 +12,7 @@
 #include <QAbstractListModel>
 #include <QElapsedTimer>
 #include <QString>
+#include <QTimer>
 #include <QVariantList>
 #include <functional>
 #include <memory>
@@ -186,6 +187,7 @@ private:
     void followHoveredNode();
     void rebuild();
     void settleRows();
+    void prepareNames();
     void forgetHover();
     void setCurrentNode(const FileNode::Pointer& node);
     void refreshRows(const QList<int>& roles);
@@ -206,6 +208,7 @@ private:
     QString notice_;
     QString typed_;
     QElapsedTimer sinceTyped_;
+    QTimer idle_;  // due whenever the window has nothing else to do, while names are not prepared yet
     std::function<Date()> clock_ = now;
     Revealer revealer_;
     std::unique_ptr<Desktop> desktop_;  // made when first needed

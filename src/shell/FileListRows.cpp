@@ -68,6 +68,7 @@ void FileListRows::setRoot(FileNode::Pointer root) {
     isGathered_ = false;
     entries_.clear();
     nameKeys_.clear();
+    preparedNames_ = 0;
     rows_.clear();
     holdsSummaries_ = false;
     if (!root_) {
@@ -86,6 +87,7 @@ void FileListRows::gather(bool searchSubfolders) {
     isGathered_ = true;
     gatheredSubfolders_ = searchSubfolders;
     nameKeys_.clear();
+    preparedNames_ = 0;
     entries_.clear();
     if (!root_) {
         return;
@@ -143,6 +145,17 @@ void FileListRows::update(const FileListQuery& query, Date now) {
     for (const Sortable& row : kept) {
         rows_.push_back(entries_[row.entry]);
     }
+}
+
+bool FileListRows::prepareNames(std::size_t most) {
+    nameKeys_.resize(entries_.size());
+    for (; most > 0 && preparedNames_ < entries_.size(); ++preparedNames_) {
+        if (nameKeys_[preparedNames_].empty()) {
+            nameKey(static_cast<std::uint32_t>(preparedNames_));
+            --most;
+        }
+    }
+    return preparedNames_ < entries_.size();
 }
 
 // Each row carries two numbers that order it as far as they can: the first sixteen bytes of a name's key, or

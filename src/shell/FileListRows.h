@@ -6,6 +6,7 @@
 // tens of milliseconds. Main thread only, as the tree itself.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -48,8 +49,15 @@ public:
     // Computes the rows anew. `now` is what ages are counted from.
     void update(const FileListQuery& query, Date now);
 
+    // Makes up to `most` of the keys that names are ordered by, so that an update by name finds them made.
+    // True while some are missing. It changes no row.
+    bool prepareNames(std::size_t most);
+
     // The outcome of the last update, in order.
     const std::vector<FileNode::Pointer>& rows() const { return rows_; }
+
+    // How many entries there are before search and filters.
+    std::size_t entryCount() const { return entries_.size(); }
 
     const FileNode::Pointer& root() const { return root_; }
     // Whether the folder, or one directly in it, holds a summary, so that not everything in it can be
@@ -73,6 +81,7 @@ private:
     std::vector<FileNode::Pointer> rows_;
     Collator collator_;
     mutable std::vector<std::string> nameKeys_;  // beside `entries_`; empty: not made yet
+    std::size_t preparedNames_ = 0;              // up to here all are made
 };
 
 }  // namespace larkfold

@@ -201,6 +201,41 @@ TEST(FileListRows, summaries_areNoticedInTheFolderAndOneLevelBelow) {
     EXPECT_FALSE(holds(nullptr));
 }
 
+TEST(FileListRows, namesPreparedInSlices_giveTheSameOrderAndNoOtherRows) {
+    std::vector<FileNode::Pointer> children;
+    for (const char* name : {"file10", "File2", "file02", "Überblick", "uberblick", "\xFF", "résumé.pdf",
+                             "a.jpg", "z.jpg", "B.jpg", "file2.txt", "", "10", "9"}) {
+        children.push_back(file(name, 1));
+    }
+    const auto root = tree({folder("inner", children), file("outer", 1), file("Another", 2)});
+    for (const bool searchSubfolders : {false, true}) {
+        for (const auto& order : {sortedBy({{name, false}}), sortedBy({{type, false}, {name, false}}),
+                                  sortedBy({{size, false}, {name, true}})}) {
+            FileListQuery query = order;
+            query.searchSubfolders = searchSubfolders;
+            FileListRows rows;
+            rows.setRoot(root);
+            rows.update({.searchText = "e", .searchSubfolders = searchSubfolders}, today);
+            const std::vector<FileNode::Pointer> before = rows.rows();
+            std::size_t slices = 1;
+            while (rows.prepareNames(2)) {
+                ++slices;
+            }
+            EXPECT_EQ(slices, (rows.entryCount() + 1) / 2);
+            EXPECT_FALSE(rows.prepareNames(2)) << "nothing is left";
+            EXPECT_EQ(rows.rows(), before);
+            rows.update(query, today);
+            std::vector<std::string> prepared;
+            for (const auto& node : rows.rows()) {
+                prepared.emplace_back(node->name());
+            }
+            EXPECT_EQ(prepared, names(root, query));
+        }
+    }
+    FileListRows none;
+    EXPECT_FALSE(none.prepareNames(1));
+}
+
 TEST(FileListRows, namesThatAreNotText_areListedAndSorted) {
     const auto root = tree({file("b\xFF\xFE", 1), file("a\n'quote", 2), file(std::string(255, 'n'), 3)});
     EXPECT_EQ(names(root, sortedBy({{name, false}})).size(), 3u);
