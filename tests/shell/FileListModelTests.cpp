@@ -15,6 +15,7 @@ namespace larkfold {
 namespace {
 
 using test::FileListSession;
+using test::FileListTest;
 using test::namesOf;
 using test::rowNamed;
 using test::TemporaryTree;
@@ -22,13 +23,9 @@ using test::textOf;
 
 using Names = std::vector<std::string>;
 
-class FileListModelTest : public testing::Test {
+class FileListModelTest : public FileListTest {
 protected:
     void SetUp() override {
-        tree.fileOfSize("photos/one.jpg", 60'000);
-        tree.fileOfSize("photos/deep/two.jpg", 40'000);
-        tree.fileOfSize("film.mov", 200'000);
-        tree.fileOfSize("letter.pdf", 20'000);
         tree.folder("void");
         ASSERT_TRUE(session.scan(tree.root()));
         model.setDriver(&session.driver);
@@ -37,8 +34,6 @@ protected:
     int row(std::string_view name) const { return rowNamed(model, name); }
     FileNode::Pointer root() const { return session.driver.scanResult()->rootNode; }
 
-    TemporaryTree tree;
-    FileListSession session;
     FileListModel model;
 };
 

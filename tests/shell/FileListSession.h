@@ -1,6 +1,8 @@
 // A driver over a real folder for the tests of the file list, with surroundings of its own.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <QCoreApplication>
 #include <QTest>
 #include <memory>
@@ -45,6 +47,21 @@ private:
 
 public:
     DiskScannerViewModel driver;
+};
+
+// What the suites of the list have before each test: a folder that is not scanned yet, so that each can add
+// to it.
+class FileListTest : public testing::Test {
+protected:
+    FileListTest() {
+        tree.fileOfSize("photos/one.jpg", 60'000);
+        tree.fileOfSize("photos/deep/two.jpg", 40'000);
+        tree.fileOfSize("film.mov", 200'000);
+        tree.fileOfSize("letter.pdf", 20'000);
+    }
+
+    TemporaryTree tree;
+    FileListSession session;
 };
 
 inline int rowNamed(const FileListModel& model, std::string_view name) {

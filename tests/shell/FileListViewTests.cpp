@@ -21,20 +21,15 @@ Q_IMPORT_QML_PLUGIN(Larkfold_ShellPlugin)
 namespace larkfold {
 namespace {
 
-using test::FileListSession;
+using test::FileListTest;
 using test::namesOf;
 using test::rowNamed;
-using test::TemporaryTree;
 
 using Names = std::vector<std::string>;
 
-class FileListViewTest : public testing::Test {
+class FileListViewTest : public FileListTest {
 protected:
     void SetUp() override {
-        tree.fileOfSize("photos/one.jpg", 60'000);
-        tree.fileOfSize("photos/deep/two.jpg", 40'000);
-        tree.fileOfSize("film.mov", 200'000);
-        tree.fileOfSize("letter.pdf", 20'000);
         tree.fileOfSize("notes.txt", 10'000);
         ASSERT_TRUE(session.scan(tree.root()));
         open(QSize(720, 560));
@@ -112,8 +107,6 @@ protected:
                     : QString();
     }
 
-    TemporaryTree tree;
-    FileListSession session;
     std::unique_ptr<QQuickView> view;
     FileListModel* model = nullptr;
 };
