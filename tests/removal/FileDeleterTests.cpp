@@ -450,26 +450,6 @@ TEST_F(FileDeleterTest, strayFilesInTheTrash_areNeverReplaced) {
     EXPECT_FALSE(own_files::exists(trash("info/x.trashinfo")));
 }
 
-TEST_F(FileDeleterTest, aTrashThatIsALink_takesNothing_andTheItemStays) {
-    tree.folder("elsewhere/files");
-    tree.folder("elsewhere/info");
-    tree.link(inHome(".local/share/Trash"), tree.path("elsewhere"));
-    const std::string file = tree.file(inHome("x"), "x");
-    // The volume's own Trash would lie at its top, where a test must not write: so an ordinary user tries.
-    ASSERT_EQ(chmod(tree.root().c_str(), 0755), 0);
-    const auto result = remove(request({file}));
-    if (result.failedDeletions.empty()) {
-        // The superuser may make a Trash at the top of the volume.
-        EXPECT_THAT(*result.operation.items.front().trashPath, HasSubstr("/.Trash-"));
-        test::removeTree(*result.operation.items.front().trashPath);
-    } else {
-        EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("No Trash"));
-        EXPECT_EQ(contentOf(file), "x");
-    }
-    EXPECT_TRUE(std::filesystem::is_empty(tree.path("elsewhere/files")));
-    EXPECT_TRUE(std::filesystem::is_empty(tree.path("elsewhere/info")));
-}
-
 // --- Duplicates
 
 class FileDeleterDuplicateTest : public FileDeleterTest {

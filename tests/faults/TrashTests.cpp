@@ -1,0 +1,364 @@
+// The Trash, rule by rule, on volumes of the test's own.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <iterator>
+#include <string>
+
+#include "faults/PrivateNamespace.h"
+#include "platform/OwnFiles.h"
+#include "platform/Path.h"
+#include "removal/FileDeleter.h"
+#include "support/TemporaryTree.h"
+#include "support/UnprivilegedUser.h"
+
+namespace larkfold::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::SizeIs;
+
+unsigned modeOf(const std::string& path) {
+    struct stat values{};
+    EXPECT_EQ(lstat(path.c_str(), &values), 0) << path;
+    return values.st_mode & 07777U;
+}
+
+// Two volumes of memory: one with the home folder, one beside it. Made within a namespace of the test's own.
+struct Volumes {
+    Volumes() {
+        home = joinedPath(homeVolume.path(), "home");
+        own_files::createFolders(home);
+        setenv("HOME", home.c_str(), 1);
+        unsetenv("XDG_DATA_HOME");
+    }
+
+    struct Volume {
+        explicit Volume(const std::string& relative, unsigned long flags = 0)
+            : folder(tree.folder(relative)), mounted("tmpfs", folder, "tmpfs", flags, "size=16m,mode=0755") {}
+        const std::string& path() const { return folder; }
+
+        TemporaryTree tree;
+        std::string folder;
+        Mounted mounted;
+    };
+
+    std::string file(const std::string& path, const std::string& content = "content") const {
+        own_files::createFolders(std::string(parentPath(path)));
+        own_files::writeFile(path, content);
+        return path;
+    }
+
+    static FileDeleter::DeletionResult remove(const std::string& path, bool permanently = false) {
+        FileDeleter gate(nullptr);
+        return gate.deleteItems({.urls = {path},
+                                 .permanently = permanently,
+                                 .allowedRoots = {std::string(parentPath(path))},
+                                 .duplicateVerifications = {},
+                                 .source = "Test",
+                                 .protectRunningApplications = false},
+                                nullptr, {});
+    }
+    // Where it went.
+    static std::string trashPathOf(const std::string& path) {
+        const auto result = remove(path);
+        if (!result.failedDeletions.empty()) {
+            return "failed: " + result.failedDeletions.front().description();
+        }
+        EXPECT_FALSE(own_files::exists(path));
+        return result.operation.items.front().trashPath.value_or("nowhere");
+    }
+    static std::string own() { return ".Trash-" + std::to_string(geteuid()); }
+    static std::string user() { return std::to_string(geteuid()); }
+
+    Volume homeVolume{"home-volume"};
+    Volume other{"other-volume"};
+    std::string home;
+};
+
+#define IN_VOLUMES(body)                 \
+    EXPECT_TRUE(inPrivateNamespace([&] { \
+        const Volumes volumes;           \
+        body                             \
+    }))
+
+TEST(TrashOfTheHome, isMadeForTheUserAlone_andTakesWhatLiesOnItsVolume) {
+    IN_VOLUMES({
+        const std::string path = volumes.file(joinedPath(volumes.homeVolume.path(), "elsewhere/x"));
+        const std::string trash = joinedPath(volumes.home, ".local/share/Trash");
+        EXPECT_EQ(Volumes::trashPathOf(path), trash + "/files/x");
+        EXPECT_EQ(modeOf(trash), 0700U);
+        EXPECT_EQ(modeOf(trash + "/files"), 0700U);
+        EXPECT_EQ(modeOf(trash + "/info"), 0700U);
+        EXPECT_EQ(modeOf(trash + "/info/x.trashinfo"), 0600U);
+        // By its whole path, and when by the clock on the wall.
+        EXPECT_THAT(contentOf(trash + "/info/x.trashinfo"),
+                    MatchesRegex("\\[Trash Info\\]\nPath=" + path +
+                                 "\nDeletionDate=[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\n"));
+        EXPECT_FALSE(own_files::exists(joinedPath(volumes.homeVolume.path(), Volumes::own())));
+    });
+}
+
+TEST(TrashOfTheHome, liesWhereTheEnvironmentSays) {
+    IN_VOLUMES({
+        const std::string data = joinedPath(volumes.other.path(), "data");
+        setenv("XDG_DATA_HOME", data.c_str(), 1);
+        EXPECT_EQ(Volumes::trashPathOf(volumes.file(joinedPath(volumes.other.path(), "x"))),
+                  data + "/Trash/files/x");
+    });
+}
+
+TEST(TrashOfTheHome, thatIsALink_takesNothing) {
+    IN_VOLUMES({
+        const std::string elsewhere = joinedPath(volumes.homeVolume.path(), "elsewhere");
+        own_files::createFolders(joinedPath(elsewhere, "files"));
+        own_files::createFolders(joinedPath(elsewhere, "info"));
+        own_files::createFolders(joinedPath(volumes.home, ".local/share"));
+        ASSERT_EQ(symlink(elsewhere.c_str(), joinedPath(volumes.home, ".local/share/Trash").c_str()), 0);
+        const std::string path = volumes.file(joinedPath(volumes.home, "x"));
+        // The volume has a Trash of its own all the same.
+        EXPECT_EQ(Volumes::trashPathOf(path),
+                  joinedPath(volumes.homeVolume.path(), Volumes::own() + "/files/x"));
+        EXPECT_TRUE(std::filesystem::is_empty(joinedPath(elsewhere, "files")));
+        EXPECT_TRUE(std::filesystem::is_empty(joinedPath(elsewhere, "info")));
+    });
+}
+
+TEST(TrashOfAVolume, isMadeAtItsTop_andNotesThePathBelowIt) {
+    IN_VOLUMES({
+        const std::string top = volumes.other.path();
+        const std::string trash = joinedPath(top, Volumes::own());
+        EXPECT_EQ(Volumes::trashPathOf(volumes.file(joinedPath(top, "a b/x"))), trash + "/files/x");
+        EXPECT_EQ(modeOf(trash), 0700U);
+        EXPECT_EQ(modeOf(trash + "/files"), 0700U);
+        EXPECT_THAT(contentOf(trash + "/info/x.trashinfo"), HasSubstr("\nPath=a%20b/x\n"));
+        EXPECT_FALSE(own_files::exists(joinedPath(volumes.home, ".local")));
+    });
+}
+
+TEST(TrashOfAVolume, thatTheAdministratorMade_isTakenFirst) {
+    IN_VOLUMES({
+        const std::string shared = joinedPath(volumes.other.path(), ".Trash");
+        own_files::createFolders(shared);
+        ASSERT_EQ(chmod(shared.c_str(), 01777), 0);
+        EXPECT_EQ(Volumes::trashPathOf(volumes.file(joinedPath(volumes.other.path(), "x"))),
+                  shared + "/" + Volumes::user() + "/files/x");
+        EXPECT_EQ(modeOf(shared + "/" + Volumes::user()), 0700U);
+        EXPECT_THAT(contentOf(shared + "/" + Volumes::user() + "/info/x.trashinfo"), HasSubstr("\nPath=x\n"));
+    });
+}
+
+TEST(TrashOfAVolume, thatTheAdministratorMade_countsOnlyWithTheStickyBit) {
+    IN_VOLUMES({
+        const std::string shared = joinedPath(volumes.other.path(), ".Trash");
+        own_files::createFolders(shared);
+        ASSERT_EQ(chmod(shared.c_str(), 0777), 0);
+        EXPECT_EQ(Volumes::trashPathOf(volumes.file(joinedPath(volumes.other.path(), "x"))),
+                  joinedPath(volumes.other.path(), Volumes::own() + "/files/x"));
+        EXPECT_TRUE(std::filesystem::is_empty(shared));
+    });
+}
+
+TEST(TrashOfAVolume, thatIsALink_isNotTaken) {
+    IN_VOLUMES({
+        const std::string top = volumes.other.path();
+        const std::string elsewhere = joinedPath(top, "elsewhere");
+        own_files::createFolders(elsewhere);
+        ASSERT_EQ(chmod(elsewhere.c_str(), 01777), 0);
+        ASSERT_EQ(symlink(elsewhere.c_str(), joinedPath(top, ".Trash").c_str()), 0);
+        EXPECT_EQ(Volumes::trashPathOf(volumes.file(joinedPath(top, "x"))),
+                  joinedPath(top, Volumes::own() + "/files/x"));
+        EXPECT_TRUE(std::filesystem::is_empty(elsewhere));
+    });
+}
+
+TEST(TrashOfAVolume, whoseUsersFolderIsALink_isNotTaken) {
+    IN_VOLUMES({
+        const std::string top = volumes.other.path();
+        const std::string elsewhere = joinedPath(top, "elsewhere");
+        const std::string shared = joinedPath(top, ".Trash");
+        own_files::createFolders(elsewhere);
+        own_files::createFolders(shared);
+        ASSERT_EQ(chmod(shared.c_str(), 01777), 0);
+        ASSERT_EQ(symlink(elsewhere.c_str(), joinedPath(shared, Volumes::user()).c_str()), 0);
+        EXPECT_EQ(Volumes::trashPathOf(volumes.file(joinedPath(top, "x"))),
+                  joinedPath(top, Volumes::own() + "/files/x"));
+        EXPECT_TRUE(std::filesystem::is_empty(elsewhere));
+    });
+}
+
+TEST(TrashOfAVolume, whereNoneCanBeUsed_theItemStays_andTheReasonIsTold) {
+    IN_VOLUMES({
+        const std::string top = volumes.other.path();
+        const std::string elsewhere = joinedPath(top, "elsewhere");
+        own_files::createFolders(elsewhere);
+        ASSERT_EQ(symlink(elsewhere.c_str(), joinedPath(top, Volumes::own()).c_str()), 0);
+        const std::string path = volumes.file(joinedPath(top, "x"));
+        const auto result = Volumes::remove(path);
+        ASSERT_THAT(result.failedDeletions, SizeIs(1));
+        EXPECT_EQ(result.failedDeletions.front().description(),
+                  "No Trash on this volume can take this item, so it stays where it is. “" +
+                      joinedPath(top, Volumes::own()) + "” is a link or no folder, so it is not used.");
+        EXPECT_EQ(contentOf(path), "content");
+        EXPECT_TRUE(std::filesystem::is_empty(elsewhere));
+    });
+}
+
+TEST(TrashOfAVolume, ofAnotherUser_isNotTaken) {
+    IN_VOLUMES({
+        const std::string top = volumes.other.path();
+        own_files::createFolders(joinedPath(top, Volumes::own()));
+        ASSERT_EQ(chown(joinedPath(top, Volumes::own()).c_str(), 65534, 65534), 0);
+        const std::string path = volumes.file(joinedPath(top, "x"));
+        const auto result = Volumes::remove(path);
+        ASSERT_THAT(result.failedDeletions, SizeIs(1));
+        EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("belongs to another user"));
+        EXPECT_EQ(contentOf(path), "content");
+    });
+}
+
+TEST(TrashOfAVolume, thatIsReadOnly_leavesTheItem) {
+    IN_VOLUMES({
+        const std::string path = volumes.file(joinedPath(volumes.other.path(), "x"));
+        ASSERT_EQ(mount("", volumes.other.path().c_str(), "", MS_REMOUNT | MS_RDONLY, ""), 0);
+        for (const bool permanently : {false, true}) {
+            const auto result = Volumes::remove(path, permanently);
+            ASSERT_THAT(result.failedDeletions, SizeIs(1));
+            EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("the disk is read-only."));
+            EXPECT_EQ(contentOf(path), "content");
+        }
+    });
+}
+
+// The same file system by another way: the device is that of the home folder, and yet nothing can be renamed
+// there.
+TEST(TrashOfAVolume, ofABindMount_isItsOwn) {
+    IN_VOLUMES({
+        const std::string source = joinedPath(volumes.homeVolume.path(), "shared");
+        const std::string bound = joinedPath(volumes.other.path(), "bound");
+        volumes.file(joinedPath(source, "x"));
+        own_files::createFolders(bound);
+        const Mounted mounted(source, bound, "", MS_BIND, "");
+        EXPECT_EQ(Volumes::trashPathOf(joinedPath(bound, "x")),
+                  joinedPath(bound, Volumes::own() + "/files/x"));
+        EXPECT_EQ(contentOf(joinedPath(source, Volumes::own() + "/files/x")), "content");
+    });
+}
+
+TEST(TrashOfAVolume, whatLiesInIt_goesForGoodWithItsNote) {
+    IN_VOLUMES({
+        const std::string trash = joinedPath(volumes.other.path(), Volumes::own());
+        Volumes::trashPathOf(volumes.file(joinedPath(volumes.other.path(), "x")));
+        EXPECT_THAT(Volumes::remove(trash + "/files/x").failedDeletions, SizeIs(1));
+        EXPECT_THAT(Volumes::remove(trash + "/files/x", true).failedDeletions, IsEmpty());
+        EXPECT_TRUE(std::filesystem::is_empty(trash + "/files"));
+        EXPECT_TRUE(std::filesystem::is_empty(trash + "/info"));
+    });
+}
+
+TEST(SizesOfTheTrash, tellWhatAFolderTakes_andForgetWhatHasGone) {
+    IN_VOLUMES({
+        const std::string folder = joinedPath(volumes.homeVolume.path(), "a b");
+        volumes.file(joinedPath(folder, "deep/x"), std::string(10'000, 'x'));
+        const std::string trash = joinedPath(volumes.home, ".local/share/Trash");
+        volumes.file(trash + "/directorysizes", "4096 1700000000 gone\n1 2\nno row at all\n");
+        ASSERT_EQ(Volumes::trashPathOf(folder), trash + "/files/a b");
+        // Three pages of content; this kind of file system keeps folders elsewhere.
+        EXPECT_THAT(contentOf(trash + "/directorysizes"), MatchesRegex("12288 [0-9]+ a%20b\n"));
+        struct stat note{};
+        ASSERT_EQ(stat((trash + "/info/a b.trashinfo").c_str(), &note), 0);
+        EXPECT_THAT(contentOf(trash + "/directorysizes"),
+                    HasSubstr(" " + std::to_string(note.st_mtime) + " "));
+    });
+}
+
+// --- Mounts
+
+TEST(Mounts, belowAFolder_keepIt) {
+    IN_VOLUMES({
+        const std::string folder = joinedPath(volumes.homeVolume.path(), "folder");
+        const std::string inner = joinedPath(folder, "deep/mount");
+        volumes.file(joinedPath(folder, "x"));
+        own_files::createFolders(inner);
+        const Mounted mounted("tmpfs", inner, "tmpfs", 0, "size=1m");
+        volumes.file(joinedPath(inner, "precious"));
+        for (const bool permanently : {false, true}) {
+            const auto result = Volumes::remove(folder, permanently);
+            ASSERT_THAT(result.failedDeletions, SizeIs(1));
+            EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("protected or outside"));
+            EXPECT_EQ(contentOf(joinedPath(inner, "precious")), "content");
+            EXPECT_EQ(contentOf(joinedPath(folder, "x")), "content");
+        }
+    });
+}
+
+TEST(Mounts, themselves_stay) {
+    IN_VOLUMES({
+        const std::string precious = volumes.file(joinedPath(volumes.other.path(), "precious"));
+        const std::string file = volumes.file(joinedPath(volumes.homeVolume.path(), "file"));
+        const Mounted overFile(precious, file, "", MS_BIND, "");
+        for (const bool permanently : {false, true}) {
+            EXPECT_THAT(Volumes::remove(volumes.other.path(), permanently).failedDeletions, SizeIs(1));
+            EXPECT_THAT(Volumes::remove(file, permanently).failedDeletions, SizeIs(1));
+        }
+        EXPECT_EQ(contentOf(precious), "content");
+    });
+}
+
+// --- What cannot be changed
+
+TEST(Immutable, item_staysUnchanged) {
+    TemporaryTree tree;
+    const std::string file = tree.file("x", "content");
+    const auto setFlag = [&file](const char* flag) {
+        return std::system(("chattr " + std::string(flag) + " '" + file + "' 2>/dev/null").c_str());
+    };
+    if (setFlag("+i") != 0) {
+        GTEST_SKIP() << "The file system at " << tree.root() << " knows no immutable files.";
+    }
+    for (const bool permanently : {false, true}) {
+        const auto result = Volumes::remove(file, permanently);
+        ASSERT_THAT(result.failedDeletions, SizeIs(1));
+        EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("you do not have permission."));
+        EXPECT_EQ(contentOf(file), "content");
+        using Iterator = std::filesystem::directory_iterator;
+        EXPECT_EQ(std::distance(Iterator(tree.root()), Iterator()), 1);
+    }
+    setFlag("-i");
+}
+
+// In a folder where everybody may write and nobody may take away what is another's.
+TEST(ForeignOwned, item_staysUnchanged) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "Only the superuser can make what belongs to somebody else.";
+    }
+    // The test's own temporary folder lets nobody else in.
+    const std::string usual = std::getenv("TMPDIR") == nullptr ? "/tmp" : std::getenv("TMPDIR");
+    setenv("TMPDIR", "/tmp", 1);
+    TemporaryTree tree;
+    setenv("TMPDIR", usual.c_str(), 1);
+    const std::string file = tree.file("shared/x", "content");
+    ASSERT_EQ(chmod(tree.path("shared").c_str(), 01777), 0);
+    ASSERT_EQ(chmod(tree.root().c_str(), 0755), 0);
+    ASSERT_EQ(chmod(file.c_str(), 0644), 0);
+    EXPECT_TRUE(asUnprivilegedUser([&](const std::string&) {
+        for (const bool permanently : {false, true}) {
+            const auto result = Volumes::remove(file, permanently);
+            ASSERT_THAT(result.failedDeletions, SizeIs(1));
+            EXPECT_EQ(contentOf(file), "content");
+        }
+    }));
+    using Iterator = std::filesystem::directory_iterator;
+    EXPECT_EQ(std::distance(Iterator(tree.path("shared")), Iterator()), 1);
+}
+
+}  // namespace
+}  // namespace larkfold::test
