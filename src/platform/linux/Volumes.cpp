@@ -1,6 +1,5 @@
 #include "platform/Volumes.h"
 
-#include <sys/stat.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
