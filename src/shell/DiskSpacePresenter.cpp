@@ -11,6 +11,7 @@
 #include "disk/DiskScannerViewModel.h"
 #include "platform/Collation.h"
 #include "platform/Path.h"
+#include "platform/StandardFolders.h"
 #include "platform/qt/PathText.h"
 #include "shell/ShellTexts.h"
 
@@ -140,6 +141,16 @@ QString DiskSpacePresenter::capacityNotice() const {
 
 QString DiskSpacePresenter::savedScanNotice() const {
     return driver_.savedScanNoticeText();
+}
+
+QString DiskSpacePresenter::savedScanHint() const {
+    if (!savedScanNotice().contains(QLatin1String("this Mac"))) {
+        return {};
+    }
+    const std::string folder(parentPath(DiskScannerViewModel::indexFileURL()));
+    const std::string home = homeDirectoryForCurrentUser();
+    const bool isInHome = folder != home && home != "/" && isAtOrBelow(folder, home);
+    return texts::savedScanHint(displayString(isInHome ? "~" + folder.substr(home.size()) : folder));
 }
 
 QString DiskSpacePresenter::hiddenItemsText() const {

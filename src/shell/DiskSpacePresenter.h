@@ -36,6 +36,8 @@ class DiskSpacePresenter : public QObject {
     Q_PROPERTY(larkfold::ScanErrorListModel* scanErrors READ scanErrors CONSTANT)
     Q_PROPERTY(QString capacityNotice READ capacityNotice NOTIFY resultChanged)
     Q_PROPERTY(QString savedScanNotice READ savedScanNotice NOTIFY savedScanNoticeChanged)
+    // Where "this Mac" is, for whoever has none; empty where the notice does not say so.
+    Q_PROPERTY(QString savedScanHint READ savedScanHint NOTIFY savedScanNoticeChanged)
     Q_PROPERTY(QString hiddenItemsText READ hiddenItemsText NOTIFY resultChanged)
     // True while the switch stands otherwise than it stood for the scan on screen.
     Q_PROPERTY(bool hiddenSettingDiffers READ hiddenSettingDiffers NOTIFY hiddenSettingDiffersChanged)
@@ -84,6 +86,7 @@ public:
     ScanErrorListModel* scanErrors() { return &scanErrors_; }
     QString capacityNotice() const;
     QString savedScanNotice() const;
+    QString savedScanHint() const;
     QString hiddenItemsText() const;  // "318 hidden items left out", empty where there were none
     bool hiddenSettingDiffers() const;
     int markedItems() const { return markedItems_; }

@@ -47,6 +47,10 @@ QString bytes(std::int64_t count) {
     return QString::fromStdString(formattedByteCount(count));
 }
 
+QString savedScanHint(const QString& folder) {
+    return QStringLiteral("“This Mac” is this computer: the index lies in %1.").arg(folder);
+}
+
 QString scanCancelledHint() {
     return QStringLiteral("Nothing on your disk was changed. Start again whenever you like.");
 }

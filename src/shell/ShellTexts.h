@@ -13,6 +13,7 @@ QString unreadable(std::int64_t places);                       // "12 places cou
 QString hiddenLeftOut(std::int64_t items);                     // "318 hidden items left out"
 QString marked(std::int64_t items, std::int64_t bytes);        // "3 items, 4.2 GB marked"
 QString bytes(std::int64_t bytes);                             // "4.2 GB"
+QString savedScanHint(const QString& folder);  // "“This Mac” is this computer: the index lies in …"
 QString scanCancelledHint();
 QString scanFailedHint();
 QString dropFailed();  // "Larkfold couldn’t access that location."

@@ -2,6 +2,7 @@
 
 #include <QAccessible>
 #include <QGuiApplication>
+#include <QQmlComponent>
 #include <QQuickStyle>
 #include <QSignalSpy>
 #include <QtQml/QQmlExtensionPlugin>
@@ -322,6 +323,39 @@ TEST_F(MainWindowTest, theFolderChooserIsUsedByKeysAndGivesTheKeyboardBack) {
     EXPECT_FALSE(chooser.isOpen());
     EXPECT_TRUE(eventually([&] { return window_->activeFocusItem() == before; }));
     EXPECT_FALSE(driver().isScanning());
+}
+
+TEST_F(MainWindowTest, theNoticeOfTheSavedIndexIsReadWholeAtEveryWidth) {
+    tree_.fileOfSize("home/a", 3'000'000);
+    tree_.file("home/.hidden");
+    startAfterFirstRun();
+    ASSERT_TRUE(scan(tree_.path("home")));
+    const QString notice = "Saved on this Mac. Changes outside a rescan remain a snapshot.";
+    QQmlComponent reference(engine_.get());
+    reference.setData("import QtQml\nimport Larkfold.Shell\nQtObject { property QtObject theme: Theme }", {});
+    const std::unique_ptr<QObject> holder(reference.create());
+    ASSERT_NE(holder, nullptr) << reference.errorString().toStdString();
+    auto* theme = holder->property("theme").value<QObject*>();
+    ASSERT_NE(theme, nullptr);
+    for (const double scale : {1.0, 1.5, 2.0}) {
+        theme->setProperty("typeScale", scale);
+        for (const int width : {900, 1280, 2560}) {
+            window_->resize(width, 600);
+            ASSERT_TRUE(eventually([this, width] { return window_->contentItem()->width() == width; }));
+            for (const QString& text : {notice, view().diskSpace()->savedScanHint()}) {
+                QQuickItem* label = find(text);
+                ASSERT_NE(label, nullptr) << text.toStdString();
+                const auto isWhole = [&] {
+                    const QRectF place = label->mapRectToScene(QRectF(0, 0, label->width(), label->height()));
+                    return !label->property("truncated").toBool() &&
+                           label->property("contentWidth").toDouble() <= label->width() + 0.5 &&
+                           label->property("contentHeight").toDouble() <= label->height() + 0.5 &&
+                           QRectF(0, 0, window_->width(), window_->height()).contains(place);
+                };
+                EXPECT_TRUE(eventually(isWhole)) << text.toStdString() << " at " << width << ", " << scale;
+            }
+        }
+    }
 }
 
 TEST_F(MainWindowTest, marksAreCountedInTheSidebarWideOrNarrow) {

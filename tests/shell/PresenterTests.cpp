@@ -75,6 +75,15 @@ TEST(ShellTexts, groupsAndCountsInWholePhrases) {
     EXPECT_EQ(texts::mappingTitle(false), "Building Disk Map");
 }
 
+TEST_F(PresenterTest, besideTheNoticeOfTheSavedIndexStandsWhereThatIs) {
+    tree_.fileOfSize("home/a", 5'000);
+    EXPECT_TRUE(presenter_.savedScanHint().isEmpty());
+    ASSERT_TRUE(scan(tree_.path("home")));
+    EXPECT_EQ(presenter_.savedScanNotice(), "Saved on this Mac. Changes outside a rescan remain a snapshot.");
+    EXPECT_EQ(presenter_.savedScanHint(),
+              "“This Mac” is this computer: the index lies in ~/.local/share/Larkfold.");
+}
+
 TEST_F(PresenterTest, withoutAResultThereIsNothingToSay) {
     EXPECT_TRUE(presenter_.title().isEmpty());
     EXPECT_TRUE(presenter_.statusLine().isEmpty());

@@ -8,7 +8,7 @@ T.Button {
 
     property string toolTip: text
     property color foreground: Theme.textSecondary
-    property int size: Theme.minimumTarget
+    property int size: Math.max(Theme.minimumTarget, icon.width + Theme.space3)
 
     // What a click does, for keys and assistive technology; the toolkit offers no such call before 6.8.
     function activate() {

@@ -16,6 +16,7 @@ T.MenuBar {
     implicitWidth: contentWidth + leftPadding + rightPadding
     implicitHeight: Math.max(Theme.minimumTarget + 2, contentHeight + topPadding + bottomPadding)
     contentWidth: row.implicitWidth
+    contentHeight: row.implicitHeight
     leftPadding: Theme.space1
     delegate: AppMenuBarItem {}
 

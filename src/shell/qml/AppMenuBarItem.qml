@@ -8,7 +8,7 @@ T.MenuBarItem {
     id: control
 
     implicitWidth: implicitContentWidth + leftPadding + rightPadding
-    implicitHeight: Theme.minimumTarget
+    implicitHeight: Math.max(Theme.minimumTarget, implicitContentHeight + Theme.space2)
     horizontalPadding: Theme.space2 + 2
     font.pixelSize: Theme.sizeBody
     hoverEnabled: true

@@ -13,7 +13,7 @@ T.TextField {
     implicitWidth: 160 * Theme.typeScale
     implicitHeight: Theme.controlHeight
     leftPadding: iconName.length > 0 ? Theme.space2 * 2 + Theme.iconSmall : Theme.space2 + 2
-    rightPadding: showsClearButton ? Theme.minimumTarget : Theme.space2
+    rightPadding: showsClearButton ? clear.width : Theme.space2
     topPadding: 0
     bottomPadding: 0
     verticalAlignment: TextInput.AlignVCenter
@@ -64,6 +64,7 @@ T.TextField {
     }
 
     AppIconButton {
+        id: clear
         visible: control.showsClearButton
         anchors.right: parent.right
         anchors.verticalCenter: parent.verticalCenter

@@ -33,7 +33,7 @@ Rectangle {
 
         CrumbRow {
             Layout.fillWidth: true
-            Layout.preferredHeight: Theme.minimumTarget
+            Layout.preferredHeight: Theme.controlHeight
             model: bar.presenter.breadcrumb
             onChosen: index => bar.presenter.navigateToCrumb(index)
         }

@@ -9,81 +9,110 @@ Rectangle {
     required property DiskSpacePresenter presenter
     required property DiskScannerViewModel driver
 
-    implicitHeight: Math.round(36 * Theme.typeScale)
+    // How wide the sums and their buttons are in one row, and whether the notice has room beside them.
+    readonly property real sumsWidth: sums.implicitWidth + (unreadable.visible ? unreadable.implicitWidth + facts.spacing : 0)
+                                      + (hidden.visible ? hidden.implicitWidth + facts.spacing : 0)
+    readonly property bool hasRoomBeside: width - sumsWidth - grid.anchors.leftMargin - grid.anchors.rightMargin
+                                          >= grid.columnSpacing + 260 * Theme.typeScale
+
+    implicitHeight: Math.max(Math.round(36 * Theme.typeScale), grid.implicitHeight + Theme.space3)
     color: Theme.surface
 
     Hairline {
         width: parent.width
     }
 
-    RowLayout {
-        anchors.fill: parent
+    GridLayout {
+        id: grid
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.verticalCenter: parent.verticalCenter
         anchors.leftMargin: Theme.space5
         anchors.rightMargin: Theme.space4
-        spacing: Theme.space3
+        columns: line.hasRoomBeside ? 2 : 1
+        columnSpacing: Theme.space4
+        rowSpacing: Theme.space1
 
-        Row {
-            spacing: Theme.space1
-            Accessible.role: Accessible.StaticText
-            Accessible.name: line.presenter.statusLine
+        Flow {
+            id: facts
+            Layout.fillWidth: !line.hasRoomBeside
+            Layout.preferredWidth: line.sumsWidth
+            spacing: Theme.space3
 
-            AppLabel {
-                text: line.presenter.totalText
-                font.weight: Font.DemiBold
-                Accessible.ignored: true
-            }
-            AppLabel {
-                text: line.presenter.countsText
-                secondary: true
-                Accessible.ignored: true
-            }
-        }
-        AppButton {
-            visible: line.presenter.unreadableText.length > 0
-            kind: AppButton.Quiet
-            implicitHeight: Theme.minimumTarget
-            text: line.presenter.unreadableText
-            icon.name: "warning"
-            foreground: Theme.review
-            toolTip: qsTr("Shows the places and the reasons")
-            onClicked: errors.active = true
-        }
-        AppButton {
-            id: hidden
-            visible: line.presenter.hiddenItemsText.length > 0
-            kind: AppButton.Quiet
-            implicitHeight: Theme.minimumTarget
-            text: line.presenter.hiddenItemsText
-            icon.name: "hidden"
-            foreground: Theme.textSecondary
-            toolTip: qsTr("Shows the switch for hidden files")
-            onClicked: hiddenPanel.open()
+            Row {
+                id: sums
+                height: Theme.minimumTarget
+                spacing: Theme.space1
+                Accessible.role: Accessible.StaticText
+                Accessible.name: line.presenter.statusLine
 
-            HiddenFilesPanel {
-                id: hiddenPanel
-                y: -height - Theme.space2
-                presenter: line.presenter
-                driver: line.driver
-            }
-        }
-        AppLabel {
-            Layout.fillWidth: true
-            horizontalAlignment: Text.AlignRight
-            text: line.presenter.savedScanNotice
-            secondary: true
-            elide: Text.ElideRight
-
-            HoverHandler {
-                id: overNotice
-            }
-            Loader {
-                active: overNotice.hovered
-                // qmllint disable unqualified
-                sourceComponent: AppToolTip {
-                    text: line.presenter.savedScanNotice
-                    visible: true
+                AppLabel {
+                    anchors.verticalCenter: parent.verticalCenter
+                    text: line.presenter.totalText
+                    font.weight: Font.DemiBold
+                    Accessible.ignored: true
                 }
-                // qmllint enable unqualified
+                AppLabel {
+                    anchors.verticalCenter: parent.verticalCenter
+                    text: line.presenter.countsText
+                    secondary: true
+                    Accessible.ignored: true
+                }
+            }
+            AppButton {
+                id: unreadable
+                visible: line.presenter.unreadableText.length > 0
+                kind: AppButton.Quiet
+                height: Math.max(Theme.minimumTarget, implicitContentHeight)
+                text: line.presenter.unreadableText
+                icon.name: "warning"
+                foreground: Theme.review
+                toolTip: qsTr("Shows the places and the reasons")
+                onClicked: errors.active = true
+            }
+            AppButton {
+                id: hidden
+                visible: line.presenter.hiddenItemsText.length > 0
+                kind: AppButton.Quiet
+                height: Math.max(Theme.minimumTarget, implicitContentHeight)
+                text: line.presenter.hiddenItemsText
+                icon.name: "hidden"
+                foreground: Theme.textSecondary
+                toolTip: qsTr("Shows the switch for hidden files")
+                onClicked: hiddenPanel.open()
+
+                HiddenFilesPanel {
+                    id: hiddenPanel
+                    y: -height - Theme.space2
+                    presenter: line.presenter
+                    driver: line.driver
+                }
+            }
+        }
+        ColumnLayout {
+            id: saved
+            visible: line.presenter.savedScanNotice.length > 0
+            Layout.fillWidth: true
+            Layout.bottomMargin: line.hasRoomBeside ? 0 : Theme.space1
+            spacing: 0
+
+            AppLabel {
+                objectName: "savedScanNotice"
+                Layout.fillWidth: true
+                horizontalAlignment: line.hasRoomBeside ? Text.AlignRight : Text.AlignLeft
+                text: line.presenter.savedScanNotice
+                secondary: true
+                font.pixelSize: Theme.sizeCaption
+                wrapMode: Text.Wrap
+            }
+            AppLabel {
+                visible: text.length > 0
+                Layout.fillWidth: true
+                horizontalAlignment: line.hasRoomBeside ? Text.AlignRight : Text.AlignLeft
+                text: line.presenter.savedScanHint
+                secondary: true
+                font.pixelSize: Theme.sizeCaption
+                wrapMode: Text.Wrap
             }
         }
     }
