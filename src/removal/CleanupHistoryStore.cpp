@@ -125,7 +125,7 @@ using simdjson::ondemand::value;
 
 // What a required key gives; throws where it did not come.
 template <typename Value>
-Value required(std::optional<Value>&& found) {
+Value required(std::optional<Value> found) {
     if (!found) {
         throw simdjson::simdjson_error(simdjson::NO_SUCH_FIELD);
     }
@@ -267,11 +267,11 @@ CleanupOperation operation(object from) {
             volumes = list(content.get_array(), volume);
         }
     }
-    return {.id = required(std::move(id)),
-            .startedAt = required(std::move(startedAt)),
-            .finishedAt = required(std::move(finishedAt)),
+    return {.id = required(id),
+            .startedAt = required(startedAt),
+            .finishedAt = required(finishedAt),
             .source = required(std::move(source)),
-            .permanent = required(std::move(permanent)),
+            .permanent = required(permanent),
             .items = required(std::move(items)),
             .volumes = required(std::move(volumes))};
 }
