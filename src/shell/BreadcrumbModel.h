@@ -9,7 +9,8 @@
 
 namespace larkfold {
 
-class BreadcrumbModel : public CrumbListModel {
+// The base by its full name: the checker of the views knows it by no other.
+class BreadcrumbModel : public larkfold::CrumbListModel {
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("The presenter has the one there is.")

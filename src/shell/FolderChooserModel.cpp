@@ -503,8 +503,9 @@ int FolderChooserModel::typeAhead(const QString& text) {
     const bool repeats = typed_.size() > 1 && typed_.count(typed_.front()) == typed_.size();
     const std::string prefix = lowercased((repeats ? typed_.left(1) : typed_).toStdString());
     const int start = continues && !repeats ? std::max(currentRow_, 0) : currentRow_ + 1;
-    for (int step = 0; step < rowCount(); ++step) {
-        const int row = (start + step) % rowCount();
+    const int count = rowCount();
+    for (int step = 0; step < count; ++step) {
+        const int row = (start + step) % count;
         if (lowercased(displayText(nameOf(row))).starts_with(prefix)) {
             return row;
         }

@@ -83,7 +83,7 @@ std::optional<std::string> folderOf(std::string_view value, const std::string& h
     if (text->starts_with(homeVariable)) {
         return joinedPath(home, std::string_view(*text).substr(homeVariable.size()));
     }
-    return text->starts_with('/') ? std::optional(*text) : std::nullopt;
+    return text->starts_with('/') ? text : std::nullopt;
 }
 
 // By their keys; nothing where there is no file.

@@ -10,7 +10,7 @@ T.MenuItem {
     property string shortcutText: ""
 
     implicitWidth: leftPadding + rightPadding + title.implicitWidth + (keys.visible ? keys.implicitWidth + Theme.space6 : 0)
-    implicitHeight: Math.max(Theme.minimumTarget, title.implicitHeight + topPadding + bottomPadding)
+    implicitHeight: Math.max(Theme.minimumTarget, title.implicitHeight + Theme.space2)
     leftPadding: Theme.space2 + (glyph.visible ? Theme.iconSmall + Theme.space2 : Theme.space1)
     rightPadding: Theme.space3
     opacity: enabled ? 1 : 0.4

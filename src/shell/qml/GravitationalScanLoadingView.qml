@@ -48,6 +48,7 @@ Item {
 
         RowLayout {
             Layout.alignment: Qt.AlignHCenter
+            Layout.maximumWidth: parent.width
             Layout.topMargin: Theme.space3
             spacing: 0
 

@@ -66,54 +66,87 @@ AppDialog {
         }
     }
 
-    Topic {
-        heading: qsTr("The map")
-        body: qsTr("The centre is the folder you look at. Each ring around it is one level deeper, and the wider an arc, the more space it takes. “Other scanned files” stands for many small files together.")
-    }
-    Topic {
-        heading: qsTr("Places that could not be read")
-        body: qsTr("What your account may not open is missing from the sums. The line below the map says how many such places there are; press it for the list and the reasons.")
-    }
-    Topic {
-        heading: qsTr("Keys in map and list")
-    }
-    GridLayout {
+    // Large type needs more room than a small window has: then it is scrolled, with the arrow keys as well.
+    Flickable {
+        id: scroller
         Layout.fillWidth: true
-        columns: 2
-        columnSpacing: Theme.space4
-        rowSpacing: Theme.space1
+        Layout.fillHeight: true
+        Layout.minimumHeight: 3 * Theme.rowHeight
+        Layout.preferredHeight: topics.implicitHeight
+        contentWidth: width
+        contentHeight: topics.implicitHeight
+        boundsBehavior: Flickable.StopAtBounds
+        clip: true
+        activeFocusOnTab: contentHeight > height
+        T.ScrollBar.vertical: AppScrollBar {
+            id: bar
+        }
+        Accessible.role: Accessible.Pane
+        Accessible.name: sheet.title
+        Keys.onUpPressed: bar.decrease()
+        Keys.onDownPressed: bar.increase()
 
-        Key {
-            keys: qsTr("Arrow keys")
-            meaning: qsTr("Move")
+        ColumnLayout {
+            id: topics
+            width: scroller.width - (bar.visible ? bar.width : 0)
+            spacing: Theme.space3
+
+            Topic {
+                heading: qsTr("The map")
+                body: qsTr("The centre is the folder you look at. Each ring around it is one level deeper, and the wider an arc, the more space it takes. “Other scanned files” stands for many small files together.")
+            }
+            Topic {
+                heading: qsTr("Places that could not be read")
+                body: qsTr("What your account may not open is missing from the sums. The line below the map says how many such places there are; press it for the list and the reasons.")
+            }
+            Topic {
+                heading: qsTr("Keys in map and list")
+            }
+            GridLayout {
+                Layout.fillWidth: true
+                columns: topics.width < 480 * Theme.typeScale ? 1 : 2
+                columnSpacing: Theme.space4
+                rowSpacing: Theme.space1
+
+                Key {
+                    keys: qsTr("Arrow keys")
+                    meaning: qsTr("Move")
+                }
+                Key {
+                    keys: qsTr("Return")
+                    meaning: qsTr("Go in, or select")
+                }
+                Key {
+                    keys: qsTr("Alt+Left, Backspace")
+                    meaning: qsTr("Go back")
+                }
+                Key {
+                    keys: qsTr("Space")
+                    meaning: qsTr("Mark")
+                }
+                Key {
+                    keys: qsTr("Ctrl+click")
+                    meaning: qsTr("Mark")
+                }
+                Key {
+                    keys: qsTr("Ctrl+N")
+                    meaning: qsTr("New scan")
+                }
+                Key {
+                    keys: qsTr("Ctrl+.")
+                    meaning: qsTr("Cancel the scan")
+                }
+                Key {
+                    keys: qsTr("Ctrl+1")
+                    meaning: qsTr("Disk Space")
+                }
+            }
         }
-        Key {
-            keys: qsTr("Return")
-            meaning: qsTr("Go in, or select")
-        }
-        Key {
-            keys: qsTr("Alt+Left, Backspace")
-            meaning: qsTr("Go back")
-        }
-        Key {
-            keys: qsTr("Space")
-            meaning: qsTr("Mark")
-        }
-        Key {
-            keys: qsTr("Ctrl+click")
-            meaning: qsTr("Mark")
-        }
-        Key {
-            keys: qsTr("Ctrl+N")
-            meaning: qsTr("New scan")
-        }
-        Key {
-            keys: qsTr("Ctrl+.")
-            meaning: qsTr("Cancel the scan")
-        }
-        Key {
-            keys: qsTr("Ctrl+1")
-            meaning: qsTr("Disk Space")
+
+        FocusRing {
+            parent: scroller
+            shown: scroller.activeFocus
+            gap: -2
         }
     }
 }

@@ -30,7 +30,9 @@ ColumnLayout {
         pixelSize: Theme.sizeTitle
     }
     AppLabel {
+        Layout.fillWidth: true
         Layout.preferredWidth: Math.round(160 * Theme.typeScale)
+        Layout.maximumWidth: Layout.preferredWidth
         horizontalAlignment: Text.AlignHCenter
         text: metric.title
         secondary: true

@@ -9,7 +9,7 @@ Item {
     // The first children of the folder on display, each {name, color}.
     required property var rows
 
-    implicitWidth: 200
+    implicitWidth: Math.round(200 * Theme.typeScale)
     implicitHeight: column.implicitHeight + 2 * Theme.space3
     Accessible.role: Accessible.Grouping
     Accessible.name: qsTr("Legend")

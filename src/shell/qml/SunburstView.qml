@@ -81,7 +81,6 @@ FocusScope {
         anchors.left: parent.left
         anchors.bottom: legendButton.top
         anchors.bottomMargin: Theme.space2
-        width: 200
         rows: map.legend
     }
 

@@ -75,7 +75,7 @@ QtObject {
     readonly property int rowHeight: Math.round(32 * typeScale)
     readonly property int toolbarHeight: Math.round(56 * typeScale)
     readonly property int sidebarWidth: Math.round(200 * typeScale)
-    readonly property int sidebarWidthNarrow: 56
+    readonly property int sidebarWidthNarrow: Math.round(56 * typeScale)
 
     // Type: caption, body, emphasis, title, display.
     readonly property int sizeCaption: Math.round(11 * typeScale)
