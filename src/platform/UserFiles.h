@@ -73,6 +73,9 @@ struct Measure {
 // throw, which puts the item back too.
 using StillProved = std::function<bool()>;
 
+// Whether an item may be taken from this path, which has no link in it.
+using MayGo = std::function<bool(const std::string& realPath)>;
+
 // What the removals of one run share: the mounts as they are, and what the Trash is to be told at the end.
 class Session {
 public:
@@ -96,11 +99,11 @@ class HeldKeeper;
 
 class HeldItem {
 public:
-    // Takes hold of the item at `path`, an absolute path, below one of `roots` (links resolved). Links in the
-    // path of its folder are followed once, here, and none after that; the item itself is not followed.
-    // Throws Refusal where it lies below none of them or a link got into the way, SystemError where it cannot
-    // be looked at.
-    static HeldItem hold(Session& session, const std::string& path, const std::vector<std::string>& roots);
+    // Takes hold of the item at `path`, an absolute path. Links in the path of its folder are followed once,
+    // here, and none after that; the item itself is not followed. `mayGo` is asked for the path without a
+    // link in it under which the item is held, before it is looked at. Throws Refusal where that says no or a
+    // link gets into the way, SystemError where the item cannot be looked at.
+    static HeldItem hold(Session& session, const std::string& path, const MayGo& mayGo);
 
     HeldItem(HeldItem&&) noexcept;
     HeldItem& operator=(HeldItem&&) noexcept;
@@ -151,6 +154,10 @@ public:
     bool isTheSameAs(const HeldItem& item) const;
 
     std::string sha256(const std::stop_token& stop) const;
+
+    // Whether it had been left alone for a while when it was taken hold of. Only then do its times tell a
+    // change: a system enters the time before it writes the bytes, and its clock may stand still for a moment.
+    bool hadSettled() const;
 
     // Whether its size, its times and the number of its names are what they were when it was taken hold of,
     // now that `item` was moved.

@@ -111,8 +111,10 @@ struct FileDeleter::Run {
 
     // 1. No running application owns it.
     // 2. Nobody cancelled.
-    // 3. The path rule.
-    // 4. What it is. From here on it is held, and the rule is asked once more for the path that is held.
+    // 3. The path rule, for the very path under which the item is then held. A link is judged by its own
+    // place here
+    //    and not by where it leads, since the next step refuses it in any case.
+    // 4. What it is.
     // 5. A duplicate is proved by both contents.
     // 6. Its size.
     // 7. Nobody cancelled.
@@ -124,13 +126,10 @@ struct FileDeleter::Run {
             }
         }
         checkCancelled();
-        if (!judge.allows(url)) {
-            throw DeletionError(Case::unsafePath);
-        }
-        HeldItem item = HeldItem::hold(session, url, request.allowedRoots);
+        HeldItem item = HeldItem::hold(
+            session, url, [this](const std::string& realPath) { return judge.allowsResolved(realPath); });
         const user_files::ItemValues& values = item.values();
-        if (values.isSymbolicLink || values.isVolume || values.holdsVolume ||
-            !judge.allowsResolved(item.realPath())) {
+        if (values.isSymbolicLink || values.isVolume || values.holdsVolume) {
             throw DeletionError(Case::unsafePath);
         }
         user_files::StillProved stillProved;
@@ -140,7 +139,9 @@ struct FileDeleter::Run {
             keeper = proveDuplicate(item, entry->second);
             // Its content once more, now that no name leads to it any more, and that the copy still stands.
             stillProved = [this, &item, &keeper, &sha256 = entry->second.sha256] {
-                return item.sha256(stop) == sha256 && keeper->isUnchangedBeside(item);
+                return item.sha256(stop) == sha256 &&
+                       (keeper->hadSettled() || keeper->sha256(stop) == sha256) &&
+                       keeper->isUnchangedBeside(item);
             };
         }
         const user_files::Measure measure = item.measure(stop);

@@ -23,14 +23,27 @@ void MountWatch::refresh() {
         // next time.
         table_ = MountTable::current();
         isRead_ = true;
+        anyMayFailToAnswer_ = std::any_of(table_.mounts().begin(), table_.mounts().end(),
+                                          [](const Mount& mount) { return mount.mayFailToAnswer; });
     }
 }
 
 bool MountWatch::hasMountBelow(std::string_view folder) {
     refresh();
+    // Something is always mounted. A table without a row could not be read, and then nobody knows.
+    if (table_.mounts().empty()) {
+        isRead_ = false;
+        return true;
+    }
     return std::any_of(table_.mounts().begin(), table_.mounts().end(), [folder](const Mount& mount) {
         return mount.mountPoint != folder && isAtOrBelow(mount.mountPoint, folder);
     });
+}
+
+bool MountWatch::mayFailToAnswer(std::string_view path) {
+    refresh();
+    const Mount* mount = anyMayFailToAnswer_ ? table_.mountHolding(path) : nullptr;
+    return mount != nullptr && mount->mayFailToAnswer;
 }
 
 std::optional<std::string> MountWatch::mountPoint(std::uint64_t mount) {

@@ -114,8 +114,7 @@ FileDescriptor openBelow(int folder, const std::string& path, int flags, bool ma
     std::size_t from = 0;
     while (path.size() - from > longestPiece) {
         const std::size_t to = path.rfind('/', from + longestPiece);
-        held =
-            openPiece(at, path.substr(from, to - from).c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW, resolve);
+        held = openPiece(at, path.substr(from, to - from).c_str(), O_PATH | O_DIRECTORY, resolve);
         if (!held) {
             return {};
         }
@@ -123,7 +122,7 @@ FileDescriptor openBelow(int folder, const std::string& path, int flags, bool ma
         from = to + 1;
     }
     const std::string rest = path.substr(from);
-    return openPiece(at, rest.empty() ? "." : rest.c_str(), flags | O_NOFOLLOW, resolve);
+    return openPiece(at, rest.empty() ? "." : rest.c_str(), flags, resolve);
 }
 
 FileDescriptor openWithoutLinks(const std::string& path, int flags) {

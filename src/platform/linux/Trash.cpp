@@ -12,7 +12,6 @@
 #include <map>
 
 #include "platform/Error.h"
-#include "platform/LinkResolution.h"
 #include "platform/OwnFiles.h"
 #include "platform/Path.h"
 #include "platform/StandardFolders.h"
@@ -27,10 +26,6 @@ namespace {
 
 constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 constexpr std::size_t largestTable = std::size_t{16} << 20;
-
-std::string homeTrashPath() {
-    return joinedPath(applicationSupportDirectory(), "Trash");
-}
 
 std::string userNumber() {
     return std::to_string(::geteuid());
@@ -84,6 +79,7 @@ void addHomeTrash(Choice& choice, std::uint64_t mount) {
     const std::string path = homeTrashPath();
     const std::string holding(parentPath(path));
     // Nothing is made on another volume's account.
+    bool isThere = true;
     for (std::string existing = holding;; existing = std::string(parentPath(existing))) {
         const FileDescriptor place(::open(existing.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
         if (place) {
@@ -97,12 +93,15 @@ void addHomeTrash(Choice& choice, std::uint64_t mount) {
             choice.reason = reasonWhy(existing, errno);
             return;
         }
+        isThere = false;
     }
-    try {
-        own_files::createFolders(holding);
-    } catch (const Error& error) {
-        choice.reason = error.description();
-        return;
+    if (!isThere) {
+        try {
+            own_files::createFolders(holding);
+        } catch (const Error& error) {
+            choice.reason = error.description();
+            return;
+        }
     }
     const FileDescriptor parent(::open(holding.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     FileDescriptor folder = parent ? openOrMake(parent.get(), "Trash") : FileDescriptor();
@@ -251,6 +250,10 @@ std::string_view shortened(std::string_view text, std::size_t longest) {
 
 }  // namespace
 
+std::string homeTrashPath() {
+    return joinedPath(applicationSupportDirectory(), "Trash");
+}
+
 std::string Folder::pathOf(std::string_view name) const {
     return joinedPath(joinedPath(path, "files"), name);
 }
@@ -276,10 +279,10 @@ Choice topFoldersOnMount(std::uint64_t mount, MountWatch& mounts) {
     return choice;
 }
 
-Membership membershipOf(const std::string& path, const std::optional<std::string>& mountPoint) {
-    const auto home = pathWithLinksResolved(homeTrashPath());
-    if (home && isAtOrBelow(path, *home) && path != *home) {
-        return membershipBelow(path, *home);
+Membership membershipOf(const std::string& path, const std::optional<std::string>& homeTrash,
+                        const std::optional<std::string>& mountPoint) {
+    if (homeTrash && isAtOrBelow(path, *homeTrash) && path != *homeTrash) {
+        return membershipBelow(path, *homeTrash);
     }
     if (mountPoint && isAtOrBelow(path, *mountPoint) && path != *mountPoint) {
         const std::string_view relative =
@@ -289,11 +292,6 @@ Membership membershipOf(const std::string& path, const std::optional<std::string
         }
     }
     return {};
-}
-
-bool holdsHomeTrash(const std::string& path) {
-    const auto home = pathWithLinksResolved(homeTrashPath());
-    return home && isAtOrBelow(*home, path);
 }
 
 std::string noteFor(const Folder& folder, const std::string& path, std::int64_t secondsSince1970) {

@@ -47,15 +47,17 @@ Choice homeFolderOnMount(std::uint64_t mount);
 // The Trashes at the top of the mount that holds the item. One is made where there is none.
 Choice topFoldersOnMount(std::uint64_t mount, MountWatch& mounts);
 
-// The folder below which everything lies in a Trash, for an item at `path`.
+// Where the Trash of the home folder belongs.
+std::string homeTrashPath();
+
+// Whether the item at `path`, without links, lies in a Trash. `homeTrash` is where that of the home folder
+// really is, `mountPoint` the top of the item's volume.
 struct Membership {
     bool isInside = false;
     bool isItem = false;  // it lies directly in `files`: one of the things that were trashed
 };
-Membership membershipOf(const std::string& path, const std::optional<std::string>& mountPoint);
-
-// Whether the Trash of the home folder lies at or below `path`.
-bool holdsHomeTrash(const std::string& path);
+Membership membershipOf(const std::string& path, const std::optional<std::string>& homeTrash,
+                        const std::optional<std::string>& mountPoint);
 
 // The note of an item that came from `path`: local time, second by second.
 std::string noteFor(const Folder& folder, const std::string& path, std::int64_t secondsSince1970);

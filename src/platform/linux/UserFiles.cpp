@@ -38,6 +38,9 @@ namespace {
 constexpr unsigned mostCountedNames = 16;
 constexpr unsigned mostNames = 4096;
 
+// Longer than one call takes to write what it is given, and than the coarsest clock of a file system.
+constexpr std::int64_t settlingSeconds = 60;
+
 [[noreturn]] void fail(Operation operation, int code, const std::string& path) {
     // A link or another file system got into the way of a path that had neither.
     if (code == ELOOP || code == EXDEV || code == EAGAIN) {
@@ -142,6 +145,8 @@ struct Session::Impl {
     };
 
     MountWatch mounts;
+    // Where the Trash of the home folder really is; nothing where that cannot be told.
+    std::optional<std::string> homeTrash = pathWithLinksResolved(trash::homeTrashPath());
     std::map<std::string, TrashNews> news;  // by the Trash's path
 
     void note(const trash::Folder& folder, trash::FolderSize size) {
@@ -178,41 +183,40 @@ struct HeldItem::Impl {
 
     // --- Holding.
 
-    void hold(const std::string& path, const std::vector<std::string>& roots) {
+    void hold(const std::string& path, const MayGo& mayGo) {
         const std::string standardized = standardizedPath(path);
         name = std::string(lastPathComponent(standardized));
-        // 1. Where its folder and the roots lead, once.
-        std::vector<std::string> asked = {std::string(parentPath(standardized))};
-        asked.insert(asked.end(), roots.begin(), roots.end());
-        const auto resolved = pathsWithLinksResolved(asked);
-        const auto& folder = resolved.front();
-        if (standardized == "/" || !folder) {
+        // 1. Its folder. Where the path has no link in it, opening it so is proof of that.
+        std::string folder(parentPath(standardized));
+        if (session->mounts.mayFailToAnswer(folder) && !pathWithLinksResolved(folder)) {
+            throw SystemError(Operation::readAttributes, ETIMEDOUT, standardized);
+        }
+        parent = path_descriptors::openWithoutLinks(folder, O_PATH | O_DIRECTORY);
+        int problem = parent ? 0 : errno;
+        if (problem == ELOOP) {
+            auto resolved = pathWithLinksResolved(folder);
+            if (!resolved) {
+                throw Refusal(Reason::unsafePath);
+            }
+            folder = std::move(*resolved);
+            // From here on a link on the way is one that was put there meanwhile.
+            parent = path_descriptors::openWithoutLinks(folder, O_PATH | O_DIRECTORY);
+            problem = parent ? 0 : errno;
+        }
+        // 2. Whether it may go from there at all; that is told before anything else.
+        realPath = joinedPath(folder, name);
+        if (standardized == "/" || !mayGo(realPath)) {
             throw Refusal(Reason::unsafePath);
         }
-        const auto root = std::find_if(resolved.begin() + 1, resolved.end(), [&](const auto& candidate) {
-            return candidate && *candidate != "/" && isAtOrBelow(*folder, *candidate);
-        });
-        if (root == resolved.end()) {
-            throw Refusal(Reason::unsafePath);
-        }
-        // 2. From here on a link on the way is one that was put there meanwhile.
-        realPath = joinedPath(*folder, name);
-        const FileDescriptor rootFolder = path_descriptors::openWithoutLinks(**root, O_PATH | O_DIRECTORY);
-        if (!rootFolder) {
-            fail(Operation::open, errno, **root);
-        }
-        const std::string relative =
-            folder->size() == (*root)->size() ? "" : folder->substr((*root)->size() + 1);
-        parent = path_descriptors::openBelow(rootFolder.get(), relative, O_PATH | O_DIRECTORY);
-        if (!parent) {
-            fail(Operation::open, errno, *folder);
+        if (problem != 0) {
+            fail(Operation::readAttributes, problem, standardized);
         }
         item = FileDescriptor(::openat(parent.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
         if (!item) {
             fail(Operation::readAttributes, errno, standardized);
         }
         // 3. What it is.
-        const Place parentPlace = placeOrThrow(parent.get(), *folder);
+        const Place parentPlace = placeOrThrow(parent.get(), folder);
         place = placeOrThrow(item.get(), standardized);
         values.identity = place.identity;
         values.isDirectory = S_ISDIR(place.mode);
@@ -325,10 +329,11 @@ struct HeldItem::Impl {
     // --- Trash.
 
     std::string putIntoTrash(const Measure& measured, const StillProved& stillProved) {
-        if (trash::membershipOf(realPath, session->mounts.mountPoint(place.mount)).isInside) {
+        if (trash::membershipOf(realPath, session->homeTrash, session->mounts.mountPoint(place.mount))
+                .isInside) {
             throw Refusal(Reason::alreadyInTrash);
         }
-        if (values.isDirectory && trash::holdsHomeTrash(realPath)) {
+        if (session->homeTrash && isAtOrBelow(*session->homeTrash, realPath)) {
             throw Refusal(Reason::holdsTrash);
         }
         std::string why;
@@ -350,11 +355,16 @@ struct HeldItem::Impl {
     // Nothing where the Trash lies where the system cannot move this item to without copying it.
     std::optional<std::string> moveInto(const trash::Folder& folder, const Measure& measured,
                                         const StillProved& stillProved) {
-        std::minstd_rand draw{std::random_device{}()};
+        std::optional<std::minstd_rand> draw;
         std::size_t longest = trash::longestName;
         for (unsigned attempt = 0; attempt < mostNames;) {
-            const unsigned number =
-                attempt < mostCountedNames ? attempt : mostCountedNames + static_cast<unsigned>(draw());
+            unsigned number = attempt;
+            if (attempt >= mostCountedNames) {
+                if (!draw) {
+                    draw.emplace(std::random_device{}());
+                }
+                number = mostCountedNames + static_cast<unsigned>((*draw)());
+            }
             const std::string trashed = trash::nameFor(name, number, longest);
             const std::string note = trashed + std::string(trash::noteSuffix);
             const std::int64_t seconds = ::time(nullptr);
@@ -451,7 +461,8 @@ struct HeldItem::Impl {
     // --- For good.
 
     void removePermanently(const StillProved& stillProved) {
-        const auto membership = trash::membershipOf(realPath, session->mounts.mountPoint(place.mount));
+        const auto membership =
+            trash::membershipOf(realPath, session->homeTrash, session->mounts.mountPoint(place.mount));
         const std::string holder = ".larkfold-removing-" + UUID::make().text();
         const std::string holderPath = joinedPath(std::string(parentPath(realPath)), holder);
         // 1. A folder beside it that nobody else knows.
@@ -538,10 +549,10 @@ HeldItem::HeldItem(HeldItem&&) noexcept = default;
 HeldItem& HeldItem::operator=(HeldItem&&) noexcept = default;
 HeldItem::~HeldItem() = default;
 
-HeldItem HeldItem::hold(Session& session, const std::string& path, const std::vector<std::string>& roots) {
+HeldItem HeldItem::hold(Session& session, const std::string& path, const MayGo& mayGo) {
     auto impl = std::make_unique<Impl>();
     impl->session = &session.impl();
-    impl->hold(path, roots);
+    impl->hold(path, mayGo);
     return HeldItem(std::move(impl));
 }
 
@@ -578,6 +589,7 @@ struct HeldKeeper::Impl {
     std::string path;
     Place parentPlace;
     Place place;
+    bool hadSettled = false;
 };
 
 HeldKeeper::HeldKeeper(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
@@ -601,6 +613,7 @@ HeldKeeper HeldKeeper::hold(const std::string& path) {
     }
     impl->parentPlace = placeOrThrow(impl->parent.get(), folder);
     impl->place = placeOrThrow(impl->item.get(), impl->path);
+    impl->hadSettled = impl->place.changedSeconds < ::time(nullptr) - settlingSeconds;
     return HeldKeeper(std::move(impl));
 }
 
@@ -616,6 +629,10 @@ bool HeldKeeper::isTheSameAs(const HeldItem& item) const {
 
 std::string HeldKeeper::sha256(const std::stop_token& stop) const {
     return sha256OfHeld(impl_->item.get(), impl_->place, impl_->path, stop);
+}
+
+bool HeldKeeper::hadSettled() const {
+    return impl_->hadSettled;
 }
 
 bool HeldKeeper::isUnchangedBeside(const HeldItem& item) const {
