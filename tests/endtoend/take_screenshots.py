@@ -27,10 +27,13 @@ def first_run(program, folder, suffix, dark):
 
 def main_window(program, folder, suffix, dark, mapped):
     with Session(dark=dark) as session, session.start(program) as larkfold:
+        for name in ("Desktop", "Documents", "Downloads", "Music", "Pictures", "Videos"):
+            (session.home / name).mkdir()
         larkfold.resize(1280, 800)
         larkfold.find("Scan Folder", role="push button")
         larkfold.screenshot(folder / f"start-{suffix}.png")
         larkfold.find("Scan Folder", role="push button").click()
+        larkfold.move_to(0, 0)
         larkfold.find(role="dialog")
         larkfold.type_path("/usr/share")
         larkfold.find("Folder to open: /usr/share")
