@@ -13,6 +13,7 @@
 #include "faults/IndexOracle.h"
 #include "faults/PrivateNamespace.h"
 #include "platform/Bookmark.h"
+#include "platform/FolderListing.h"
 #include "platform/Volumes.h"
 #include "platform/linux/ExpendableCall.h"
 #include "support/TemporaryTree.h"
@@ -84,6 +85,23 @@ TEST(DeadMount, asTheRoot_isToldAsUnread) {
         EXPECT_EQ(result.errors[0].path, tree.path("dead"));
         EXPECT_THAT(result.errors[0].error->description(), HasSubstr("did not answer in time"));
         EXPECT_FALSE(result.volumeCapacity.has_value());
+    }));
+}
+
+TEST(DeadMount, whereAFolderIsChosen_isToldAndItsNeighboursAreListed) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeTree(tree);
+        tree.link("root/m/link-to-dead", "dead/inside");
+        const DeadMount dead(tree.path("root/m/dead"));
+        ASSERT_TRUE(isSilent(tree.path("root/m/dead")));
+        const auto list = [](const std::string& path) {
+            return listFolders(path, {}, [](std::size_t) {}, std::chrono::milliseconds(300));
+        };
+        EXPECT_EQ(list(tree.path("root/m/dead")).error, ETIMEDOUT);
+        const FolderListing beside = list(tree.path("root/m"));
+        EXPECT_EQ(beside.error, 0);
+        EXPECT_THAT(beside.names, testing::UnorderedElementsAre("dead", "later", "link-to-dead"));
     }));
 }
 
