@@ -264,6 +264,17 @@ TEST(TrashOfAVolume, whatLiesInIt_goesForGoodWithItsNote) {
     });
 }
 
+TEST(TrashOfAVolume, itself_cannotGoThere) {
+    IN_VOLUMES({
+        const std::string trash = joinedPath(volumes.other.path(), Volumes::own());
+        Volumes::trashPathOf(volumes.file(joinedPath(volumes.other.path(), "x")));
+        const auto result = Volumes::remove(trash);
+        ASSERT_THAT(result.failedDeletions, SizeIs(1));
+        EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("holds the Trash itself"));
+        EXPECT_EQ(contentOf(trash + "/files/x"), "content");
+    });
+}
+
 TEST(SizesOfTheTrash, tellWhatAFolderTakes_andForgetWhatHasGone) {
     IN_VOLUMES({
         const std::string folder = joinedPath(volumes.homeVolume.path(), "a b");

@@ -291,7 +291,7 @@ struct HeldItem::Impl {
     // Whether what stands at `name` of `folder` is the held item, with nothing mounted in it, and what was
     // proved of it holds.
     Reason reasonToPutBack(int folder, const std::string& arrivedName, const StillProved& stillProved,
-                           bool& isFine) const {
+                           const std::string& usualPath, bool& isFine) const {
         isFine = false;
         const FileDescriptor arrived(::openat(folder, arrivedName.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
         const auto arrivedPlace = arrived ? path_descriptors::placeOf(arrived.get()) : std::nullopt;
@@ -299,8 +299,9 @@ struct HeldItem::Impl {
             return Reason::unsafePath;
         }
         if (values.isDirectory) {
-            const auto path = path_descriptors::currentPath(arrived.get());
-            if (!path || session->mounts.hasMountBelow(*path)) {
+            // A path that is too long for the system to tell is taken to be what it has to be.
+            const std::string path = path_descriptors::currentPath(arrived.get()).value_or(usualPath);
+            if (session->mounts.hasMountBelow(path)) {
                 return Reason::unsafePath;
             }
         }
@@ -394,6 +395,9 @@ struct HeldItem::Impl {
                 if (moved == EXDEV) {
                     return std::nullopt;
                 }
+                if (moved == EINVAL && values.isDirectory) {
+                    throw Refusal(Reason::holdsTrash);  // that of a volume, itself
+                }
                 failMove(moved);
             }
             // 3. What arrived.
@@ -418,7 +422,8 @@ struct HeldItem::Impl {
         Reason reason;
         bool isFine;
         try {
-            reason = reasonToPutBack(folder.files.get(), trashed, stillProved, isFine);
+            reason =
+                reasonToPutBack(folder.files.get(), trashed, stillProved, folder.pathOf(trashed), isFine);
         } catch (...) {
             if (const std::string restsAt = takeBack(); !restsAt.empty()) {
                 throw Refusal(Reason::disproved, {}, restsAt);
@@ -497,7 +502,7 @@ struct HeldItem::Impl {
         Reason reason;
         bool isFine;
         try {
-            reason = reasonToPutBack(folder.get(), name, stillProved, isFine);
+            reason = reasonToPutBack(folder.get(), name, stillProved, joinedPath(holderPath, name), isFine);
         } catch (...) {
             if (const std::string restsAt = takeBack(); !restsAt.empty()) {
                 throw Refusal(Reason::disproved, {}, restsAt);
