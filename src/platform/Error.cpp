@@ -45,6 +45,8 @@ std::string attempt(Operation operation, const std::string& subject) {
             return subject + " could not be saved safely";
         case Operation::permissions:
             return "The permissions of " + subject + " could not be changed";
+        case Operation::launch:
+            return subject + " could not be started";
     }
     return subject + " could not be used";
 }

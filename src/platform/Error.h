@@ -49,7 +49,8 @@ public:
         move,
         replace,
         sync,
-        permissions
+        permissions,
+        launch
     };
 
     SystemError(Operation operation, int code, std::string path);

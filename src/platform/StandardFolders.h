@@ -16,6 +16,9 @@ std::string homeDirectoryForCurrentUser();
 // folder).
 std::string applicationSupportDirectory();
 
+// Where programs put what nobody needs later (TMPDIR, else "/tmp").
+std::string temporaryDirectory();
+
 // Where programs keep settings (XDG_CONFIG_HOME, else ".config" in the home folder).
 std::string configurationDirectory();
 

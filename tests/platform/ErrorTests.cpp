@@ -15,9 +15,10 @@ namespace {
 
 using Operation = SystemError::Operation;
 
-constexpr Operation operations[] = {
-    Operation::open,   Operation::list,   Operation::readAttributes, Operation::read, Operation::write,
-    Operation::create, Operation::remove, Operation::replace,        Operation::sync, Operation::permissions};
+constexpr Operation operations[] = {Operation::open,        Operation::list,    Operation::readAttributes,
+                                    Operation::read,        Operation::write,   Operation::create,
+                                    Operation::remove,      Operation::replace, Operation::sync,
+                                    Operation::permissions, Operation::launch};
 
 TEST(SystemErrorTest, everyOperationAndCodeIsOneLineOfWholeSentences) {
     for (const Operation operation : operations) {

@@ -64,6 +64,11 @@ std::string applicationSupportDirectory() {
     return folderOrBelowHome("XDG_DATA_HOME", ".local/share");
 }
 
+std::string temporaryDirectory() {
+    std::string folder = folderFromEnvironment("TMPDIR");
+    return folder.empty() ? "/tmp" : folder;
+}
+
 std::string configurationDirectory() {
     return folderOrBelowHome("XDG_CONFIG_HOME", ".config");
 }
