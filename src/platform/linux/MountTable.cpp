@@ -202,8 +202,10 @@ std::string kernelFile(const std::string& path) {
         const ssize_t count = ::read(descriptor.get(), buffer.data(), buffer.size());
         if (count > 0) {
             text.append(buffer.data(), static_cast<std::size_t>(count));
-        } else if (count == 0 || errno != EINTR) {
+        } else if (count == 0) {
             return text;
+        } else if (errno != EINTR) {
+            return {};  // half of it would be taken for the whole
         }
     }
 }

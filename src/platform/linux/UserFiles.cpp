@@ -643,7 +643,10 @@ bool HeldKeeper::hadSettled() const {
 bool HeldKeeper::isUnchangedBeside(const HeldItem& item) const {
     const Place& before = impl_->place;
     const auto now = path_descriptors::placeOf(impl_->item.get());
-    if (!now || now->size != before.size || now->links != before.links ||
+    // A name of its own is left to it: it may have lost the last one before it was looked at for the first
+    // time.
+    const std::uint64_t fewestLinks = before.identity == item.values().identity ? 2 : 1;
+    if (!now || now->links < fewestLinks || now->size != before.size || now->links != before.links ||
         now->modifiedSeconds != before.modifiedSeconds ||
         now->modifiedNanoseconds != before.modifiedNanoseconds) {
         return false;
