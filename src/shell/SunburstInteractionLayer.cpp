@@ -53,6 +53,8 @@ void SunburstInteractionLayer::setMap(SunburstItem* map) {
         connect(map_, &SunburstItem::centerChanged, this, &SunburstInteractionLayer::follow);
         connect(map_, &SunburstItem::pictureChanged, this, &SunburstInteractionLayer::follow);
         connect(map_, &SunburstItem::isOpeningChanged, this, &QQuickItem::polish);
+        // Then something else lies under the pointer, though it rests.
+        connect(map_, &SunburstItem::mapChanged, this, [this] { pointer_.reset(); });
     }
     emit mapChanged();
     follow();
@@ -92,8 +94,16 @@ void SunburstInteractionLayer::hover(const QPointF& point) {
     if (driver() == nullptr) {
         return;
     }
+    // After a frame the window asks anew what lies under a pointer that rests. What the keyboard has gone to
+    // meanwhile stays.
+    if (std::exchange(pointer_, point) == point) {
+        return;
+    }
     const FileNode::Pointer node = map_->nodeAt(point);
-    driver()->setHoveredNode(node);
+    if (node || std::exchange(pointerHovers_, false)) {
+        driver()->setHoveredNode(node);
+    }
+    pointerHovers_ = node != nullptr;
     const Qt::CursorShape shape = node && node->isDirectory() ? Qt::PointingHandCursor : Qt::ArrowCursor;
     if (cursor().shape() != shape) {
         setCursor(shape);
@@ -109,7 +119,8 @@ void SunburstInteractionLayer::hoverMoveEvent(QHoverEvent* event) {
 }
 
 void SunburstInteractionLayer::hoverLeaveEvent(QHoverEvent*) {
-    if (driver() != nullptr) {
+    pointer_.reset();
+    if (driver() != nullptr && std::exchange(pointerHovers_, false)) {
         driver()->setHoveredNode(nullptr);
     }
 }
@@ -259,6 +270,7 @@ void SunburstInteractionLayer::focusOn(const FileNode::Pointer& node) {
     focused_ = node;
     showsFocus_ = true;
     if (driver() != nullptr) {
+        pointerHovers_ = false;
         driver()->setHoveredNode(node);  // the centre and the list show what the keyboard is on
     }
     follow();

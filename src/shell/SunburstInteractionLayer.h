@@ -10,6 +10,7 @@
 #include <QtQml/qqmlregistration.h>
 #include <QColor>
 #include <QImage>
+#include <QPointF>
 #include <QPointer>
 #include <QQuickItem>
 #include <QString>
@@ -97,6 +98,8 @@ private:
     bool showsFocus_ = false;
     std::weak_ptr<FileNode> pressed_;
     QString hoveredSegment_;
+    std::optional<QPointF> pointer_;  // where it was seen last
+    bool pointerHovers_ = false;      // what is hovered is what the pointer is over
     Overlay hoverOverlay_;
     Overlay focusOverlay_;
 };
