@@ -2,7 +2,9 @@
 
 #include <QPointer>
 #include <algorithm>
+#include <cstddef>
 #include <iostream>
+#include <unordered_set>
 #include <utility>
 
 #include "disk/DiskScanner.h"
@@ -24,13 +26,25 @@ QString textOf(const std::optional<std::string>& text) {
     return text ? QString::fromStdString(*text) : QString();
 }
 
+// The driver's own gate, kept by the work that uses it.
+DiskScannerViewModel::Gate makeGate(CleanupHistoryStore* history) {
+    return [deleter = std::make_shared<FileDeleter>(history)](
+               const FileDeleter::Request& request, const FileDeleter::Progress& progress,
+               std::stop_token stop) { return deleter->deleteItems(request, progress, std::move(stop)); };
+}
+
 }  // namespace
 
 DiskScannerViewModel::DiskScannerViewModel(World world, QObject* parent)
-    : QObject(parent), world_(std::move(world)), scanContext_(world_.mainQueue, "disk-scan") {}
+    : QObject(parent),
+      world_(std::move(world)),
+      deleter_(world_.gate ? world_.gate : makeGate(world_.cleanupHistory)),
+      scanContext_(world_.mainQueue, "disk-scan"),
+      removalContext_(world_.mainQueue, "disk-removal") {}
 
 DiskScannerViewModel::~DiskScannerViewModel() {
     scanTask_.drop();
+    deletionTask_.drop();  // the gate finishes the item under way and records the run
     releaseSecurityScope();
 }
 
@@ -103,11 +117,17 @@ void DiskScannerViewModel::setShowDeleteConfirmation(bool show) {
 }
 
 void DiskScannerViewModel::setError(std::optional<std::string> text, bool isAccessProblem) {
-    if (text == error_ && isAccessProblem == isAccessProblem_) {
+    publishError(std::move(text), isAccessProblem, false);
+}
+
+void DiskScannerViewModel::publishError(std::optional<std::string> text, bool isAccessProblem,
+                                        bool isRemovalProblem) {
+    if (text == error_ && isAccessProblem == isAccessProblem_ && isRemovalProblem == isRemovalProblem_) {
         return;
     }
     error_ = std::move(text);
     isAccessProblem_ = isAccessProblem;
+    isRemovalProblem_ = isRemovalProblem;
     emit errorChanged();
 }
 
@@ -298,6 +318,199 @@ DiskScannerViewModel::MarkedTotals DiskScannerViewModel::markedTotals() const {
         }
     }
     return totals;
+}
+
+// --- Removal
+// --------------------------------------------------------------------------------------------------------
+
+std::vector<FileNode::Pointer> DiskScannerViewModel::markedNodes() const {
+    std::vector<FileNode::Pointer> nodes;
+    if (!scanResult_) {
+        return nodes;
+    }
+    // One walk for all marks: a look for each would cost their product.
+    std::vector<FileNode::Pointer> pending{scanResult_->rootNode};
+    while (!pending.empty() && nodes.size() < selectedForDeletion_.size()) {
+        const FileNode::Pointer node = std::move(pending.back());
+        pending.pop_back();
+        if (selectedForDeletion_.contains(node->id())) {
+            nodes.push_back(node);
+        }
+        const auto& children = node->children();
+        pending.insert(pending.end(), children.rbegin(), children.rend());
+    }
+    return nodes;
+}
+
+std::vector<FileNode::Pointer> DiskScannerViewModel::removableNodes() const {
+    std::vector<FileNode::Pointer> nodes = markedNodes();
+    if (nodes.empty()) {
+        return nodes;
+    }
+    const removal_rules::Judge judge(allowedRemovalRoots());
+    std::erase_if(nodes, [&](const FileNode::Pointer& node) {
+        return node->isAggregate() || *node == *scanResult_->rootNode || !judge.allows(node->url());
+    });
+    return nodes;
+}
+
+std::vector<CleanupPreviewItem> DiskScannerViewModel::reviewItems() const {
+    std::vector<CleanupPreviewItem> items;
+    for (const FileNode::Pointer& node : removableNodes()) {
+        items.push_back({.url = node->url(),
+                         .estimatedBytes = node->size(),
+                         .reason = "Manually selected in disk analysis",
+                         .risk = "Review",
+                         .keeper = std::nullopt,
+                         .isFolder = node->isDirectory()});
+    }
+    return items;
+}
+
+void DiskScannerViewModel::deleteSelected(bool permanently) {
+    if (!isIdle() || !scanResult_) {
+        return;
+    }
+    setDeleting(true);
+    setError(std::nullopt);
+    std::vector<FileNode::Pointer> nodes = removableNodes();
+    FileDeleter::Request request{.urls = {},
+                                 .permanently = permanently,
+                                 .allowedRoots = allowedRemovalRoots(),
+                                 .duplicateVerifications = {},
+                                 .source = "Disk analysis",
+                                 .protectRunningApplications = false};
+    for (const FileNode::Pointer& node : nodes) {
+        request.urls.push_back(node->url());
+    }
+    takeDeletionProgress(
+        {.completed = 0, .total = static_cast<std::int64_t>(nodes.size()), .isPermanent = permanently});
+    const CoalescedReports<DeletionProgress> reports(
+        world_.mainQueue, [driver = QPointer(this)](const DeletionProgress& progress) {
+            if (driver && driver->isDeleting_) {
+                driver->takeDeletionProgress(progress);
+            }
+        });
+    deletionTask_ = removalContext_.run<Removal>(
+        [gate = deleter_, reports, request = std::move(request),
+         root = scanResult_->rootPath](std::stop_token stop) {
+            const auto progress = [&](std::int64_t completed, std::int64_t total) {
+                reports.report({.completed = completed, .total = total, .isPermanent = request.permanently});
+            };
+            Removal removal{.result = gate(request, progress, std::move(stop)), .capacity = {}};
+            // A volume that does not answer must not hold up the window, so it is asked here.
+            removal.capacity = volumeCapacity(root);
+            return removal;
+        },
+        [this, nodes = std::move(nodes)](Outcome<Removal> outcome) {
+            finishDeletion(nodes, std::move(outcome));
+        });
+}
+
+void DiskScannerViewModel::cancelDeletion() {
+    if (isDeleting_) {
+        deletionTask_.cancel();
+        setDeleting(true, true);
+    }
+}
+
+void DiskScannerViewModel::takeDeletionProgress(const DeletionProgress& progress) {
+    if (progress == deletionProgress_) {
+        return;
+    }
+    deletionProgress_ = progress;
+    emit deletionProgressChanged();
+}
+
+void DiskScannerViewModel::setDeleting(bool deleting, bool stopping) {
+    if (deleting == isDeleting_ && stopping == isStoppingDeletion_) {
+        return;
+    }
+    isDeleting_ = deleting;
+    isStoppingDeletion_ = stopping;
+    emit isDeletingChanged();
+}
+
+void DiskScannerViewModel::finishDeletion(const std::vector<FileNode::Pointer>& nodes,
+                                          Outcome<Removal> outcome) {
+    deletionTask_ = Run();
+    std::optional<CleanupOperation> record;
+    try {
+        const Removal& removal = outcome.get();
+        tellOfRemoval(removal.result);
+        takeOutOfTree(nodes, removal.result);
+        setShowDeleteConfirmation(false);
+        totalAnew(removal.capacity);
+        record = removal.result.operation;
+    } catch (...) {
+        setShowDeleteConfirmation(false);
+        fail(std::current_exception());
+    }
+    setDeleting(false);
+    if (record) {
+        emit cleanupFinished(*record);
+    }
+}
+
+void DiskScannerViewModel::tellOfRemoval(const FileDeleter::DeletionResult& result) {
+    std::optional<std::string> text = result.historyError;
+    if (!result.failedDeletions.empty()) {
+        text.emplace();
+        for (const FileDeleter::FailedDeletion& failure : result.failedDeletions) {
+            *text += (text->empty() ? "" : "\n") + displayText(lastPathComponent(failure.url)) + ": " +
+                     failure.description();
+        }
+    }
+    if (text) {
+        isRecordMissing_ = result.failedDeletions.empty();
+        publishError(std::move(text), false, true);
+    }
+}
+
+void DiskScannerViewModel::takeOutOfTree(const std::vector<FileNode::Pointer>& nodes,
+                                         const FileDeleter::DeletionResult& result) {
+    const std::unordered_set<std::string> gone(result.successfulDeletions.begin(),
+                                               result.successfulDeletions.end());
+    std::unordered_set<std::string> failed;
+    for (const FileDeleter::FailedDeletion& failure : result.failedDeletions) {
+        failed.insert(failure.url);
+    }
+    std::set<UUID> stillMarked;
+    std::vector<FileNode::Pointer> removed;
+    // All paths are built before the first node loses its parent.
+    for (const FileNode::Pointer& node : nodes) {
+        const std::string url = node->url();
+        if (failed.contains(url)) {
+            stillMarked.insert(node->id());
+        }
+        if (gone.contains(url)) {
+            removed.push_back(node);
+        }
+    }
+    FileNode::removeFromParents(removed);
+
+    // Whoever looks at the tree from a signal below sees all of it as it is now.
+    navigationStack_.clear();
+    selectedForDeletion_ = std::move(stillMarked);
+    setSelectedNode(nullptr);
+    setHoveredNode(nullptr);
+}
+
+void DiskScannerViewModel::totalAnew(const VolumeCapacity& capacity) {
+    if (scanResult_) {
+        FileNode& root = *scanResult_->rootNode;
+        root.recalculateSize();
+        root.sortChildrenBySize();
+        const auto [files, directories] = ScanResult::countNodes(root);
+        scanResult_->totalSize = root.size();
+        scanResult_->totalFiles = files;
+        scanResult_->totalDirectories = directories;
+        scanResult_->volumeCapacity = capacity.total;
+        scanResult_->volumeAvailable = capacity.available;
+    }
+    emit scanResultChanged();
+    emit navigationStackChanged();
+    emit selectedForDeletionChanged();
 }
 
 void DiskScannerViewModel::releaseSecurityScope() {

@@ -1,15 +1,19 @@
 // The driver behind the disk tab: what the window shows of a scan, and what the user can do with it.
 //
-// It starts and cancels scans, keeps a stale scan's reports from the screen, and holds the marks of what is
-// to be removed. Every failure becomes text in `error`; no operation throws. Main thread only; the scan runs
-// on a serial context.
+// It starts and cancels scans, keeps a stale scan's reports from the screen, holds the marks of what is to be
+// removed, hands them to the gate when the user has decided, and lets the tree follow what the gate did.
+// Every failure becomes text in `error`; no operation throws. Main thread only; the scan and the removal run
+// on serial contexts.
 #pragma once
 
 #include <QObject>
 #include <QString>
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -21,6 +25,9 @@
 #include "platform/SerialContext.h"
 #include "platform/UUID.h"
 #include "platform/UserDefaults.h"
+#include "platform/Volumes.h"
+#include "removal/CleanupPreviewItem.h"
+#include "removal/FileDeleter.h"
 
 namespace larkfold {
 
@@ -32,6 +39,10 @@ class DiskScannerViewModel : public QObject {
     Q_PROPERTY(bool hasScanResult READ hasScanResult NOTIFY scanResultChanged)
     Q_PROPERTY(bool isScanning READ isScanning NOTIFY isScanningChanged)
     Q_PROPERTY(bool isDeleting READ isDeleting NOTIFY isDeletingChanged)
+    // A removal that was asked to stop, while the item under way is being finished.
+    Q_PROPERTY(bool isStoppingDeletion READ isStoppingDeletion NOTIFY isDeletingChanged)
+    Q_PROPERTY(bool showDeleteConfirmation READ showDeleteConfirmation WRITE setShowDeleteConfirmation NOTIFY
+                   showDeleteConfirmationChanged)
     Q_PROPERTY(QString error READ errorText NOTIFY errorChanged)
     Q_PROPERTY(bool isAccessProblem READ isAccessProblem NOTIFY errorChanged)
     Q_PROPERTY(QString savedScanNotice READ savedScanNoticeText NOTIFY savedScanNoticeChanged)
@@ -43,12 +54,27 @@ class DiskScannerViewModel : public QObject {
         bool skipHiddenFiles READ skipHiddenFiles WRITE setSkipHiddenFiles NOTIFY skipHiddenFilesChanged)
 
 public:
+    // The gate: `FileDeleter::deleteItems`. Called on a thread of its own.
+    using Gate = std::function<FileDeleter::DeletionResult(const FileDeleter::Request&,
+                                                           const FileDeleter::Progress&, std::stop_token)>;
+
+    // How far a removal is.
+    struct DeletionProgress {
+        std::int64_t completed = 0;
+        std::int64_t total = 0;
+        bool isPermanent = false;
+
+        bool operator==(const DeletionProgress&) const = default;
+    };
+
     // What the driver needs of the world. References and pointers outlive the driver.
     struct World {
         MainQueue& mainQueue;
         UserDefaults& defaults;
-        FolderChooser* folderChooser = nullptr;   // null: `chooseFolder` does nothing
-        std::optional<std::string> indexFileURL;  // absent: the place that `indexFileURL()` names
+        FolderChooser* folderChooser = nullptr;         // null: `chooseFolder` does nothing
+        std::optional<std::string> indexFileURL;        // absent: the place that `indexFileURL()` names
+        CleanupHistoryStore* cleanupHistory = nullptr;  // where removals are recorded; null: nowhere
+        Gate gate = nullptr;                            // null: a `FileDeleter` with that history
     };
 
     explicit DiskScannerViewModel(World world, QObject* parent = nullptr);
@@ -64,11 +90,17 @@ public:
     bool hasScanResult() const { return scanResult_.has_value(); }
     bool isScanning() const { return isScanning_; }
     bool isDeleting() const { return isDeleting_; }
+    bool isStoppingDeletion() const { return isStoppingDeletion_; }
+    const DeletionProgress& deletionProgress() const { return deletionProgress_; }
     const ScanProgress& progress() const { return progress_; }
     const std::optional<std::string>& error() const { return error_; }
     QString errorText() const;
     // True where `error` tells of a lack of permission, which granting access can mend.
     bool isAccessProblem() const { return isAccessProblem_; }
+    // True where `error` tells of a removal.
+    bool isRemovalProblem() const { return isRemovalProblem_; }
+    // True where `error` tells of a removal that went well and of which only the record could not be kept.
+    bool isRecordMissing() const { return isRemovalProblem_ && isRecordMissing_; }
     const FileNode::Pointer& selectedNode() const { return selectedNode_; }
     const FileNode::Pointer& hoveredNode() const { return hoveredNode_; }
     const std::vector<FileNode::Pointer>& navigationStack() const { return navigationStack_; }
@@ -125,12 +157,22 @@ public:
         std::int64_t bytes = 0;
     };
     MarkedTotals markedTotals() const;
+    // What is marked, still in the tree and still allowed, in the order of the tree.
+    std::vector<CleanupPreviewItem> reviewItems() const;
+    // Hands what `reviewItems` holds to the gate: to Trash, or for good. What failed stays marked, the view
+    // goes back to the root, and the totals are fresh when it ends.
+    void deleteSelected(bool permanently);
+    // Lets the item that is under way be finished and leaves the rest. The record names them all.
+    Q_INVOKABLE void cancelDeletion();
     void releaseSecurityScope();
 
 signals:
     void scanResultChanged();
     void isScanningChanged();
     void isDeletingChanged();
+    void deletionProgressChanged();
+    // A removal has ended, and this is its record.
+    void cleanupFinished(const larkfold::CleanupOperation& operation);
     void progressChanged();
     void errorChanged();
     void selectedNodeChanged();
@@ -153,14 +195,33 @@ private:
     void fail(const std::exception_ptr& failure);
     void finishScan(Outcome<ScanResult> outcome);
     void setScanning(bool scanning);
+    void publishError(std::optional<std::string> text, bool isAccessProblem, bool isRemovalProblem);
+    // What a removal came to, and what the disk looks like after it.
+    struct Removal {
+        FileDeleter::DeletionResult result;
+        VolumeCapacity capacity;
+    };
+    std::vector<FileNode::Pointer> markedNodes() const;
+    std::vector<FileNode::Pointer> removableNodes() const;
+    void setDeleting(bool deleting, bool stopping = false);
+    void takeDeletionProgress(const DeletionProgress& progress);
+    void finishDeletion(const std::vector<FileNode::Pointer>& nodes, Outcome<Removal> outcome);
+    void takeOutOfTree(const std::vector<FileNode::Pointer>& nodes,
+                       const FileDeleter::DeletionResult& result);
+    void tellOfRemoval(const FileDeleter::DeletionResult& result);
+    void totalAnew(const VolumeCapacity& capacity);
 
     World world_;
     std::optional<ScanResult> scanResult_;
     bool isScanning_ = false;
     bool isDeleting_ = false;
+    bool isStoppingDeletion_ = false;
+    DeletionProgress deletionProgress_;
     ScanProgress progress_;
     std::optional<std::string> error_;
     bool isAccessProblem_ = false;
+    bool isRemovalProblem_ = false;
+    bool isRecordMissing_ = false;
     FileNode::Pointer selectedNode_;
     FileNode::Pointer hoveredNode_;
     std::vector<FileNode::Pointer> navigationStack_;
@@ -178,7 +239,10 @@ private:
     std::optional<std::string> activeSecurityScopedURL_;
     bool hasActiveSecurityScope_ = false;
     std::optional<std::string> scanRootBookmarkData_;
+    Gate deleter_;
     SerialContext scanContext_;
+    SerialContext removalContext_;
+    Run deletionTask_;
     Run scanTask_;  // last: its end drops the work before anything that the work reports to
 };
 

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 #include "platform/Collation.h"
@@ -276,6 +278,27 @@ void FileNode::removeChild(const FileNode& child) {
         if (node->kind_ == Kind::directory) {
             node->size_ = node->sumOfChildren();
         }
+    }
+}
+
+void FileNode::removeFromParents(const std::vector<Pointer>& nodes) {
+    std::unordered_map<FileNode*, std::unordered_set<const FileNode*>> ofParent;
+    for (const Pointer& node : nodes) {
+        if (FileNode* parent = node->parentNode()) {
+            ofParent[parent].insert(node.get());
+        }
+    }
+    // The paths of all first: they are made of chains that the removals break.
+    for (const Pointer& node : nodes) {
+        if (node->parentNode() != nullptr && !node->hasOwnPath_) {
+            node->setOwnPath(node->url());
+        }
+    }
+    for (const auto& [parent, gone] : ofParent) {
+        std::erase_if(parent->children_, [&](const Pointer& child) { return gone.contains(child.get()); });
+    }
+    for (const Pointer& node : nodes) {
+        node->setParentNode(nullptr);
     }
 }
 

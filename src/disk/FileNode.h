@@ -111,6 +111,9 @@ public:
     // Removes every child with the id of `child`, then sums this node and each directory above it anew over
     // their direct children. `child` may die by it.
     void removeChild(const FileNode& child);
+    // Takes many nodes out of their parents, one pass over each parent's children; what has no parent stays
+    // as it is. The sums above them are left to `recalculateSize`.
+    static void removeFromParents(const std::vector<Pointer>& nodes);
     // The real files of the subtree, depth first.
     std::vector<Pointer> allFileNodes();
     // Calls `visit` for each node of the subtree, depth first, parents before children, this node included.

@@ -13,6 +13,7 @@
 #include "platform/Path.h"
 #include "platform/StandardFolders.h"
 #include "platform/qt/PathText.h"
+#include "removal/CleanupTexts.h"
 #include "shell/ShellTexts.h"
 
 namespace larkfold {
@@ -27,6 +28,8 @@ constexpr std::chrono::milliseconds kActivityInterval{250};
 constexpr double kActivityEase = 0.4;
 // The level is full at ten to this power of entries a second.
 constexpr double kFullActivityPower = 5;
+// How many of a removal's failures the page tells; it is no place for ten thousand.
+constexpr int kMostFailuresShown = 4;
 
 }  // namespace
 
@@ -39,6 +42,9 @@ DiskSpacePresenter::DiskSpacePresenter(DiskScannerViewModel& driver, MainQueue& 
     progressTimer_.setInterval(kProgressInterval);
     progressTimer_.setSingleShot(true);
     connect(&progressTimer_, &QTimer::timeout, this, &DiskSpacePresenter::passProgressOn);
+    removalTimer_.setInterval(kProgressInterval);
+    removalTimer_.setSingleShot(true);
+    connect(&removalTimer_, &QTimer::timeout, this, &DiskSpacePresenter::passRemovalOn);
     activityTimer_.setInterval(kActivityInterval);
     connect(&activityTimer_, &QTimer::timeout, this, &DiskSpacePresenter::measureActivity);
     followDriver();
@@ -68,6 +74,13 @@ void DiskSpacePresenter::followDriver() {
         hasNewProgress_ = true;
         if (!progressTimer_.isActive()) {
             passProgressOn();
+        }
+    });
+    connect(&driver_, &Driver::isDeletingChanged, this, &DiskSpacePresenter::removalChanged);
+    connect(&driver_, &Driver::deletionProgressChanged, this, [this] {
+        hasNewRemoval_ = true;
+        if (!removalTimer_.isActive()) {
+            passRemovalOn();
         }
     });
     connect(&driver_, &Driver::errorChanged, this, &DiskSpacePresenter::errorChanged);
@@ -199,6 +212,32 @@ void DiskSpacePresenter::passProgressOn() {
     }
 }
 
+void DiskSpacePresenter::passRemovalOn() {
+    if (hasNewRemoval_) {
+        hasNewRemoval_ = false;
+        removalTimer_.start();
+        emit removalChanged();
+    }
+}
+
+QString DiskSpacePresenter::removalText() const {
+    if (!driver_.isDeleting()) {
+        return {};
+    }
+    const auto& progress = driver_.deletionProgress();
+    return QString::fromStdString(
+        driver_.isStoppingDeletion()
+            ? cleanup_texts::removalStopping()
+            : cleanup_texts::removalUnderWay(progress.isPermanent, progress.completed, progress.total));
+}
+
+double DiskSpacePresenter::removalShare() const {
+    const auto& progress = driver_.deletionProgress();
+    return driver_.isDeleting() && progress.total > 0
+               ? static_cast<double>(progress.completed) / static_cast<double>(progress.total)
+               : 0;
+}
+
 void DiskSpacePresenter::measureActivity() {
     const double entries = filesScanned() + directoriesScanned();
     const double seconds = static_cast<double>(sinceMeasured_.restart()) / 1000;
@@ -217,12 +256,19 @@ void DiskSpacePresenter::setActivityLevel(double level) {
 }
 
 QString DiskSpacePresenter::errorText() const {
-    return driver_.isAccessProblem() ? QString() : driver_.errorText();
+    if (driver_.isAccessProblem()) {
+        return {};
+    }
+    return driver_.isRemovalProblem() ? texts::firstLines(driver_.errorText(), kMostFailuresShown)
+                                      : driver_.errorText();
 }
 
 QString DiskSpacePresenter::errorHint() const {
     if (errorText().isEmpty()) {
         return {};
+    }
+    if (driver_.isRemovalProblem()) {
+        return driver_.isRecordMissing() ? texts::recordMissingHint() : texts::removalFailedHint();
     }
     return driver_.error() == "Scan was cancelled" ? texts::scanCancelledHint() : texts::scanFailedHint();
 }

@@ -14,6 +14,7 @@
 #include "platform/Path.h"
 #include "platform/qt/Desktop.h"
 #include "platform/qt/PathText.h"
+#include "shell/FileKindIcons.h"
 #include "shell/FileListTexts.h"
 
 namespace larkfold {
@@ -62,24 +63,6 @@ int choiceWith(const std::array<Choice, count>& rows, qint64 value) {
     return found == rows.end() ? -1 : static_cast<int>(found - rows.begin());
 }
 
-struct IconRow {
-    FileKind kind;
-    const char* name;
-};
-
-// In the order of the kinds.
-constexpr std::array iconRows{
-    IconRow{.kind = FileKind::image, .name = "image"},
-    IconRow{.kind = FileKind::video, .name = "video"},
-    IconRow{.kind = FileKind::audio, .name = "audio"},
-    IconRow{.kind = FileKind::document, .name = "document"},
-    IconRow{.kind = FileKind::archive, .name = "archive"},
-    IconRow{.kind = FileKind::code, .name = "code"},
-    IconRow{.kind = FileKind::application, .name = "application"},
-    IconRow{.kind = FileKind::system, .name = "system"},
-    IconRow{.kind = FileKind::other, .name = "file"},
-};
-
 QString iconName(const FileNode& node) {
     if (node.isDirectory()) {
         return QStringLiteral("folder");
@@ -87,7 +70,7 @@ QString iconName(const FileNode& node) {
     if (node.isAggregate()) {
         return QStringLiteral("summary");
     }
-    return QString::fromLatin1(iconRows[static_cast<std::size_t>(node.fileKind())].name);
+    return iconNameOf(node.fileKind());
 }
 
 QString text(std::string_view utf8) {

@@ -38,7 +38,10 @@ void LarkfoldApp::makeMainView() {
                                                            .notifications = notifications_,
                                                            .permissionManager = permissionManager_,
                                                            .indexFileURL = world_.indexFileURL,
-                                                           .readCapacity = world_.readCapacity});
+                                                           .readCapacity = world_.readCapacity,
+                                                           .cleanupHistoryURL = world_.cleanupHistoryURL,
+                                                           .gate = world_.gate,
+                                                           .reveal = world_.reveal});
 }
 
 void LarkfoldApp::newScan() {

@@ -5,6 +5,7 @@
 #include <QtQml/qqmlregistration.h>
 #include <QObject>
 #include <QString>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -36,6 +37,10 @@ public:
         PermissionManager::World permissions = {};
         std::optional<std::string> indexFileURL = std::nullopt;  // absent: the place that the driver names
         DiskSpacePresenter::CapacityReader readCapacity = volumeCapacity;
+        // Of removals, as `MainView` takes them.
+        std::optional<std::string> cleanupHistoryURL = std::nullopt;
+        DiskScannerViewModel::Gate gate = nullptr;
+        std::function<void(const std::string&, std::function<void(bool)>)> reveal = nullptr;
     };
 
     explicit LarkfoldApp(World world, QObject* parent = nullptr);

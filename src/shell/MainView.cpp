@@ -16,6 +16,9 @@ namespace {
 
 constexpr const char* kSelectedTabKey = "selectedTab";
 
+constexpr int kDiskSpace = 0;
+constexpr int kCleanupHistory = 5;
+
 struct Tab {
     int value;
     const char* title;
@@ -24,8 +27,22 @@ struct Tab {
 
 // A tab stands here when there is something behind it. The values are stored, so they never change.
 constexpr std::array kTabs{
-    Tab{.value = 0, .title = "Disk Space", .icon = "disk"},
+    Tab{.value = kDiskSpace, .title = "Disk Space", .icon = "disk"},
+    Tab{.value = kCleanupHistory, .title = "Cleanup History", .icon = "history"},
 };
+
+// Tells the window of each change of the history. Called on the thread that wrote; what it posts may arrive
+// when the window has gone.
+std::function<void()> announcer(MainQueue& mainQueue, NotificationCenter& notifications,
+                                std::weak_ptr<bool> isAlive) {
+    return [&mainQueue, &notifications, isAlive = std::move(isAlive)] {
+        mainQueue.post([&notifications, isAlive] {
+            if (!isAlive.expired()) {
+                notifications.post(CleanupHistoryStore::changedNotification);
+            }
+        });
+    };
+}
 
 bool isTab(std::int64_t value) {
     return std::any_of(kTabs.begin(), kTabs.end(), [value](const Tab& tab) { return tab.value == value; });
@@ -37,11 +54,18 @@ MainView::MainView(World world, QObject* parent)
     : QObject(parent),
       world_(std::move(world)),
       folderChooser_({.mainQueue = world_.mainQueue}),
+      historyStore_(world_.cleanupHistoryURL, announcer(world_.mainQueue, world_.notifications, isAlive_)),
       scannerViewModel_({.mainQueue = world_.mainQueue,
                          .defaults = world_.defaults,
                          .folderChooser = &folderChooser_,
-                         .indexFileURL = world_.indexFileURL}),
+                         .indexFileURL = world_.indexFileURL,
+                         .cleanupHistory = &historyStore_,
+                         .gate = world_.gate}),
       diskSpace_(scannerViewModel_, world_.mainQueue, world_.readCapacity),
+      cleanupHistory_({.mainQueue = world_.mainQueue,
+                       .notifications = world_.notifications,
+                       .store = historyStore_,
+                       .reveal = world_.reveal}),
       dropContext_(world_.mainQueue, "drop") {
     const auto stored = world_.defaults.integerForKey(kSelectedTabKey).value_or(0);
     selectedTab_ = isTab(stored) ? static_cast<int>(stored) : 0;
@@ -58,18 +82,55 @@ MainView::MainView(World world, QObject* parent)
             &MainView::showDiskAccessIssueChanged);
     connect(&diskSpace_, &DiskSpacePresenter::subjectChanged, this, &MainView::windowTitleChanged);
     observeCommands();
+    observeRemoval();
+    if (selectedTab_ == kCleanupHistory) {
+        cleanupHistory_.load();
+    }
 }
 
 MainView::~MainView() = default;
 
 void MainView::observeCommands() {
     observations_.push_back(world_.notifications.observe("newScan", [this] {
-        showTab(0);
+        showTab(kDiskSpace);
         showStartPage(true);
     }));
     observations_.push_back(
         world_.notifications.observe("cancelScan", [this] { scannerViewModel_.cancelScan(); }));
-    observations_.push_back(world_.notifications.observe("showDiskSpace", [this] { showTab(0); }));
+    observations_.push_back(world_.notifications.observe("showDiskSpace", [this] { showTab(kDiskSpace); }));
+}
+
+void MainView::observeRemoval() {
+    // The driver's flag and the sheet go together, whoever closes it.
+    connect(&scannerViewModel_, &DiskScannerViewModel::showDeleteConfirmationChanged, this, [this] {
+        if (!scannerViewModel_.showDeleteConfirmation()) {
+            cleanupReview_.cancel();
+        } else if (!cleanupReview_.isOpen()) {
+            cleanupReview_.open(scannerViewModel_.reviewItems(), {},
+                                [this](bool permanently) { scannerViewModel_.deleteSelected(permanently); });
+        }
+    });
+    connect(&cleanupReview_, &CleanupReviewModel::isOpenChanged, this, [this] {
+        if (!cleanupReview_.isOpen()) {
+            scannerViewModel_.setShowDeleteConfirmation(false);
+        }
+    });
+    connect(&scannerViewModel_, &DiskScannerViewModel::cleanupFinished, &cleanupResult_,
+            &CleanupResultPresenter::show);
+}
+
+void MainView::reviewMarked() {
+    if (scannerViewModel_.hasScanResult() && !scannerViewModel_.isScanning() &&
+        !scannerViewModel_.isDeleting()) {
+        scannerViewModel_.setShowDeleteConfirmation(true);
+    }
+}
+
+void MainView::showCleanupHistory() {
+    if (cleanupResult_.latestCleanup()) {
+        cleanupHistory_.expand(cleanupResult_.latestCleanup()->id);
+    }
+    showTab(kCleanupHistory);
 }
 
 QVariantList MainView::tabs() const {
@@ -100,10 +161,14 @@ void MainView::showTab(int tab) {
     }
     emit selectedTabChanged();
     emit windowTitleChanged();
+    if (tab == kCleanupHistory) {
+        cleanupHistory_.load();
+    }
 }
 
 QString MainView::windowTitle() const {
-    const QString title = diskSpace_.title();
+    const QString title =
+        selectedTab_ == kCleanupHistory ? QStringLiteral("Cleanup History") : diskSpace_.title();
     return title.isEmpty() ? QStringLiteral("Larkfold") : QStringLiteral("%1 — Larkfold").arg(title);
 }
 
@@ -127,8 +192,8 @@ void MainView::startNewScan() {
 }
 
 void MainView::showStartPage(bool show) {
-    // During a scan its page stays: there is nothing that could be started.
-    if (!scannerViewModel_.isScanning() && wantsStartPage_ != show) {
+    // During a scan or a removal the page stays: there is nothing that could be started.
+    if (!scannerViewModel_.isScanning() && !scannerViewModel_.isDeleting() && wantsStartPage_ != show) {
         wantsStartPage_ = show;
         setDropMessage({});
         emit diskPageChanged();

@@ -1,6 +1,6 @@
 // The content of the window: it owns the drivers for the window's life, keeps one tab selected, acts on the
 // menu's notifications, and carries the flows around a scan: the advice about access, the folder chooser,
-// dropped folders. Main thread only.
+// dropped folders; and those around a removal: the review before it, the banner after it. Main thread only.
 #pragma once
 
 #include <QtQml/qqmlregistration.h>
@@ -9,6 +9,8 @@
 #include <QString>
 #include <QUrl>
 #include <QVariantList>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,6 +19,10 @@
 #include "platform/NotificationCenter.h"
 #include "platform/SerialContext.h"
 #include "platform/UserDefaults.h"
+#include "removal/CleanupHistoryStore.h"
+#include "shell/CleanupHistoryModel.h"
+#include "shell/CleanupResultPresenter.h"
+#include "shell/CleanupReviewModel.h"
 #include "shell/DiskSpacePresenter.h"
 #include "shell/PermissionManager.h"
 #include "shell/QmlFolderChooser.h"
@@ -32,6 +38,9 @@ class MainView : public QObject {
     Q_PROPERTY(larkfold::DiskSpacePresenter* diskSpace READ diskSpace CONSTANT)
     Q_PROPERTY(larkfold::PermissionManager* permissionManager READ permissionManager CONSTANT)
     Q_PROPERTY(larkfold::QmlFolderChooser* folderChooser READ folderChooser CONSTANT)
+    Q_PROPERTY(larkfold::CleanupReviewModel* cleanupReview READ cleanupReview CONSTANT)
+    Q_PROPERTY(larkfold::CleanupResultPresenter* cleanupResult READ cleanupResult CONSTANT)
+    Q_PROPERTY(larkfold::CleanupHistoryModel* cleanupHistory READ cleanupHistory CONSTANT)
     // The tabs there are, each {value, title, icon}, in the order of the sidebar.
     Q_PROPERTY(QVariantList tabs READ tabs CONSTANT)
     Q_PROPERTY(int selectedTab READ selectedTab WRITE setSelectedTab NOTIFY selectedTabChanged)
@@ -56,6 +65,11 @@ public:
         PermissionManager& permissionManager;
         std::optional<std::string> indexFileURL;  // absent: the place that the driver names
         DiskSpacePresenter::CapacityReader readCapacity = volumeCapacity;
+        // Of removals: where they are recorded (absent: the store's place), the gate (null: the driver's
+        // own), and who shows what lies in Trash (null: the desktop).
+        std::optional<std::string> cleanupHistoryURL = std::nullopt;
+        DiskScannerViewModel::Gate gate = nullptr;
+        std::function<void(const std::string&, std::function<void(bool)>)> reveal = nullptr;
     };
 
     explicit MainView(World world, QObject* parent = nullptr);
@@ -65,6 +79,10 @@ public:
     DiskSpacePresenter* diskSpace() { return &diskSpace_; }
     PermissionManager* permissionManager() { return &world_.permissionManager; }
     QmlFolderChooser* folderChooser() { return &folderChooser_; }
+
+    CleanupReviewModel* cleanupReview() { return &cleanupReview_; }
+    CleanupResultPresenter* cleanupResult() { return &cleanupResult_; }
+    CleanupHistoryModel* cleanupHistory() { return &cleanupHistory_; }
 
     QVariantList tabs() const;
     // The tab on screen. A stored number whose tab is not there shows 0 and stays stored until the user picks
@@ -92,6 +110,11 @@ public:
     QString dropMessage() const { return dropMessage_; }
     Q_INVOKABLE void dismissDropMessage();
 
+    // The button "Delete Selected" and the key Delete: shows what is marked before anything is removed.
+    Q_INVOKABLE void reviewMarked();
+    // The banner's button: the history, with what the banner tells of open.
+    Q_INVOKABLE void showCleanupHistory();
+
     // The alert about a scan that failed for want of permission.
     bool showDiskAccessIssue() const;
 
@@ -105,14 +128,20 @@ signals:
 
 private:
     void observeCommands();
+    void observeRemoval();
     void showTab(int tab);
     void showStartPage(bool show);
     void setDropMessage(const QString& message);
 
     World world_;
     QmlFolderChooser folderChooser_;
+    std::shared_ptr<bool> isAlive_ = std::make_shared<bool>(true);  // for what waits in the main queue
+    CleanupHistoryStore historyStore_;
+    CleanupReviewModel cleanupReview_;
+    CleanupResultPresenter cleanupResult_;
     DiskScannerViewModel scannerViewModel_;
     DiskSpacePresenter diskSpace_;
+    CleanupHistoryModel cleanupHistory_;
     int selectedTab_ = 0;
     bool wantsStartPage_ = false;  // "New Scan" while a result is there
     bool showFullDiskAccessAlert_ = false;

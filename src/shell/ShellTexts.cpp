@@ -1,5 +1,7 @@
 #include "shell/ShellTexts.h"
 
+#include <QStringList>
+
 #include "platform/ByteCountFormatter.h"
 #include "platform/Collation.h"
 
@@ -59,6 +61,25 @@ QString scanFailedHint() {
     return QStringLiteral(
         "Nothing on your disk was changed. Try again, or choose another folder to find out where the trouble "
         "lies.");
+}
+
+QString removalFailedHint() {
+    return QStringLiteral(
+        "Larkfold did not remove what failed; it stays marked. Cleanup History tells what became of every "
+        "item.");
+}
+
+QString recordMissingHint() {
+    return QStringLiteral("What you removed has gone where you decided; only the record of it is missing.");
+}
+
+QString firstLines(const QString& lines, int most) {
+    const QStringList all = lines.split(QLatin1Char('\n'));
+    if (all.size() <= most) {
+        return lines;
+    }
+    return all.first(most).join(QLatin1Char('\n')) + QLatin1Char('\n') +
+           QStringLiteral("…and %1 more.").arg(grouped(all.size() - most));
 }
 
 QString dropFailed() {

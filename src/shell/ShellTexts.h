@@ -16,6 +16,9 @@ QString bytes(std::int64_t bytes);                             // "4.2 GB"
 QString savedScanHint(const QString& folder);  // "“This Mac” is this computer: the index lies in …"
 QString scanCancelledHint();
 QString scanFailedHint();
-QString dropFailed();  // "Larkfold couldn’t access that location."
+QString removalFailedHint();
+QString recordMissingHint();
+QString firstLines(const QString& lines, int most);  // and "…and 12 more."
+QString dropFailed();                                // "Larkfold couldn’t access that location."
 
 }  // namespace larkfold::texts

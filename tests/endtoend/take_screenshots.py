@@ -6,6 +6,7 @@
 The folder that is mapped is /usr/share unless another is named.
 """
 
+import json
 import os
 import sys
 from pathlib import Path
@@ -62,27 +63,135 @@ def main_window(program, folder, suffix, dark, mapped):
         larkfold.screenshot(folder / f"result-small-{suffix}.png")
 
 
+def files(folder, sizes):
+    """Files of those sizes below the folder; their room is taken and nothing is written."""
+    for name, size in sizes.items():
+        path = folder / name
+        path.parent.mkdir(parents=True, exist_ok=True)
+        with path.open("wb") as file:
+            os.posix_fallocate(file.fileno(), 0, size)
+
+
+def recorded(source, finished, items, permanent=False, before=None, after=None):
+    """An operation as the history keeps it; `finished` counts seconds from 2001."""
+    return {"id": f"00000000-0000-4000-8000-{finished:012d}", "startedAt": finished - 3, "finishedAt": finished,
+            "source": source, "permanent": permanent, "items": items,
+            "volumes": [] if before is None else [{"path": "/", "before": before, "after": after}]}
+
+
+def earlier_removals():
+    trash = "/home/anna/.local/share/Trash/files"
+    return [
+        recorded("Disk analysis", 816_000_000, [
+            {"originalPath": "/home/anna/Videos/2024/summer-trip-raw-footage.mov", "logicalBytes": 4_831_000_000,
+             "trashPath": f"{trash}/summer-trip-raw-footage.mov"},
+            {"originalPath": "/home/anna/Downloads/installer.iso", "logicalBytes": 2_140_000_000,
+             "trashPath": f"{trash}/installer.iso"},
+            {"originalPath": "/home/anna/.ssh/known_hosts",
+             "error": "This path is protected or outside the selected folder. Scan again before deleting."}],
+                 before=96_000_000_000, after=96_000_000_000),
+        recorded("System cleanup", 815_300_000, [
+            {"originalPath": "/home/anna/.cache/thumbnails", "logicalBytes": 311_000_000}], True,
+                 before=95_600_000_000, after=95_911_000_000),
+    ]
+
+
+def mark(larkfold, name):
+    row = next(row for row in larkfold.find_all(role="list item", inside="list") if row.name.startswith(name + ","))
+    row.click(modifier="ctrl")
+
+
+def in_three_sizes(larkfold, folder, name, suffix):
+    for size, width, height in (("-small", 900, 600), ("-large", 2560, 1440), ("", 1280, 800)):
+        larkfold.resize(width, height)
+        larkfold.screenshot(folder / f"{name}{size}-{suffix}.png")
+
+
+def cleanup(program, folder, suffix, dark):
+    """The way of a removal, and the history with others before it."""
+    with Session(width=2560, height=1440, dark=dark) as session:
+        home = session.home
+        files(home / "Projects", {"holiday-2025-master.mov": 149_000_000, "backup-march.tar.xz": 62_000_000,
+                                  "atlas/old-build/objects.bin": 31_200_000, "atlas/sources/map.cpp": 4_100_000,
+                                  "notes.pdf": 8_200_000, "photos/cover.png": 18_400_000})
+        history = home / ".local/share/Larkfold/cleanup-history.json"
+        history.parent.mkdir(parents=True)
+        history.write_text(json.dumps(earlier_removals()), encoding="utf-8")
+        with session.start(program) as larkfold:
+            larkfold.resize(1280, 800)
+            larkfold.scan_folder(home / "Projects")
+            for name in ("holiday-2025-master.mov", "backup-march.tar.xz", "atlas"):
+                mark(larkfold, name)
+            larkfold.find(contains="3 items", role="panel")
+            larkfold.move_to(0, 0)
+            larkfold.screenshot(folder / f"marked-{suffix}.png")
+            review(larkfold, folder, suffix)
+            larkfold.find("View history", role="push button")
+            larkfold.move_to(0, 0)
+            in_three_sizes(larkfold, folder, "banner", suffix)
+            larkfold.find("View history", role="push button").press()
+            larkfold.find(contains="succeeded", role="list item")
+            larkfold.find("Close", role="push button").press()
+            past_removals(larkfold, folder, suffix)
+        history.write_text("damaged", encoding="utf-8")
+        with session.start(program) as larkfold:
+            larkfold.resize(1280, 800)
+            larkfold.find(contains="History could not be read")
+            larkfold.screenshot(folder / f"history-error-{suffix}.png")
+
+
+def review(larkfold, folder, suffix):
+    larkfold.key("Delete")
+    larkfold.find("Review cleanup")
+    in_three_sizes(larkfold, folder, "review", suffix)
+    switch = larkfold.find("Permanently delete instead of moving to Trash")
+    switch.press()
+    larkfold.find("Review permanent deletion…", role="push button").press()
+    larkfold.find("Permanently delete 3 items?")
+    larkfold.screenshot(folder / f"permanent-{suffix}.png")
+    larkfold.key("Escape")
+    larkfold.wait(lambda: not larkfold.has("Permanently delete 3 items?"), "the review")
+    switch.press()
+    larkfold.find("Move to Trash", role="push button").press()
+
+
+def past_removals(larkfold, folder, suffix):
+    larkfold.key("Home", "Left", "Down", "Right")
+    larkfold.find(contains="/home/anna/.ssh/known_hosts", role="list item")
+    in_three_sizes(larkfold, folder, "history", suffix)
+    larkfold.find("Locate in Trash", role="push button").press()
+    larkfold.find(contains="no longer at its recorded Trash location")
+    larkfold.screenshot(folder / f"history-moved-{suffix}.png")
+    larkfold.find("Clear history", role="push button").press()
+    larkfold.find("Clear cleanup history?")
+    larkfold.screenshot(folder / f"history-clear-{suffix}.png")
+    larkfold.find("Clear history", role="push button", inside="dialog").press()
+    larkfold.find("No cleanup operations yet")
+    larkfold.screenshot(folder / f"history-empty-{suffix}.png")
+
+
+SCREENS = {"first_run": first_run, "main_window": main_window, "cleanup": cleanup}
+
+
 def main():
     program, folder, *rest = sys.argv[1:]
     folder = Path(folder)
     mapped = rest[0] if rest else "/usr/share"
     # One session for each process: the bindings connect to one accessibility bus and stay there.
     for suffix, dark in (("light", False), ("dark", True)):
-        for screens in ("first_run", "main_window"):
-            run_apart(screens, program, folder, suffix, dark, mapped)
+        for screens in SCREENS:
+            arguments = (mapped,) if screens == "main_window" else ()
+            run_apart(screens, program, folder, suffix, dark, *arguments)
     for picture in sorted(folder.glob("*.png")):
         print(picture)
 
 
-def run_apart(screens, program, folder, suffix, dark, mapped):
+def run_apart(screens, program, folder, suffix, dark, *arguments):
     child = os.fork()
     if child == 0:
         status = 1
         try:
-            if screens == "first_run":
-                first_run(program, folder, suffix, dark)
-            else:
-                main_window(program, folder, suffix, dark, mapped)
+            SCREENS[screens](program, folder, suffix, dark, *arguments)
             status = 0
         except BaseException as error:  # the child must not go on with what its parent does
             print(f"{screens}, {suffix}: {error}", file=sys.stderr)

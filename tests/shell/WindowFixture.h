@@ -25,16 +25,17 @@ class WindowFixture : public testing::Test {
 protected:
     // Starts the program as it stands then: set the defaults and the answer about access before.
     void start() {
-        app_ = std::make_unique<LarkfoldApp>(
-            LarkfoldApp::World{.mainQueue = events_.queue(),
-                               .defaults = defaults_,
-                               .appearance = appearance_,
-                               .permissions = {.probe = [this] { return hasAccess_; },
-                                               .confinement = [] { return Confinement::none; }},
-                               .indexFileURL = surroundings_.path("index/latest-scan.sqlite"),
-                               .readCapacity = [](const std::string&) {
-                                   return VolumeCapacity{.total = 100, .available = 40};
-                               }});
+        app_ = std::make_unique<LarkfoldApp>(LarkfoldApp::World{
+            .mainQueue = events_.queue(),
+            .defaults = defaults_,
+            .appearance = appearance_,
+            .permissions = {.probe = [this] { return hasAccess_; },
+                            .confinement = [] { return Confinement::none; }},
+            .indexFileURL = surroundings_.path("index/latest-scan.sqlite"),
+            .readCapacity = [](const std::string&) { return VolumeCapacity{.total = 100, .available = 40}; },
+            .cleanupHistoryURL = historyFile(),
+            .gate = gate_,
+            .reveal = reveal_});
         ASSERT_TRUE(eventually([this] { return !app_->permissionManager()->isChecking(); }));
         engine_ = std::make_unique<QQmlApplicationEngine>();
         QObject::connect(engine_.get(), &QQmlEngine::warnings, engine_.get(),
@@ -69,6 +70,7 @@ protected:
         return QTest::qWaitFor(condition, 20'000);
     }
 
+    std::string historyFile() const { return surroundings_.path("cleanup-history.json"); }
     MainView& view() { return *app_->mainView(); }
     DiskScannerViewModel& driver() { return *view().scannerViewModel(); }
 
@@ -94,6 +96,10 @@ protected:
     EventLoopQueue events_;
     UserDefaults defaults_{surroundings_.path("settings.json")};
     Appearance appearance_;
+    // Of removals; set before the start. Without a gate the real one removes.
+    DiskScannerViewModel::Gate gate_;
+    std::function<void(const std::string&, std::function<void(bool)>)> reveal_ =
+        [](const std::string&, const std::function<void(bool)>& done) { done(false); };
     bool hasAccess_ = true;  // set before a check, never during one
     std::unique_ptr<LarkfoldApp> app_;
     std::unique_ptr<QQmlApplicationEngine> engine_;

@@ -17,6 +17,7 @@ T.Dialog {
     property string note: ""
     property string iconName: ""
     property color iconColor: Theme.accent
+    property int titleSize: Theme.sizeEmphasis
     property real preferredWidth: 440 * Theme.typeScale
     property list<T.Action> actions
     property T.Action defaultAction: null
@@ -91,7 +92,7 @@ T.Dialog {
                 AppLabel {
                     Layout.fillWidth: true
                     text: control.title
-                    font.pixelSize: Theme.sizeEmphasis
+                    font.pixelSize: control.titleSize
                     font.weight: Font.DemiBold
                     wrapMode: Text.Wrap
                     Accessible.role: Accessible.Heading

@@ -61,6 +61,15 @@ T.MenuBar {
         AppMenuSeparator {}
         AppMenuItem {
             action: T.Action {
+                text: qsTr("Delete Selected")
+                enabled: bar.view !== null && bar.view.diskSpace.markedItems > 0 && !bar.driver.isDeleting
+                onTriggered: bar.view.reviewMarked()
+            }
+            shortcutText: qsTr("Delete")
+        }
+        AppMenuSeparator {}
+        AppMenuItem {
+            action: T.Action {
                 text: qsTr("Quit Larkfold")
                 shortcut: "Ctrl+Q"
                 onTriggered: bar.quitRequested()
@@ -79,6 +88,13 @@ T.MenuBar {
                 onTriggered: bar.app.showDiskSpace()
             }
             shortcutText: "Ctrl+1"
+        }
+        AppMenuItem {
+            action: T.Action {
+                text: qsTr("Cleanup History")
+                enabled: bar.view !== null
+                onTriggered: bar.view.selectedTab = 5
+            }
         }
     }
     AppMenu {

@@ -1,4 +1,5 @@
 import QtQuick
+import QtQuick.Layouts
 import QtQuick.Templates as T
 import Larkfold.Shell
 
@@ -33,6 +34,7 @@ T.Control {
             visible: tab.view.diskPage === MainView.Result
             text: qsTr("Scan Again")
             icon.name: "refresh"
+            enabled: !tab.driver.isDeleting
             toolTip: qsTr("Measures the same place once more")
             onClicked: tab.driver.rescanCurrent()
         }
@@ -40,7 +42,26 @@ T.Control {
             visible: tab.view.diskPage === MainView.Result
             text: qsTr("New Scan")
             icon.name: "plus"
+            enabled: !tab.driver.isDeleting
             onClicked: tab.view.startNewScan()
+        }
+        AppButton {
+            visible: tab.driver.isDeleting
+            text: qsTr("Cancel")
+            icon.name: "stop"
+            toolTip: qsTr("Finishes the item that is under way and leaves the rest where it is")
+            enabled: !tab.driver.isStoppingDeletion
+            onClicked: tab.driver.cancelDeletion()
+        }
+        AppButton {
+            visible: tab.view.diskPage === MainView.Result && !tab.driver.isDeleting
+            Layout.leftMargin: Theme.space2
+            kind: AppButton.Destructive
+            text: qsTr("Delete Selected")
+            icon.name: "trash"
+            toolTip: qsTr("Shows what is marked before anything is removed")
+            enabled: tab.presenter.markedItems > 0
+            onClicked: tab.view.reviewMarked()
         }
     }
 
@@ -84,6 +105,7 @@ T.Control {
         ResultView {
             presenter: tab.presenter
             driver: tab.driver
+            onReviewRequested: tab.view.reviewMarked()
         }
     }
     // qmllint enable unqualified

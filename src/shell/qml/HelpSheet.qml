@@ -129,6 +129,10 @@ AppDialog {
                     meaning: qsTr("Mark")
                 }
                 Key {
+                    keys: qsTr("Delete")
+                    meaning: qsTr("Review what is marked")
+                }
+                Key {
                     keys: qsTr("Ctrl+N")
                     meaning: qsTr("New scan")
                 }

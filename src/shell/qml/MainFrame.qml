@@ -18,16 +18,86 @@ T.Control {
         narrow: frame.width < 1040 * Theme.typeScale
     }
 
-    Loader {
+    RemovalProgressStrip {
+        id: removal
         anchors.left: sidebar.right
         anchors.right: parent.right
-        anchors.top: parent.top
+        presenter: frame.view.diskSpace
+        driver: frame.view.scannerViewModel
+        offersCancel: frame.view.selectedTab !== 0
+    }
+    CleanupResultBanner {
+        id: banner
+        anchors.left: sidebar.right
+        anchors.right: parent.right
+        anchors.top: removal.bottom
+        result: frame.view.cleanupResult
+        onShowHistory: frame.view.showCleanupHistory()
+    }
+
+    // A tab that was open once keeps what it shows.
+    component Tab: Loader {
+        required property int value
+        readonly property bool isSelected: frame.view.selectedTab === value
+
+        anchors.left: sidebar.right
+        anchors.right: parent.right
+        anchors.top: banner.bottom
         anchors.bottom: parent.bottom
-        focus: true
-        active: frame.view.selectedTab === 0
+        active: false
+        visible: isSelected
+        focus: isSelected
+        onIsSelectedChanged: {
+            active = true;
+            if (isSelected) {
+                forceActiveFocus(Qt.OtherFocusReason);
+            }
+        }
+        Component.onCompleted: active = isSelected
+    }
+
+    Tab {
+        value: 0
         // qmllint disable unqualified
         sourceComponent: DiskSpaceView {
             view: frame.view
+        }
+        // qmllint enable unqualified
+    }
+    Tab {
+        value: 5
+        // qmllint disable unqualified
+        sourceComponent: CleanupHistoryView {
+            history: frame.view.cleanupHistory
+        }
+        // qmllint enable unqualified
+    }
+
+    Loader {
+        active: frame.view.cleanupReview.isOpen
+        // qmllint disable unqualified
+        sourceComponent: CleanupReviewView {
+            review: frame.view.cleanupReview
+            visible: true
+        }
+        // qmllint enable unqualified
+    }
+    // Above the review, which stays open below it.
+    Loader {
+        active: frame.view.cleanupReview.showPermanentConfirmation
+        // qmllint disable unqualified
+        sourceComponent: PermanentDeletionAlert {
+            review: frame.view.cleanupReview
+            visible: true
+        }
+        // qmllint enable unqualified
+    }
+    Loader {
+        active: frame.view.cleanupHistory.clearConfirmation
+        // qmllint disable unqualified
+        sourceComponent: ClearHistoryAlert {
+            history: frame.view.cleanupHistory
+            visible: true
         }
         // qmllint enable unqualified
     }

@@ -10,9 +10,12 @@ T.Control {
     required property DiskSpacePresenter presenter
     required property DiskScannerViewModel driver
 
+    // The user wants to see what is marked before anything is removed.
+    signal reviewRequested
+
     Shortcut {
         sequences: ["Alt+Left", "Backspace"]
-        enabled: page.presenter.canGoBack
+        enabled: page.visible && page.presenter.canGoBack
         onActivated: page.driver.navigateBack()
     }
 
@@ -73,6 +76,7 @@ T.Control {
                     anchors.fill: parent
                     anchors.margins: Theme.space2
                     driver: page.driver
+                    onReviewRequested: page.reviewRequested()
                 }
             }
             Item {
@@ -83,6 +87,7 @@ T.Control {
                     anchors.fill: parent
                     driver: page.driver
                     focus: true
+                    onReviewRequested: page.reviewRequested()
                 }
             }
         }

@@ -52,16 +52,20 @@ Rectangle {
         }
 
         SidebarNote {
-            visible: sidebar.view.diskSpace.markedItems > 0
+            visible: sidebar.view.diskSpace.markedItems > 0 && !sidebar.view.scannerViewModel.isDeleting
             Layout.fillWidth: true
             narrow: sidebar.narrow
             iconName: "mark"
             iconColor: Theme.removal
             title: sidebar.view.diskSpace.markedText
             compactText: sidebar.view.diskSpace.markedShortText
-            text: qsTr("Marking changes nothing on your disk.")
-            actionText: qsTr("Clear Marks")
-            onTriggered: sidebar.view.scannerViewModel.clearSelection()
+            text: qsTr("Review before anything is moved.")
+            actionText: qsTr("Review…")
+            isDestructive: true
+            secondActionText: qsTr("Clear Marks")
+            secondActionIcon: "unmark"
+            onTriggered: sidebar.view.reviewMarked()
+            onSecondTriggered: sidebar.view.scannerViewModel.clearSelection()
         }
     }
 }

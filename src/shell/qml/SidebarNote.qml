@@ -13,10 +13,15 @@ Rectangle {
     property string title: ""
     property string text: ""
     property string actionText: ""
+    // A second thing to do, with less weight; empty: none.
+    property string secondActionText: ""
+    property string secondActionIcon: ""
+    property bool isDestructive: false
     // What still has to be legible when narrow; short lines.
     property string compactText: ""
 
     signal triggered
+    signal secondTriggered
 
     implicitHeight: narrow ? compact.implicitHeight : card.implicitHeight + 2 * Theme.space3
     radius: Theme.radiusCard
@@ -58,11 +63,25 @@ Rectangle {
             wrapMode: Text.Wrap
             lineHeight: 1.2
         }
-        AppButton {
+        Flow {
+            Layout.fillWidth: true
             Layout.topMargin: Theme.space1
-            text: note.actionText
-            implicitHeight: Theme.minimumTarget
-            onClicked: note.triggered()
+            spacing: Theme.space1
+
+            AppButton {
+                kind: note.isDestructive ? AppButton.Destructive : AppButton.Secondary
+                text: note.actionText
+                icon.name: note.isDestructive ? "trash" : ""
+                implicitHeight: Theme.minimumTarget
+                onClicked: note.triggered()
+            }
+            AppButton {
+                visible: text.length > 0
+                kind: AppButton.Quiet
+                text: note.secondActionText
+                implicitHeight: Theme.minimumTarget
+                onClicked: note.secondTriggered()
+            }
         }
     }
 
@@ -82,6 +101,15 @@ Rectangle {
             text: note.actionText
             toolTip: note.title + " – " + note.text
             onClicked: note.triggered()
+        }
+        AppIconButton {
+            visible: note.secondActionIcon.length > 0
+            Layout.alignment: Qt.AlignHCenter
+            size: 36
+            icon.name: note.secondActionIcon
+            icon.width: 18
+            text: note.secondActionText
+            onClicked: note.secondTriggered()
         }
         AppLabel {
             visible: text.length > 0

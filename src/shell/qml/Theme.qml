@@ -36,6 +36,7 @@ QtObject {
     readonly property color focus: dark ? "#7ea6ff" : "#2b63e8"
     readonly property color controlBorder: dark ? "#4a5060" : "#c9ccd6"
     readonly property color track: dark ? "#343946" : "#dfe2ea"
+    readonly property color knob: "#ffffff"
     readonly property color shadow: dark ? "#60000000" : "#1a202430"
 
     // Meaning. Red belongs to removal alone.

@@ -1,0 +1,72 @@
+// A review under way: the items that a driver proposes, what of them is shown and counted, and the decisions
+// that stand between the proposal and its removal.
+//
+// A folder covers what lies within it, so an item inside another proposed one is neither shown nor counted:
+// the numbers agree with what the gate will do. A permanent removal takes two decisions after its switch:
+// `pressConfirm` only asks for the second one, `confirmPermanentDeletion`. It removes nothing itself.
+//
+// Main thread only.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "removal/CleanupPreviewItem.h"
+#include "removal/RunningApplication.h"
+
+namespace larkfold {
+
+class CleanupReview {
+public:
+    struct Options {
+        bool protectRunningApplications = false;  // show what a running application will hold back
+        bool allowsPermanentDeletion = true;
+        std::optional<std::string> confirmLabel =
+            std::nullopt;  // the main button's text; never that of a permanent removal
+    };
+
+    // What the user has decided by a press.
+    enum class Decision { none, trash, permanent };
+
+    CleanupReview() = default;
+    // `running`: the applications that run as the review begins. They only inform; the gate looks again.
+    CleanupReview(const std::vector<CleanupPreviewItem>& items, Options options,
+                  std::vector<RunningApplication> running = {});
+
+    // What is shown, the largest first, ties in the given order.
+    const std::vector<CleanupPreviewItem>& shownItems() const { return shownItems_; }
+    std::int64_t shownCount() const { return static_cast<std::int64_t>(shownItems_.size()); }
+    std::int64_t estimatedBytes() const { return estimatedBytes_; }
+
+    bool allowsPermanentDeletion() const { return options_.allowsPermanentDeletion; }
+    bool isPermanent() const { return isPermanent_; }
+    void setPermanent(bool permanent);
+    bool showsPermanentConfirmation() const { return showsPermanentConfirmation_; }
+
+    // The main button. Decides for Trash, or asks for the second decision. With nothing to remove it does
+    // nothing.
+    Decision pressConfirm();
+    // The second decision: counts only while it is asked for.
+    Decision confirmPermanentDeletion();
+    // Back to the review, with the switch as it stands.
+    void cancelPermanentConfirmation() { showsPermanentConfirmation_ = false; }
+
+    std::string summaryText() const;                 // "3 items · 21.1 GB estimated data"
+    std::string noteText() const;                    // what moving to Trash, or deleting, means
+    std::string confirmText() const;                 // of the main button
+    std::string permanentConfirmationTitle() const;  // "Permanently delete 3 items?"
+    // "Close {name}; this item will be skipped while it is running."; empty where none holds it back.
+    std::string runningText(const CleanupPreviewItem& item) const;
+
+private:
+    std::vector<CleanupPreviewItem> shownItems_;
+    std::int64_t estimatedBytes_ = 0;
+    Options options_;
+    std::vector<RunningApplication> running_;
+    bool isPermanent_ = false;
+    bool showsPermanentConfirmation_ = false;
+};
+
+}  // namespace larkfold

@@ -1,0 +1,46 @@
+// The sentences of the review, of the banner and of the history, in one place. Figures follow the user's
+// locale, paths stand as text for a person. Pure, safe from any thread.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "removal/CleanupOperation.h"
+
+namespace larkfold::cleanup_texts {
+
+// The review.
+std::string reviewSummary(std::int64_t count, std::int64_t estimatedBytes);
+std::string reviewNote(bool permanent);
+std::string reviewConfirm(bool permanent, const std::optional<std::string>& confirmLabel);
+std::string permanentConfirmationTitle(std::int64_t count);
+std::string retainedCopy(std::string_view keeper);
+std::string closeApplication(std::string_view name);
+
+// The removal under way: "Moving to Trash: 12 of 340 items…", and while it comes to a stop.
+std::string removalUnderWay(bool permanent, std::int64_t completed, std::int64_t total);
+std::string removalStopping();
+
+// The banner. `isComplete`: whether every item succeeded.
+bool isComplete(const CleanupOperation& operation);
+std::string bannerHeadline(const CleanupOperation& operation);
+std::string bannerFigures(const CleanupOperation& operation);
+// "+4.2 GB", "−1 KB" with the minus sign of mathematics, "Zero KB", "Unavailable".
+std::string freeSpaceChange(std::optional<std::int64_t> bytes);
+
+// The history.
+std::string historyLine(const CleanupOperation& operation);
+// What became of an item; empty where there is nothing to tell.
+std::string itemOutcome(const CleanupOperation::Item& item, bool permanent);
+std::string historyUnreadable(std::string_view description);
+std::string historyUnreadableHint();
+std::string noLongerInTrash();
+std::string revealFailed(std::string_view path);
+
+// How to get an item back, and the same in the words of this system.
+std::string putBackHelp();
+std::string putBackHelpHere();
+
+}  // namespace larkfold::cleanup_texts

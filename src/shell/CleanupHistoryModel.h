@@ -1,0 +1,153 @@
+// The screen of past removals: the operations that the store holds, newest first, and below each open one its
+// items. It restores nothing: it tells where an item is and how to get it back.
+//
+// Rows are flat, so that a view makes only those in sight however many items an operation has. What the store
+// holds is read on a serial context, each time the screen appears and whenever the store tells of a change.
+// A failure leaves the rows as they are. Main thread only.
+#pragma once
+
+#include <QtQml/qqmlregistration.h>
+#include <QAbstractListModel>
+#include <QString>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/NotificationCenter.h"
+#include "platform/SerialContext.h"
+#include "platform/UUID.h"
+#include "removal/CleanupOperation.h"
+
+namespace larkfold {
+
+class CleanupHistoryStore;
+class Desktop;
+
+class CleanupHistoryModel : public QAbstractListModel {
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("The window has the one there is.")
+    Q_PROPERTY(int count READ count NOTIFY operationsChanged)
+    Q_PROPERTY(bool hasOperations READ hasOperations NOTIFY operationsChanged)
+    // Nothing was read yet.
+    Q_PROPERTY(bool isLoading READ isLoading NOTIFY stateChanged)
+    // The history was read, and holds nothing.
+    Q_PROPERTY(bool isEmpty READ isEmpty NOTIFY stateChanged)
+    Q_PROPERTY(QString error READ error NOTIFY stateChanged)
+    // What the failure did not harm, and what to do; empty where the failure says it itself.
+    Q_PROPERTY(QString errorHint READ errorHint NOTIFY stateChanged)
+    // Whether reading it failed, so that reading it once more may help.
+    Q_PROPERTY(bool isUnreadable READ isUnreadable NOTIFY stateChanged)
+    Q_PROPERTY(bool canClear READ canClear NOTIFY stateChanged)
+    Q_PROPERTY(bool clearConfirmation READ clearConfirmation WRITE setClearConfirmation NOTIFY
+                   clearConfirmationChanged)
+    Q_PROPERTY(QString putBackHelp READ putBackHelp CONSTANT)
+    Q_PROPERTY(QString putBackHelpHere READ putBackHelpHere CONSTANT)
+
+public:
+    // What a row is. `Help` stands once below an open operation that has something in Trash.
+    enum Kind { Operation, Help, Item };
+    Q_ENUM(Kind)
+    enum Role {
+        KindRole = Qt::UserRole + 1,
+        TitleRole,   // the source, or the original path
+        DateRole,    // of an operation
+        TextRole,    // the line of figures, or what became of the item
+        IsOpenRole,  // of an operation
+        IsFailureRole,
+        CanLocateRole,  // of an item with a place in Trash
+        SpokenTextRole,
+    };
+
+    // What the screen needs of the world. The store and the queue outlive it.
+    struct World {
+        MainQueue& mainQueue;
+        NotificationCenter& notifications;
+        CleanupHistoryStore& store;
+        // Shows an item in the file manager; absent: the desktop's.
+        std::function<void(const std::string& path, std::function<void(bool)> done)> reveal = nullptr;
+    };
+
+    explicit CleanupHistoryModel(World world, QObject* parent = nullptr);
+    ~CleanupHistoryModel() override;
+
+    const std::vector<CleanupOperation>& operations() const { return operations_; }
+    int count() const { return rowCount(); }
+    bool hasOperations() const { return !operations_.empty(); }
+    bool isLoading() const { return !hasAnswer_; }
+    bool isEmpty() const { return isRead_ && operations_.empty(); }
+    QString error() const { return error_; }
+    QString errorHint() const { return errorHint_; }
+    bool isUnreadable() const { return isUnreadable_; }
+    bool canClear() const { return hasOperations() || isUnreadable_; }
+    bool clearConfirmation() const { return clearConfirmation_; }
+    void setClearConfirmation(bool shown);
+    static QString putBackHelp();
+    static QString putBackHelpHere();
+
+    // The screen appears, or the user wants to try again.
+    Q_INVOKABLE void load();
+    // Opens or closes the operation of a row; a row of an item does nothing.
+    Q_INVOKABLE void toggle(int row);
+    bool isExpanded(const UUID& operation) const { return expanded_.contains(operation); }
+    // Opens an operation as soon as it is there.
+    void expand(const UUID& operation);
+    // The row of the operation that a row belongs to.
+    Q_INVOKABLE int operationRowOf(int row) const;
+    // Selects the item in the file manager, where it still is.
+    Q_INVOKABLE void locateInTrash(int row);
+    // The second press of "Clear history".
+    Q_INVOKABLE void clear();
+    Q_INVOKABLE void dismissError();
+    Q_INVOKABLE void copyPath(int row) const;
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    QHash<int, QByteArray> roleNames() const override;
+
+signals:
+    void operationsChanged();
+    void stateChanged();
+    void clearConfirmationChanged();
+
+private:
+    struct Place {
+        std::size_t operation;
+        Kind kind;
+        std::size_t item;  // of an item
+    };
+
+    std::optional<Place> placeOf(int row) const;
+    const CleanupOperation::Item* itemOf(int row) const;
+    int openRows(const CleanupOperation& operation) const;
+    void recount();
+    void take(std::vector<CleanupOperation> operations);
+    void setError(const QString& text, const QString& hint = {});
+    void failToRead(const std::exception_ptr& failure);
+    void reveal(const std::string& path);
+    QVariant operationData(const CleanupOperation& operation, int role) const;
+    QVariant itemData(const CleanupOperation& operation, const CleanupOperation::Item& item, int role) const;
+
+    World world_;
+    std::vector<CleanupOperation> operations_;
+    std::vector<int> firstRows_;  // of each operation, and behind them the number of all rows
+    std::set<UUID> expanded_;
+    QString error_;
+    QString errorHint_;
+    bool hasAnswer_ = false;
+    bool isRead_ = false;
+    bool isUnreadable_ = false;
+    bool clearConfirmation_ = false;
+    std::unique_ptr<Desktop> desktop_;  // made when first needed
+    NotificationCenter::Observation observation_;
+    SerialContext context_;
+    Run loadRun_;
+    Run clearRun_;
+    Run locateRun_;  // last: their ends drop the work before anything that it reports to
+};
+
+}  // namespace larkfold

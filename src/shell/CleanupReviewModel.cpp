@@ -1,0 +1,187 @@
+#include "shell/CleanupReviewModel.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QStringList>
+#include <cstddef>
+#include <string_view>
+#include <utility>
+
+#include "disk/FileKind.h"
+#include "platform/ByteCountFormatter.h"
+#include "platform/Path.h"
+#include "platform/qt/PathText.h"
+#include "removal/CleanupTexts.h"
+#include "shell/FileKindIcons.h"
+
+namespace larkfold {
+
+namespace {
+
+QString iconName(const CleanupPreviewItem& item) {
+    return item.isFolder ? QStringLiteral("folder") : iconNameOf(fileKindOf(item.url));
+}
+
+}  // namespace
+
+CleanupReviewModel::CleanupReviewModel(RunningApplications running, QObject* parent)
+    : QAbstractListModel(parent), runningApplications_(std::move(running)) {}
+
+void CleanupReviewModel::open(const std::vector<CleanupPreviewItem>& items, CleanupReview::Options options,
+                              std::function<void(bool)> onConfirm) {
+    cancel();
+    // Listed once, as the sheet appears; the gate looks again.
+    auto running = options.protectRunningApplications && runningApplications_
+                       ? runningApplications_()
+                       : std::vector<RunningApplication>();
+    beginResetModel();
+    review_ = CleanupReview(items, std::move(options), std::move(running));
+    endResetModel();
+    onConfirm_ = std::move(onConfirm);
+    isOpen_ = true;
+    emit decisionChanged();
+    emit isOpenChanged();
+}
+
+void CleanupReviewModel::cancel() {
+    close(CleanupReview::Decision::none);
+}
+
+void CleanupReviewModel::close(CleanupReview::Decision decision) {
+    if (!isOpen_) {
+        return;
+    }
+    const auto onConfirm = std::exchange(onConfirm_, nullptr);
+    isOpen_ = false;
+    review_.cancelPermanentConfirmation();
+    emit decisionChanged();
+    emit isOpenChanged();
+    if (decision != CleanupReview::Decision::none && onConfirm) {
+        onConfirm(decision == CleanupReview::Decision::permanent);
+    }
+}
+
+QString CleanupReviewModel::summaryText() const {
+    return QString::fromStdString(review_.summaryText());
+}
+
+void CleanupReviewModel::setPermanent(bool permanent) {
+    if (permanent != review_.isPermanent()) {
+        review_.setPermanent(permanent);
+        emit decisionChanged();
+    }
+}
+
+QString CleanupReviewModel::noteText() const {
+    return QString::fromStdString(review_.noteText());
+}
+
+QString CleanupReviewModel::confirmText() const {
+    return QString::fromStdString(review_.confirmText());
+}
+
+QString CleanupReviewModel::permanentConfirmationTitle() const {
+    return QString::fromStdString(review_.permanentConfirmationTitle());
+}
+
+void CleanupReviewModel::confirm() {
+    if (!isOpen_) {
+        return;
+    }
+    const auto decision = review_.pressConfirm();
+    if (decision != CleanupReview::Decision::none) {
+        close(decision);
+    } else {
+        emit decisionChanged();
+    }
+}
+
+void CleanupReviewModel::confirmPermanentDeletion() {
+    const auto decision = review_.confirmPermanentDeletion();
+    if (decision != CleanupReview::Decision::none) {
+        close(decision);
+    }
+}
+
+void CleanupReviewModel::cancelPermanentConfirmation() {
+    if (review_.showsPermanentConfirmation()) {
+        review_.cancelPermanentConfirmation();
+        emit decisionChanged();
+    }
+}
+
+void CleanupReviewModel::copyPath(int row) const {
+    if (row < 0 || row >= count()) {
+        return;
+    }
+    const std::string& path = review_.shownItems()[static_cast<std::size_t>(row)].url;
+    // A name that is not text has no text that leads to it; its address does.
+    const QString asText = QString::fromUtf8(path.data(), static_cast<qsizetype>(path.size()));
+    QGuiApplication::clipboard()->setText(
+        asText.toStdString() == path ? asText : QString::fromLatin1(fileURLFromPath(path)));
+}
+
+int CleanupReviewModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : count();
+}
+
+QString CleanupReviewModel::spokenText(const CleanupPreviewItem& item) const {
+    QStringList parts{displayString(lastPathComponent(item.url)), QString::fromStdString(item.risk),
+                      QString::fromStdString(formattedByteCount(item.estimatedBytes)),
+                      displayString(item.url), QString::fromStdString(item.reason)};
+    if (item.keeper) {
+        parts << QString::fromStdString(cleanup_texts::retainedCopy(*item.keeper));
+    }
+    if (const std::string held = review_.runningText(item); !held.empty()) {
+        parts << QString::fromStdString(held);
+    }
+    return parts.join(QStringLiteral(", "));
+}
+
+QVariant CleanupReviewModel::data(const QModelIndex& index, int role) const {
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid)) {
+        return {};
+    }
+    const CleanupPreviewItem& item = review_.shownItems()[static_cast<std::size_t>(index.row())];
+    switch (role) {
+        case Qt::DisplayRole:
+        case NameRole:
+            return displayString(lastPathComponent(item.url));
+        case RiskRole:
+            return QString::fromStdString(item.risk);
+        case IsSafeRole:
+            return item.risk == "Safe";
+        case SizeTextRole:
+            return QString::fromStdString(formattedByteCount(item.estimatedBytes));
+        case PathRole:
+            return displayString(item.url);
+        case ReasonRole:
+            return QString::fromStdString(item.reason);
+        case KeeperTextRole:
+            return item.keeper ? QString::fromStdString(cleanup_texts::retainedCopy(*item.keeper))
+                               : QString();
+        case RunningTextRole:
+            return QString::fromStdString(review_.runningText(item));
+        case IconNameRole:
+            return iconName(item);
+        case SpokenTextRole:
+            return spokenText(item);
+        default:
+            return {};
+    }
+}
+
+QHash<int, QByteArray> CleanupReviewModel::roleNames() const {
+    return {{NameRole, "name"},
+            {RiskRole, "risk"},
+            {IsSafeRole, "isSafe"},
+            {SizeTextRole, "sizeText"},
+            {PathRole, "path"},
+            {ReasonRole, "reason"},
+            {KeeperTextRole, "keeperText"},
+            {RunningTextRole, "runningText"},
+            {IconNameRole, "iconName"},
+            {SpokenTextRole, "spokenText"}};
+}
+
+}  // namespace larkfold

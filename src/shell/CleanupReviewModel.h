@@ -1,0 +1,93 @@
+// The review sheet: the rows of what would go, and what the user decides about them.
+//
+// There is one, opened anew for each proposal, and it acts only through the function that came with the
+// proposal. Rows are worded when they are asked for, so that a list of any length opens at once. Main thread
+// only.
+#pragma once
+
+#include <QtQml/qqmlregistration.h>
+#include <QAbstractListModel>
+#include <QString>
+#include <functional>
+#include <vector>
+
+#include "removal/CleanupReview.h"
+#include "removal/RunningApplication.h"
+
+namespace larkfold {
+
+class CleanupReviewModel : public QAbstractListModel {
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("The window has the one there is.")
+    Q_PROPERTY(bool isOpen READ isOpen NOTIFY isOpenChanged)
+    Q_PROPERTY(int count READ count NOTIFY isOpenChanged)
+    Q_PROPERTY(QString summaryText READ summaryText NOTIFY isOpenChanged)
+    Q_PROPERTY(bool allowsPermanentDeletion READ allowsPermanentDeletion NOTIFY isOpenChanged)
+    Q_PROPERTY(bool permanent READ isPermanent WRITE setPermanent NOTIFY decisionChanged)
+    Q_PROPERTY(bool showPermanentConfirmation READ showPermanentConfirmation NOTIFY decisionChanged)
+    Q_PROPERTY(QString noteText READ noteText NOTIFY decisionChanged)
+    Q_PROPERTY(QString confirmText READ confirmText NOTIFY decisionChanged)
+    Q_PROPERTY(QString permanentConfirmationTitle READ permanentConfirmationTitle NOTIFY isOpenChanged)
+
+public:
+    enum Role {
+        NameRole = Qt::UserRole + 1,
+        RiskRole,
+        IsSafeRole,  // the label "Safe", shown quietly
+        SizeTextRole,
+        PathRole,
+        ReasonRole,
+        KeeperTextRole,   // empty where there is no copy that stays
+        RunningTextRole,  // empty where no running application holds the item back
+        IconNameRole,
+        SpokenTextRole,  // the row for a screen reader
+    };
+    using RunningApplications = std::function<std::vector<RunningApplication>()>;
+
+    explicit CleanupReviewModel(RunningApplications running = RunningApplication::current,
+                                QObject* parent = nullptr);
+
+    // Shows the proposal. `onConfirm` is called at most once, with whether the removal is permanent, after
+    // the sheet has closed. A proposal that is still open is cancelled.
+    void open(const std::vector<CleanupPreviewItem>& items, CleanupReview::Options options,
+              std::function<void(bool permanently)> onConfirm);
+    // Closes without a decision.
+    Q_INVOKABLE void cancel();
+
+    bool isOpen() const { return isOpen_; }
+    int count() const { return static_cast<int>(review_.shownCount()); }
+    QString summaryText() const;
+    bool allowsPermanentDeletion() const { return review_.allowsPermanentDeletion(); }
+    bool isPermanent() const { return review_.isPermanent(); }
+    void setPermanent(bool permanent);
+    bool showPermanentConfirmation() const { return review_.showsPermanentConfirmation(); }
+    QString noteText() const;
+    QString confirmText() const;
+    QString permanentConfirmationTitle() const;
+
+    // The main button, and the buttons of the second decision.
+    Q_INVOKABLE void confirm();
+    Q_INVOKABLE void confirmPermanentDeletion();
+    Q_INVOKABLE void cancelPermanentConfirmation();
+    Q_INVOKABLE void copyPath(int row) const;
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    QHash<int, QByteArray> roleNames() const override;
+
+signals:
+    void isOpenChanged();
+    void decisionChanged();
+
+private:
+    void close(CleanupReview::Decision decision);
+    QString spokenText(const CleanupPreviewItem& item) const;
+
+    RunningApplications runningApplications_;
+    CleanupReview review_;
+    std::function<void(bool)> onConfirm_;
+    bool isOpen_ = false;
+};
+
+}  // namespace larkfold

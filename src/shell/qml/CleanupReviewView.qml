@@ -1,0 +1,168 @@
+pragma ComponentBehavior: Bound
+
+import QtQuick
+import QtQuick.Layouts
+import QtQuick.Templates as T
+import Larkfold.Shell
+
+// What would go, why, and the decision. Nothing happens until one of the buttons is pressed: the keyboard begins on
+// "Cancel", and Return presses only the button that it is on.
+AppDialog {
+    id: sheet
+
+    required property CleanupReviewModel review
+
+    preferredWidth: 760 * Theme.typeScale
+    title: qsTr("Review cleanup")
+    titleSize: Theme.sizeTitle
+    cancelAction: cancelled
+    onOpened: cancel.forceActiveFocus(Qt.TabFocusReason)
+
+    T.Action {
+        id: cancelled
+        onTriggered: sheet.review.cancel()
+    }
+
+    AppLabel {
+        Layout.fillWidth: true
+        Layout.topMargin: -Theme.space3
+        text: sheet.review.summaryText
+        font.weight: Font.DemiBold
+        wrapMode: Text.Wrap
+    }
+    AppLabel {
+        Layout.fillWidth: true
+        Layout.topMargin: -Theme.space2
+        text: qsTr("Review the paths and reasons below. Folder contents are included; nested selections are counted once.")
+        secondary: true
+        wrapMode: Text.Wrap
+    }
+
+    Item {
+        Layout.fillWidth: true
+        Layout.fillHeight: true
+        Layout.leftMargin: -sheet.leftPadding + 1
+        Layout.rightMargin: -sheet.rightPadding + 1
+        Layout.preferredHeight: sheet.review.count > 0 ? Math.min(420 * Theme.typeScale, list.contentHeight + 2)
+                                                       : nothing.implicitHeight
+        Layout.minimumHeight: Math.min(Layout.preferredHeight, 96 * Theme.typeScale)
+
+        ListView {
+            id: list
+            objectName: "reviewList"
+            anchors.fill: parent
+            anchors.topMargin: 1
+            anchors.bottomMargin: 1
+            visible: count > 0
+            clip: true
+            reuseItems: true
+            model: sheet.review
+            boundsBehavior: Flickable.StopAtBounds
+            activeFocusOnTab: true
+            keyNavigationEnabled: true
+            highlightFollowsCurrentItem: false
+            onCurrentIndexChanged: positionViewAtIndex(currentIndex, ListView.Contain)
+            T.ScrollBar.vertical: AppScrollBar {}
+            Accessible.role: Accessible.List
+            Accessible.name: qsTr("Items to be removed")
+
+            readonly property int rowsPerPage: Math.max(1, Math.floor(height / (80 * Theme.typeScale)))
+
+            Keys.onPressed: event => {
+                event.accepted = true;
+                if (event.matches(StandardKey.Copy)) {
+                    sheet.review.copyPath(currentIndex);
+                } else if (event.key === Qt.Key_PageUp) {
+                    currentIndex = Math.max(0, currentIndex - rowsPerPage);
+                } else if (event.key === Qt.Key_PageDown) {
+                    currentIndex = Math.min(count - 1, currentIndex + rowsPerPage);
+                } else if (event.key === Qt.Key_Home) {
+                    currentIndex = 0;
+                } else if (event.key === Qt.Key_End) {
+                    currentIndex = count - 1;
+                } else {
+                    event.accepted = false;
+                }
+            }
+
+            delegate: CleanupReviewRow {
+                width: ListView.view.width
+                isCurrent: ListView.isCurrentItem && list.activeFocus
+                margin: sheet.leftPadding
+            }
+        }
+        EmptyState {
+            id: nothing
+            anchors.fill: parent
+            visible: sheet.review.count === 0
+            iconName: "mark"
+            title: qsTr("Nothing is marked")
+            text: qsTr("Mark items in the map or in the list with Space or Ctrl+click. They are listed here before anything happens to them.")
+        }
+
+        Hairline {
+            width: parent.width
+        }
+        Hairline {
+            anchors.bottom: parent.bottom
+            width: parent.width
+        }
+    }
+
+    ColumnLayout {
+        visible: sheet.review.count > 0
+        Layout.fillWidth: true
+        spacing: 2
+
+        AppSwitch {
+            id: permanent
+            visible: sheet.review.allowsPermanentDeletion
+            Layout.fillWidth: true
+            text: qsTr("Permanently delete instead of moving to Trash")
+            checked: sheet.review.permanent
+            Accessible.description: sheet.review.noteText
+            onToggled: sheet.review.permanent = checked
+
+            Binding on checked {
+                value: sheet.review.permanent
+            }
+        }
+        AppLabel {
+            visible: sheet.review.allowsPermanentDeletion
+            Layout.fillWidth: true
+            Layout.leftMargin: permanent.indicator.width + permanent.spacing
+            // As high with either of its texts, so that the buttons stay where they are.
+            Layout.preferredHeight: Math.max(implicitHeight, 2 * noteLine.height)
+            text: sheet.review.noteText
+            color: sheet.review.permanent ? Theme.removal : Theme.textSecondary
+            wrapMode: Text.Wrap
+
+            FontMetrics {
+                id: noteLine
+                font.pixelSize: Theme.sizeBody
+            }
+        }
+    }
+
+    RowLayout {
+        Layout.fillWidth: true
+        spacing: Theme.space2
+
+        Item {
+            Layout.fillWidth: true
+        }
+        AppButton {
+            id: cancel
+            text: qsTr("Cancel")
+            onClicked: sheet.review.cancel()
+        }
+        AppButton {
+            id: confirm
+            text: sheet.review.confirmText
+            icon.name: "trash"
+            kind: sheet.review.permanent ? AppButton.Destructive : AppButton.Primary
+            enabled: sheet.review.count > 0
+            onClicked: sheet.review.confirm()
+        }
+    }
+}

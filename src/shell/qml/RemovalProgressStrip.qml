@@ -1,0 +1,51 @@
+import QtQuick
+import QtQuick.Layouts
+import Larkfold.Shell
+
+// A removal under way: how far it is, and, where the page has no button for it, how to stop it.
+Rectangle {
+    id: strip
+
+    required property DiskSpacePresenter presenter
+    required property DiskScannerViewModel driver
+    property bool offersCancel: false
+
+    visible: driver.isDeleting
+    height: visible ? implicitHeight : 0
+    implicitHeight: row.implicitHeight + 2 * Theme.space2
+    color: Theme.surfaceRaised
+    Accessible.role: Accessible.Grouping
+    Accessible.name: presenter.removalText
+
+    Hairline {
+        anchors.bottom: parent.bottom
+        width: parent.width
+    }
+
+    RowLayout {
+        id: row
+        anchors.left: parent.left
+        anchors.leftMargin: Theme.space5
+        anchors.right: parent.right
+        anchors.rightMargin: Theme.space4
+        anchors.verticalCenter: parent.verticalCenter
+        spacing: Theme.space4
+
+        AppLabel {
+            text: strip.presenter.removalText
+        }
+        AppProgressBar {
+            Layout.fillWidth: true
+            value: strip.presenter.removalShare
+            Accessible.name: strip.presenter.removalText
+        }
+        AppButton {
+            visible: strip.offersCancel
+            text: qsTr("Cancel")
+            icon.name: "stop"
+            enabled: !strip.driver.isStoppingDeletion
+            implicitHeight: Theme.minimumTarget
+            onClicked: strip.driver.cancelDeletion()
+        }
+    }
+}

@@ -1,0 +1,370 @@
+// The removal half of the driver, over a gate that only tells what it was asked for: each step, and how the
+// tree on screen follows.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <QCoreApplication>
+#include <QSignalSpy>
+#include <QTest>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "disk/DiskScannerViewModel.h"
+#include "platform/StandardFolders.h"
+#include "platform/qt/EventLoopQueue.h"
+#include "support/GateThatTells.h"
+#include "support/TemporaryTree.h"
+
+namespace larkfold {
+namespace {
+
+using test::GateThatTells;
+using test::TemporaryTree;
+
+void makeApplication() {
+    if (QCoreApplication::instance() == nullptr) {
+        static int count = 1;
+        static char name[] = "disk_tests";
+        static char* arguments[] = {name, nullptr};
+        static QCoreApplication application(count, arguments);
+    }
+}
+
+class RemovalFromTheMapTest : public testing::Test {
+protected:
+    RemovalFromTheMapTest() {
+        makeApplication();
+        events = std::make_unique<EventLoopQueue>();
+        defaults = std::make_unique<UserDefaults>(store.path("settings.json"));
+        driver = std::make_unique<DiskScannerViewModel>(
+            DiskScannerViewModel::World{.mainQueue = events->queue(),
+                                        .defaults = *defaults,
+                                        .indexFileURL = store.path("Larkfold/latest-scan.sqlite"),
+                                        .gate = gate.gate()});
+        QObject::connect(driver.get(), &DiskScannerViewModel::cleanupFinished, driver.get(),
+                         [this](const CleanupOperation& operation) { finished.push_back(operation); });
+    }
+
+    void scan(const std::string& path) {
+        driver->scanFolder(path);
+        ASSERT_TRUE(QTest::qWaitFor([this] { return !driver->isScanning(); }, 60'000));
+        ASSERT_TRUE(driver->hasScanResult()) << driver->error().value_or("no error");
+    }
+    void remove(bool permanently = false) {
+        driver->deleteSelected(permanently);
+        ASSERT_TRUE(driver->isDeleting());
+        ASSERT_TRUE(QTest::qWaitFor([this] { return !driver->isDeleting(); }, 60'000));
+    }
+    FileNode::Pointer root() const { return driver->scanResult()->rootNode; }
+    static FileNode::Pointer childOf(const FileNode::Pointer& folder, std::string_view name) {
+        for (const auto& node : folder->children()) {
+            if (node->name() == name) {
+                return node;
+            }
+        }
+        return nullptr;
+    }
+    FileNode::Pointer node(std::string_view name) const { return childOf(root(), name); }
+    void mark(const FileNode::Pointer& marked) {
+        ASSERT_NE(marked, nullptr);
+        driver->toggleSelection(marked);
+        ASSERT_TRUE(driver->selectedForDeletion().contains(marked->id()));
+    }
+
+    TemporaryTree tree;
+    TemporaryTree store;
+    GateThatTells gate;
+    std::vector<CleanupOperation> finished;
+    std::unique_ptr<EventLoopQueue> events;
+    std::unique_ptr<UserDefaults> defaults;
+    std::unique_ptr<DiskScannerViewModel> driver;
+};
+
+TEST_F(RemovalFromTheMapTest, withoutAResultThereIsNothingToReviewAndNothingToRemove) {
+    EXPECT_TRUE(driver->reviewItems().empty());
+    driver->deleteSelected(false);
+    EXPECT_FALSE(driver->isDeleting());
+    EXPECT_TRUE(gate.requests.empty());
+}
+
+TEST_F(RemovalFromTheMapTest, theReviewHoldsWhatIsMarkedWithItsReason) {
+    tree.fileOfSize("folder/file", 5'000);
+    tree.fileOfSize("other", 9'000);
+    scan(tree.root());
+    mark(node("folder"));
+    mark(node("other"));
+    const auto items = driver->reviewItems();
+    ASSERT_EQ(items.size(), 2u);
+    for (const CleanupPreviewItem& item : items) {
+        const auto named = node(item.url.substr(tree.root().size() + 1));
+        ASSERT_NE(named, nullptr);
+        EXPECT_EQ(item.estimatedBytes, named->size());
+        EXPECT_EQ(item.reason, "Manually selected in disk analysis");
+        EXPECT_EQ(item.risk, "Review");
+        EXPECT_FALSE(item.keeper.has_value());
+        EXPECT_EQ(item.isFolder, named->isDirectory());
+    }
+}
+
+TEST_F(RemovalFromTheMapTest, aMarkOnANodeThatWasReplacedIsLeftOut) {
+    tree.fileOfSize("folder/file", 5'000);
+    tree.fileOfSize("other", 9'000);
+    scan(tree.root());
+    mark(childOf(node("folder"), "file"));
+    mark(node("other"));
+    node("folder")->replaceChildren({FileNode::makeFile("file", 5'000, 5'000, std::nullopt)});
+    const auto items = driver->reviewItems();
+    ASSERT_EQ(items.size(), 1u);
+    EXPECT_EQ(items.front().url, tree.path("other"));
+}
+
+TEST_F(RemovalFromTheMapTest, aFolderThatNowLeadsOutOfTheRootIsLeftOutOfTheReviewAndOfTheRemoval) {
+    tree.file("root/a/file");
+    tree.file("root/b");
+    tree.file("outside/precious");
+    scan(tree.path("root"));
+    mark(node("a"));
+    mark(node("b"));
+    ASSERT_EQ(::rename(tree.path("root/a").c_str(), tree.path("moved").c_str()), 0);
+    tree.link("root/a", tree.path("outside"));
+    ASSERT_EQ(driver->reviewItems().size(), 1u);
+    EXPECT_EQ(driver->reviewItems().front().url, tree.path("root/b"));
+    remove();
+    ASSERT_EQ(gate.requests.size(), 1u);
+    EXPECT_EQ(gate.requests.front().urls, std::vector<std::string>{tree.path("root/b")});
+}
+
+TEST_F(RemovalFromTheMapTest, theGateIsAskedAsThisTabMay) {
+    tree.fileOfSize("file", 5'000);
+    scan(tree.root());
+    mark(node("file"));
+    remove(true);
+    ASSERT_EQ(gate.requests.size(), 1u);
+    const FileDeleter::Request& request = gate.requests.front();
+    EXPECT_EQ(request.urls, std::vector<std::string>{tree.path("file")});
+    EXPECT_TRUE(request.permanently);
+    EXPECT_EQ(request.allowedRoots, std::vector<std::string>{tree.root()});
+    EXPECT_TRUE(request.duplicateVerifications.empty());
+    EXPECT_EQ(request.source, "Disk analysis");
+    EXPECT_FALSE(request.protectRunningApplications);
+}
+
+TEST_F(RemovalFromTheMapTest, theTreeFollowsAndTheTotalsAreFresh) {
+    tree.fileOfSize("folder/gone", 50'000);
+    tree.fileOfSize("folder/stays", 20'000);
+    tree.fileOfSize("other", 30'000);
+    scan(tree.root());
+    const UUID id = driver->scanResult()->id;
+    const Date date = driver->scanResult()->scanDate;
+    ASSERT_EQ(root()->children().front()->name(), "folder");
+    mark(childOf(node("folder"), "gone"));
+    driver->setShowDeleteConfirmation(true);
+    QSignalSpy changed(driver.get(), &DiskScannerViewModel::scanResultChanged);
+    remove();
+
+    EXPECT_FALSE(changed.isEmpty());
+    EXPECT_EQ(childOf(node("folder"), "gone"), nullptr);
+    EXPECT_NE(childOf(node("folder"), "stays"), nullptr);
+    EXPECT_EQ(root()->children().front()->name(), "other") << "the order follows the sizes";
+    EXPECT_EQ(node("folder")->size(), node("folder")->children().front()->size());
+    EXPECT_EQ(driver->scanResult()->totalSize, root()->size());
+    EXPECT_EQ(driver->scanResult()->totalFiles, 2);
+    EXPECT_EQ(driver->scanResult()->totalDirectories, 2);
+    EXPECT_EQ(driver->scanResult()->id, id);
+    EXPECT_EQ(driver->scanResult()->scanDate, date);
+    EXPECT_TRUE(driver->scanResult()->volumeCapacity.has_value());
+    EXPECT_TRUE(driver->selectedForDeletion().empty());
+    EXPECT_FALSE(driver->showDeleteConfirmation());
+    EXPECT_FALSE(driver->error().has_value());
+    ASSERT_EQ(finished.size(), 1u);
+    EXPECT_EQ(finished.front().items.size(), 1u);
+}
+
+TEST_F(RemovalFromTheMapTest, aMarkedFolderGoesWholeAndWhatWasMarkedInItIsMarkedNoMore) {
+    tree.fileOfSize("folder/deep/file", 5'000);
+    tree.fileOfSize("other", 9'000);
+    scan(tree.root());
+    mark(node("folder"));
+    mark(childOf(childOf(node("folder"), "deep"), "file"));
+    remove();
+    EXPECT_EQ(node("folder"), nullptr);
+    EXPECT_EQ(driver->scanResult()->totalFiles, 1);
+    EXPECT_EQ(driver->scanResult()->totalDirectories, 1);
+    EXPECT_TRUE(driver->selectedForDeletion().empty());
+}
+
+TEST_F(RemovalFromTheMapTest, onlyWhatFailedStaysMarkedAndTheViewIsAtTheRoot) {
+    tree.fileOfSize("folder/kept", 5'000);
+    tree.fileOfSize("folder/gone", 6'000);
+    scan(tree.root());
+    const auto folder = node("folder");
+    const auto kept = childOf(folder, "kept");
+    driver->navigateInto(folder);
+    mark(kept);
+    mark(childOf(folder, "gone"));
+    driver->setSelectedNode(kept);
+    driver->setHoveredNode(kept);
+    gate.failures[tree.path("folder/kept")] = GateThatTells::unsafePath();
+    remove();
+
+    EXPECT_EQ(driver->selectedForDeletion(), std::set<UUID>{kept->id()});
+    EXPECT_TRUE(driver->navigationStack().empty());
+    EXPECT_EQ(driver->currentNode(), root());
+    EXPECT_EQ(driver->selectedNode(), nullptr);
+    EXPECT_EQ(driver->hoveredNode(), nullptr);
+    EXPECT_EQ(childOf(folder, "gone"), nullptr);
+    EXPECT_EQ(driver->error(),
+              "kept: This path is protected or outside the selected folder. Scan again before deleting.");
+    EXPECT_TRUE(driver->isRemovalProblem());
+    EXPECT_FALSE(driver->isAccessProblem());
+    EXPECT_EQ(driver->markedTotals().items, 1);
+}
+
+TEST_F(RemovalFromTheMapTest, failuresAreToldInTheirOrderAndReplaceTheHistorysError) {
+    tree.fileOfSize("a", 1);
+    tree.fileOfSize("bb", 1);
+    scan(tree.root());
+    mark(node("a"));
+    mark(node("bb"));
+    gate.historyError = "Cleanup finished, but its history could not be saved: The disk is full.";
+    gate.failures[tree.path("a")] = GateThatTells::unsafePath();
+    gate.failures[tree.path("bb")] = GateThatTells::unsafePath();
+    remove();
+    const std::string reason =
+        "This path is protected or outside the selected folder. Scan again before deleting.";
+    EXPECT_EQ(driver->error(), "a: " + reason + "\nbb: " + reason);
+    EXPECT_FALSE(driver->isRecordMissing());
+    EXPECT_EQ(driver->selectedForDeletion().size(), 2u);
+}
+
+TEST_F(RemovalFromTheMapTest, aRecordThatCouldNotBeSavedIsToldAndTheRemovalStands) {
+    tree.fileOfSize("a", 1);
+    scan(tree.root());
+    mark(node("a"));
+    gate.historyError = "Cleanup finished, but its history could not be saved: The disk is full.";
+    remove();
+    EXPECT_EQ(driver->error(), gate.historyError);
+    EXPECT_TRUE(driver->isRecordMissing());
+    EXPECT_EQ(node("a"), nullptr);
+    EXPECT_TRUE(driver->selectedForDeletion().empty());
+}
+
+TEST_F(RemovalFromTheMapTest, aNewRemovalTakesTheOldErrorAway) {
+    tree.fileOfSize("a", 1);
+    scan(tree.root());
+    mark(node("a"));
+    gate.failures[tree.path("a")] = GateThatTells::unsafePath();
+    remove();
+    ASSERT_TRUE(driver->error().has_value());
+    gate.failures.clear();
+    remove();
+    EXPECT_FALSE(driver->error().has_value());
+    EXPECT_FALSE(driver->isRemovalProblem());
+}
+
+TEST_F(RemovalFromTheMapTest, whileItRunsNothingElseBegins) {
+    tree.fileOfSize("a", 1);
+    tree.fileOfSize("bb", 1);
+    scan(tree.root());
+    mark(node("a"));
+    mark(node("bb"));
+    gate.waitsForTheStop = true;
+    driver->deleteSelected(false);
+    EXPECT_TRUE(driver->isDeleting());
+    driver->scanFolder(tree.root());
+    EXPECT_FALSE(driver->isScanning());
+    driver->deleteSelected(true);
+    driver->cancelDeletion();
+    ASSERT_TRUE(QTest::qWaitFor([this] { return !driver->isDeleting(); }, 60'000));
+    EXPECT_EQ(gate.requests.size(), 1u);
+}
+
+TEST_F(RemovalFromTheMapTest, aCancelledRemovalTellsHowFarItCameAndNamesEveryItem) {
+    tree.fileOfSize("a", 1);
+    tree.fileOfSize("bb", 1);
+    tree.fileOfSize("ccc", 1);
+    scan(tree.root());
+    for (const char* name : {"a", "bb", "ccc"}) {
+        mark(node(name));
+    }
+    gate.waitsForTheStop = true;
+    driver->deleteSelected(false);
+    const DiskScannerViewModel::DeletionProgress first{.completed = 1, .total = 3, .isPermanent = false};
+    ASSERT_TRUE(QTest::qWaitFor([&] { return driver->deletionProgress() == first; }, 60'000));
+    EXPECT_FALSE(driver->isStoppingDeletion());
+    driver->cancelDeletion();
+    EXPECT_TRUE(driver->isDeleting()) << "the item under way is finished first";
+    EXPECT_TRUE(driver->isStoppingDeletion());
+    ASSERT_TRUE(QTest::qWaitFor([this] { return !driver->isDeleting(); }, 60'000));
+    EXPECT_FALSE(driver->isStoppingDeletion());
+
+    ASSERT_EQ(finished.size(), 1u);
+    EXPECT_EQ(finished.front().items.size(), 3u);
+    EXPECT_EQ(finished.front().succeededCount(), 1);
+    EXPECT_EQ(node("a"), nullptr);
+    EXPECT_EQ(driver->selectedForDeletion(), (std::set<UUID>{node("bb")->id(), node("ccc")->id()}));
+}
+
+TEST_F(RemovalFromTheMapTest, cancellingWithoutARemovalDoesNothing) {
+    driver->cancelDeletion();
+    EXPECT_FALSE(driver->isStoppingDeletion());
+}
+
+TEST_F(RemovalFromTheMapTest, theEndOfTheDriverStopsTheRemovalAndWaitsForTheItemUnderWay) {
+    tree.fileOfSize("a", 1);
+    tree.fileOfSize("bb", 1);
+    scan(tree.root());
+    mark(node("a"));
+    mark(node("bb"));
+    gate.waitsForTheStop = true;
+    driver->deleteSelected(false);
+    ASSERT_TRUE(QTest::qWaitFor([this] { return driver->deletionProgress().completed == 1; }, 60'000));
+    driver.reset();
+    EXPECT_EQ(gate.requests.size(), 1u);
+    EXPECT_TRUE(finished.empty());
+}
+
+TEST_F(RemovalFromTheMapTest, whatWasMarkedAndIsGoneMeanwhileIsAnEmptyRemoval) {
+    tree.fileOfSize("a", 1);
+    scan(tree.root());
+    remove();
+    ASSERT_EQ(gate.requests.size(), 1u);
+    EXPECT_TRUE(gate.requests.front().urls.empty());
+    EXPECT_FALSE(driver->error().has_value());
+}
+
+TEST_F(RemovalFromTheMapTest, aScanOfTheWholeDiskOpensTheRealHomeAlone) {
+    driver->scanStartupDisk();
+    EXPECT_EQ(driver->allowedRemovalRoots(), std::vector<std::string>{realHomeDirectory()});
+    driver->cancelScan();
+    ASSERT_TRUE(QTest::qWaitFor([this] { return !driver->isScanning(); }, 60'000));
+}
+
+TEST_F(RemovalFromTheMapTest, manyItemsOfOneFolderLeaveTheTreeTogether) {
+    constexpr int count = 3'000;
+    for (int i = 0; i < count; ++i) {
+        tree.file("folder/" + std::to_string(i), "x");
+    }
+    tree.file("folder/stays", "x");
+    scan(tree.root());
+    const auto folder = node("folder");
+    const std::vector<FileNode::Pointer> children = folder->children();
+    for (const FileNode::Pointer& each : children) {
+        if (each->name() != "stays") {
+            driver->toggleSelection(each);
+        }
+    }
+    ASSERT_EQ(driver->selectedForDeletion().size(), static_cast<std::size_t>(count));
+    remove();
+    ASSERT_EQ(folder->children().size(), 1u);
+    EXPECT_EQ(folder->children().front()->name(), "stays");
+    EXPECT_EQ(driver->scanResult()->totalFiles, 1);
+    EXPECT_EQ(children.front()->url().substr(0, tree.path("folder").size()), tree.path("folder"))
+        << "what somebody still holds keeps its path";
+}
+
+}  // namespace
+}  // namespace larkfold

@@ -1,0 +1,8 @@
+# The review, the banner and the history of removals: what stands behind the views, and the views in the real
+# (offscreen) window.
+larkfold_test(cleanup_model_tests
+  SOURCES
+    "${CMAKE_CURRENT_LIST_DIR}/CleanupHistoryModelTests.cpp"
+    "${CMAKE_CURRENT_LIST_DIR}/CleanupReviewModelTests.cpp"
+  LIBRARIES larkfold_test_support larkfold_shell_ui Qt6::Test
+  LABELS shell)
