@@ -15,7 +15,12 @@ AppDialog {
     preferredWidth: 760 * Theme.typeScale
     title: qsTr("Review cleanup")
     titleSize: Theme.sizeTitle
+    visible: review.isOpen
     cancelAction: cancelled
+    onAboutToShow: {
+        list.currentIndex = 0;
+        list.positionViewAtBeginning();
+    }
     onOpened: cancel.forceActiveFocus(Qt.TabFocusReason)
 
     T.Action {

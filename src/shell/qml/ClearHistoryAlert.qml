@@ -8,6 +8,7 @@ AppDialog {
 
     required property CleanupHistoryModel history
 
+    visible: history.clearConfirmation
     iconName: "history"
     title: qsTr("Clear cleanup history?")
     text: qsTr("Recorded paths and operation results will be removed. Files in Trash will remain there.")

@@ -73,33 +73,54 @@ T.Control {
         // qmllint enable unqualified
     }
 
+    // Made when they are first needed, and kept: what they leave gets the keyboard back.
     Loader {
-        active: frame.view.cleanupReview.isOpen
+        id: review
+        active: false
         // qmllint disable unqualified
         sourceComponent: CleanupReviewView {
             review: frame.view.cleanupReview
-            visible: true
         }
         // qmllint enable unqualified
     }
     // Above the review, which stays open below it.
     Loader {
-        active: frame.view.cleanupReview.showPermanentConfirmation
+        id: permanentDeletion
+        active: false
         // qmllint disable unqualified
         sourceComponent: PermanentDeletionAlert {
             review: frame.view.cleanupReview
-            visible: true
         }
         // qmllint enable unqualified
     }
+    Connections {
+        target: frame.view.cleanupReview
+
+        function onIsOpenChanged() {
+            review.active = true;
+        }
+
+        function onDecisionChanged() {
+            if (frame.view.cleanupReview.showPermanentConfirmation) {
+                permanentDeletion.active = true;
+            }
+        }
+    }
     Loader {
-        active: frame.view.cleanupHistory.clearConfirmation
+        id: clearHistory
+        active: false
         // qmllint disable unqualified
         sourceComponent: ClearHistoryAlert {
             history: frame.view.cleanupHistory
-            visible: true
         }
         // qmllint enable unqualified
+    }
+    Connections {
+        target: frame.view.cleanupHistory
+
+        function onClearConfirmationChanged() {
+            clearHistory.active = true;
+        }
     }
 
     Loader {

@@ -8,6 +8,7 @@ AppDialog {
 
     required property CleanupReviewModel review
 
+    visible: review.showPermanentConfirmation
     iconName: "warning"
     iconColor: Theme.removal
     title: review.permanentConfirmationTitle

@@ -1,0 +1,472 @@
+// The way of a removal in the real window: marks, review, decisions, banner, history. By keys wherever a
+// person could.
+
+#include <QAccessible>
+#include <QGuiApplication>
+#include <QQuickStyle>
+#include <QtQml/QQmlExtensionPlugin>
+
+#include <string>
+#include <vector>
+
+#include "WindowFixture.h"
+#include "platform/FileIdentity.h"
+#include "platform/StandardFolders.h"
+#include "removal/CleanupHistoryStore.h"
+#include "support/GateThatTells.h"
+
+Q_IMPORT_QML_PLUGIN(Larkfold_ShellPlugin)
+
+namespace larkfold::test {
+namespace {
+
+class CleanupWindowTest : public WindowFixture {
+protected:
+    // What slides is where it is going to be at once.
+    CleanupWindowTest() { appearance_.setReducesMotion(true); }
+
+    void scanned() {
+        tree_.fileOfSize("home/large", 3'000'000);
+        tree_.fileOfSize("home/middle", 2'000'000);
+        tree_.fileOfSize("home/small", 1'000'000);
+        startAfterFirstRun();
+        window_->resize(1400, 800);
+        ASSERT_TRUE(scan(tree_.path("home")));
+        auto* list = window_->findChild<QQuickItem*>("fileList");
+        ASSERT_NE(list, nullptr);
+        list->forceActiveFocus();
+    }
+    void scannedWithAGateThatTells() {
+        gate_ = gate.gate();
+        scanned();
+    }
+    FileNode::Pointer node(std::string_view name) {
+        for (const auto& each : driver().scanResult()->rootNode->children()) {
+            if (each->name() == name) {
+                return each;
+            }
+        }
+        return nullptr;
+    }
+    void markTheFirstTwoByKeys() {
+        key(Qt::Key_Home);
+        key(Qt::Key_Space);
+        key(Qt::Key_Down);
+        key(Qt::Key_Space);
+        ASSERT_EQ(driver().selectedForDeletion().size(), 2u);
+    }
+    void key(Qt::Key key, Qt::KeyboardModifiers modifiers = {}) { QTest::keyClick(window_, key, modifiers); }
+    // What has the keyboard: a named list that it is in, otherwise the text of a button.
+    QString focusName() {
+        QQuickItem* const focus = window_->activeFocusItem();
+        for (QQuickItem* item = focus; item != nullptr; item = item->parentItem()) {
+            if (!item->objectName().isEmpty()) {
+                return item->objectName();
+            }
+        }
+        return focus != nullptr ? focus->property("text").toString() : QString();
+    }
+    bool hasFocus(const QString& name) {
+        return eventually([&] { return focusName() == name; });
+    }
+    void openReview() {
+        key(Qt::Key_Delete);
+        ASSERT_TRUE(eventually([this] { return isShown("Review cleanup"); }));
+        ASSERT_TRUE(hasFocus("Cancel")) << focusName().toStdString();
+    }
+    bool isClosed(const QString& text) {
+        return eventually([&] { return !isShown(text); });
+    }
+    bool finishes() {
+        return eventually([this] { return !driver().isDeleting(); });
+    }
+
+    GateThatTells gate;
+};
+
+TEST_F(CleanupWindowTest, deleteOpensTheReviewOfWhatIsMarked) {
+    scannedWithAGateThatTells();
+    markTheFirstTwoByKeys();
+    openReview();
+    EXPECT_TRUE(driver().showDeleteConfirmation());
+    EXPECT_TRUE(isShown("2 items · 5 MB estimated data"));
+    EXPECT_TRUE(
+        isShown("Review the paths and reasons below. Folder contents are included; nested selections are "
+                "counted once."));
+    EXPECT_TRUE(isShown(QString::fromStdString(tree_.path("home/large"))));
+    EXPECT_TRUE(isShown("Manually selected in disk analysis"));
+    EXPECT_TRUE(isShown("Permanently delete instead of moving to Trash"));
+}
+
+TEST_F(CleanupWindowTest, returnAndEscapeRemoveNothingAndGiveTheKeyboardBack) {
+    scannedWithAGateThatTells();
+    markTheFirstTwoByKeys();
+    for (const Qt::Key leaving : {Qt::Key_Return, Qt::Key_Escape}) {
+        openReview();
+        key(leaving);
+        ASSERT_TRUE(isClosed("Review cleanup"));
+        EXPECT_FALSE(driver().showDeleteConfirmation());
+        EXPECT_FALSE(driver().isDeleting());
+        EXPECT_EQ(driver().selectedForDeletion().size(), 2u);
+        EXPECT_TRUE(hasFocus("fileList")) << focusName().toStdString();
+    }
+    EXPECT_TRUE(gate.requests.empty());
+}
+
+TEST_F(CleanupWindowTest, tabGoesThroughTheWholeSheet) {
+    scannedWithAGateThatTells();
+    markTheFirstTwoByKeys();
+    openReview();
+    QStringList way;
+    for (int step = 0; step < 4; ++step) {
+        key(Qt::Key_Tab);
+        way << focusName();
+    }
+    EXPECT_EQ(way, QStringList({"Move to Trash", "reviewList",
+                                "Permanently delete instead of moving to Trash", "Cancel"}))
+        << way.join(", ").toStdString();
+}
+
+TEST_F(CleanupWindowTest, byKeysAloneWhatIsMarkedGoesToTrash) {
+    scanned();  // through the real gate
+    markTheFirstTwoByKeys();
+    openReview();
+    key(Qt::Key_Tab);
+    ASSERT_EQ(focusName(), "Move to Trash");
+    key(Qt::Key_Return);
+    ASSERT_TRUE(eventually([this] { return isShown("2 items moved to Trash · 0 skipped or failed"); }));
+    const std::string trash = applicationSupportDirectory() + "/Trash/files/";
+    EXPECT_FALSE(FileIdentity::of(tree_.path("home/large")).has_value());
+    EXPECT_FALSE(FileIdentity::of(tree_.path("home/middle")).has_value());
+    EXPECT_TRUE(FileIdentity::of(tree_.path("home/small")).has_value());
+    EXPECT_TRUE(FileIdentity::of(trash + "large").has_value());
+    EXPECT_TRUE(FileIdentity::of(trash + "middle").has_value());
+    EXPECT_TRUE(driver().selectedForDeletion().empty());
+    EXPECT_EQ(driver().scanResult()->totalFiles, 1);
+    EXPECT_TRUE(eventually([this] { return isShown("in 1 file, 1 folder"); }));
+    EXPECT_TRUE(hasFocus("fileList")) << focusName().toStdString();
+
+    // The history tells of it, at once and in full.
+    click("View history");
+    EXPECT_EQ(view().selectedTab(), 5);
+    EXPECT_EQ(window_->title(), "Cleanup History — Larkfold");
+    EXPECT_TRUE(
+        eventually([&] { return isShown(QString::fromStdString("Trash location: " + trash + "large")); }));
+    EXPECT_TRUE(isShown("Locate in Trash"));
+}
+
+TEST_F(CleanupWindowTest, permanentDeletionTakesTwoDecisionsAfterTheSwitch) {
+    scanned();
+    markTheFirstTwoByKeys();
+    openReview();
+    click("Permanently delete instead of moving to Trash");
+    ASSERT_TRUE(eventually([this] { return isShown("Permanent deletion cannot be undone."); }));
+    click("Review permanent deletion…");
+    ASSERT_TRUE(eventually([this] { return isShown("Permanently delete 2 items?"); }));
+    EXPECT_TRUE(isShown("These files will bypass Trash and cannot be restored from cleanup history."));
+    EXPECT_TRUE(hasFocus("Cancel"));
+    EXPECT_TRUE(FileIdentity::of(tree_.path("home/large")).has_value());
+    click("Delete Permanently");
+    ASSERT_TRUE(eventually([this] { return isShown("2 items deleted · 0 skipped or failed"); }));
+    EXPECT_FALSE(FileIdentity::of(tree_.path("home/large")).has_value());
+    EXPECT_FALSE(FileIdentity::of(tree_.path("home/middle")).has_value());
+    EXPECT_TRUE(FileIdentity::of(tree_.path("home/small")).has_value());
+    EXPECT_FALSE(isShown("Review cleanup"));
+}
+
+TEST_F(CleanupWindowTest, returnAndEscapeInTheSecondDecisionLeadBackToTheReview) {
+    scannedWithAGateThatTells();
+    markTheFirstTwoByKeys();
+    openReview();
+    click("Permanently delete instead of moving to Trash");
+    for (const Qt::Key leaving : {Qt::Key_Return, Qt::Key_Escape}) {
+        click("Review permanent deletion…");
+        ASSERT_TRUE(eventually([this] { return isShown("Permanently delete 2 items?"); }));
+        ASSERT_TRUE(hasFocus("Cancel"));
+        key(leaving);
+        ASSERT_TRUE(isClosed("Permanently delete 2 items?"));
+        EXPECT_TRUE(isShown("Review cleanup"));
+        EXPECT_TRUE(isShown("Review permanent deletion…")) << "the switch stands";
+        EXPECT_TRUE(hasFocus("Review permanent deletion…")) << focusName().toStdString();
+    }
+    key(Qt::Key_Escape);
+    ASSERT_TRUE(isClosed("Review cleanup"));
+    EXPECT_TRUE(gate.requests.empty());
+}
+
+TEST_F(CleanupWindowTest, pressingReturnAgainAndAgainNeverDeletesPermanently) {
+    scannedWithAGateThatTells();
+    markTheFirstTwoByKeys();
+    openReview();
+    click("Permanently delete instead of moving to Trash");
+    key(Qt::Key_Tab);
+    key(Qt::Key_Tab);
+    ASSERT_EQ(focusName(), "Review permanent deletion…");
+    for (int press = 0; press < 9; ++press) {
+        key(Qt::Key_Return);
+        QCoreApplication::processEvents();
+    }
+    EXPECT_FALSE(driver().isDeleting());
+    EXPECT_TRUE(gate.requests.empty());
+}
+
+TEST_F(CleanupWindowTest, withNothingMarkedTheReviewSaysHowToMark) {
+    scannedWithAGateThatTells();
+    openReview();
+    EXPECT_TRUE(isShown("Nothing is marked"));
+    EXPECT_FALSE(isShown("Permanently delete instead of moving to Trash"));
+    click("Move to Trash");
+    EXPECT_TRUE(isShown("Review cleanup")) << "there is nothing to decide";
+    key(Qt::Key_Escape);
+    EXPECT_TRUE(isClosed("Review cleanup"));
+    EXPECT_TRUE(gate.requests.empty());
+}
+
+TEST_F(CleanupWindowTest, theToolbarsButtonTheSidebarAndTheMapLeadToTheReview) {
+    scannedWithAGateThatTells();
+    EXPECT_FALSE(find("Delete Selected")->isEnabled());
+    markTheFirstTwoByKeys();
+    EXPECT_TRUE(isShown("2 items, 5 MB marked"));
+    for (const char* button : {"Delete Selected", "Review…"}) {
+        click(button);
+        ASSERT_TRUE(eventually([this] { return isShown("Review cleanup"); })) << button;
+        key(Qt::Key_Escape);
+        ASSERT_TRUE(isClosed("Review cleanup"));
+    }
+    auto* layer = window_->findChild<QQuickItem*>("sunburstLayer");
+    ASSERT_NE(layer, nullptr);
+    layer->forceActiveFocus();
+    key(Qt::Key_Delete);
+    EXPECT_TRUE(eventually([this] { return isShown("Review cleanup"); }));
+    key(Qt::Key_Escape);
+    EXPECT_TRUE(hasFocus("sunburstLayer")) << focusName().toStdString();
+}
+
+TEST_F(CleanupWindowTest, theNarrowSidebarKeepsTheWayToTheReview) {
+    scannedWithAGateThatTells();
+    markTheFirstTwoByKeys();
+    window_->resize(900, 600);
+    ASSERT_TRUE(eventually([this] { return isShown("2\n5 MB"); }));
+    click("Review…");
+    EXPECT_TRUE(eventually([this] { return isShown("Review cleanup"); }));
+    key(Qt::Key_Escape);
+    ASSERT_TRUE(isClosed("Review cleanup"));
+    click("Clear Marks");
+    EXPECT_TRUE(driver().selectedForDeletion().empty());
+}
+
+TEST_F(CleanupWindowTest, whatFailedStaysMarkedAndIsTold) {
+    scannedWithAGateThatTells();
+    gate.failures[tree_.path("home/large")] = GateThatTells::unsafePath();
+    markTheFirstTwoByKeys();
+    openReview();
+    click("Move to Trash");
+    ASSERT_TRUE(eventually([this] { return isShown("1 items moved to Trash · 1 skipped or failed"); }));
+    EXPECT_TRUE(
+        isShown("large: This path is protected or outside the selected folder. Scan again before deleting."));
+    EXPECT_TRUE(
+        isShown("Larkfold did not remove what failed; it stays marked. Cleanup History tells what became "
+                "of every item."));
+    EXPECT_FALSE(view().showDiskAccessIssue());
+    EXPECT_EQ(driver().selectedForDeletion(), std::set<UUID>{node("large")->id()});
+    EXPECT_EQ(node("middle"), nullptr);
+}
+
+TEST_F(CleanupWindowTest, manyFailuresDoNotFillThePage) {
+    gate_ = gate.gate();
+    for (int i = 0; i < 40; ++i) {
+        const std::string name = "home/file" + std::to_string(i);
+        tree_.file(name, "x");
+        gate.failures[tree_.path(name)] = GateThatTells::unsafePath();
+    }
+    startAfterFirstRun();
+    ASSERT_TRUE(scan(tree_.path("home")));
+    for (const auto& each : driver().scanResult()->rootNode->children()) {
+        driver().toggleSelection(each);
+    }
+    driver().deleteSelected(false);
+    ASSERT_TRUE(finishes());
+    EXPECT_EQ(driver().errorText().count('\n'), 39);
+    EXPECT_EQ(view().diskSpace()->errorText().count('\n'), 4);
+    EXPECT_TRUE(view().diskSpace()->errorText().endsWith("…and 36 more."));
+}
+
+TEST_F(CleanupWindowTest, theBannerTellsAssistiveTechnologyAndGoesWhenItIsClosed) {
+    scannedWithAGateThatTells();
+    markTheFirstTwoByKeys();
+    driver().deleteSelected(false);
+    ASSERT_TRUE(eventually([this] { return isShown("View history"); }));
+    QQuickItem* banner = find("View history");
+    QAccessibleInterface* told = nullptr;
+    while (banner != nullptr && told == nullptr) {
+        auto* accessible = QAccessible::queryAccessibleInterface(banner);
+        told =
+            accessible != nullptr && accessible->role() == QAccessible::AlertMessage ? accessible : nullptr;
+        banner = banner->parentItem();
+    }
+    ASSERT_NE(told, nullptr);
+    EXPECT_EQ(told->text(QAccessible::Name), "2 items moved to Trash · 0 skipped or failed");
+    EXPECT_EQ(told->text(QAccessible::Description),
+              "Data processed: 2 bytes · Free-space change: Unavailable");
+
+    // It stays over a change of tabs, and covers nothing.
+    view().setSelectedTab(5);
+    EXPECT_TRUE(isShown("View history"));
+    click("Close");
+    EXPECT_TRUE(isClosed("View history"));
+}
+
+TEST_F(CleanupWindowTest, aRemovalUnderWayTellsHowFarItIsAndCanBeCancelledFromEveryTab) {
+    scannedWithAGateThatTells();
+    gate.waitsForTheStop = true;
+    for (const auto& each : driver().scanResult()->rootNode->children()) {
+        driver().toggleSelection(each);
+    }
+    driver().deleteSelected(false);
+    ASSERT_TRUE(eventually([this] { return isShown("Moving to Trash: 1 of 3 items…"); }));
+    EXPECT_TRUE(isShown("Cancel"));
+    EXPECT_FALSE(isShown("Delete Selected"));
+    EXPECT_FALSE(find("New Scan")->isEnabled());
+    EXPECT_FALSE(isShown("Review…")) << "what goes is not marked to go once more";
+    view().startNewScan();
+    EXPECT_EQ(view().diskPage(), MainView::DiskPage::Result);
+
+    view().setSelectedTab(5);
+    EXPECT_TRUE(isShown("Moving to Trash: 1 of 3 items…"));
+    click("Cancel");
+    EXPECT_TRUE(driver().isStoppingDeletion() || !driver().isDeleting());
+    ASSERT_TRUE(eventually([this] { return isShown("1 items moved to Trash · 2 skipped or failed"); }));
+    EXPECT_EQ(driver().selectedForDeletion().size(), 2u);
+    EXPECT_FALSE(isShown("Cancel"));
+}
+
+TEST_F(CleanupWindowTest, theToolbarsCancelStopsARemoval) {
+    scannedWithAGateThatTells();
+    gate.waitsForTheStop = true;
+    markTheFirstTwoByKeys();
+    driver().deleteSelected(true);
+    ASSERT_TRUE(eventually([this] { return isShown("Deleting permanently: 1 of 2 items…"); }));
+    click("Cancel");
+    ASSERT_TRUE(finishes());
+    EXPECT_TRUE(eventually([this] { return isShown("1 items deleted · 1 skipped or failed"); }));
+}
+
+TEST_F(CleanupWindowTest, fiftyThousandItemsAreRowsOnlyWhereTheyAreSeen) {
+    scannedWithAGateThatTells();
+    std::vector<CleanupPreviewItem> items;
+    for (int i = 0; i < 50'000; ++i) {
+        items.push_back({.url = "/home/a/folder/" + std::to_string(i),
+                         .estimatedBytes = 50'000 - i,
+                         .reason = "Manually selected in disk analysis",
+                         .risk = "Review",
+                         .keeper = std::nullopt,
+                         .isFolder = false});
+    }
+    view().cleanupReview()->open(items, {}, [](bool) {});
+    ASSERT_TRUE(eventually([this] { return isShown("50,000 items · 1.25 GB estimated data"); }));
+    auto* list = window_->findChild<QQuickItem*>("reviewList");
+    ASSERT_NE(list, nullptr);
+    const auto rows = [list] {
+        return list->property("contentItem").value<QQuickItem*>()->childItems().size();
+    };
+    EXPECT_TRUE(eventually([&] { return rows() > 3; }));
+    EXPECT_LT(rows(), 60);
+    list->forceActiveFocus();
+    key(Qt::Key_End);
+    EXPECT_TRUE(eventually([this] { return isShown("/home/a/folder/49999"); }));
+    EXPECT_LT(rows(), 60);
+    key(Qt::Key_Home);
+    EXPECT_TRUE(eventually([this] { return isShown("/home/a/folder/0"); }));
+    view().cleanupReview()->cancel();
+}
+
+TEST_F(CleanupWindowTest, anEmptyHistorySaysSo) {
+    startAfterFirstRun();
+    click("Cleanup History");
+    EXPECT_TRUE(eventually([this] { return isShown("No cleanup operations yet"); }));
+    EXPECT_TRUE(
+        isShown("The latest 100 operations are stored on this Mac. Clearing history does not delete or "
+                "restore files."));
+    EXPECT_TRUE(
+        isShown("Free-space change is measured per volume before and after cleanup. Other apps, APFS "
+                "snapshots and delayed reclamation can affect it; it is not a guaranteed saving "
+                "attributable to these files."));
+    EXPECT_FALSE(find("Clear history")->isEnabled());
+}
+
+TEST_F(CleanupWindowTest, aStoredHistoryTabIsOpenedAtTheStart) {
+    defaults_.setInteger("selectedTab", 5);
+    startAfterFirstRun();
+    EXPECT_EQ(view().selectedTab(), 5);
+    EXPECT_TRUE(eventually([this] { return isShown("No cleanup operations yet"); }));
+}
+
+TEST_F(CleanupWindowTest, aDamagedHistoryIsToldAndOnlyClearingReplacesIt) {
+    surroundings_.file("cleanup-history.json", "damaged");
+    startAfterFirstRun();
+    click("Cleanup History");
+    ASSERT_TRUE(eventually([this] { return isShown("The history cannot be shown"); }));
+    EXPECT_TRUE(view().cleanupHistory()->error().startsWith("History could not be read: "));
+    EXPECT_TRUE(isShown(view().cleanupHistory()->error()));
+    EXPECT_FALSE(isShown("No cleanup operations yet"));
+    click("Clear history");
+    ASSERT_TRUE(eventually([this] { return isShown("Clear cleanup history?"); }));
+    EXPECT_TRUE(
+        isShown("Recorded paths and operation results will be removed. Files in Trash will remain there."));
+    EXPECT_TRUE(hasFocus("Cancel"));
+    key(Qt::Key_Return);
+    ASSERT_TRUE(isClosed("Clear cleanup history?"));
+    EXPECT_EQ(contentOf(historyFile()), "damaged");
+    view().cleanupHistory()->setClearConfirmation(true);
+    ASSERT_TRUE(eventually([this] { return isShown("Clear cleanup history?"); }));
+    ASSERT_TRUE(hasFocus("Cancel"));
+    key(Qt::Key_Tab);
+    ASSERT_EQ(focusName(), "Clear history");
+    key(Qt::Key_Space);
+    EXPECT_TRUE(eventually([this] { return isShown("No cleanup operations yet"); }));
+}
+
+TEST_F(CleanupWindowTest, theHistoryIsWalkedByKeys) {
+    CleanupHistoryStore store(historyFile());
+    const std::string inside = surroundings_.file("trash/film", "x");
+    std::vector<std::string> revealed;
+    reveal_ = [&](const std::string& path, const std::function<void(bool)>& done) {
+        revealed.push_back(path);
+        done(true);
+    };
+    CleanupOperation operation;
+    operation.id = UUID::make();
+    operation.source = "Disk analysis";
+    operation.items = {
+        {.originalPath = "/home/a/film", .trashPath = inside, .logicalBytes = 5, .error = std::nullopt}};
+    store.append(operation);
+    startAfterFirstRun();
+    click("Cleanup History");
+    ASSERT_TRUE(eventually([this] { return view().cleanupHistory()->count() == 1; }));
+    ASSERT_TRUE(hasFocus("historyList")) << focusName().toStdString();
+    key(Qt::Key_Right);
+    ASSERT_EQ(view().cleanupHistory()->count(), 3);
+    EXPECT_TRUE(eventually([this] { return isShown("Locate in Trash"); }));
+    key(Qt::Key_Down);
+    key(Qt::Key_Down);
+    key(Qt::Key_Return);
+    EXPECT_TRUE(eventually([&] { return revealed == std::vector<std::string>{inside}; }));
+    key(Qt::Key_Left);
+    EXPECT_EQ(view().cleanupHistory()->count(), 1);
+    key(Qt::Key_Space);
+    EXPECT_EQ(view().cleanupHistory()->count(), 3);
+    view().setSelectedTab(0);
+    EXPECT_TRUE(eventually([this] { return isShown("Scan Folder"); }));
+    EXPECT_FALSE(isShown("Locate in Trash"));
+}
+
+}  // namespace
+}  // namespace larkfold::test
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    QQuickStyle::setStyle("Basic");
+    QGuiApplication application(argc, argv);
+    QAccessible::setActive(true);
+    return RUN_ALL_TESTS();
+}
