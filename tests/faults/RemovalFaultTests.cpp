@@ -1,0 +1,562 @@
+// A removal is killed at every system call, or one of its calls fails: the item is in its place, in the Trash
+// with its note, in the gate's private folder, or gone for good where that was asked for; nothing else is
+// touched, and what is told is true.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <linux/openat2.h>
+#include <sys/mount.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <iterator>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "faults/PrivateNamespace.h"
+#include "faults/RemovalSubject.h"
+#include "faults/SystemCallHarness.h"
+
+namespace larkfold::test {
+namespace {
+
+using testing::Gt;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+// --- Kills
+
+std::string problemOfTrashing(const RemovalSubject& subject) {
+    const std::vector<std::string> trashed = subject.wholeInTrash();
+    if (!subject.fragmentsInTrash().empty()) {
+        return "a part of it lies in the Trash";
+    }
+    if (subject.isAtPlace() && !subject.isWholeAtPlace()) {
+        return "only a part of it is in its place";
+    }
+    const std::size_t count = trashed.size() + (subject.isAtPlace() ? 1 : 0);
+    if (count != 1) {
+        return count == 0 ? "it is nowhere" : "it is there twice";
+    }
+    return trashed.empty() || subject.hasCompleteNote(trashed.front())
+               ? ""
+               : "it lies in the Trash without a complete note";
+}
+
+std::string problemOfRemoving(const RemovalSubject& subject) {
+    bool isHeldApart = false;
+    for (const RemovalSubject::PrivateFolder& folder : subject.privateFolders()) {
+        if (!folder.isEmpty && (!folder.holdsOnlyTheItem || isHeldApart)) {
+            return "something else lies in " + folder.path;
+        }
+        isHeldApart = isHeldApart || !folder.isEmpty;
+    }
+    if (subject.isAtPlace() && !subject.isWholeAtPlace()) {
+        return "only a part of it is in its place";
+    }
+    if (subject.isAtPlace() && isHeldApart) {
+        return "it is there twice";
+    }
+    if (subject.scenario() == Scenario::trashedForGood && (subject.isAtPlace() || isHeldApart) &&
+        !subject.hasItsOwnNote()) {
+        return "its note went before it";
+    }
+    return "";
+}
+
+struct KillTally {
+    int kills = 0;
+    int inPlace = 0;
+    int violations = 0;
+    std::string first;
+};
+
+bool isChange(const SystemCall& call) {
+    return call.number == SYS_mkdirat || call.number == SYS_renameat2 || call.number == SYS_rename ||
+           call.number == SYS_unlinkat || call.number == SYS_unlink || call.number == SYS_rmdir ||
+           (call.number == SYS_openat && (call.arguments[2] & O_CREAT) != 0);
+}
+
+void killEverywhere(Scenario scenario, const std::string& mode, KillTally& tally) {
+    RemovalSubject subject(scenario);
+    // As long as nothing has changed, one point is like the other.
+    constexpr std::uint64_t margin = 24;
+    std::uint64_t firstChange = 0;
+    subject.run(mode, [&firstChange](const SystemCall& call) {
+        firstChange = firstChange == 0 && isChange(call) ? call.stop : firstChange;
+        return Verdict{};
+    });
+    const std::uint64_t dense = firstChange - std::min(margin, firstChange);
+    const bool isBrief = thoroughness() == Thoroughness::brief;
+    const std::uint64_t before = thoroughness() == Thoroughness::full ? 1 : isBrief ? 173 : 16;
+    for (std::uint64_t at = 0;; at += at < dense ? before : isBrief ? 17 : 1) {
+        const ProgramOutcome outcome = subject.run(mode, [at](const SystemCall& call) {
+            return call.stop == at ? Verdict{.kind = Verdict::Kind::kill} : Verdict{};
+        });
+        subject.look();
+        std::string problem = subject.harm();
+        if (problem.empty()) {
+            problem = subject.isPermanent() ? problemOfRemoving(subject) : problemOfTrashing(subject);
+        }
+        if (!problem.empty() && tally.violations++ == 0) {
+            tally.first = "killed at stop " + std::to_string(at) + ": " + problem;
+        }
+        if (!outcome.wasKilledByWatcher) {
+            ASSERT_TRUE(outcome.hasExited && outcome.exitCode == 0) << outcome.output;
+            ASSERT_FALSE(subject.isAtPlace()) << outcome.output;
+            return;
+        }
+        ++tally.kills;
+        tally.inPlace += subject.isAtPlace() ? 1 : 0;
+    }
+}
+
+TEST(RemovalKill, atEverySystemCall_leavesTheItemInOnePlaceAndNothingElseTouched) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        int kills = 0;
+        for (const Scenario scenario : removableScenarios) {
+            KillTally tally;
+            killEverywhere(scenario, "", tally);
+            std::printf("%s: %d kill points, in its place after %d\n", nameOf(scenario), tally.kills,
+                        tally.inPlace);
+            std::fflush(stdout);
+            EXPECT_EQ(tally.first, "");
+            EXPECT_GT(tally.inPlace, 0);
+            EXPECT_LT(tally.inPlace, tally.kills);
+            kills += tally.kills;
+        }
+        std::printf("%d kill points\n", kills);
+        EXPECT_GT(kills, 100);
+    }));
+}
+
+TEST(RemovalKillControl, theNoteAfterTheMove_isFoundOut) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        KillTally tally;
+        killEverywhere(Scenario::file, "late-note", tally);
+        EXPECT_THAT(tally.first, HasSubstr("without a complete note"));
+    }));
+}
+
+TEST(RemovalKillControl, removingATreeWhereItStands_isFoundOut) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        KillTally tally;
+        killEverywhere(Scenario::treeForGood, "in-place", tally);
+        EXPECT_THAT(tally.first, HasSubstr("only a part of it is in its place"));
+    }));
+}
+
+// --- Errors
+
+constexpr int shortWrite = -1;  // stands among the errors for half of what was to be written
+constexpr std::array errors = {ENOSPC, EIO, EMFILE, EACCES, ENOTEMPTY, EROFS, EDQUOT, EINTR, shortWrite};
+
+constexpr long fallible[] = {
+    SYS_open,    SYS_openat, SYS_openat2,   SYS_close,      SYS_read,       SYS_pread64,  SYS_write,
+    SYS_lseek,   SYS_stat,   SYS_lstat,     SYS_fstat,      SYS_newfstatat, SYS_statx,    SYS_statfs,
+    SYS_fstatfs, SYS_fsync,  SYS_rename,    SYS_renameat,   SYS_renameat2,  SYS_unlink,   SYS_unlinkat,
+    SYS_rmdir,   SYS_mkdir,  SYS_mkdirat,   SYS_getdents64, SYS_chmod,      SYS_readlink, SYS_readlinkat,
+    SYS_access,  SYS_fcntl,  SYS_getrandom, SYS_fchmodat,   SYS_fdatasync};
+
+// Lets one call fail, or that and all further ones of its kind.
+struct Injection {
+    int call = 0;  // the number of the call among the fallible ones
+    int error = 0;
+    bool goesOn = false;
+
+    int seen = 0;
+    bool hasStruck = false;
+    long number = -1;
+    std::set<std::string> unsyncedNotes;
+    int firstChange = -1;  // the number of the first fallible call that changes something
+
+    Verdict look(const SystemCall& now) {
+        if (!now.isEntry && now.number == SYS_fsync && now.result == 0) {
+            unsyncedNotes.erase(now.descriptorPath(0));
+        }
+        if (!now.isEntry ||
+            std::find(std::begin(fallible), std::end(fallible), now.number) == std::end(fallible) ||
+            (now.number == SYS_write && now.descriptorPath(0).starts_with("pipe:"))) {
+            return {};
+        }
+        if (firstChange < 0 && isChange(now)) {
+            firstChange = seen;
+        }
+        const bool isItsTurn = seen++ == call;
+        if (!isItsTurn && !(goesOn && hasStruck && now.number == number)) {
+            return {};
+        }
+        if (error == shortWrite && now.number != SYS_write) {
+            return {};
+        }
+        if (isItsTurn) {
+            hasStruck = true;
+            number = now.number;
+        }
+        if (now.number == SYS_fsync && now.descriptorPath(0).ends_with(".trashinfo")) {
+            unsyncedNotes.insert(now.descriptorPath(0));
+        }
+        if (error == shortWrite) {
+            return {.kind = Verdict::Kind::shorten, .value = static_cast<std::int64_t>(now.arguments[2] / 2)};
+        }
+        return {.kind = now.number == SYS_close ? Verdict::Kind::failAfter : Verdict::Kind::fail,
+                .value = error};
+    }
+
+    bool struckRemoval() const {
+        return number == SYS_unlinkat || number == SYS_unlink || number == SYS_rmdir;
+    }
+};
+
+bool holdsMount(const RemovalSubject& subject) {
+    return subject.scenario() == Scenario::mountBelow || subject.scenario() == Scenario::mountBelowForGood;
+}
+
+std::string problemOfGone(const RemovalSubject& subject, const Injection& injection,
+                          const RemovalReport& report) {
+    if (holdsMount(subject)) {
+        return "it went, although something is mounted in it";
+    }
+    if (subject.isAtPlace()) {
+        return "told as gone, and it stands";
+    }
+    if (subject.isPermanent()) {
+        for (const RemovalSubject::PrivateFolder& folder : subject.privateFolders()) {
+            if (!folder.isEmpty || !injection.struckRemoval()) {
+                return "told as gone, and " + folder.path + " is there";
+            }
+        }
+        return "";
+    }
+    if (!injection.unsyncedNotes.empty()) {
+        return "told as gone, although the sync of its note failed";
+    }
+    if (subject.wholeInTrash() != std::vector<std::string>{report.place}) {
+        return "it does not lie where it was told";
+    }
+    return subject.hasCompleteNote(report.place) ? "" : "it lies in the Trash without a complete note";
+}
+
+std::string problemOfStaying(const RemovalSubject& subject, const Injection& injection,
+                             const RemovalReport& report) {
+    if (report.sentence.size() < 20) {
+        return "no sentence";
+    }
+    if (subject.scenario() == Scenario::trashedForGood && !subject.hasItsOwnNote()) {
+        return "it stays, and its note went";
+    }
+    bool isHeldApart = false;
+    for (const RemovalSubject::PrivateFolder& folder : subject.privateFolders()) {
+        isHeldApart = isHeldApart || !folder.isEmpty;
+        if (!folder.isEmpty && (!folder.holdsOnlyTheItem || report.place != folder.path + "/item.txt")) {
+            return "what lies in " + folder.path + " was not told";
+        }
+        if (folder.isEmpty && !injection.struckRemoval()) {
+            return folder.path + " was left behind";
+        }
+    }
+    const std::vector<std::string> trashed = subject.wholeInTrash();
+    if (!report.place.empty()) {
+        if (subject.isAtPlace() || (!isHeldApart && trashed != std::vector<std::string>{report.place})) {
+            return "it does not rest where it was told";
+        }
+        return trashed.empty() || subject.hasCompleteNote(report.place) ? "" : "it rests without a note";
+    }
+    if (!trashed.empty() || !subject.fragmentsInTrash().empty() || isHeldApart) {
+        return "told as staying, and it was moved";
+    }
+    // A folder whose removal for good failed half-way is put back as far as it goes.
+    if (!(subject.scenario() == Scenario::treeForGood ? subject.isPartAtPlace() : subject.isWholeAtPlace())) {
+        return "told as staying, and it is not in its place";
+    }
+    return "";
+}
+
+std::string problemOf(RemovalSubject& subject, const Injection& injection, const ProgramOutcome& program) {
+    if (program.isOverdue || !program.hasExited) {
+        return "it did not end by itself";
+    }
+    const RemovalReport report = parseRemoval(subject, program.output);
+    if (report.descriptorsBefore != report.descriptorsAfter) {
+        return "a descriptor was left open";
+    }
+    if (!report.isTyped) {
+        return "no answer of the gate";
+    }
+    subject.look();
+    if (const std::string harm = subject.harm(); !harm.empty()) {
+        return harm;
+    }
+    if (!subject.newNotesWithoutItem().empty() && !injection.struckRemoval()) {
+        return "a note was left behind";
+    }
+    return report.isGone ? problemOfGone(subject, injection, report)
+                         : problemOfStaying(subject, injection, report);
+}
+
+struct InjectionTally {
+    int injected = 0;
+    int gone = 0;
+    int stayed = 0;
+    std::set<long> calls;  // the kinds of calls that failed
+    std::vector<std::string> violations;
+};
+
+void injectEverywhere(Scenario scenario, const std::string& mode, bool goesOn, int stride,
+                      InjectionTally& tally) {
+    RemovalSubject subject(scenario);
+    // As long as nothing has changed, one call is much like the other.
+    Injection none;
+    none.call = -1;
+    subject.run(mode, [&none](const SystemCall& now) { return none.look(now); });
+    const int dense = none.firstChange - 8;
+    int offset = 0;
+    for (const int error : errors) {
+        if (goesOn && (error == EINTR || error == shortWrite)) {
+            continue;  // a system that always does that is none
+        }
+        ++offset;
+        for (int call = offset % (10 * stride);; call += stride > 1 && call < dense ? 10 * stride : stride) {
+            Injection injection;
+            injection.call = call;
+            injection.error = error;
+            injection.goesOn = goesOn;
+            const ProgramOutcome program =
+                subject.run(mode, [&injection](const SystemCall& now) { return injection.look(now); });
+            if (injection.seen <= call) {
+                break;
+            }
+            if (!injection.hasStruck) {
+                continue;
+            }
+            ++tally.injected;
+            tally.calls.insert(injection.number);
+            const std::string problem = problemOf(subject, injection, program);
+            ++(program.output.find("\ngone ") != std::string::npos ? tally.gone : tally.stayed);
+            if (!problem.empty()) {
+                tally.violations.push_back(std::string(nameOf(scenario)) + ": " +
+                                           (error == shortWrite ? "half a write" : strerrorname_np(error)) +
+                                           " in call " + std::to_string(call) + " (number " +
+                                           std::to_string(injection.number) +
+                                           (goesOn ? ") and all further ones of its kind: " : "): ") +
+                                           problem + "\n" + program.output);
+            }
+        }
+    }
+}
+
+int strideOf(int usual) {
+    switch (thoroughness()) {
+        case Thoroughness::brief:
+            return 41;
+        case Thoroughness::usual:
+            return usual;
+        case Thoroughness::full:
+            break;
+    }
+    return 1;
+}
+
+int injectInto(const std::vector<Scenario>& scenarios, bool goesOn, int stride) {
+    InjectionTally sum;
+    for (const Scenario scenario : scenarios) {
+        InjectionTally tally;
+        injectEverywhere(scenario, "", goesOn, stride, tally);
+        std::printf("%s: %d errors injected, into %zu kinds of calls, %d went, %d stayed\n", nameOf(scenario),
+                    tally.injected, tally.calls.size(), tally.gone, tally.stayed);
+        std::fflush(stdout);
+        EXPECT_THAT(tally.violations, IsEmpty());
+        EXPECT_GT(tally.injected, 0);
+        EXPECT_GT(tally.stayed, 0);
+        sum.injected += tally.injected;
+        sum.gone += tally.gone;
+    }
+    std::printf("%d errors injected\n", sum.injected);
+    return sum.gone;
+}
+
+const std::vector<Scenario> removable(std::begin(removableScenarios), std::end(removableScenarios));
+
+TEST(RemovalInjection, eachErrorAtEachCall_isToldAndLosesNothing) {
+    EXPECT_TRUE(inPrivateNamespace([] { EXPECT_GT(injectInto(removable, false, strideOf(2)), 0); }));
+}
+
+TEST(RemovalInjection, callsThatGoOnFailing_areToldAndLoseNothing) {
+    EXPECT_TRUE(inPrivateNamespace([] { injectInto(removable, true, strideOf(4)); }));
+}
+
+TEST(RemovalInjection, aFolderThatHoldsAMount_staysWhateverFails) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        const std::vector<Scenario> mounts = {Scenario::mountBelow, Scenario::mountBelowForGood};
+        EXPECT_EQ(injectInto(mounts, false, strideOf(6)), 0);
+        EXPECT_EQ(injectInto(mounts, true, strideOf(9)), 0);
+    }));
+}
+
+std::vector<std::string> violationsOf(Scenario scenario, const std::string& mode) {
+    InjectionTally tally;
+    injectEverywhere(scenario, mode, false, 1, tally);
+    return tally.violations;
+}
+
+TEST(RemovalInjectionControl, ignoringTheOutcomeOfTheSync_isFoundOut) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        EXPECT_THAT(violationsOf(Scenario::file, "unchecked"),
+                    testing::Contains(HasSubstr("the sync of its note failed")));
+    }));
+}
+
+TEST(RemovalInjectionControl, keepingADescriptor_isFoundOut) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        EXPECT_THAT(violationsOf(Scenario::file, "leaky"),
+                    testing::Contains(HasSubstr("a descriptor was left open")));
+    }));
+}
+
+TEST(RemovalInjectionControl, tellingASuccessWhateverHappened_isFoundOut) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        EXPECT_THAT(violationsOf(Scenario::file, "hopeful"),
+                    testing::Contains(HasSubstr("told as gone, and it stands")));
+    }));
+}
+
+TEST(RemovalInjectionControl, removingWhereItStands_isFoundOut) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        EXPECT_THAT(violationsOf(Scenario::treeForGood, "in-place"),
+                    testing::Contains(HasSubstr("told as gone, and it stands")));
+    }));
+}
+
+// --- The name is taken when the item is to be put back.
+
+// At the exit of the call that moved the item, somebody makes another one of its name, and the copy that
+// proved it has changed.
+ProgramOutcome runWithTakenName(RemovalSubject& subject, const std::string& mode) {
+    bool isDone = false;
+    return subject.run(mode, [&](const SystemCall& call) {
+        if (!isDone && !call.isEntry && call.number == SYS_renameat2 && call.result == 0) {
+            isDone = true;
+            writeBytes(subject.url(), "another one");
+            writeBytes(subject.pathOf("root/keeper.txt"), "changed!");
+        }
+        return Verdict{};
+    });
+}
+
+TEST(RemovalPutBack, intoATakenName_keepsTheItemInTheTrashAndTellsWhere) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        RemovalSubject subject(Scenario::duplicate);
+        const RemovalReport report = parseRemoval(subject, runWithTakenName(subject, "trash").output);
+        subject.look();
+        EXPECT_FALSE(report.isGone);
+        EXPECT_EQ(report.place, "home/.local/share/Trash/files/item.txt");
+        EXPECT_THAT(subject.wholeInTrash(), testing::ElementsAre(report.place));
+        EXPECT_TRUE(subject.hasCompleteNote(report.place));
+        EXPECT_EQ(readBytes(subject.url()), "another one");
+        EXPECT_THAT(
+            report.sentence,
+            HasSubstr("The duplicate or its retained copy changed or is unavailable. Scan for duplicates "
+                      "again. Its old name was taken meanwhile; the item is kept at “"));
+    }));
+}
+
+TEST(RemovalPutBack, intoATakenName_keepsTheItemInThePrivateFolderAndTellsWhere) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        RemovalSubject subject(Scenario::duplicate);
+        const RemovalReport report = parseRemoval(subject, runWithTakenName(subject, "permanent").output);
+        subject.look();
+        EXPECT_FALSE(report.isGone);
+        ASSERT_EQ(subject.privateFolders().size(), 1U);
+        const RemovalSubject::PrivateFolder folder = subject.privateFolders().front();
+        EXPECT_TRUE(folder.holdsAllOfIt);
+        EXPECT_EQ(report.place, folder.path + "/item.txt");
+        EXPECT_EQ(readBytes(subject.url()), "another one");
+    }));
+}
+
+// --- A disk that is full, and one that is read-only
+
+struct SmallDisk {
+    explicit SmallDisk(bool withoutNames)
+        : disk("none", tree.folder("disk"), "tmpfs", 0, "size=1m,nr_inodes=50,mode=0755"),
+          home(tree.folder("disk/home")),
+          item(tree.file("disk/root/item.txt", "the item")) {
+        setenv("HOME", home.c_str(), 1);
+        unsetenv("XDG_DATA_HOME");
+        tree.folder("disk/home/.local/share/Trash/files");
+        tree.folder("disk/home/.local/share/Trash/info");
+        for (int number = 0; withoutNames; ++number) {
+            const std::string name = tree.path("disk/filler" + std::to_string(number));
+            const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+            if (file < 0) {
+                break;
+            }
+            close(file);
+        }
+        if (!withoutNames) {
+            const int file = open(tree.path("disk/filler").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+            const std::string block(4096, 'x');
+            while (write(file, block.data(), block.size()) > 0) {
+            }
+            close(file);
+        }
+    }
+
+    std::string answer(bool permanently) const {
+        const ProgramOutcome outcome = runWatched(
+            {LARKFOLD_REMOVAL_VICTIM, permanently ? "permanent" : "trash", tree.path("disk/root"), item},
+            [](const SystemCall&) { return Verdict{}; });
+        return outcome.output.substr(outcome.output.find('\n') + 1);
+    }
+
+    TemporaryTree tree;
+    Mounted disk;
+    std::string home;
+    std::string item;
+};
+
+TEST(RemovalFullDisk, withoutRoom_theItemStaysOrIsRemovedForGood) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        const SmallDisk disk(false);
+        EXPECT_THAT(disk.answer(false), HasSubstr("stays -: "));
+        EXPECT_EQ(readBytes(disk.item), "the item");
+        EXPECT_TRUE(std::filesystem::is_empty(disk.home + "/.local/share/Trash/info"));
+        EXPECT_THAT(disk.answer(true), HasSubstr("gone 8 -"));
+        EXPECT_FALSE(stands(disk.item));
+    }));
+}
+
+TEST(RemovalFullDisk, withoutAName_theItemStaysAndThatIsTold) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        const SmallDisk disk(true);
+        for (const bool permanently : {false, true}) {
+            EXPECT_THAT(disk.answer(permanently),
+                        testing::AllOf(HasSubstr("stays -: "), HasSubstr("the disk is full")));
+            EXPECT_EQ(readBytes(disk.item), "the item");
+        }
+        EXPECT_TRUE(std::filesystem::is_empty(disk.home + "/.local/share/Trash/info"));
+        EXPECT_TRUE(std::filesystem::is_empty(disk.home + "/.local/share/Trash/files"));
+    }));
+}
+
+TEST(RemovalFullDisk, readOnly_theItemStaysAndThatIsTold) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        const SmallDisk disk(false);
+        ASSERT_EQ(mount("none", disk.tree.path("disk").c_str(), nullptr, MS_REMOUNT | MS_RDONLY, "size=1m"),
+                  0);
+        for (const bool permanently : {false, true}) {
+            EXPECT_THAT(disk.answer(permanently), HasSubstr("stays -: "));
+            EXPECT_EQ(readBytes(disk.item), "the item");
+        }
+    }));
+}
+
+}  // namespace
+}  // namespace larkfold::test
