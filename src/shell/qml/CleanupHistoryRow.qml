@@ -53,7 +53,8 @@ Rectangle {
         anchors.left: parent.left
         anchors.leftMargin: row.isOperation ? Theme.space5 : row.indent
         anchors.right: parent.right
-        anchors.rightMargin: Theme.space5
+        // On a wide screen what belongs together stays together.
+        anchors.rightMargin: Math.max(Theme.space5, row.width - 1120 * Theme.typeScale)
         y: Theme.space2
         sourceComponent: row.isOperation ? operation : row.kind === CleanupHistoryModel.Help ? helpText : item
     }

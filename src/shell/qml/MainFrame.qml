@@ -35,28 +35,12 @@ T.Control {
         onShowHistory: frame.view.showCleanupHistory()
     }
 
-    // A tab that was open once keeps what it shows.
-    component Tab: Loader {
-        required property int value
-        readonly property bool isSelected: frame.view.selectedTab === value
-
+    TabLoader {
         anchors.left: sidebar.right
         anchors.right: parent.right
         anchors.top: banner.bottom
         anchors.bottom: parent.bottom
-        active: false
-        visible: isSelected
-        focus: isSelected
-        onIsSelectedChanged: {
-            active = true;
-            if (isSelected) {
-                forceActiveFocus(Qt.OtherFocusReason);
-            }
-        }
-        Component.onCompleted: active = isSelected
-    }
-
-    Tab {
+        view: frame.view
         value: 0
         // qmllint disable unqualified
         sourceComponent: DiskSpaceView {
@@ -64,7 +48,12 @@ T.Control {
         }
         // qmllint enable unqualified
     }
-    Tab {
+    TabLoader {
+        anchors.left: sidebar.right
+        anchors.right: parent.right
+        anchors.top: banner.bottom
+        anchors.bottom: parent.bottom
+        view: frame.view
         value: 5
         // qmllint disable unqualified
         sourceComponent: CleanupHistoryView {
