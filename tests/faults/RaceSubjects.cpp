@@ -357,8 +357,8 @@ std::string ProvedDuplicates::judge(int item, const Told& told, const Turn& turn
     const bool stands = inodeAt(folder_, numbered("item-", item)) != 0;
     if (told.isGone) {
         if (mark == Mark::changedInTime) {
-            return "what it was proved by had changed, and it went; kind of change: " +
-                   std::to_string(markTold / 16) + " item " + std::to_string(item);
+            return "what it was proved by had changed (in way " + std::to_string(markTold / 16) +
+                   "), and it went";
         }
         return stands ? "told as gone, and it stands" : "";
     }

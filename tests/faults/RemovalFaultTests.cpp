@@ -395,8 +395,8 @@ TEST(RemovalInjection, callsThatGoOnFailing_areToldAndLoseNothing) {
 TEST(RemovalInjection, aFolderThatHoldsAMount_staysWhateverFails) {
     EXPECT_TRUE(inPrivateNamespace([] {
         const std::vector<Scenario> mounts = {Scenario::mountBelow, Scenario::mountBelowForGood};
-        EXPECT_EQ(injectInto(mounts, false, strideOf(6)), 0);
-        EXPECT_EQ(injectInto(mounts, true, strideOf(9)), 0);
+        EXPECT_EQ(injectInto(mounts, false, strideOf(15)), 0);
+        EXPECT_EQ(injectInto(mounts, true, strideOf(25)), 0);
     }));
 }
 
