@@ -384,7 +384,9 @@ void DiskScannerViewModel::deleteSelected(bool permanently) {
         request.urls.push_back(node->url());
     }
     takeDeletionProgress(
-        {.completed = 0, .total = static_cast<std::int64_t>(nodes.size()), .isPermanent = permanently});
+        {.completed = 0,
+         .total = static_cast<std::int64_t>(FileDeleter::collapseNested(request.urls).size()),
+         .isPermanent = permanently});
     const CoalescedReports<DeletionProgress> reports(
         world_.mainQueue, [driver = QPointer(this)](const DeletionProgress& progress) {
             if (driver && driver->isDeleting_) {

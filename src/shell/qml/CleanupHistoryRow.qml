@@ -192,6 +192,8 @@ Rectangle {
                 text: qsTr("Locate in Trash")
                 icon.name: "reveal"
                 toolTip: row.help
+                // Return on the row does the same: the Tab key would else stop at every item.
+                focusPolicy: Qt.NoFocus
                 implicitHeight: Theme.minimumTarget
                 onClicked: row.locateRequested()
             }

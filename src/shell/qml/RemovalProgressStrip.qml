@@ -37,6 +37,8 @@ Rectangle {
         AppProgressBar {
             Layout.fillWidth: true
             value: strip.presenter.removalShare
+            // Until the first item has gone there is nothing to measure by.
+            indeterminate: value === 0
             Accessible.name: strip.presenter.removalText
         }
         AppButton {
