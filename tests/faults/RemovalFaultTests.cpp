@@ -17,7 +17,9 @@
 #include <filesystem>
 #include <iterator>
 #include <set>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "faults/PrivateNamespace.h"
@@ -310,7 +312,7 @@ struct InjectionTally {
 };
 
 void injectEverywhere(Scenario scenario, const std::string& mode, bool goesOn, int stride,
-                      InjectionTally& tally) {
+                      InjectionTally& tally, std::span<const int> tried = errors) {
     RemovalSubject subject(scenario);
     // As long as nothing has changed, one call is much like the other.
     Injection none;
@@ -318,7 +320,7 @@ void injectEverywhere(Scenario scenario, const std::string& mode, bool goesOn, i
     subject.run(mode, [&none](const SystemCall& now) { return none.look(now); });
     const int dense = none.firstChange - 8;
     int offset = 0;
-    for (const int error : errors) {
+    for (const int error : tried) {
         if (goesOn && (error == EINTR || error == shortWrite)) {
             continue;  // a system that always does that is none
         }
@@ -364,11 +366,12 @@ int strideOf(int usual) {
     return 1;
 }
 
-int injectInto(const std::vector<Scenario>& scenarios, bool goesOn, int stride) {
+int injectInto(const std::vector<Scenario>& scenarios, bool goesOn, int stride,
+               std::span<const int> tried = errors) {
     InjectionTally sum;
     for (const Scenario scenario : scenarios) {
         InjectionTally tally;
-        injectEverywhere(scenario, "", goesOn, stride, tally);
+        injectEverywhere(scenario, "", goesOn, stride, tally, tried);
         std::printf("%s: %d errors injected, into %zu kinds of calls, %d went, %d stayed\n", nameOf(scenario),
                     tally.injected, tally.calls.size(), tally.gone, tally.stayed);
         std::fflush(stdout);
@@ -390,6 +393,65 @@ TEST(RemovalInjection, eachErrorAtEachCall_isToldAndLosesNothing) {
 
 TEST(RemovalInjection, callsThatGoOnFailing_areToldAndLoseNothing) {
     EXPECT_TRUE(inPrivateNamespace([] { injectInto(removable, true, strideOf(4)); }));
+}
+
+// What a path tells that is not what it was, and a file system that is like no other.
+constexpr std::array oddErrors = {EXDEV, ELOOP, EAGAIN, ENAMETOOLONG, EPERM, ESTALE};
+
+TEST(RemovalInjection, oddErrors_areToldAndLoseNothing) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        const std::vector<Scenario> scenarios = {Scenario::file, Scenario::volumeTrash, Scenario::duplicate,
+                                                 Scenario::treeForGood};
+        EXPECT_GT(injectInto(scenarios, false, strideOf(4), oddErrors), 0);
+        injectInto(scenarios, true, strideOf(6), oddErrors);
+    }));
+}
+
+// A file system that cannot move without replacing: the new name is taken first, and then replaced.
+
+TEST(RemovalWithoutExclusiveMoves, goesAllTheSame_andLosesNothing) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        for (const int unknown : {EINVAL, ENOSYS}) {
+            for (const Scenario scenario : removableScenarios) {
+                RemovalSubject subject(scenario);
+                Injection none;
+                none.call = -1;
+                const ProgramOutcome program = subject.run("", [unknown](const SystemCall& call) {
+                    return call.isEntry && call.number == SYS_renameat2
+                               ? Verdict{.kind = Verdict::Kind::fail, .value = unknown}
+                               : Verdict{};
+                });
+                EXPECT_EQ(problemOf(subject, none, program), "") << program.output;
+                EXPECT_THAT(program.output, HasSubstr("\ngone "));
+            }
+        }
+    }));
+}
+
+TEST(RemovalWithoutExclusiveMoves, thatFail_leaveTheItemAndNoTakenName) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        for (const int error : {EIO, ENOSPC, EINTR}) {
+            for (const Scenario scenario : removableScenarios) {
+                RemovalSubject subject(scenario);
+                Injection none;
+                none.call = -1;
+                bool hasFailed = false;
+                const ProgramOutcome program = subject.run("", [&](const SystemCall& call) {
+                    if (call.isEntry && call.number == SYS_renameat2) {
+                        return Verdict{.kind = Verdict::Kind::fail, .value = EINVAL};
+                    }
+                    if (call.isEntry && call.number == SYS_renameat && !std::exchange(hasFailed, true)) {
+                        return Verdict{.kind = Verdict::Kind::fail, .value = error};
+                    }
+                    return Verdict{};
+                });
+                EXPECT_TRUE(hasFailed);
+                EXPECT_EQ(problemOf(subject, none, program), "") << program.output;
+                // Interrupted, it is tried again.
+                EXPECT_THAT(program.output, HasSubstr(error == EINTR ? "\ngone " : "\nstays -: "));
+            }
+        }
+    }));
 }
 
 TEST(RemovalInjection, aFolderThatHoldsAMount_staysWhateverFails) {
