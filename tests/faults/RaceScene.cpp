@@ -303,6 +303,7 @@ RaceGate realGate() {
         const auto result =
             gate->deleteItems(asked, [&handled](std::int64_t, std::int64_t) { handled(); }, {});
         std::vector<Told> told;
+        told.reserve(result.operation.items.size());
         for (const CleanupOperation::Item& item : result.operation.items) {
             told.push_back({.isGone = !item.error,
                             .bytes = item.logicalBytes,

@@ -198,6 +198,7 @@ Race exchangedItem(RaceDisk& disk, bool /*permanently*/) {
                                 .otherMayGo = true});
     const int folder = subject->itemFolder();
     std::vector<std::string> others;
+    others.reserve(mostItems);
     for (int item = 0; item < mostItems; ++item) {
         others.push_back(subject->otherName(item));
     }

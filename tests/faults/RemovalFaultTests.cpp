@@ -29,7 +29,6 @@
 namespace larkfold::test {
 namespace {
 
-using testing::Gt;
 using testing::HasSubstr;
 using testing::IsEmpty;
 

@@ -1,7 +1,6 @@
 // Many processes bring things of the same name to the Trash at once: each gets a name of its own, and from
 // its note each can be put back to where it came from.
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,8 +20,6 @@
 
 namespace larkfold::test {
 namespace {
-
-using testing::IsEmpty;
 
 constexpr int processes = 64;
 
@@ -110,6 +107,7 @@ void expectNoneLost() {
         RaceDisk disk;
         const int count = itemsOfEach();
         std::vector<std::vector<std::string>> items;
+        items.reserve(processes);
         for (int process = 0; process < processes; ++process) {
             items.push_back(makeItems(disk, process, count));
         }
@@ -148,6 +146,7 @@ TEST(TrashCrowdControl, lookingForAFreeNameFirst_isFoundOut) {
         disk.folder("home/.local/share/Trash/files");
         disk.folder("home/.local/share/Trash/info");
         std::vector<std::vector<std::string>> items;
+        items.reserve(processes);
         for (int process = 0; process < processes; ++process) {
             items.push_back(makeItems(disk, process, 10));
         }
