@@ -204,6 +204,9 @@ Thoroughness thoroughness() {
     if (asked != nullptr && std::string(asked) == "full") {
         return Thoroughness::full;
     }
+    if (asked != nullptr && std::string(asked) == "brief") {
+        return Thoroughness::brief;
+    }
 #ifdef LARKFOLD_SANITIZED
     return Thoroughness::brief;
 #else
