@@ -156,7 +156,8 @@ public:
     std::string sha256(const std::stop_token& stop) const;
 
     // Whether it had been left alone for a while when it was taken hold of. Only then do its times tell a
-    // change: a system enters the time before it writes the bytes, and its clock may stand still for a moment.
+    // change: a system enters the time before it writes the bytes, and its clock may stand still for a
+    // moment.
     bool hadSettled() const;
 
     // Whether its size, its times and the number of its names are what they were when it was taken hold of,

@@ -24,12 +24,12 @@ VolumeCapacity volumeCapacity(const std::string& path);
 // The label of the volume mounted at `path`; nothing where it has none or it cannot be told.
 std::optional<std::string> volumeName(const std::string& path);
 
-// The mount points of the volumes that hold the items at `paths`, each once, in the order of their bytes. A path at
-// which nothing can be looked at adds nothing.
+// The mount points of the volumes that hold the items at `paths`, each once, in the order of their bytes. A
+// path at which nothing can be looked at adds nothing.
 std::vector<std::string> volumesHolding(const std::vector<std::string>& paths);
 
-// Free bytes that this user may use on the volume mounted at `volume`, and of no other; nothing where the system
-// does not tell.
+// Free bytes that this user may use on the volume mounted at `volume`, and of no other; nothing where the
+// system does not tell.
 std::optional<std::int64_t> freeSpace(const std::string& volume);
 
 // What a scan of the whole disk leaves out on this system besides the fixed prefixes: the mount points of

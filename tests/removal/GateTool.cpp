@@ -2,9 +2,9 @@
 //
 //   larkfold_gate_tool trash|remove ROOT < PATHS
 //
-// PATHS, each ended by a NUL byte, go through the gate in one run, with ROOT as the only allowed root. For each the
-// tool prints, each ended by a NUL byte, its path and what became of it: "trashed", "removed" or "stayed", and where
-// it is in Trash or why it stayed.
+// PATHS, each ended by a NUL byte, go through the gate in one run, with ROOT as the only allowed root. For
+// each the tool prints, each ended by a NUL byte, its path and what became of it: "trashed", "removed" or
+// "stayed", and where it is in Trash or why it stayed.
 #include <cstdio>
 #include <string>
 #include <string_view>

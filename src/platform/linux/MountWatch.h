@@ -16,8 +16,8 @@ class MountWatch {
 public:
     MountWatch();
 
-    // Whether something is mounted strictly below `folder`, covered mounts included. True also where the system
-    // does not tell its mounts.
+    // Whether something is mounted strictly below `folder`, covered mounts included. True also where the
+    // system does not tell its mounts.
     bool hasMountBelow(std::string_view folder);
 
     // Whether `path` lies by its text on a mount behind which somebody may be gone.
