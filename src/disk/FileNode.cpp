@@ -294,8 +294,9 @@ void FileNode::removeFromParents(const std::vector<Pointer>& nodes) {
             node->setOwnPath(node->url());
         }
     }
-    for (const auto& [parent, gone] : ofParent) {
-        std::erase_if(parent->children_, [&](const Pointer& child) { return gone.contains(child.get()); });
+    for (const auto& entry : ofParent) {
+        std::erase_if(entry.first->children_,
+                      [&](const Pointer& child) { return entry.second.contains(child.get()); });
     }
     for (const Pointer& node : nodes) {
         node->setParentNode(nullptr);

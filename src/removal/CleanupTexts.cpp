@@ -103,6 +103,10 @@ std::string itemOutcome(const CleanupOperation::Item& item, bool permanent) {
     return permanent ? "Permanently deleted — no Trash copy" : "";
 }
 
+std::string historyPlace(std::string_view folder) {
+    return "“This Mac” is this computer: the history lies in " + displayText(folder) + ".";
+}
+
 std::string historyUnreadable(std::string_view description) {
     return "History could not be read: " + std::string(description);
 }

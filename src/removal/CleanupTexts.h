@@ -34,6 +34,8 @@ std::string freeSpaceChange(std::optional<std::int64_t> bytes);
 std::string historyLine(const CleanupOperation& operation);
 // What became of an item; empty where there is nothing to tell.
 std::string itemOutcome(const CleanupOperation::Item& item, bool permanent);
+// Beside the words "this Mac": where that is here.
+std::string historyPlace(std::string_view folder);
 std::string historyUnreadable(std::string_view description);
 std::string historyUnreadableHint();
 std::string noLongerInTrash();

@@ -13,6 +13,7 @@
 #include "platform/Error.h"
 #include "platform/FileIdentity.h"
 #include "platform/Path.h"
+#include "platform/StandardFolders.h"
 #include "platform/qt/Desktop.h"
 #include "platform/qt/PathText.h"
 #include "removal/CleanupHistoryStore.h"
@@ -70,6 +71,13 @@ CleanupHistoryModel::CleanupHistoryModel(World world, QObject* parent)
 }
 
 CleanupHistoryModel::~CleanupHistoryModel() = default;
+
+QString CleanupHistoryModel::placeHint() const {
+    const std::string folder(parentPath(world_.store.url()));
+    const std::string home = homeDirectoryForCurrentUser();
+    const bool isInHome = home != "/" && isAtOrBelow(folder, home);
+    return text(cleanup_texts::historyPlace(isInHome ? "~" + folder.substr(home.size()) : folder));
+}
 
 QString CleanupHistoryModel::putBackHelp() {
     return text(cleanup_texts::putBackHelp());

@@ -45,6 +45,8 @@ class CleanupHistoryModel : public QAbstractListModel {
     Q_PROPERTY(bool canClear READ canClear NOTIFY stateChanged)
     Q_PROPERTY(bool clearConfirmation READ clearConfirmation WRITE setClearConfirmation NOTIFY
                    clearConfirmationChanged)
+    // Where the records are kept, in the words of this system.
+    Q_PROPERTY(QString placeHint READ placeHint CONSTANT)
     Q_PROPERTY(QString putBackHelp READ putBackHelp CONSTANT)
     Q_PROPERTY(QString putBackHelpHere READ putBackHelpHere CONSTANT)
 
@@ -86,6 +88,7 @@ public:
     bool canClear() const { return hasOperations() || isUnreadable_; }
     bool clearConfirmation() const { return clearConfirmation_; }
     void setClearConfirmation(bool shown);
+    QString placeHint() const;
     static QString putBackHelp();
     static QString putBackHelpHere();
 

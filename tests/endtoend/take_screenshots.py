@@ -101,15 +101,15 @@ def mark(larkfold, name):
     row.click(modifier="ctrl")
 
 
-def in_three_sizes(larkfold, folder, name, suffix):
-    for size, width, height in (("-small", 900, 600), ("-large", 2560, 1440), ("", 1280, 800)):
+def small_and_usual(larkfold, folder, name, suffix):
+    for size, width, height in (("-small", 900, 600), ("", 1280, 800)):
         larkfold.resize(width, height)
         larkfold.screenshot(folder / f"{name}{size}-{suffix}.png")
 
 
 def cleanup(program, folder, suffix, dark):
     """The way of a removal, and the history with others before it."""
-    with Session(width=2560, height=1440, dark=dark) as session:
+    with Session(dark=dark) as session:
         home = session.home
         files(home / "Projects", {"holiday-2025-master.mov": 149_000_000, "backup-march.tar.xz": 62_000_000,
                                   "atlas/old-build/objects.bin": 31_200_000, "atlas/sources/map.cpp": 4_100_000,
@@ -128,7 +128,7 @@ def cleanup(program, folder, suffix, dark):
             review(larkfold, folder, suffix)
             larkfold.find("View history", role="push button")
             larkfold.move_to(0, 0)
-            in_three_sizes(larkfold, folder, "banner", suffix)
+            small_and_usual(larkfold, folder, "banner", suffix)
             larkfold.find("View history", role="push button").press()
             larkfold.find(contains="succeeded", role="list item")
             larkfold.find("Close", role="push button").press()
@@ -143,7 +143,7 @@ def cleanup(program, folder, suffix, dark):
 def review(larkfold, folder, suffix):
     larkfold.key("Delete")
     larkfold.find("Review cleanup")
-    in_three_sizes(larkfold, folder, "review", suffix)
+    small_and_usual(larkfold, folder, "review", suffix)
     switch = larkfold.find("Permanently delete instead of moving to Trash")
     switch.press()
     larkfold.find("Review permanent deletion…", role="push button").press()
@@ -158,7 +158,7 @@ def review(larkfold, folder, suffix):
 def past_removals(larkfold, folder, suffix):
     larkfold.key("Home", "Left", "Down", "Right")
     larkfold.find(contains="/home/anna/.ssh/known_hosts", role="list item")
-    in_three_sizes(larkfold, folder, "history", suffix)
+    small_and_usual(larkfold, folder, "history", suffix)
     larkfold.find("Locate in Trash", role="push button").press()
     larkfold.find(contains="no longer at its recorded Trash location")
     larkfold.screenshot(folder / f"history-moved-{suffix}.png")

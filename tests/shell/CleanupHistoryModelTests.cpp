@@ -85,6 +85,14 @@ TEST_F(CleanupHistoryModelTest, beforeItIsReadItIsNeitherEmptyNorFull) {
     EXPECT_FALSE(model.canClear());
 }
 
+TEST_F(CleanupHistoryModelTest, itTellsWhereTheRecordsAreKept) {
+    EXPECT_EQ(model.placeHint().toStdString(),
+              "“This Mac” is this computer: the history lies in " + tree.path("Larkfold") + ".");
+    CleanupHistoryStore usual;
+    const Model other({.mainQueue = events.queue(), .notifications = notifications, .store = usual});
+    EXPECT_EQ(other.placeHint(), "“This Mac” is this computer: the history lies in ~/.local/share/Larkfold.");
+}
+
 TEST_F(CleanupHistoryModelTest, anOperationIsOneRowUntilItIsOpened) {
     store.append(
         operation({failed("/home/a/first", "It stayed."), inTrash("/home/a/second", "/trash/second")}));

@@ -52,6 +52,13 @@ T.Control {
             }
             AppLabel {
                 Layout.fillWidth: true
+                text: tab.history.placeHint
+                secondary: true
+                font.pixelSize: Theme.sizeCaption
+                wrapMode: Text.Wrap
+            }
+            AppLabel {
+                Layout.fillWidth: true
                 text: qsTr("Free-space change is measured per volume before and after cleanup. Other apps, APFS snapshots and delayed reclamation can affect it; it is not a guaranteed saving attributable to these files.")
                 secondary: true
                 font.pixelSize: Theme.sizeCaption
