@@ -347,22 +347,11 @@ std::vector<FileNode::Pointer> DiskScannerViewModel::removableNodes() const {
     if (nodes.empty()) {
         return nodes;
     }
-    std::erase_if(nodes, [this](const FileNode::Pointer& node) {
-        return node->isAggregate() || *node == *scanResult_->rootNode;
+    const removal_rules::Judge judge(allowedRemovalRoots());
+    std::erase_if(nodes, [&](const FileNode::Pointer& node) {
+        return node->isAggregate() || *node == *scanResult_->rootNode || !judge.allows(node->url());
     });
-    std::vector<std::string> urls;
-    urls.reserve(nodes.size());
-    for (const FileNode::Pointer& node : nodes) {
-        urls.push_back(node->url());
-    }
-    const std::vector<bool> allowed = removal_rules::Judge(allowedRemovalRoots()).allowsEach(urls);
-    std::vector<FileNode::Pointer> removable;
-    for (std::size_t index = 0; index < nodes.size(); ++index) {
-        if (allowed[index]) {
-            removable.push_back(std::move(nodes[index]));
-        }
-    }
-    return removable;
+    return nodes;
 }
 
 std::vector<CleanupPreviewItem> DiskScannerViewModel::reviewItems() const {

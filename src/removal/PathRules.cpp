@@ -122,26 +122,6 @@ bool Judge::allows(const std::string& url) const {
     return target && allowsResolved(*target);
 }
 
-std::vector<bool> Judge::allowsEach(const std::vector<std::string>& urls) const {
-    // How many are resolved by one question: few enough for the wait that a volume gets to answer.
-    constexpr std::size_t mostAtOnce = 1'024;
-    std::vector<bool> allowed;
-    allowed.reserve(urls.size());
-    if (roots_.empty()) {
-        allowed.resize(urls.size(), false);
-        return allowed;
-    }
-    while (allowed.size() < urls.size()) {
-        const auto first = urls.begin() + static_cast<std::ptrdiff_t>(allowed.size());
-        const std::size_t count = std::min(mostAtOnce, urls.size() - allowed.size());
-        for (const auto& target :
-             pathsWithLinksResolved({first, first + static_cast<std::ptrdiff_t>(count)})) {
-            allowed.push_back(target && allowsResolved(*target));
-        }
-    }
-    return allowed;
-}
-
 bool Judge::allowsResolved(std::string_view target) const {
     // The home folders protect every folder above.
     const auto holdsHome = [target](const std::string& home) { return isAtOrBelow(home, target); };

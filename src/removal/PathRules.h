@@ -22,10 +22,6 @@ public:
     // disk.
     bool allows(const std::string& url) const;
 
-    // The same for many items, in their order; they are looked at together, which costs a small part of
-    // asking for each.
-    std::vector<bool> allowsEach(const std::vector<std::string>& urls) const;
-
     // The same for a path that has no link in it.
     bool allowsResolved(std::string_view target) const;
 
