@@ -347,11 +347,19 @@ std::vector<FileNode::Pointer> DiskScannerViewModel::removableNodes() const {
     if (nodes.empty()) {
         return nodes;
     }
-    const removal_rules::Judge judge(allowedRemovalRoots());
-    std::erase_if(nodes, [&](const FileNode::Pointer& node) {
-        return node->isAggregate() || *node == *scanResult_->rootNode || !judge.allows(node->url());
-    });
-    return nodes;
+    std::vector<std::string> urls;
+    urls.reserve(nodes.size());
+    for (const FileNode::Pointer& node : nodes) {
+        urls.push_back(node->url());
+    }
+    const std::vector<bool> mayGo = removal_rules::Judge(allowedRemovalRoots()).allowEach(urls);
+    std::vector<FileNode::Pointer> removable;
+    for (std::size_t index = 0; index < nodes.size(); ++index) {
+        if (mayGo[index] && !nodes[index]->isAggregate() && *nodes[index] != *scanResult_->rootNode) {
+            removable.push_back(std::move(nodes[index]));
+        }
+    }
+    return removable;
 }
 
 std::vector<CleanupPreviewItem> DiskScannerViewModel::reviewItems() const {

@@ -39,8 +39,8 @@ public:
 
     Reason reason() const { return reason_; }
 
-    // Where the item is now if it had been moved and its old name was taken meanwhile, so that it could not
-    // be put back; empty where it is in its place.
+    // Where the item is now if it had been moved and could not be put back (its old name was taken meanwhile,
+    // say); empty where it is in its place.
     const std::string& restsAt() const { return restsAt_; }
 
     std::string description() const override;

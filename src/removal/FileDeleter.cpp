@@ -51,7 +51,7 @@ std::string FileDeleter::DeletionError::description() const {
             ? "This path is protected or outside the selected folder. Scan again before deleting."
             : "The duplicate or its retained copy changed or is unavailable. Scan for duplicates again.";
     if (!detail_.empty()) {
-        text += " Its old name was taken meanwhile; the item is kept at “" + displayText(detail_) + "”.";
+        text += " It could not be put back in its place; it is kept at “" + displayText(detail_) + "”.";
     }
     return text;
 }

@@ -122,6 +122,24 @@ bool Judge::allows(const std::string& url) const {
     return target && allowsResolved(*target);
 }
 
+std::vector<bool> Judge::allowEach(const std::vector<std::string>& urls) const {
+    std::vector<bool> answers(urls.size(), false);
+    if (roots_.empty()) {
+        return answers;
+    }
+    // In portions: each question waits only so long for an answer, and a cold disk takes its time over many
+    // paths.
+    constexpr std::size_t portion = 1024;
+    for (std::size_t from = 0; from < urls.size(); from += portion) {
+        const auto begin = urls.begin() + static_cast<std::ptrdiff_t>(from);
+        const auto end = begin + static_cast<std::ptrdiff_t>(std::min(portion, urls.size() - from));
+        const auto targets = pathsWithLinksResolved({begin, end});
+        std::transform(targets.begin(), targets.end(), answers.begin() + static_cast<std::ptrdiff_t>(from),
+                       [this](const auto& target) { return target && allowsResolved(*target); });
+    }
+    return answers;
+}
+
 bool Judge::allowsResolved(std::string_view target) const {
     // The home folders protect every folder above.
     const auto holdsHome = [target](const std::string& home) { return isAtOrBelow(home, target); };

@@ -22,6 +22,9 @@ public:
     // disk.
     bool allows(const std::string& url) const;
 
+    // The same for each of many, in their order, for little more than the price of looking at them.
+    std::vector<bool> allowEach(const std::vector<std::string>& urls) const;
+
     // The same for a path that has no link in it.
     bool allowsResolved(std::string_view target) const;
 

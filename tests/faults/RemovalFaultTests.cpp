@@ -524,7 +524,7 @@ TEST(RemovalPutBack, intoATakenName_keepsTheItemInTheTrashAndTellsWhere) {
         EXPECT_THAT(
             report.sentence,
             HasSubstr("The duplicate or its retained copy changed or is unavailable. Scan for duplicates "
-                      "again. Its old name was taken meanwhile; the item is kept at “"));
+                      "again. It could not be put back in its place; it is kept at “"));
     }));
 }
 

@@ -99,7 +99,7 @@ TEST(GateEdge, eachRefusal_tellsWhyAndWhereTheItemRests) {
               "Another item stands at this path now, or it leads somewhere else.");
     EXPECT_EQ(
         Refusal(Refusal::Reason::disproved, {}, "/t/x").description(),
-        "The item or what it was compared with has changed. Its old name was taken meanwhile; the item is "
+        "The item or what it was compared with has changed. It could not be put back in its place; it is "
         "kept at “/t/x”.");
     EXPECT_THAT(Refusal(Refusal::Reason::noTrash, "“/v” is full.").description(),
                 HasSubstr("stays where it is. “/v” is full."));

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <random>
@@ -38,6 +39,28 @@ protected:
 private:
     std::string oldHome_;
 };
+
+TEST_F(IsSafeTest, manyAtOnce_areJudgedAsOneByOne) {
+    tree.file("users/ada/.ssh/id", "key");
+    tree.file("users/ada/x", "x");
+    tree.link("users/ada/way", tree.path("users/ada/.ssh"));
+    const std::vector<std::string> urls = {joinedPath(home, "x"), joinedPath(home, "way/id"), home,
+                                           joinedPath(home, ".ssh/id"), joinedPath(home, "missing")};
+    const Judge judge({home});
+    std::vector<bool> oneByOne;
+    for (const std::string& url : urls) {
+        oneByOne.push_back(isSafe(url, {home}));
+    }
+    EXPECT_EQ(judge.allowEach(urls), oneByOne);
+    EXPECT_THAT(oneByOne, ElementsAre(true, false, false, false, true));
+    EXPECT_THAT(Judge({}).allowEach(urls), testing::Each(false));
+    // More than one question's worth.
+    std::vector<std::string> many(3000, joinedPath(home, ".ssh/id"));
+    many[2999] = joinedPath(home, "x");
+    const std::vector<bool> answers = judge.allowEach(many);
+    EXPECT_EQ(std::count(answers.begin(), answers.end(), true), 1);
+    EXPECT_TRUE(answers[2999]);
+}
 
 TEST_F(IsSafeTest, whatLiesStrictlyBelowARootIsSafe) {
     tree.file("root/a/file");

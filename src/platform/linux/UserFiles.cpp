@@ -131,7 +131,7 @@ std::string Refusal::description() const {
         text += " " + detail_;
     }
     if (!restsAt_.empty()) {
-        text += " Its old name was taken meanwhile; the item is kept at “" + displayText(restsAt_) + "”.";
+        text += " It could not be put back in its place; it is kept at “" + displayText(restsAt_) + "”.";
     }
     return text;
 }
@@ -480,6 +480,12 @@ struct HeldItem::Impl {
             const int code = errno;
             removeName(parent.get(), holder, AT_REMOVEDIR);
             fail(Operation::remove, code, realPath);
+        }
+        // Where everybody may write, another user could have exchanged it. On some file systems everything
+        // belongs to the one who mounted them, the item too.
+        const Place holderPlace = placeOrThrow(folder.get(), holderPath);
+        if (holderPlace.owner != ::geteuid() && holderPlace.owner != place.owner) {
+            throw Refusal(Reason::unsafePath);
         }
         // 2. The item goes there.
         const int moved = path_descriptors::moveWithoutReplacing(parent.get(), name, folder.get(), name,
