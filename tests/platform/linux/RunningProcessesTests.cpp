@@ -140,7 +140,7 @@ TEST_F(RunningProcessesTest, foldersThatManyUse_sayNothing) {
     entry("two", "Name=Two\nExec=" + tree.path("shared/two") + "\n");
     process(10, tree.path("usr/bin/ls"));
     process(11, tree.path("home/Downloads/other"));
-    process(12, tree.path("home/work/other"));
+    process(12, tree.path("home/jobs/other"));
     process(13, tree.path("shared/three"));
     EXPECT_THAT(applications(), IsEmpty());
 }

@@ -1,0 +1,116 @@
+#include "platform/linux/PathDescriptors.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+
+#include "platform/OwnFiles.h"
+#include "platform/linux/FolderRemoval.h"
+#include "support/TemporaryTree.h"
+
+namespace larkfold::path_descriptors {
+namespace {
+
+using test::contentOf;
+using test::TemporaryTree;
+
+constexpr int place = O_PATH | O_DIRECTORY;
+
+FileDescriptor folderAt(const std::string& path) {
+    return FileDescriptor(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+TEST(OpenBelow, followsNoLink_andLeadsNowhereElse) {
+    TemporaryTree tree;
+    tree.file("inside/folder/x");
+    tree.link("inside/way", "folder");
+    tree.link("inside/out", "/");
+    const FileDescriptor inside = folderAt(tree.path("inside"));
+    EXPECT_TRUE(openBelow(inside.get(), "folder", place));
+    EXPECT_TRUE(openBelow(inside.get(), "", place));
+    for (const auto& [path, code] :
+         {std::pair("way", ELOOP), std::pair("way/x", ELOOP), std::pair("out/usr", ELOOP),
+          std::pair("../inside", EXDEV), std::pair("/", EXDEV), std::pair("gone", ENOENT),
+          std::pair("folder/x", ENOTDIR)}) {
+        EXPECT_FALSE(openBelow(inside.get(), path, place)) << path;
+        EXPECT_EQ(errno, code) << path;
+    }
+    EXPECT_TRUE(openWithoutLinks("/", place));
+    EXPECT_TRUE(openWithoutLinks(tree.path("inside/folder"), place));
+    EXPECT_FALSE(openWithoutLinks(tree.path("inside/way"), place));
+}
+
+TEST(OpenBelow, reachesWhatLiesDeeperThanTheSystemTakesPaths) {
+    TemporaryTree tree;
+    const std::string name(200, 'n');
+    FileDescriptor at = folderAt(tree.root());
+    std::string path;
+    for (int level = 0; level < 50; ++level) {
+        ASSERT_EQ(mkdirat(at.get(), name.c_str(), 0700), 0);
+        at = FileDescriptor(openat(at.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        path += (level == 0 ? "" : "/") + name;
+    }
+    const FileDescriptor root = folderAt(tree.root());
+    const FileDescriptor deep = openBelow(root.get(), path, place);
+    ASSERT_TRUE(deep);
+    EXPECT_EQ(placeOf(deep.get())->identity, placeOf(at.get())->identity);
+    EXPECT_EQ(currentPath(deep.get()), std::nullopt);  // too long to be told
+    EXPECT_FALSE(openBelow(root.get(), "gone/" + path, place));
+    EXPECT_EQ(errno, ENOENT);
+}
+
+TEST(PlaceOf, tellsWhatAnItemIs_andNothingOfNone) {
+    TemporaryTree tree;
+    const FileDescriptor file(open(tree.file("x", "12345").c_str(), O_RDONLY | O_CLOEXEC));
+    const auto told = placeOf(file.get());
+    ASSERT_TRUE(told);
+    EXPECT_EQ(told->size, 5);
+    EXPECT_EQ(told->links, 1U);
+    EXPECT_TRUE(S_ISREG(told->mode));
+    EXPECT_FALSE(told->isMountPoint);
+    EXPECT_EQ(placeOf(-1), std::nullopt);
+    EXPECT_EQ(currentPath(-1), std::nullopt);
+    EXPECT_EQ(currentPath(file.get()), tree.path("x"));
+    EXPECT_FALSE(openAgain(-1, O_RDONLY));
+}
+
+TEST(MoveWithoutReplacing, movesOntoNothingOnly) {
+    TemporaryTree tree;
+    tree.file("x", "mine");
+    tree.file("taken", "theirs");
+    tree.link("dangling", "nowhere");
+    tree.folder("folder");
+    const FileDescriptor root = folderAt(tree.root());
+    const auto move = [&](const char* from, const char* to, bool isDirectory) {
+        return moveWithoutReplacing(root.get(), from, root.get(), to, isDirectory);
+    };
+    EXPECT_EQ(move("x", "taken", false), EEXIST);
+    EXPECT_EQ(move("x", "dangling", false), EEXIST);
+    EXPECT_EQ(move("x", "folder", false), EEXIST);
+    EXPECT_EQ(move("gone", "new", false), ENOENT);
+    EXPECT_EQ(contentOf(tree.path("taken")), "theirs");
+    EXPECT_EQ(move("x", "new", false), 0);
+    EXPECT_EQ(contentOf(tree.path("new")), "mine");
+    // Into itself: what was to take the name's place for the time being is gone again.
+    EXPECT_EQ(move("folder", "folder/inside", true), EINVAL);
+    EXPECT_FALSE(own_files::exists(tree.path("folder/inside")));
+}
+
+TEST(RemoveFolderWithContents, tellsWhatIsNotThere) {
+    TemporaryTree tree;
+    tree.file("file", "x");
+    tree.link("link", tree.folder("precious"));
+    const FileDescriptor root = folderAt(tree.root());
+    EXPECT_EQ(removeFolderWithContents(root.get(), "gone"), ENOENT);
+    EXPECT_EQ(removeFolderWithContents(root.get(), "file"), ENOTDIR);
+    EXPECT_EQ(removeFolderWithContents(root.get(), "link"), ELOOP);
+    EXPECT_TRUE(own_files::exists(tree.path("precious")));
+    EXPECT_EQ(contentOf(tree.path("file")), "x");
+}
+
+}  // namespace
+}  // namespace larkfold::path_descriptors
