@@ -63,14 +63,24 @@ bool isSameItem(const Place& left, const Place& right) {
            (left.mode & S_IFMT) == (right.mode & S_IFMT);
 }
 
-void writeAll(int descriptor, std::string_view bytes, const std::string& path) {
+// Who has a full disk needs to know that there is a way that needs no room.
+[[noreturn]] void failNote(Operation operation, int code, const std::string& path) {
+    if (code == ENOSPC || code == EDQUOT) {
+        throw Refusal(
+            Reason::noTrash,
+            "The disk is full, and Trash keeps a note of each item; permanent deletion needs no room.");
+    }
+    throw SystemError(operation, code, path);
+}
+
+void writeNoteText(int descriptor, std::string_view bytes, const std::string& path) {
     while (!bytes.empty()) {
         const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
         if (written < 0 && errno == EINTR) {
             continue;
         }
         if (written <= 0) {
-            throw SystemError(Operation::write, written < 0 ? errno : ENOSPC, path);
+            failNote(Operation::write, written < 0 ? errno : ENOSPC, path);
         }
         bytes.remove_prefix(static_cast<std::size_t>(written));
     }
@@ -380,8 +390,7 @@ struct HeldItem::Impl {
                 continue;
             }
             if (noted != 0) {
-                throw SystemError(Operation::create, noted,
-                                  joinedPath(joinedPath(folder.path, "info"), note));
+                failNote(Operation::create, noted, joinedPath(joinedPath(folder.path, "info"), note));
             }
             // 2. The item. Something may lie there without a note.
             const int moved = path_descriptors::moveWithoutReplacing(parent.get(), name, folder.files.get(),
@@ -449,12 +458,12 @@ struct HeldItem::Impl {
         }
         const std::string path = joinedPath(joinedPath(folder.path, "info"), note);
         try {
-            writeAll(descriptor.get(), trash::noteFor(folder, realPath, seconds), path);
+            writeNoteText(descriptor.get(), trash::noteFor(folder, realPath, seconds), path);
             if (const int problem = sync(descriptor.get())) {
-                throw SystemError(Operation::sync, problem, path);
+                failNote(Operation::sync, problem, path);
             }
             if (!descriptor.close()) {
-                throw SystemError(Operation::write, errno, path);
+                failNote(Operation::write, errno, path);
             }
         } catch (...) {
             removeName(folder.info.get(), note);
@@ -465,50 +474,81 @@ struct HeldItem::Impl {
 
     // --- For good.
 
-    void removePermanently(const StillProved& stillProved) {
-        const auto membership =
-            trash::membershipOf(realPath, session->homeTrash, session->mounts.mountPoint(place.mount));
-        const std::string holder = ".larkfold-removing-" + UUID::make().text();
-        const std::string holderPath = joinedPath(std::string(parentPath(realPath)), holder);
-        // 1. A folder beside it that nobody else knows.
-        if (::mkdirat(parent.get(), holder.c_str(), 0700) != 0) {
-            throw SystemError(Operation::remove, errno, realPath);
-        }
-        const FileDescriptor folder =
-            path_descriptors::openBelow(parent.get(), holder, O_RDONLY | O_DIRECTORY, false);
-        if (!folder) {
+    // Where an item is while it is compared for the last time: in a folder of its own beside its place, that
+    // nobody but the user may enter. On a disk too full for one more folder, by a name that nobody knows in
+    // its own folder: who has filled a disk must be able to remove.
+    struct Holder {
+        FileDescriptor folder;
+        std::string item;      // its name there
+        std::string itemPath;  // told to the user where it has to stay there
+        std::string made;      // the folder's name beside the item's place; empty where none was made
+    };
+
+    Holder makeHolder() const {
+        const std::string fresh = ".larkfold-removing-" + UUID::make().text();
+        const std::string freshPath = joinedPath(std::string(parentPath(realPath)), fresh);
+        if (::mkdirat(parent.get(), fresh.c_str(), 0700) != 0) {
             const int code = errno;
-            removeName(parent.get(), holder, AT_REMOVEDIR);
+            if (code != ENOSPC && code != EDQUOT) {
+                throw SystemError(Operation::remove, code, realPath);
+            }
+            Holder holder{FileDescriptor(::fcntl(parent.get(), F_DUPFD_CLOEXEC, 0)), fresh, freshPath, {}};
+            if (!holder.folder) {
+                throw SystemError(Operation::remove, errno, realPath);
+            }
+            return holder;
+        }
+        Holder holder{path_descriptors::openBelow(parent.get(), fresh, O_RDONLY | O_DIRECTORY, false), name,
+                      joinedPath(freshPath, name), fresh};
+        if (!holder.folder) {
+            const int code = errno;
+            discard(holder);
             fail(Operation::remove, code, realPath);
         }
         // Where everybody may write, another user could have exchanged it. On some file systems everything
         // belongs to the one who mounted them, the item too.
-        const Place holderPlace = placeOrThrow(folder.get(), holderPath);
-        if (holderPlace.owner != ::geteuid() && holderPlace.owner != place.owner) {
+        const auto made = path_descriptors::placeOf(holder.folder.get());
+        if (!made || (made->owner != ::geteuid() && made->owner != place.owner)) {
+            discard(holder);
             throw Refusal(Reason::unsafePath);
         }
+        return holder;
+    }
+
+    void discard(const Holder& holder) const {
+        if (!holder.made.empty()) {
+            removeName(parent.get(), holder.made, AT_REMOVEDIR);
+        }
+    }
+
+    void removePermanently(const StillProved& stillProved) {
+        const auto membership =
+            trash::membershipOf(realPath, session->homeTrash, session->mounts.mountPoint(place.mount));
+        // 1. A place that nobody else knows.
+        const Holder holder = makeHolder();
+        const int folder = holder.folder.get();
         // 2. The item goes there.
-        const int moved = path_descriptors::moveWithoutReplacing(parent.get(), name, folder.get(), name,
+        const int moved = path_descriptors::moveWithoutReplacing(parent.get(), name, folder, holder.item,
                                                                  values.isDirectory);
         if (moved != 0) {
-            removeName(parent.get(), holder, AT_REMOVEDIR);
+            discard(holder);
             if (moved == EBUSY || moved == EXDEV) {
                 throw Refusal(Reason::unsafePath);
             }
             throw SystemError(Operation::remove, moved, realPath);
         }
         const auto takeBack = [&] {
-            if (!putBack(folder.get(), name)) {
-                return joinedPath(holderPath, name);
+            if (!putBack(folder, holder.item)) {
+                return holder.itemPath;
             }
-            removeName(parent.get(), holder, AT_REMOVEDIR);
+            discard(holder);
             return std::string();
         };
         // 3. What arrived.
         Reason reason;
         bool isFine;
         try {
-            reason = reasonToPutBack(folder.get(), name, stillProved, joinedPath(holderPath, name), isFine);
+            reason = reasonToPutBack(folder, holder.item, stillProved, holder.itemPath, isFine);
         } catch (...) {
             if (const std::string restsAt = takeBack(); !restsAt.empty()) {
                 throw Refusal(Reason::disproved, {}, restsAt);
@@ -519,8 +559,8 @@ struct HeldItem::Impl {
             throw Refusal(reason, {}, takeBack());
         }
         // 4. Gone. Once begun it is finished: half a folder is of use to nobody.
-        const int problem =
-            values.isDirectory ? removeFolderWithContents(folder.get(), name) : unlinkItem(folder.get());
+        const int problem = values.isDirectory ? removeFolderWithContents(folder, holder.item)
+                                               : unlinkItem(folder, holder.item);
         if (problem != 0) {
             const std::string restsAt = takeBack();
             if (problem == ELOOP || problem == EXDEV || !restsAt.empty()) {
@@ -529,16 +569,16 @@ struct HeldItem::Impl {
             }
             throw SystemError(Operation::remove, problem, realPath);
         }
-        removeName(parent.get(), holder, AT_REMOVEDIR);
+        discard(holder);
         if (membership.isItem) {
             removeNoteBesideFiles();
         }
     }
 
-    int unlinkItem(int folder) const {
+    static int unlinkItem(int folder, const std::string& item) {
         int result;
         do {
-            result = ::unlinkat(folder, name.c_str(), 0);
+            result = ::unlinkat(folder, item.c_str(), 0);
         } while (result != 0 && errno == EINTR);
         return result == 0 ? 0 : errno;
     }
