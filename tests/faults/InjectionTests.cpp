@@ -249,6 +249,7 @@ std::uint64_t stride() {
 TEST(Injection, eachErrorAtEachCall_givesATypedErrorOrATrueScan) {
     const QuickFolder quick;
     std::uint64_t injected = 0;
+    std::uint64_t scannedWithErrors = 0;
     const unsigned seeds = thoroughness() == Thoroughness::full ? 5 : 1;
     for (unsigned seed = 0; seed < seeds; ++seed) {
         for (const Before before : {Before::index, Before::indexWithJournal}) {
@@ -262,11 +263,17 @@ TEST(Injection, eachErrorAtEachCall_givesATypedErrorOrATrueScan) {
                 ADD_FAILURE() << nameOf(before) << ", " << violation;
             }
             EXPECT_GT(tally.scanned, 0U);
-            EXPECT_GT(tally.scannedWithErrors, 0U);
             EXPECT_GT(tally.refused, 0U);
+            // Few of the calls lead to that; where calls are left out, those of one tree may all be among
+            // them.
+            if (thoroughness() != Thoroughness::brief) {
+                EXPECT_GT(tally.scannedWithErrors, 0U);
+            }
+            scannedWithErrors += tally.scannedWithErrors;
             injected += tally.injected;
         }
     }
+    EXPECT_GT(scannedWithErrors, 0U);
     std::printf("%llu errors injected\n", static_cast<unsigned long long>(injected));
     RecordProperty("injectedErrors", std::to_string(injected));
     if (thoroughness() != Thoroughness::brief) {

@@ -58,8 +58,11 @@ void tell(const char* race, const RaceFigures& figures) {
 void expectUnharmed(const RaceFigures& figures) {
     EXPECT_THAT(figures.violations, IsEmpty());
     EXPECT_GT(figures.interleaved, figures.attempts / 20);
-    EXPECT_GT(figures.gone, 0U);
     EXPECT_GT(figures.stayed, 0U);
+    // A sanitizer makes the gate so slow that somebody may come in between each time.
+    if (thoroughness() != Thoroughness::brief) {
+        EXPECT_GT(figures.gone, 0U);
+    }
 }
 
 // A race: what is raced for, and who disturbs.

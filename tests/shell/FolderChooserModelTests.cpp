@@ -396,6 +396,8 @@ public:
     FolderListing list(const std::stop_token& stop, const std::function<void(std::size_t)>& report) {
         report(12'345);
         std::unique_lock lock(mutex_);
+        isAsked_ = true;
+        changed_.notify_all();
         changed_.wait(lock, stop, [this] { return isReady_; });
         if (stop.stop_requested()) {
             wasStopped_ = true;
@@ -409,6 +411,11 @@ public:
         isReady_ = true;
         changed_.notify_all();
     }
+    // Whether somebody waits for the answer, at last.
+    bool isAsked() {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, std::chrono::seconds(60), [this] { return isAsked_; });
+    }
     bool wasStopped() {
         std::unique_lock lock(mutex_);
         return changed_.wait_for(lock, std::chrono::seconds(60), [this] { return wasStopped_; });
@@ -417,6 +424,7 @@ public:
 private:
     std::mutex mutex_;
     std::condition_variable_any changed_;
+    bool isAsked_ = false;
     bool isReady_ = false;
     bool wasStopped_ = false;
 };
@@ -478,6 +486,7 @@ TEST_F(SlowFolderTest, aTypedPathThatDoesNotAnswerKeepsTheListAndCanBeGivenUp) {
     model_->submitPath();
     EXPECT_TRUE(model_->isLookingUp());
     EXPECT_EQ(rows(), QStringList{"a"});
+    ASSERT_TRUE(slow_.isAsked());  // what has not begun need not be stopped
     model_->cancelTypingPath();
     EXPECT_TRUE(slow_.wasStopped());
     EXPECT_FALSE(model_->isLookingUp());
