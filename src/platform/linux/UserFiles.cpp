@@ -298,25 +298,41 @@ struct HeldItem::Impl {
 
     // --- Moving, and looking at what was moved.
 
-    // Whether what stands at `name` of `folder` is the held item, with nothing mounted in it, and what was
-    // proved of it holds.
-    Reason reasonToPutBack(int folder, const std::string& arrivedName, const StillProved& stillProved,
-                           const std::string& usualPath, bool& isFine) const {
-        isFine = false;
+    // Whether what stands at `arrivedName` of `folder` is the held item, with nothing mounted in it.
+    bool isHeldItem(int folder, const std::string& arrivedName, const std::string& usualPath) const {
         const FileDescriptor arrived(::openat(folder, arrivedName.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
         const auto arrivedPlace = arrived ? path_descriptors::placeOf(arrived.get()) : std::nullopt;
         if (!arrivedPlace || !isSameItem(*arrivedPlace, place) || arrivedPlace->isMountPoint) {
-            return Reason::unsafePath;
+            return false;
         }
-        if (values.isDirectory) {
-            // A path that is too long for the system to tell is taken to be what it has to be.
-            const std::string path = path_descriptors::currentPath(arrived.get()).value_or(usualPath);
-            if (session->mounts.hasMountBelow(path)) {
-                return Reason::unsafePath;
+        if (!values.isDirectory) {
+            return true;
+        }
+        // A path that is too long for the system to tell is taken to be what it has to be.
+        return !session->mounts.hasMountBelow(
+            path_descriptors::currentPath(arrived.get()).value_or(usualPath));
+    }
+
+    // Throws unless what arrived is the held item and what was proved of it holds. Before that `takeBack`
+    // puts it back, and tells where it rests if it could not, else nothing.
+    template <typename TakeBack>
+    void verifyArrived(int folder, const std::string& arrivedName, const std::string& usualPath,
+                       const StillProved& stillProved, const TakeBack& takeBack) const {
+        Reason reason = Reason::unsafePath;
+        try {
+            if (isHeldItem(folder, arrivedName, usualPath)) {
+                if (!stillProved || stillProved()) {
+                    return;
+                }
+                reason = Reason::disproved;
             }
+        } catch (...) {
+            if (const std::string restsAt = takeBack(); !restsAt.empty()) {
+                throw Refusal(Reason::disproved, {}, restsAt);
+            }
+            throw;
         }
-        isFine = !stillProved || stillProved();
-        return Reason::disproved;
+        throw Refusal(reason, {}, takeBack());
     }
 
     // Puts back what had been moved to `movedName` of `folder`. False where its old name is taken or the
@@ -428,20 +444,7 @@ struct HeldItem::Impl {
             removeName(folder.info.get(), note);
             return std::string();
         };
-        Reason reason;
-        bool isFine;
-        try {
-            reason =
-                reasonToPutBack(folder.files.get(), trashed, stillProved, folder.pathOf(trashed), isFine);
-        } catch (...) {
-            if (const std::string restsAt = takeBack(); !restsAt.empty()) {
-                throw Refusal(Reason::disproved, {}, restsAt);
-            }
-            throw;
-        }
-        if (!isFine) {
-            throw Refusal(reason, {}, takeBack());
-        }
+        verifyArrived(folder.files.get(), trashed, folder.pathOf(trashed), stillProved, takeBack);
     }
 
     // Writes the note durably: an item without its note could not be put back by anybody. Tells 0, or EEXIST
@@ -545,19 +548,7 @@ struct HeldItem::Impl {
             return std::string();
         };
         // 3. What arrived.
-        Reason reason;
-        bool isFine;
-        try {
-            reason = reasonToPutBack(folder, holder.item, stillProved, holder.itemPath, isFine);
-        } catch (...) {
-            if (const std::string restsAt = takeBack(); !restsAt.empty()) {
-                throw Refusal(Reason::disproved, {}, restsAt);
-            }
-            throw;
-        }
-        if (!isFine) {
-            throw Refusal(reason, {}, takeBack());
-        }
+        verifyArrived(folder, holder.item, holder.itemPath, stillProved, takeBack);
         // 4. Gone. Once begun it is finished: half a folder is of use to nobody.
         const int problem = values.isDirectory ? removeFolderWithContents(folder, holder.item)
                                                : unlinkItem(folder, holder.item);
