@@ -8,6 +8,8 @@ option(LARKFOLD_BENCHMARKS "Build the benchmark programs" ON)
 option(LARKFOLD_FUZZ "Build the search for bytes that a reader of a stored format does not bear (Clang only)" OFF)
 option(LARKFOLD_WARNINGS_AS_ERRORS "Treat warnings as errors" ON)
 set(LARKFOLD_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them: address,undefined or thread")
+set(LARKFOLD_UPDATE_FEED "" CACHE STRING "The https address of the feed of releases; without one there are no checks")
+set(LARKFOLD_UPDATE_KEY "" CACHE STRING "The public key of whoever signs that feed, as scripts/sign-feed prints it")
 
 set(CMAKE_CXX_STANDARD 23)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -59,10 +61,27 @@ endif()
 function(larkfold_quiet_generated_code target)
   get_target_property(sources ${target} SOURCES)
   foreach(source IN LISTS sources)
-    if(source MATCHES "^${CMAKE_BINARY_DIR}/.*\\.cpp$")
+    if(source MATCHES "^${CMAKE_BINARY_DIR}/.*\\.cpp$" AND NOT source MATCHES "_qml\\.cpp$")
       set_source_files_properties("${source}" PROPERTIES COMPILE_OPTIONS "-w")
     endif()
   endforeach()
+endfunction()
+
+# larkfold_gather_views(TARGET): compiles a dozen views' byte code at once. Each is an array below the same headers, which
+# take most of its time to compile. Call it in the target's folder.
+function(larkfold_gather_views target)
+  get_target_property(sources ${target} SOURCES)
+  list(FILTER sources INCLUDE REGEX "_qml\\.cpp$")
+  set(number 0)
+  foreach(source IN LISTS sources)
+    math(EXPR group "${number} / 12")
+    math(EXPR number "${number} + 1")
+    # A source with options of its own would stay alone.
+    set_source_files_properties("${source}" PROPERTIES UNITY_GROUP "views-${group}")
+  endforeach()
+  set_target_properties(${target} PROPERTIES
+    UNITY_BUILD ON UNITY_BUILD_MODE GROUP
+    UNITY_BUILD_CODE_BEFORE_INCLUDE "#pragma GCC diagnostic ignored \"-Wshadow\"")
 endfunction()
 
 # larkfold_library(NAME SOURCES ... PUBLIC ... PRIVATE ...): one folder's one floor.
@@ -87,6 +106,14 @@ function(larkfold_test name)
   set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
   if(ARG_SERIAL)
     set_tests_properties(${name} PROPERTIES RUN_SERIAL TRUE)
+  endif()
+endfunction()
+
+# larkfold_not_under_thread_sanitizer(TEST...): neither built nor run there. Call it in the tests' folder.
+function(larkfold_not_under_thread_sanitizer)
+  if(LARKFOLD_SANITIZE MATCHES "thread")
+    set_target_properties(${ARGV} PROPERTIES EXCLUDE_FROM_ALL TRUE)
+    set_tests_properties(${ARGV} PROPERTIES DISABLED TRUE)
   endif()
 endfunction()
 

@@ -52,13 +52,19 @@ system_error thread tuple type_traits typeindex typeinfo unordered_map unordered
 # Who may use the operations that create, replace or remove the program's own files, and which of them.
 
 OWN_FILES_CALLERS = {
-    "src/disk/DiskScanner.cpp": {"exists", "removeFile", "replaceFile"},
+    "src/disk/DiskScanner.cpp": {"exists", "FolderLock", "removeFile", "replaceFile"},
+    "src/disk/DiskScannerViewModel.cpp": {"exists"},
+    "src/disk/IndexRefresh.cpp": {"removeFile"},
+    "src/disk/SavedScanLoader.cpp": {"exists", "FolderLock", "removeFile", "syncFolder"},
     "src/disk/ScanIndexDatabase.cpp": {"createFolders", "setPermissions"},
     "src/removal/CleanupHistoryStore.cpp": {"createFolders", "exists", "FileLock", "readFile", "setPermissions", "writeFile"},
 }
 
 # Who may use the operations that take something of the user's away: the gate, and nothing beside it.
 USER_FILES_CALLERS = {"src/removal/FileDeleter.cpp"}
+
+# Who may open a connection: what the user is told about privacy rests on this list.
+NETWORK_USERS = {"src/shell/UpdateFetcher.h", "src/shell/UpdateFetcher.cpp"}
 
 # Headers that are named after their subject although they declare types as well.
 SUBJECT_HEADERS = {
@@ -70,6 +76,7 @@ SUBJECT_HEADERS = {
     "src/removal/PathRules.h",
     "src/platform/Volumes.h",
     "src/shell/ForeignTypes.h",
+    "src/shell/PrivacyTexts.h",
 }
 
 # ---------------------------------------------------------------------------------------------------------------------
@@ -129,8 +136,13 @@ def is_system_part(path):
     return re.match(r"src/platform/(linux|macos)/", path) is not None
 
 
+# Drivers by what they do: the window observes them, and they have no page of their own.
+DRIVERS_BY_ANOTHER_NAME = {"src/disk/ScanHistoryManager"}
+
+
 def is_driver(path):
-    return PurePosixPath(path).stem.endswith("ViewModel")
+    stem = PurePosixPath(path).with_suffix("")
+    return stem.name.endswith("ViewModel") or str(stem) in DRIVERS_BY_ANOTHER_NAME
 
 
 def floor_of(path):
@@ -275,6 +287,18 @@ def user_files_rule(path, text, callers=USER_FILES_CALLERS):
     uses = re.search(r"\buser_files\b", code_of(text)) or any(
         header == "platform/UserFiles.h" for _, header, _ in includes_of(text))
     return [f"{path}: takes the user's files away beside the gate"] if uses else []
+
+
+_NETWORK_HEADER = re.compile(
+    r"^(QtNetwork\b.*|QNetwork\w*|Q(Abstract|Tcp|Udp|Ssl|Local|Sctp|Web)(Socket|Server)\w*|QHost(Info|Address)|QDns\w*|QHttp\w*"
+    r"|netdb\.h|netinet/.*|arpa/.*|curl/.*|openssl/(ssl|bio)\.h)$")
+
+
+def network_rule(path, text, users=NETWORK_USERS):
+    if path in users:
+        return []
+    return [f"{path}:{number}: <{header}>: only the check for updates uses the network"
+            for number, header, _ in includes_of(text) if _NETWORK_HEADER.match(header)]
 
 
 def stale_callers(sources, callers=OWN_FILES_CALLERS):

@@ -56,6 +56,10 @@ class Sources(unittest.TestCase):
     def test_theUsersFilesAreTakenAwayByTheGateAlone(self):
         self.over(CXX, rules.user_files_rule)
 
+    def test_onlyTheCheckForUpdatesUsesTheNetwork(self):
+        self.over(CXX, rules.network_rule)
+        self.assertEqual(sorted(rules.NETWORK_USERS - CXX.keys()), [])
+
     def test_filesAreNamedAfterTheirType(self):
         self.over(CXX, lambda path, text: rules.naming_rule(path, text, CXX.keys()))
 
@@ -136,6 +140,15 @@ class NegativeControls(unittest.TestCase):
     def test_includesInCommentsDoNotCount(self):
         self.assertEqual(rules.include_rules("src/disk/A.cpp", "// #include <unistd.h>\n/* \n#include <fcntl.h>\n*/",
                                              self.headers), [])
+
+    def test_networkIsReported(self):
+        for header in ["QNetworkAccessManager", "QtNetwork/QTcpSocket", "QSslSocket", "QLocalSocket", "QHostInfo", "netdb.h",
+                       "netinet/in.h", "openssl/ssl.h"]:
+            with self.subTest(header=header):
+                text = f"#include <{header}>"
+                self.assertEqual(len(rules.network_rule("src/shell/A.cpp", text)), 1)
+                self.assertEqual(rules.network_rule("src/shell/UpdateFetcher.cpp", text), [])
+        self.assertEqual(rules.network_rule("src/shell/A.cpp", "#include <QObject>\n#include <openssl/evp.h>"), [])
 
     def test_threadsAndLocksAreReported(self):
         for code in ["std::jthread worker;", "std::mutex m;", "std::lock_guard lock(m);", "auto f = std::async(g);",
