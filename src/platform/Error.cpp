@@ -86,6 +86,10 @@ std::string reason(Operation operation, int code) {
             return "too many files are open. Close other programs and try again.";
         case ENOMEM:
             return "the system is out of memory.";
+        case EAGAIN:
+            return operation == Operation::launch
+                       ? "the system cannot run more at once. Close other programs and try again."
+                       : "it is not available at the moment. Try again.";
         case ETIMEDOUT:
             return "the disk did not answer in time. Check the connection and try again.";
         case ESTALE:
@@ -135,11 +139,12 @@ SystemError::SystemError(Operation operation, int code, std::string path)
     : operation_(operation), code_(code), path_(std::move(path)) {}
 
 std::string SystemError::description() const {
-    const std::string subject = path_.empty() ? std::string("The item") : "“" + displayText(path_) + "”";
+    const std::string nameless = operation_ == Operation::launch ? "The work" : "The item";
+    const std::string subject = path_.empty() ? nameless : "“" + displayText(path_) + "”";
     std::string text = attempt(operation_, subject) + ": " + reason(operation_, code_);
-    if (path_.empty() && text.starts_with("The ") && !text.starts_with("The item")) {
-        // "The item" stands inside the sentence here.
-        const std::size_t at = text.find("The item");
+    if (path_.empty() && !text.starts_with(nameless)) {
+        // It stands inside the sentence here.
+        const std::size_t at = text.find(nameless);
         text.replace(at, 3, "the");
     }
     return text;

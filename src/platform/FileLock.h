@@ -30,4 +30,21 @@ private:
     std::unique_ptr<Impl> impl_;
 };
 
+// A lock on a folder of this program's own, for changing which files stand in it, or one that lies there, as
+// one step. It leaves no file behind, except on file systems that cannot lock a folder: there it is one of a
+// file named ".lock" in it. Otherwise as above.
+class FolderLock {
+public:
+    // Waits until the lock is held. Throws SystemError where the folder is not there or cannot be locked, and
+    // where another holder did not release it in time.
+    explicit FolderLock(const std::string& folder, std::chrono::milliseconds wait = FileLock::longestWait);
+    ~FolderLock();
+    FolderLock(const FolderLock&) = delete;
+    FolderLock& operator=(const FolderLock&) = delete;
+
+private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
 }  // namespace larkfold::own_files

@@ -27,6 +27,9 @@ void removeFile(const std::string& path);
 // the target is the whole old file or the whole new one.
 void replaceFile(const std::string& replacement, const std::string& target);
 
+// Makes sure that the names in the folder are on the disk as they are now.
+void syncFolder(const std::string& folder);
+
 // Gives the file (or whatever stands there) the name `place` in the same folder, which must be free: nothing
 // is replaced.
 void moveAside(const std::string& path, const std::string& place);
@@ -35,6 +38,11 @@ void moveAside(const std::string& path, const std::string& place);
 // `replaceFile`. Makes the folder where it is missing. On failure the temporary is gone and the old content
 // stands.
 void writeFile(const std::string& path, std::string_view bytes);
+
+// The same in a folder that is there, for what can be made anew at any time: whoever reads it finds the whole
+// old or the whole new content, but nothing is waited for until it is on the disk, so a machine that fails
+// may leave anything.
+void writeCache(const std::string& path, std::string_view bytes);
 
 // The whole content. Throws where it cannot be read or is larger than `limit` bytes.
 std::string readFile(const std::string& path, std::size_t limit);

@@ -84,6 +84,13 @@ bool isAtOrBelow(std::string_view path, std::string_view folder) {
     return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
 }
 
+std::optional<std::string_view> relativePath(std::string_view path, std::string_view folder) {
+    if (path == folder || !isAtOrBelow(path, folder)) {
+        return std::nullopt;
+    }
+    return path.substr(folder == "/" ? 1 : folder.size() + 1);
+}
+
 std::string displayText(std::string_view bytes) {
     std::string text;
     text.reserve(bytes.size());

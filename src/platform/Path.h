@@ -5,6 +5,7 @@
 // here touches the disk. Free functions, safe from any thread.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -29,6 +30,10 @@ std::string_view pathExtension(std::string_view path);
 
 // True where `path` lies strictly below `folder` or equals it. Both standardized.
 bool isAtOrBelow(std::string_view path, std::string_view folder);
+
+// What `path` is relative to `folder`; nothing where it does not lie strictly below it. Both standardized.
+// Valid as long as the path.
+std::optional<std::string_view> relativePath(std::string_view path, std::string_view folder);
 
 // The bytes as text for a person: valid UTF-8, each byte that is not decodable as U+FFFD and each control
 // character as its picture (U+2400 block), so that a name with a line break stays one line.

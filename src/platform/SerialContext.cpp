@@ -1,12 +1,15 @@
 #include "platform/SerialContext.h"
 
 #include <atomic>
+#include <cerrno>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <optional>
+#include <system_error>
 #include <thread>
 
+#include "platform/Error.h"
 #include "platform/ThreadName.h"
 
 namespace larkfold {
@@ -99,13 +102,25 @@ struct SerialContext::Impl {
         }
     }
 
-    void perform(Entry& entry) {
+    // False where the system has no thread to give.
+    bool hasThread() {
+        if (!thread.joinable()) {
+            try {
+                thread = std::thread([this] { work(); });
+            } catch (const std::system_error&) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    void perform(Entry& entry, std::exception_ptr refusal = nullptr) {
         if (!isWanted(entry.state)) {
             // Never begun: what it captured goes where it came from.
             mainQueue.post([job = std::move(entry.job)] {});
             return;
         }
-        std::function<void()> delivery = entry.job(entry.stop.get_token());
+        std::function<void()> delivery = entry.job(entry.stop.get_token(), std::move(refusal));
         // Posted whether or not it is still wanted: the main thread decides, and destroys it.
         mainQueue.post([state = std::move(entry.state), delivery = std::move(delivery)] {
             if (isWanted(state)) {
@@ -139,14 +154,17 @@ SerialContext::~SerialContext() {
 
 Run SerialContext::enqueue(Job job) {
     auto state = std::make_shared<Run::State>();
+    Impl::Entry entry{std::move(job), state, state->stop};
+    if (!impl_->hasThread()) {
+        impl_->perform(entry,
+                       std::make_exception_ptr(SystemError(SystemError::Operation::launch, EAGAIN, "")));
+        return Run(std::move(state));
+    }
     {
         const std::lock_guard lock(impl_->mutex);
-        impl_->waiting.push_back({std::move(job), state, state->stop});
+        impl_->waiting.push_back(std::move(entry));
     }
     impl_->changed.notify_one();
-    if (!impl_->thread.joinable()) {
-        impl_->thread = std::thread([impl = impl_.get()] { impl->work(); });
-    }
     return Run(std::move(state));
 }
 

@@ -17,7 +17,8 @@
 // there in the order of their posting, so a report made by the work arrives before its outcome.
 //
 // What the work captured is destroyed on the context's thread, what the functions of the main thread captured
-// on the main thread; nothing of it under a lock.
+// on the main thread; nothing of it under a lock. Where the system gives no thread, the work does not begin
+// and its outcome is a `SystemError` of `launch`; the next work asks for one anew.
 //
 // A context may be destroyed from the main thread only. The destructor asks the running work to stop, drops
 // what waits, and joins the thread; work therefore has to look at its token, and never waits for the main
@@ -91,8 +92,10 @@ public:
     // Runs `work(stop)` here, then `deliver(outcome)` on the main thread. Main thread only.
     template <typename T>
     [[nodiscard]] Run run(std::function<T(std::stop_token)> work, std::function<void(Outcome<T>)> deliver) {
-        return enqueue([work = std::move(work), deliver = std::move(deliver)](std::stop_token stop) mutable {
-            auto outcome = std::make_shared<Outcome<T>>(attempt<T>(work, std::move(stop)));
+        return enqueue([work = std::move(work), deliver = std::move(deliver)](
+                           std::stop_token stop, std::exception_ptr refusal) mutable {
+            auto outcome = std::make_shared<Outcome<T>>(refusal ? Outcome<T>(std::move(refusal))
+                                                                : attempt<T>(work, std::move(stop)));
             work = nullptr;
             return std::function<void()>([deliver = std::move(deliver), outcome = std::move(outcome)] {
                 deliver(std::move(*outcome));
@@ -110,8 +113,9 @@ private:
         }
     }
 
-    // A job runs once, on the context's thread, and returns what is to be done on the main thread.
-    using Job = std::function<std::function<void()>(std::stop_token)>;
+    // A job runs once, on the context's thread, and returns what is to be done on the main thread. With a
+    // refusal it does not do its work: that is its outcome.
+    using Job = std::function<std::function<void()>(std::stop_token, std::exception_ptr refusal)>;
     Run enqueue(Job job);
 
     struct Impl;

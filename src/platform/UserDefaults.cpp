@@ -1,15 +1,13 @@
 #include "platform/UserDefaults.h"
 
-#include <nlohmann/json.hpp>
-
 #include <cerrno>
-#include <limits>
 
 #include "platform/Base64.h"
 #include "platform/Error.h"
 #include "platform/OwnFiles.h"
 #include "platform/Path.h"
 #include "platform/StandardFolders.h"
+#include "platform/StoredJson.h"
 #include "platform/UTF8.h"
 
 namespace larkfold {
@@ -22,20 +20,6 @@ constexpr std::size_t largestFile = 64u << 20;
 constexpr int deepestNesting = 100;
 // So many damaged files are kept beside each other before saving fails: somebody should have looked by then.
 constexpr int mostDamagedFiles = 100;
-
-// The object in the text; nothing where it is damaged.
-std::optional<nlohmann::json> parsedObject(const std::string& text) {
-    bool isTooDeep = false;
-    const auto limitDepth = [&](int depth, nlohmann::json::parse_event_t, nlohmann::json&) {
-        isTooDeep = isTooDeep || depth > deepestNesting;
-        return !isTooDeep;
-    };
-    nlohmann::json object = nlohmann::json::parse(text, limitDepth, false);
-    if (isTooDeep || !object.is_object()) {
-        return std::nullopt;
-    }
-    return object;
-}
 
 }  // namespace
 
@@ -50,7 +34,8 @@ struct UserDefaults::Impl {
             if (!own_files::exists(file)) {
                 return;
             }
-            if (auto object = parsedObject(own_files::readFile(file, largestFile))) {
+            auto object = stored_json::parsed(own_files::readFile(file, largestFile), deepestNesting);
+            if (object && object->is_object()) {
                 values = std::move(*object);
                 return;
             }
@@ -115,14 +100,7 @@ std::optional<bool> UserDefaults::boolForKey(std::string_view key) const {
 
 std::optional<std::int64_t> UserDefaults::integerForKey(std::string_view key) const {
     const nlohmann::json* value = impl_->find(key);
-    if (value == nullptr || !value->is_number_integer()) {
-        return std::nullopt;
-    }
-    if (value->is_number_unsigned() &&
-        value->get<std::uint64_t>() > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
-        return std::nullopt;
-    }
-    return value->get<std::int64_t>();
+    return value != nullptr ? stored_json::integerOf(*value) : std::nullopt;
 }
 
 std::optional<std::string> UserDefaults::stringForKey(std::string_view key) const {

@@ -117,7 +117,7 @@ public:
     std::string sha256(const std::stop_token& stop) const;
 
     // Of everything in it, links not followed. Nothing of it is known where a part could not be read or
-    // `stop` was requested.
+    // `stop` was requested before all was.
     Measure measure(const std::stop_token& stop) const;
 
     // Moves it into the Trash of its volume and tells its path there. `measure`: as measured, for the Trash's
@@ -141,7 +141,7 @@ private:
 class HeldKeeper {
 public:
     // Takes hold of what stands at `path`, not following a link there. Throws SystemError.
-    static HeldKeeper hold(const std::string& path);
+    static HeldKeeper hold(Session& session, const std::string& path);
 
     HeldKeeper(HeldKeeper&&) noexcept;
     HeldKeeper& operator=(HeldKeeper&&) noexcept;

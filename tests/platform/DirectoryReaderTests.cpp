@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
 #include <functional>
 #include <random>
 #include <set>
@@ -18,12 +17,14 @@
 #include <vector>
 
 #include "platform/Path.h"
+#include "support/OpenDescriptors.h"
 #include "support/TemporaryTree.h"
 #include "support/UnprivilegedUser.h"
 
 namespace larkfold {
 namespace {
 
+using test::openDescriptors;
 using test::TemporaryTree;
 using Kind = DirectoryEntry::Kind;
 
@@ -85,14 +86,6 @@ Walked walk(DirectoryReader& reader, const std::string& root,
 Walked walk(const std::string& root, DirectoryReaderOptions options) {
     DirectoryReader reader(root, std::move(options), {});
     return walk(reader, root);
-}
-
-std::size_t openDescriptors() {
-    std::size_t count = 0;
-    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-        ++count;
-    }
-    return count;
 }
 
 // A chain of folders "d", each in the one before, made by descriptor since no path is long enough. With
@@ -369,7 +362,7 @@ TEST(DirectoryReader, fewDescriptorsLeftAreEnough) {
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
     for (const bool ahead : {false, true}) {
         struct rlimit few = before;
-        few.rlim_cur = openDescriptors() + 12;
+        few.rlim_cur = openDescriptors() + 13;
         ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
         const Walked walked = walk(tree.root(), readingAhead(ahead));
         ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
@@ -384,7 +377,7 @@ TEST(DirectoryReader, listingsLeftEarlyLeaveNothingBehind) {
             tree.file(std::to_string(i) + "/" + std::to_string(j) + "/file");
         }
     }
-    const std::size_t before = openDescriptors();
+    const test::DescriptorBalance descriptors;
     for (int round = 0; round < 50; ++round) {
         DirectoryReader reader(tree.root(), readingAhead(true), {});
         const auto root = reader.openRoot();
@@ -393,7 +386,7 @@ TEST(DirectoryReader, listingsLeftEarlyLeaveNothingBehind) {
             EXPECT_EQ(child->entries().size(), 30u);
         }
     }
-    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(descriptors.after(), descriptors.before());
 }
 
 TEST(DirectoryReader, aStopEndsTheWalkWithACancellation) {

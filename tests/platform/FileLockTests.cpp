@@ -124,5 +124,30 @@ TEST(FileLock, withoutItsFolder_failsWithASentence) {
     }
 }
 
+TEST(FolderLock, holdsUntilItGoes_andLeavesNothingBehind) {
+    TemporaryTree tree;
+    {
+        const own_files::FolderLock lock(tree.root());
+        try {
+            const own_files::FolderLock second(tree.root(), 0ms);
+            FAIL() << "it was held twice";
+        } catch (const SystemError& error) {
+            EXPECT_EQ(error.code(), EBUSY);
+        }
+        const FileLock other(tree.path("store.json"), 0ms);  // another lock altogether
+        tree.file("may-be-made-meanwhile");
+    }
+    const own_files::FolderLock again(tree.root(), 0ms);
+    struct stat values{};
+    EXPECT_NE(stat(tree.path(".lock").c_str(), &values), 0);
+}
+
+TEST(FolderLock, withoutItsFolder_fails) {
+    TemporaryTree tree;
+    EXPECT_THROW(own_files::FolderLock(tree.path("missing")), SystemError);
+    tree.file("file");
+    EXPECT_THROW(own_files::FolderLock(tree.path("file")), SystemError);
+}
+
 }  // namespace
 }  // namespace larkfold::test

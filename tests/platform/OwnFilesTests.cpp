@@ -184,5 +184,17 @@ TEST(OwnFilesTest, lackOfPermissionIsToldAsSuch) {
     }));
 }
 
+TEST(OwnFiles, aCacheIsReplacedAsAWhole_andLeavesNoTemporary) {
+    TemporaryTree tree;
+    own_files::writeCache(tree.path("cache"), "first");
+    own_files::writeCache(tree.path("cache"), "second");
+    EXPECT_EQ(contentOf(tree.path("cache")), "second");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(tree.root()), {}), 1);
+    EXPECT_THROW(own_files::writeCache(tree.path("missing/cache"), "x"), SystemError);
+    tree.folder("taken");
+    EXPECT_THROW(own_files::writeCache(tree.path("taken"), "x"), SystemError);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(tree.root()), {}), 2);
+}
+
 }  // namespace
 }  // namespace larkfold

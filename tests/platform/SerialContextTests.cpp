@@ -12,7 +12,9 @@
 
 #include "platform/CoalescedReports.h"
 #include "platform/Error.h"
+#include "support/NoThreads.h"
 #include "support/TestMainLoop.h"
+#include "support/UnprivilegedUser.h"
 
 namespace larkfold {
 namespace {
@@ -95,6 +97,41 @@ TEST_F(SerialContextTest, deliversWhatTheWorkThrewWithItsType) {
             EXPECT_THROW(outcome.get(), SystemError);
         });
     EXPECT_TRUE(loop.runUntil([&] { return isDone; }));
+}
+
+TEST(SerialContextWithoutAThread, tellsWhyTheWorkDidNotBegin) {
+    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string&) {
+        test::TestMainLoop loop;
+        SerialContext context(loop.queue(), "test");
+        test::allowNoMoreThreads();
+        bool hasBegun = false;
+        std::string told;
+        const auto begin = [&] {
+            return context.run<int>(
+                [&](std::stop_token) {
+                    hasBegun = true;
+                    return 1;
+                },
+                [&](Outcome<int> outcome) {
+                    try {
+                        outcome.get();
+                    } catch (const SystemError& error) {
+                        told += error.description() + "\n";
+                    }
+                });
+        };
+        {
+            const Handle dropped = begin();
+        }
+        const Handle run = begin();
+        EXPECT_TRUE(told.empty()) << "told before the main thread was asked";
+        ASSERT_TRUE(loop.runUntil([&] { return !told.empty(); }));
+        EXPECT_EQ(
+            told,
+            "The work could not be started: the system cannot run more at once. Close other programs and "
+            "try again.\n");
+        EXPECT_FALSE(hasBegun);
+    }));
 }
 
 TEST_F(SerialContextTest, runsOneAtATimeInTheOrderOfArrival) {

@@ -6,13 +6,11 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <nlohmann/json.hpp>
 #include <optional>
 
-#include "platform/Base64.h"
 #include "platform/Error.h"
 #include "platform/Path.h"
-#include "platform/UTF8.h"
+#include "platform/StoredJson.h"
 #include "platform/linux/ExpendableCall.h"
 #include "platform/linux/FileDescriptor.h"
 
@@ -27,6 +25,7 @@ namespace {
 constexpr std::int64_t formatVersion = 1;
 // No bookmark comes near it: the path is limited by the disk's own formats.
 constexpr std::size_t largestBookmark = 1 << 20;
+constexpr int deepestNesting = 8;
 
 class BookmarkError final : public Error {
 public:
@@ -98,31 +97,19 @@ std::optional<Bookmark> parsed(const std::string& bytes) {
     if (bytes.size() > largestBookmark) {
         return std::nullopt;
     }
-    bool isTooDeep = false;
-    const auto limitDepth = [&](int depth, nlohmann::json::parse_event_t, nlohmann::json&) {
-        isTooDeep = isTooDeep || depth > 8;
-        return !isTooDeep;
-    };
-    const nlohmann::json object = nlohmann::json::parse(bytes, limitDepth, false);
-    if (isTooDeep || !object.is_object()) {
+    const auto value = stored_json::parsed(bytes, deepestNesting);
+    if (!value || !value->is_object()) {
         return std::nullopt;
     }
+    const nlohmann::json& object = *value;
     const auto version = unsignedAt(object, "version");
     const auto volume = unsignedAt(object, "volume");
     const auto file = unsignedAt(object, "file");
-    const auto path = object.find("path");
-    if (version != formatVersion || !volume || !file || path == object.end() || !path->is_string()) {
+    const auto path = stored_json::bytesAt(object, "path");
+    if (version != formatVersion || !volume || !file || !path) {
         return std::nullopt;
     }
-    Bookmark bookmark{.path = path->get<std::string>(), .identity = {.volume = *volume, .file = *file}};
-    if (const auto raw = object.find("pathBytes"); raw != object.end()) {
-        const auto decoded =
-            raw->is_string() ? base64Decoded(raw->get_ref<const std::string&>()) : std::nullopt;
-        if (!decoded) {
-            return std::nullopt;
-        }
-        bookmark.path = *decoded;
-    }
+    Bookmark bookmark{.path = *path, .identity = {.volume = *volume, .file = *file}};
     if (const auto madeAt = object.find("madeAt"); madeAt != object.end()) {
         if (!madeAt->is_number_integer()) {
             return std::nullopt;
@@ -143,10 +130,7 @@ std::string makeBookmark(const std::string& path) {
     const FolderIdentity identity = askedIdentity(standardized);
     nlohmann::ordered_json object;
     object["version"] = formatVersion;
-    object["path"] = utf8::repaired(standardized);
-    if (!utf8::isValid(standardized)) {
-        object["pathBytes"] = base64Encoded(standardized);
-    }
+    stored_json::addBytes(object, "path", standardized);
     object["volume"] = identity.volume;
     object["file"] = identity.file;
     if (identity.madeAt) {

@@ -37,7 +37,9 @@
 #include "platform/Path.h"
 #include "platform/linux/ExpendableCall.h"
 #include "platform/linux/FileDescriptor.h"
+#include "platform/linux/KernelEntry.h"
 #include "platform/linux/MountTable.h"
+#include "platform/linux/SpecialPlace.h"
 
 namespace larkfold {
 
@@ -47,49 +49,6 @@ constexpr std::size_t maximumOpenDescriptors = 128;
 constexpr std::size_t longestPiece = 4000;  // bytes of a path that one call is given; the system takes 4,095
 constexpr std::size_t weightOfFolder = 8;   // entries that a folder counts for in the window beside its own
 constexpr int readFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
-
-// Places below the root that need care, as a tree by name: most folders have none, and then cost nothing.
-struct SpecialPlace {
-    bool isExcluded = false;
-    bool mayFailToAnswer = false;  // a mount that a dead server or program may stand behind
-    bool hasGivenUp = false;  // it did not answer: nothing on it is asked again (the walk's own knowledge)
-    std::map<std::string, std::unique_ptr<SpecialPlace>, std::less<>> below;
-
-    SpecialPlace& at(std::string_view relative) {
-        SpecialPlace* place = this;
-        while (!relative.empty()) {
-            const auto slash = relative.find('/');
-            const std::string_view name = relative.substr(0, slash);
-            relative = slash == std::string_view::npos ? std::string_view{} : relative.substr(slash + 1);
-            if (name.empty()) {
-                continue;
-            }
-            auto& next = place->below[std::string(name)];
-            if (!next) {
-                next = std::make_unique<SpecialPlace>();
-            }
-            place = next.get();
-        }
-        return *place;
-    }
-};
-
-// What `path` is relative to `folder`, where it lies below it.
-std::optional<std::string_view> relativePath(std::string_view path, std::string_view folder) {
-    if (path == folder || !isAtOrBelow(path, folder)) {
-        return std::nullopt;
-    }
-    return path.substr(folder == "/" ? 1 : folder.size() + 1);
-}
-
-// One record of getdents64, as the kernel lays it out.
-struct KernelEntry {
-    std::uint64_t inode;
-    std::int64_t offset;
-    std::uint16_t length;
-    std::uint8_t type;
-    __extension__ char name[];  // as many bytes as `length` leaves, NUL-terminated
-};
 
 FileDescriptor openFolder(int parent, const char* name, int moreFlags) {
     int fd = -1;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <optional>
 #include <thread>
 
 #include "platform/Error.h"
@@ -24,7 +25,35 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds shortestPause{1};
 constexpr std::chrono::milliseconds longestPause{16};
 
+FileDescriptor openPlace(const std::string& place, int flags) {
+    int descriptor;
+    do {
+        descriptor = ::open(place.c_str(), flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, 0600);
+    } while (descriptor < 0 && errno == EINTR);
+    return FileDescriptor(descriptor);
+}
+
+// Tells 0, EBUSY when the time was over, or another errno. Asked again and again rather than waited for in
+// the kernel: that wait has no end of its own.
+int lock(int descriptor, std::chrono::milliseconds wait) {
+    const auto end = Clock::now() + wait;
+    auto pause = shortestPause;
+    while (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK && errno != EINTR) {
+            return errno;
+        }
+        if (Clock::now() >= end) {
+            return EBUSY;
+        }
+        std::this_thread::sleep_for(pause);
+        pause = std::min(pause * 2, longestPause);
+    }
+    return 0;
+}
+
 }  // namespace
+
+// Closing releases: no other descriptor stands for the same opening.
 
 struct FileLock::Impl {
     FileDescriptor descriptor;
@@ -36,31 +65,36 @@ FileLock::FileLock(const std::string& file, std::chrono::milliseconds wait)
     const std::string place = file + ".lock";
     // For writing, although nothing is written: network file systems grant an exclusive lock only then. Not
     // blocking: a pipe may stand there.
-    int descriptor;
-    do {
-        descriptor =
-            ::open(place.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, 0600);
-    } while (descriptor < 0 && errno == EINTR);
-    if (descriptor < 0) {
+    impl_->descriptor = openPlace(place, O_RDWR | O_CREAT);
+    if (!impl_->descriptor) {
         throw SystemError(Operation::create, errno, place);
     }
-    impl_->descriptor.reset(descriptor);
-    // Asked again and again rather than waited for in the kernel: that wait has no end of its own.
-    const auto end = Clock::now() + wait;
-    auto pause = shortestPause;
-    while (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-        if (errno != EWOULDBLOCK && errno != EINTR) {
-            throw SystemError(Operation::open, errno, place);
-        }
-        if (Clock::now() >= end) {
-            throw SystemError(Operation::open, EBUSY, file);
-        }
-        std::this_thread::sleep_for(pause);
-        pause = std::min(pause * 2, longestPause);
+    if (const int problem = lock(impl_->descriptor.get(), wait); problem != 0) {
+        throw SystemError(Operation::open, problem, problem == EBUSY ? file : place);
     }
 }
 
-// Closing releases: no other descriptor stands for this opening.
 FileLock::~FileLock() = default;
+
+struct FolderLock::Impl {
+    FileDescriptor descriptor;
+    std::optional<FileLock> file;
+};
+
+FolderLock::FolderLock(const std::string& folder, std::chrono::milliseconds wait)
+    : impl_(std::make_unique<Impl>()) {
+    impl_->descriptor = openPlace(folder, O_RDONLY | O_DIRECTORY);
+    if (!impl_->descriptor) {
+        throw SystemError(SystemError::Operation::open, errno, folder);
+    }
+    const int problem = lock(impl_->descriptor.get(), wait);
+    if (problem == EBADF || problem == EOPNOTSUPP || problem == ENOLCK) {
+        impl_->file.emplace(folder + "/", wait);
+    } else if (problem != 0) {
+        throw SystemError(SystemError::Operation::open, problem, folder);
+    }
+}
+
+FolderLock::~FolderLock() = default;
 
 }  // namespace larkfold::own_files

@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "platform/FileIdentity.h"
+#include "platform/linux/KernelEntry.h"
 #include "platform/linux/PathDescriptors.h"
 
 #ifndef __linux__
@@ -39,15 +40,6 @@ constexpr std::size_t mostOpenLevels = 64;
 // of it for good.
 constexpr int mostReadings = 16;
 constexpr int readFlags = O_RDONLY | O_DIRECTORY | O_NONBLOCK;
-
-// One record of getdents64, as the kernel lays it out.
-struct KernelEntry {
-    std::uint64_t inode;
-    std::int64_t offset;
-    std::uint16_t length;
-    std::uint8_t type;
-    __extension__ char name[];  // as many bytes as `length` leaves, NUL-terminated
-};
 
 struct Level {
     FileDescriptor descriptor;
@@ -206,7 +198,7 @@ private:
     // Lets the owner of a folder read, write and search it. False where that changes nothing or is refused.
     static bool addOwnersRights(int folder) {
         const auto place = path_descriptors::placeOf(folder);
-        if (!place || !S_ISDIR(place->mode) || (place->mode & S_IRWXU) == S_IRWXU) {
+        if (!place || (place->mode & S_IRWXU) == S_IRWXU) {
             return false;
         }
         return ::chmod(path_descriptors::pathThrough(folder).c_str(), (place->mode & 07777U) | S_IRWXU) == 0;

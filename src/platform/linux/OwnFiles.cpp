@@ -46,15 +46,6 @@ FileDescriptor open(const std::string& path, int flags, Operation operation, uns
     return descriptor;
 }
 
-// Makes the names in a folder durable.
-void syncFolder(const std::string& folder) {
-    const FileDescriptor descriptor = open(folder, O_RDONLY | O_DIRECTORY, Operation::sync);
-    // EINVAL: this kind of file system has no such operation for folders. There is nothing that could fail.
-    if (uninterrupted([&] { return ::fsync(descriptor.get()); }) != 0 && errno != EINVAL) {
-        fail(Operation::sync, folder);
-    }
-}
-
 void writeAll(int descriptor, std::string_view bytes, const std::string& path) {
     while (!bytes.empty()) {
         const ssize_t written =
@@ -86,6 +77,24 @@ public:
 private:
     std::string path_;
 };
+
+// The bytes in a new file in the folder of `path`, under a name of its own.
+std::string writeTemporary(const std::string& folder, std::string_view bytes, const std::string& path) {
+    const std::string temporary = joinedPath(folder, ".larkfold-" + UUID::make().text());
+    FileDescriptor descriptor =
+        open(temporary, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, Operation::create, 0600);
+    TemporaryFile guard(temporary);
+    // The process's mask may have taken bits away.
+    if (uninterrupted([&] { return ::fchmod(descriptor.get(), 0600); }) != 0) {
+        fail(Operation::permissions, path);
+    }
+    writeAll(descriptor.get(), bytes, path);
+    if (!descriptor.close() && errno != EINTR) {
+        fail(Operation::write, path);
+    }
+    guard.keep();
+    return temporary;
+}
 
 }  // namespace
 
@@ -159,6 +168,14 @@ void replaceFile(const std::string& replacement, const std::string& target) {
     syncFolder(std::string(parentPath(standardizedPath(target))));
 }
 
+void syncFolder(const std::string& folder) {
+    const FileDescriptor descriptor = open(folder, O_RDONLY | O_DIRECTORY, Operation::sync);
+    // EINVAL: this kind of file system has no such operation for folders. There is nothing that could fail.
+    if (uninterrupted([&] { return ::fsync(descriptor.get()); }) != 0 && errno != EINVAL) {
+        fail(Operation::sync, folder);
+    }
+}
+
 void moveAside(const std::string& path, const std::string& place) {
     if (::renameat2(AT_FDCWD, path.c_str(), AT_FDCWD, place.c_str(), RENAME_NOREPLACE) != 0) {
         fail(Operation::replace, place);
@@ -169,19 +186,19 @@ void moveAside(const std::string& path, const std::string& place) {
 void writeFile(const std::string& path, std::string_view bytes) {
     const std::string folder(parentPath(standardizedPath(path)));
     createFolders(folder);
-    const std::string temporary = joinedPath(folder, ".larkfold-" + UUID::make().text());
-    FileDescriptor descriptor =
-        open(temporary, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, Operation::create, 0600);
+    const std::string temporary = writeTemporary(folder, bytes, path);
     TemporaryFile guard(temporary);
-    // The process's mask may have taken bits away.
-    if (uninterrupted([&] { return ::fchmod(descriptor.get(), 0600); }) != 0) {
-        fail(Operation::permissions, path);
-    }
-    writeAll(descriptor.get(), bytes, path);
-    if (!descriptor.close() && errno != EINTR) {
-        fail(Operation::write, path);
-    }
     replaceFile(temporary, path);
+    guard.keep();
+}
+
+void writeCache(const std::string& path, std::string_view bytes) {
+    const std::string temporary =
+        writeTemporary(std::string(parentPath(standardizedPath(path))), bytes, path);
+    TemporaryFile guard(temporary);
+    if (::rename(temporary.c_str(), path.c_str()) != 0) {
+        fail(Operation::replace, path);
+    }
     guard.keep();
 }
 

@@ -7,6 +7,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
@@ -42,9 +43,11 @@ FileDescriptor openPiece(int folder, const char* path, int flags, unsigned resol
 }
 
 int renameWithoutReplacing(int fromFolder, const char* fromName, int toFolder, const char* toName) {
-    int result;
+    long result;
     do {
-        result = ::renameat2(fromFolder, fromName, toFolder, toName, RENAME_NOREPLACE);
+        // Not by the library's own function, which tells a call that the kernel does not know as another
+        // error.
+        result = ::syscall(SYS_renameat2, fromFolder, fromName, toFolder, toName, RENAME_NOREPLACE);
     } while (result != 0 && errno == EINTR);
     return result == 0 ? 0 : errno;
 }
@@ -98,11 +101,8 @@ std::optional<Place> placeOf(int descriptor) {
         .links = values.stx_nlink,
         .size = static_cast<std::int64_t>(values.stx_size),
         .allocated = static_cast<std::int64_t>(values.stx_blocks) * 512,
-        .modifiedSeconds = values.stx_mtime.tv_sec,
-        .modifiedNanoseconds = values.stx_mtime.tv_nsec,
-        .changedSeconds = values.stx_ctime.tv_sec,
-        .changedNanoseconds = values.stx_ctime.tv_nsec,
-        .isMountPoint = (values.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0,
+        .modified = {values.stx_mtime.tv_sec, values.stx_mtime.tv_nsec},
+        .changed = {values.stx_ctime.tv_sec, values.stx_ctime.tv_nsec},
     };
 }
 
@@ -130,11 +130,7 @@ FileDescriptor openWithoutLinks(const std::string& path, int flags) {
     if (!root) {
         return {};
     }
-    return openBelow(
-        root.get(),
-        path.substr(path.find_first_not_of('/') == std::string::npos ? path.size()
-                                                                     : path.find_first_not_of('/')),
-        flags);
+    return openBelow(root.get(), path.substr(std::min(path.find_first_not_of('/'), path.size())), flags);
 }
 
 FileDescriptor openAgain(int descriptor, int flags) {
@@ -150,9 +146,10 @@ std::string pathThrough(int descriptor) {
 }
 
 std::optional<std::string> currentPath(int descriptor) {
+    // The system tells no path that would fill this, and refuses instead of cutting it short.
     std::array<char, PATH_MAX> path;
     const ssize_t length = ::readlink(pathThrough(descriptor).c_str(), path.data(), path.size());
-    if (length <= 0 || static_cast<std::size_t>(length) >= path.size()) {
+    if (length <= 0) {
         return std::nullopt;
     }
     return std::string(path.data(), static_cast<std::size_t>(length));

@@ -11,6 +11,14 @@
 
 namespace larkfold::path_descriptors {
 
+// A moment as a file system keeps it.
+struct Timestamp {
+    std::int64_t seconds = 0;
+    std::uint32_t nanoseconds = 0;
+
+    bool operator==(const Timestamp&) const = default;
+};
+
 // What a place is, as its own descriptor or its name tells. `mount` is the number that /proc/self/mountinfo
 // uses.
 struct Place {
@@ -21,11 +29,8 @@ struct Place {
     std::uint64_t links = 0;
     std::int64_t size = 0;
     std::int64_t allocated = 0;
-    std::int64_t modifiedSeconds = 0;
-    std::uint32_t modifiedNanoseconds = 0;
-    std::int64_t changedSeconds = 0;
-    std::uint32_t changedNanoseconds = 0;
-    bool isMountPoint = false;
+    Timestamp modified;
+    Timestamp changed;
 };
 
 // Of what `descriptor` stands for. Nothing, with errno set, where the system does not tell.

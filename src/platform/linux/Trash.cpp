@@ -11,6 +11,7 @@
 #include <ctime>
 #include <map>
 
+#include "platform/Digits.h"
 #include "platform/Error.h"
 #include "platform/OwnFiles.h"
 #include "platform/Path.h"
@@ -163,10 +164,6 @@ void addOwnTrash(Choice& choice, const std::string& top, int topDescriptor, std:
     add(choice, path, top, std::move(folder), mount);
 }
 
-bool isNumber(std::string_view text) {
-    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
 // Where the Trash folder at the beginning of `relative` (below the top of its volume) ends; 0 where there is
 // none.
 std::size_t endOfVolumeTrash(std::string_view relative) {
@@ -179,7 +176,7 @@ std::size_t endOfVolumeTrash(std::string_view relative) {
         return 0;
     }
     const std::size_t end = std::min(relative.find('/', begin), relative.size());
-    return isNumber(relative.substr(begin, end - begin)) ? end : 0;
+    return isDigitsOnly(relative.substr(begin, end - begin)) ? end : 0;
 }
 
 Membership membershipBelow(std::string_view path, std::string_view trash) {
@@ -354,7 +351,8 @@ void noteSizes(const FileDescriptor& trash, const std::vector<FolderSize>& sizes
         for (const auto& [name, line] : rows) {
             text += line + "\n";
         }
-        own_files::writeFile(table, text);
+        // A cache that its readers compare with the info files' times and that anybody may make anew.
+        own_files::writeCache(table, text);
     } catch (const Error&) {
         // The sizes can be measured at any time.
     }

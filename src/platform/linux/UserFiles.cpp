@@ -9,12 +9,14 @@
 #include <ctime>
 #include <map>
 #include <random>
+#include <tuple>
 #include <utility>
 
 #include "platform/DirectoryReader.h"
 #include "platform/LinkResolution.h"
 #include "platform/Path.h"
 #include "platform/UUID.h"
+#include "platform/linux/ExpendableCall.h"
 #include "platform/linux/FileDescriptor.h"
 #include "platform/linux/FileSHA256.h"
 #include "platform/linux/FolderRemoval.h"
@@ -57,10 +59,13 @@ Place placeOrThrow(int descriptor, const std::string& path) {
     return *place;
 }
 
-// Whether both are the same item of the same kind, on the same mount.
+// Whether both are the same item of the same kind, on the same mount: so it is not one that shows the same
+// item a second time, either.
 bool isSameItem(const Place& left, const Place& right) {
-    return left.identity == right.identity && left.mount == right.mount &&
-           (left.mode & S_IFMT) == (right.mode & S_IFMT);
+    const auto keyOf = [](const Place& place) {
+        return std::tuple(place.identity, place.mount, place.mode & S_IFMT);
+    };
+    return keyOf(left) == keyOf(right);
 }
 
 // Who has a full disk needs to know that there is a way that needs no room.
@@ -94,6 +99,48 @@ int sync(int descriptor) {
     return result == 0 ? 0 : errno;
 }
 
+// The folder that holds an item, opened without a link on the way.
+struct HoldingFolder {
+    FileDescriptor descriptor;
+    std::string path;  // without a link in it, where that can be told
+    int problem = 0;   // why it is not open
+};
+
+// Whether whoever keeps the volume answers when the item is asked for; the path has no link in it.
+bool isAnsweredAt(const std::string& path) {
+    return expendable_call::run<bool>([path] {
+               const auto item = path_descriptors::openWithoutLinks(path, O_PATH | O_NOFOLLOW);
+               return path_descriptors::placeOf(item.get()).has_value();
+           })
+        .has_value();
+}
+
+// Links are followed once. Where somebody may be gone who has to answer, the item itself is asked for first,
+// and no longer than a short wait.
+HoldingFolder openFolderOf(const std::string& path, MountWatch& mounts) {
+    const std::string name(lastPathComponent(path));
+    HoldingFolder folder{{}, std::string(parentPath(path))};
+    const auto open = [&] {
+        const std::string place = joinedPath(folder.path, name);
+        if (mounts.mayFailToAnswer(place) && !isAnsweredAt(place)) {
+            folder.problem = ETIMEDOUT;
+            return;
+        }
+        // Where the path has no link in it, opening it so is proof of that.
+        folder.descriptor = path_descriptors::openWithoutLinks(folder.path, O_PATH | O_DIRECTORY);
+        folder.problem = folder.descriptor ? 0 : errno;
+    };
+    open();
+    if (folder.problem == ELOOP) {
+        if (auto resolved = pathWithLinksResolved(folder.path)) {
+            folder.path = std::move(*resolved);
+            // From here on a link on the way is one that was put there meanwhile.
+            open();
+        }
+    }
+    return folder;
+}
+
 // Opens nothing but regular files: merely opening a device may do something.
 std::string sha256OfHeld(int item, const Place& place, const std::string& path, const std::stop_token& stop) {
     if (!S_ISREG(place.mode)) {
@@ -115,28 +162,25 @@ void removeName(int folder, const std::string& name, int flags = 0) {
 
 // --- Refusal
 
+namespace {
+
+// In the order of the reasons.
+constexpr std::string_view sentences[] = {
+    "Another item stands at this path now, or it leads somewhere else.",
+    "The item or what it was compared with has changed.",
+    "This item is in Trash already. To remove it for good, choose permanent deletion.",
+    "This folder holds the Trash itself, so it cannot be moved there. Nothing was changed.",
+    "No Trash on this volume can take this item, so it stays where it is.",
+};
+static_assert(std::size(sentences) == static_cast<std::size_t>(Reason::noTrash) + 1);
+
+}  // namespace
+
 Refusal::Refusal(Reason reason, std::string detail, std::string restsAt)
     : reason_(reason), detail_(std::move(detail)), restsAt_(std::move(restsAt)) {}
 
 std::string Refusal::description() const {
-    std::string text;
-    switch (reason_) {
-        case Reason::unsafePath:
-            text = "Another item stands at this path now, or it leads somewhere else.";
-            break;
-        case Reason::disproved:
-            text = "The item or what it was compared with has changed.";
-            break;
-        case Reason::alreadyInTrash:
-            text = "This item is in Trash already. To remove it for good, choose permanent deletion.";
-            break;
-        case Reason::holdsTrash:
-            text = "This folder holds the Trash itself, so it cannot be moved there. Nothing was changed.";
-            break;
-        case Reason::noTrash:
-            text = "No Trash on this volume can take this item, so it stays where it is.";
-            break;
-    }
+    std::string text(sentences[static_cast<std::size_t>(reason_)]);
     if (!detail_.empty()) {
         text += " " + detail_;
     }
@@ -188,6 +232,7 @@ struct HeldItem::Impl {
     FileDescriptor item;  // stands for its place only: nothing is opened for reading before it is to be read
     std::string name;
     std::string realPath;
+    Place parentPlace;
     Place place;
     ItemValues values;
 
@@ -196,43 +241,29 @@ struct HeldItem::Impl {
     void hold(const std::string& path, const MayGo& mayGo) {
         const std::string standardized = standardizedPath(path);
         name = std::string(lastPathComponent(standardized));
-        // 1. Its folder. Where the path has no link in it, opening it so is proof of that.
-        std::string folder(parentPath(standardized));
-        if (session->mounts.mayFailToAnswer(folder) && !pathWithLinksResolved(folder)) {
-            throw SystemError(Operation::readAttributes, ETIMEDOUT, standardized);
-        }
-        parent = path_descriptors::openWithoutLinks(folder, O_PATH | O_DIRECTORY);
-        int problem = parent ? 0 : errno;
-        if (problem == ELOOP) {
-            auto resolved = pathWithLinksResolved(folder);
-            if (!resolved) {
-                throw Refusal(Reason::unsafePath);
-            }
-            folder = std::move(*resolved);
-            // From here on a link on the way is one that was put there meanwhile.
-            parent = path_descriptors::openWithoutLinks(folder, O_PATH | O_DIRECTORY);
-            problem = parent ? 0 : errno;
-        }
+        // 1. Its folder.
+        HoldingFolder folder = openFolderOf(standardized, session->mounts);
         // 2. Whether it may go from there at all; that is told before anything else.
-        realPath = joinedPath(folder, name);
+        realPath = joinedPath(folder.path, name);
         if (standardized == "/" || !mayGo(realPath)) {
             throw Refusal(Reason::unsafePath);
         }
-        if (problem != 0) {
-            fail(Operation::readAttributes, problem, standardized);
+        if (folder.problem != 0) {
+            fail(Operation::readAttributes, folder.problem, standardized);
         }
+        parent = std::move(folder.descriptor);
         item = FileDescriptor(::openat(parent.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
         if (!item) {
             fail(Operation::readAttributes, errno, standardized);
         }
         // 3. What it is.
-        const Place parentPlace = placeOrThrow(parent.get(), folder);
+        parentPlace = placeOrThrow(parent.get(), folder.path);
         place = placeOrThrow(item.get(), standardized);
         values.identity = place.identity;
         values.isDirectory = S_ISDIR(place.mode);
         values.isRegularFile = S_ISREG(place.mode);
         values.isSymbolicLink = S_ISLNK(place.mode);
-        values.isVolume = place.isMountPoint || place.mount != parentPlace.mount;
+        values.isVolume = place.mount != parentPlace.mount;
         values.holdsVolume = values.isDirectory && session->mounts.hasMountBelow(realPath);
         values.fileSize = place.size;
         values.allocatedSize = place.allocated;
@@ -272,23 +303,19 @@ struct HeldItem::Impl {
             }
             const auto entries = level.listing->entries();
             std::size_t index = level.next;
-            for (; index < entries.size() && entries[index].kind != DirectoryEntry::Kind::directory;
-                 ++index) {
+            for (; index < entries.size(); ++index) {
                 if (entries[index].error != 0) {
                     return {};
+                }
+                if (entries[index].kind == DirectoryEntry::Kind::directory) {
+                    break;
                 }
                 logical += entries[index].fileSize;
                 allocated += entries[index].allocatedSize;
             }
-            if (stop.stop_requested()) {
-                return {};
-            }
             if (index == entries.size()) {
                 levels.pop_back();
                 continue;
-            }
-            if (entries[index].error != 0) {
-                return {};
             }
             level.next = index + 1;
             levels.push_back({reader.open(*level.listing, index)});
@@ -302,7 +329,7 @@ struct HeldItem::Impl {
     bool isHeldItem(int folder, const std::string& arrivedName, const std::string& usualPath) const {
         const FileDescriptor arrived(::openat(folder, arrivedName.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
         const auto arrivedPlace = arrived ? path_descriptors::placeOf(arrived.get()) : std::nullopt;
-        if (!arrivedPlace || !isSameItem(*arrivedPlace, place) || arrivedPlace->isMountPoint) {
+        if (!arrivedPlace || !isSameItem(*arrivedPlace, place)) {
             return false;
         }
         if (!values.isDirectory) {
@@ -639,23 +666,23 @@ HeldKeeper::HeldKeeper(HeldKeeper&&) noexcept = default;
 HeldKeeper& HeldKeeper::operator=(HeldKeeper&&) noexcept = default;
 HeldKeeper::~HeldKeeper() = default;
 
-HeldKeeper HeldKeeper::hold(const std::string& path) {
+HeldKeeper HeldKeeper::hold(Session& session, const std::string& path) {
     auto impl = std::make_unique<Impl>();
     impl->path = standardizedPath(path);
     impl->name = std::string(lastPathComponent(impl->path));
-    const std::string folder(parentPath(impl->path));
-    impl->parent = FileDescriptor(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (!impl->parent) {
-        throw SystemError(Operation::readAttributes, errno, impl->path);
+    HoldingFolder folder = openFolderOf(impl->path, session.impl().mounts);
+    if (folder.problem != 0) {
+        throw SystemError(Operation::readAttributes, folder.problem, impl->path);
     }
+    impl->parent = std::move(folder.descriptor);
     impl->item =
         FileDescriptor(::openat(impl->parent.get(), impl->name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     if (!impl->item) {
         throw SystemError(Operation::readAttributes, errno, impl->path);
     }
-    impl->parentPlace = placeOrThrow(impl->parent.get(), folder);
+    impl->parentPlace = placeOrThrow(impl->parent.get(), folder.path);
     impl->place = placeOrThrow(impl->item.get(), impl->path);
-    impl->hadSettled = impl->place.changedSeconds < ::time(nullptr) - settlingSeconds;
+    impl->hadSettled = impl->place.changed.seconds < ::time(nullptr) - settlingSeconds;
     return HeldKeeper(std::move(impl));
 }
 
@@ -664,9 +691,8 @@ bool HeldKeeper::isRegularFile() const {
 }
 
 bool HeldKeeper::isTheSameAs(const HeldItem& item) const {
-    const auto folder = path_descriptors::placeOf(item.impl_->parent.get());
-    return impl_->place.identity == item.values().identity && impl_->name == item.impl_->name && folder &&
-           folder->identity == impl_->parentPlace.identity;
+    return impl_->place.identity == item.values().identity && impl_->name == item.impl_->name &&
+           impl_->parentPlace.identity == item.impl_->parentPlace.identity;
 }
 
 std::string HeldKeeper::sha256(const std::stop_token& stop) const {
@@ -684,14 +710,11 @@ bool HeldKeeper::isUnchangedBeside(const HeldItem& item) const {
     // time.
     const std::uint64_t fewestLinks = before.identity == item.values().identity ? 2 : 1;
     if (!now || now->links < fewestLinks || now->size != before.size || now->links != before.links ||
-        now->modifiedSeconds != before.modifiedSeconds ||
-        now->modifiedNanoseconds != before.modifiedNanoseconds) {
+        now->modified != before.modified) {
         return false;
     }
     // Two names of one file: moving one of them is a change of the other, and the only one that is expected.
-    return before.identity == item.values().identity ||
-           (now->changedSeconds == before.changedSeconds &&
-            now->changedNanoseconds == before.changedNanoseconds);
+    return before.identity == item.values().identity || now->changed == before.changed;
 }
 
 }  // namespace larkfold::user_files

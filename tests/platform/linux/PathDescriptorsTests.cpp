@@ -71,7 +71,6 @@ TEST(PlaceOf, tellsWhatAnItemIs_andNothingOfNone) {
     EXPECT_EQ(told->size, 5);
     EXPECT_EQ(told->links, 1U);
     EXPECT_TRUE(S_ISREG(told->mode));
-    EXPECT_FALSE(told->isMountPoint);
     EXPECT_EQ(placeOf(-1), std::nullopt);
     EXPECT_EQ(currentPath(-1), std::nullopt);
     EXPECT_EQ(currentPath(file.get()), tree.path("x"));
