@@ -7,6 +7,7 @@
 
 #include "disk/ScanIndexDatabase.h"
 #include "platform/DirectoryReader.h"
+#include "platform/FileLock.h"
 #include "platform/OwnFiles.h"
 #include "platform/Path.h"
 #include "platform/Volumes.h"
@@ -294,6 +295,9 @@ ScanResult DiskScanner::scan(const std::string& url, const DiskScanOptions& opti
             if (index_) {
                 index_->finish(root, options.skipHiddenFiles, static_cast<std::int64_t>(errors_.size()));
                 index_.reset();
+                // Another window of this program may be changing the old index: its journal must not be
+                // taken away from it, nor be left to the new one.
+                const own_files::FolderLock lock(std::string(parentPath(*indexURL_)));
                 settleJournal(*indexURL_);
                 own_files::replaceFile(temporary, *indexURL_);
             }

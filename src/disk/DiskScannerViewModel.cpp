@@ -1,16 +1,21 @@
 #include "disk/DiskScannerViewModel.h"
 
+#include <QDateTime>
+#include <QLocale>
 #include <QPointer>
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <iostream>
 #include <unordered_set>
 #include <utility>
 
 #include "disk/DiskScanner.h"
+#include "disk/SavedScanLoader.h"
 #include "platform/Bookmark.h"
 #include "platform/CoalescedReports.h"
 #include "platform/Error.h"
+#include "platform/OwnFiles.h"
 #include "platform/Path.h"
 #include "platform/StandardFolders.h"
 #include "platform/Volumes.h"
@@ -26,6 +31,25 @@ QString textOf(const std::optional<std::string>& text) {
     return text ? QString::fromStdString(*text) : QString();
 }
 
+// The default short form of the user's locale.
+std::string shortDate(Date date) {
+    const double milliseconds = std::clamp(secondsSince1970(date) * 1000, -9.0e15, 9.0e15);
+    return QLocale::system()
+        .toString(QDateTime::fromMSecsSinceEpoch(std::llround(milliseconds)), QLocale::ShortFormat)
+        .toStdString();
+}
+
+// What a failure says of itself.
+std::string descriptionOf(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const Error& error) {
+        return error.description();
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+}
+
 // The driver's own gate, kept by the work that uses it.
 DiskScannerViewModel::Gate makeGate(CleanupHistoryStore* history) {
     return [deleter = std::make_shared<FileDeleter>(history)](
@@ -39,11 +63,18 @@ DiskScannerViewModel::DiskScannerViewModel(World world, QObject* parent)
     : QObject(parent),
       world_(std::move(world)),
       deleter_(world_.gate ? world_.gate : makeGate(world_.cleanupHistory)),
+      changeTracker_(
+          world_.makeStream ? world_.makeStream : ScanChangeTracker::folderWatchers(world_.mainQueue),
+          [this] { return indexURL(); }, [this] { emit watchCoverageChanged(); }),
       scanContext_(world_.mainQueue, "disk-scan"),
-      removalContext_(world_.mainQueue, "disk-removal") {}
+      removalContext_(world_.mainQueue, "disk-removal"),
+      indexContext_(world_.mainQueue, "saved-scan") {}
 
 DiskScannerViewModel::~DiskScannerViewModel() {
     scanTask_.drop();
+    refreshTask_.reset();
+    loadTask_.drop();
+    forgetTask_.drop();
     deletionTask_.drop();  // the gate finishes the item under way and records the run
     releaseSecurityScope();
 }
@@ -176,13 +207,7 @@ void DiskScannerViewModel::scanStartupDisk() {
     }
     releaseSecurityScope();
     scanRootBookmarkData_.reset();
-    DiskScanOptions options = folderOptions();
-    options.skipHiddenFiles = false;
-    options.excludedPathPrefixes = startupScanExclusions();
-    const auto ofThisSystem = startupDiskExclusions();
-    options.excludedPathPrefixes.insert(options.excludedPathPrefixes.end(), ofThisSystem.begin(),
-                                        ofThisSystem.end());
-    startScan("/", std::move(options), ScanScope::startupDisk);
+    startScan("/", startupOptions(), ScanScope::startupDisk);
 }
 
 void DiskScannerViewModel::rescan(const std::string& path, const std::optional<std::string>& bookmarkData) {
@@ -219,6 +244,9 @@ void DiskScannerViewModel::rescanCurrent() {
 
 void DiskScannerViewModel::cancelScan() {
     scanTask_.cancel();
+    if (refreshTask_) {
+        refreshTask_->cancel();
+    }
 }
 
 void DiskScannerViewModel::dismissError() {
@@ -232,6 +260,19 @@ void DiskScannerViewModel::navigateInto(const FileNode::Pointer& node) {
     navigationStack_.push_back(node);
     emit navigationStackChanged();
     setSelectedNode(nullptr);
+    loadOnDemand(node);
+}
+
+void DiskScannerViewModel::openSummary(const FileNode::Pointer& summary) {
+    const FileNode::Pointer folder = summary && summary->isAggregate() ? summary->parent() : nullptr;
+    if (!folder || !hasSavedIndex_) {
+        return;
+    }
+    if (folder == currentNode()) {
+        loadOnDemand(folder);
+    } else {
+        navigateInto(folder);
+    }
 }
 
 void DiskScannerViewModel::navigateBack() {
@@ -255,6 +296,186 @@ void DiskScannerViewModel::navigateTo(const FileNode::Pointer& node) {
     navigationStack_ = std::move(way);
     emit navigationStackChanged();
     setSelectedNode(nullptr);
+}
+
+// --- The saved scan
+// ------------------------------------------------------------------------------------------------------
+
+void DiskScannerViewModel::restoreSavedScanIfNeeded() {
+    if (scanResult_ || !isIdle()) {
+        return;
+    }
+    const std::string index = indexURL();
+    try {
+        if (!own_files::exists(index)) {
+            return;
+        }
+    } catch (const Error& failure) {
+        setError("Could not restore the saved scan: " + failure.description());
+        return;
+    }
+    isRestoring_ = true;
+    setScanning(true);
+    scanTask_ = indexContext_.run<SavedScan>(
+        [index](std::stop_token stop) {
+            SavedScan saved{.result = SavedScanLoader::load(index, std::nullopt, std::move(stop)),
+                            .skipsHiddenFiles = SavedScanLoader::skipHiddenFiles(index)};
+            return saved;
+        },
+        [this](Outcome<SavedScan> outcome) { finishRestore(std::move(outcome)); });
+}
+
+void DiskScannerViewModel::finishRestore(Outcome<SavedScan> outcome) {
+    scanTask_ = Run();
+    isRestoring_ = false;
+    try {
+        SavedScan& saved = outcome.get();
+        scanResult_ = std::move(saved.result);
+        isFromIndex_ = true;
+        scanRootPath_ = scanResult_->rootPath;
+        setScanScope(scanRootPath_ == "/" ? ScanScope::startupDisk : ScanScope::selectedFolder);
+        scanOptions_ = optionsFor(scanScope_, saved.skipsHiddenFiles);
+        setSavedIndex(true, "Saved snapshot from " + shortDate(scanResult_->scanDate) +
+                                ". Refresh to include changes made while Larkfold was closed.");
+        // Nothing watched the disk while the program was closed.
+        startTracking(true, std::nullopt);
+    } catch (...) {
+        setError("Could not restore the saved scan: " + descriptionOf(std::current_exception()));
+    }
+    setScanning(false);
+    emit scanResultChanged();
+    emit navigationStackChanged();
+}
+
+void DiskScannerViewModel::forgetSavedScan() {
+    if (!isIdle()) {
+        return;
+    }
+    isForgetting_ = true;
+    forgetTask_ = indexContext_.run<bool>(
+        [index = indexURL()](std::stop_token) {
+            SavedScanLoader::removeIndexFile(index);
+            return true;
+        },
+        [this](Outcome<bool> outcome) {
+            isForgetting_ = false;
+            try {
+                outcome.get();
+                changeTracker_.stop();
+                setSavedIndex(
+                    false, "Saved index removed. The current in-memory scan and your files were preserved.");
+            } catch (...) {
+                setError(descriptionOf(std::current_exception()));
+            }
+        });
+}
+
+void DiskScannerViewModel::loadOnDemand(const FileNode::Pointer& node) {
+    const auto& children = node->children();
+    if (isDeleting_ || std::none_of(children.begin(), children.end(),
+                                    [](const FileNode::Pointer& child) { return child->isAggregate(); })) {
+        return;
+    }
+    loadTask_ = indexContext_.run<ScanResult>(
+        [index = indexURL(), folder = node->url()](std::stop_token stop) {
+            return SavedScanLoader::load(index, folder, std::move(stop));
+        },
+        [this, node](Outcome<ScanResult> outcome) {
+            try {
+                takeLoaded(node, std::move(outcome.get()));
+            } catch (const std::exception&) {
+                // The folder stays as it was, with its summary.
+            }
+        });
+}
+
+void DiskScannerViewModel::takeLoaded(const FileNode::Pointer& node, ScanResult loaded) {
+    const FileNode::Pointer current = currentNode();
+    if (isDeleting_ || !current || *current != *node) {
+        return;  // the user has gone on
+    }
+    const FileNode::Pointer root = std::move(loaded.rootNode);
+    const std::int64_t size = root->size();
+    node->replaceChildren(root->takeChildren());
+    node->setSize(size);
+    // What was looked at or marked among the children that are gone is not there any more.
+    setSelectedNode(nullptr);
+    setHoveredNode(nullptr);
+    emit navigationStackChanged();
+    emit selectedForDeletionChanged();
+}
+
+void DiskScannerViewModel::refreshIndex(bool currentFolderOnly) {
+    if (!isIdle() || isRefreshingIndex_ || !scanResult_) {
+        return;
+    }
+    std::vector<std::string> folders;
+    if (currentFolderOnly) {
+        const FileNode::Pointer current = currentNode();
+        folders.push_back(current ? current->url() : scanResult_->rootPath);
+    } else {
+        folders = changeTracker_.takeDirtyFolders();
+    }
+    if (folders.empty()) {
+        return;
+    }
+    isRefreshingIndex_ = true;
+    setScanning(true);
+    emit isRefreshingIndexChanged();
+    setError(std::nullopt);
+    scanID_ = UUID::make();
+    progress_ = ScanProgress{};
+    emit progressChanged();
+    refreshTask_ = std::make_unique<IndexRefresh>(
+        scanContext_, indexContext_,
+        IndexRefresh::Request{.indexURL = indexURL(), .root = scanResult_->rootPath, .folders = folders},
+        [this](bool skipsHiddenFiles) { return optionsFor(scanScope_, skipsHiddenFiles); },
+        [this, folders](Outcome<ScanResult> outcome) { finishRefresh(folders, std::move(outcome)); });
+}
+
+void DiskScannerViewModel::finishRefresh(const std::vector<std::string>& folders,
+                                         Outcome<ScanResult> outcome) {
+    const auto ended = std::move(refreshTask_);  // alive until its own call has returned
+    bool hasNewTree = false;
+    try {
+        scanResult_ = std::move(outcome.get());
+        hasNewTree = true;
+        isFromIndex_ = true;
+        navigationStack_.clear();
+        setSelectedNode(nullptr);
+        setHoveredNode(nullptr);
+        clearSelection();
+        setSavedIndex(true, "Updated " + std::to_string(folders.size()) +
+                                " changed folder(s); other folders retain their previous scan.");
+        changeTracker_.noteRefreshed();
+    } catch (...) {
+        changeTracker_.markDirty(folders);
+        setError("Refresh did not finish: " + descriptionOf(std::current_exception()));
+    }
+    isRefreshingIndex_ = false;
+    setScanning(false);
+    emit isRefreshingIndexChanged();
+    if (hasNewTree) {
+        emit scanResultChanged();
+        emit navigationStackChanged();
+    }
+}
+
+void DiskScannerViewModel::startTracking(bool markRootDirty, std::optional<FolderMoment> changedSince) {
+    FolderWatcherOptions leavesOut{.skipHiddenFiles = scanOptions_.skipHiddenFiles,
+                                   .excludedPathPrefixes = scanOptions_.excludedPathPrefixes,
+                                   .changedSince = changedSince,
+                                   .latency = FolderWatcherOptions().latency};
+    auto& prefixes = leavesOut.excludedPathPrefixes;
+    prefixes.insert(prefixes.end(), world_.ownFolders.begin(), world_.ownFolders.end());
+    prefixes.emplace_back(parentPath(indexURL()));
+    changeTracker_.start(scanResult_->rootPath, leavesOut, markRootDirty,
+                         [driver = QPointer(this)](int count) {
+                             if (driver && count != driver->changedFolderCount_) {
+                                 driver->changedFolderCount_ = count;
+                                 emit driver->changedFolderCountChanged();
+                             }
+                         });
 }
 
 // --- Marks
@@ -541,14 +762,50 @@ DiskScanOptions DiskScannerViewModel::folderOptions() const {
             .maximumRetainedFiles = maximumRetainedFiles};
 }
 
-void DiskScannerViewModel::startScan(const std::string& path, DiskScanOptions options, ScanScope scope) {
-    scanRootPath_ = path;
-    scanOptions_ = std::move(options);
-    setScanning(true);
+DiskScanOptions DiskScannerViewModel::startupOptions() const {
+    DiskScanOptions options = folderOptions();
+    options.skipHiddenFiles = false;
+    options.excludedPathPrefixes = startupScanExclusions();
+    const auto ofThisSystem = startupDiskExclusions();
+    options.excludedPathPrefixes.insert(options.excludedPathPrefixes.end(), ofThisSystem.begin(),
+                                        ofThisSystem.end());
+    return options;
+}
+
+// As the scan of that scope was made, whatever the settings say now.
+DiskScanOptions DiskScannerViewModel::optionsFor(ScanScope scope, bool skipsHiddenFiles) const {
+    if (scope == ScanScope::startupDisk) {
+        return startupOptions();
+    }
+    DiskScanOptions options = folderOptions();
+    options.skipHiddenFiles = skipsHiddenFiles;
+    return options;
+}
+
+void DiskScannerViewModel::setScanScope(ScanScope scope) {
     if (scope != scanScope_) {
         scanScope_ = scope;
         emit scanScopeChanged();
     }
+}
+
+void DiskScannerViewModel::setSavedIndex(bool exists, std::optional<std::string> notice) {
+    if (exists != hasSavedIndex_) {
+        hasSavedIndex_ = exists;
+        emit hasSavedIndexChanged();
+    }
+    if (notice != savedScanNotice_) {
+        savedScanNotice_ = std::move(notice);
+        emit savedScanNoticeChanged();
+    }
+}
+
+void DiskScannerViewModel::startScan(const std::string& path, DiskScanOptions options, ScanScope scope) {
+    scanRootPath_ = path;
+    scanOptions_ = std::move(options);
+    scanBegan_ = folderMomentNow();
+    setScanning(true);
+    setScanScope(scope);
     setError(std::nullopt);
     progress_ = ScanProgress{};
     emit progressChanged();
@@ -567,7 +824,7 @@ void DiskScannerViewModel::startScan(const std::string& path, DiskScanOptions op
                 driver->takeProgress(id, progress);
             }
         });
-    auto scanner = std::make_shared<DiskScanner>(world_.indexFileURL.value_or(indexFileURL()));
+    auto scanner = std::make_shared<DiskScanner>(indexURL());
     scanTask_ = scanContext_.run<ScanResult>(
         [scanner, reports, path, chosen = scanOptions_](std::stop_token stop) {
             ScanResult result = scanner->scan(
@@ -590,18 +847,22 @@ void DiskScannerViewModel::takeProgress(const UUID& scanID, const ScanProgress& 
 
 void DiskScannerViewModel::finishScan(Outcome<ScanResult> outcome) {
     scanTask_ = Run();
+    std::optional<ScanResult> finished;
     try {
         scanResult_ = std::move(outcome.get());
-        hasSavedIndex_ = true;
-        savedScanNotice_ = "Saved on this Mac. Changes outside a rescan remain a snapshot.";
-        emit hasSavedIndexChanged();
-        emit savedScanNoticeChanged();
+        finished = scanResult_;
+        isFromIndex_ = false;
+        setSavedIndex(true, "Saved on this Mac. Changes outside a rescan remain a snapshot.");
+        startTracking(false, scanBegan_);
     } catch (...) {
         fail(std::current_exception());
     }
     setScanning(false);
     emit scanResultChanged();
     emit navigationStackChanged();
+    if (finished) {
+        emit scanFinished(*finished);
+    }
 }
 
 void DiskScannerViewModel::fail(const std::exception_ptr& failure) {
@@ -611,10 +872,8 @@ void DiskScannerViewModel::fail(const std::exception_ptr& failure) {
         setError("Scan was cancelled");
     } catch (const SystemError& error) {
         setError(error.description(), error.isPermissionFailure());
-    } catch (const Error& error) {
-        setError(error.description());
-    } catch (const std::exception& error) {
-        setError(error.what());
+    } catch (...) {
+        setError(descriptionOf(failure));
     }
 }
 

@@ -20,6 +20,8 @@
 #include "disk/DiskScanOptions.h"
 #include "disk/FileNode.h"
 #include "disk/FolderChooser.h"
+#include "disk/IndexRefresh.h"
+#include "disk/ScanChangeTracker.h"
 #include "disk/ScanProgress.h"
 #include "disk/ScanResult.h"
 #include "platform/SerialContext.h"
@@ -49,6 +51,8 @@ class DiskScannerViewModel : public QObject {
     Q_PROPERTY(bool hasSavedIndex READ hasSavedIndex NOTIFY hasSavedIndexChanged)
     Q_PROPERTY(int changedFolderCount READ changedFolderCount NOTIFY changedFolderCountChanged)
     Q_PROPERTY(bool isRefreshingIndex READ isRefreshingIndex NOTIFY isRefreshingIndexChanged)
+    // The saved index is being read back; `isScanning` is set as well.
+    Q_PROPERTY(bool isRestoring READ isRestoring NOTIFY isScanningChanged)
     Q_PROPERTY(bool scansStartupDisk READ scansStartupDisk NOTIFY scanScopeChanged)
     Q_PROPERTY(
         bool skipHiddenFiles READ skipHiddenFiles WRITE setSkipHiddenFiles NOTIFY skipHiddenFilesChanged)
@@ -71,10 +75,12 @@ public:
     struct World {
         MainQueue& mainQueue;
         UserDefaults& defaults;
-        FolderChooser* folderChooser = nullptr;         // null: `chooseFolder` does nothing
-        std::optional<std::string> indexFileURL;        // absent: the place that `indexFileURL()` names
-        CleanupHistoryStore* cleanupHistory = nullptr;  // where removals are recorded; null: nowhere
-        Gate gate = nullptr;                            // null: a `FileDeleter` with that history
+        FolderChooser* folderChooser = nullptr;               // null: `chooseFolder` does nothing
+        std::optional<std::string> indexFileURL;              // absent: the place that `indexFileURL()` names
+        CleanupHistoryStore* cleanupHistory = nullptr;        // where removals are recorded; null: nowhere
+        Gate gate = nullptr;                                  // null: a `FileDeleter` with that history
+        ScanChangeTracker::StreamMaker makeStream = nullptr;  // null: a watch of the file system
+        std::vector<std::string> ownFolders = {};  // what the program keeps for itself: no change of the scan
     };
 
     explicit DiskScannerViewModel(World world, QObject* parent = nullptr);
@@ -113,6 +119,10 @@ public:
     bool hasSavedIndex() const { return hasSavedIndex_; }
     int changedFolderCount() const { return changedFolderCount_; }
     bool isRefreshingIndex() const { return isRefreshingIndex_; }
+    bool isRestoring() const { return isRestoring_; }
+    // The tree on screen was read from the saved index.
+    bool isFromIndex() const { return isFromIndex_; }
+    const ScanChangeTracker::Coverage& watchCoverage() const { return changeTracker_.coverage(); }
     const std::optional<std::string>& scanRootBookmarkData() const { return scanRootBookmarkData_; }
 
     // The last of `navigationStack`, otherwise the root of the result, otherwise null.
@@ -141,7 +151,16 @@ public:
     Q_INVOKABLE void rescanCurrent();
     Q_INVOKABLE void cancelScan();
     Q_INVOKABLE void dismissError();
+    // Offers the saved scan back, once, when the disk tab appears.
+    Q_INVOKABLE void restoreSavedScanIfNeeded();
+    // Deletes the saved index; the tree on screen stays.
+    Q_INVOKABLE void forgetSavedScan();
+    // Scans the changed folders again, or the one on screen, and puts what it finds into the saved index. The
+    // old tree stays on screen meanwhile.
+    Q_INVOKABLE void refreshIndex(bool currentFolderOnly);
     void navigateInto(const FileNode::Pointer& node);
+    // Shows the folder of a summary, filled in from the saved index.
+    void openSummary(const FileNode::Pointer& summary);
     Q_INVOKABLE void navigateBack();
     // Back to an ancestor of the current node (or to the root), as the breadcrumb does.
     void navigateTo(const FileNode::Pointer& node);
@@ -168,6 +187,9 @@ public:
 
 signals:
     void scanResultChanged();
+    // A scan has ended with this result, which is on screen by now. Not for a tree that was loaded from the
+    // index, nor for one that a removal or a refresh changed.
+    void scanFinished(const larkfold::ScanResult& result);
     void isScanningChanged();
     void isDeletingChanged();
     void deletionProgressChanged();
@@ -185,16 +207,34 @@ signals:
     void hasSavedIndexChanged();
     void changedFolderCountChanged();
     void isRefreshingIndexChanged();
+    void watchCoverageChanged();
     void skipHiddenFilesChanged();
 
 private:
+    // A tree of the saved index, and what it was scanned with.
+    struct SavedScan {
+        ScanResult result;
+        bool skipsHiddenFiles = false;
+    };
+
     void startScan(const std::string& path, DiskScanOptions options, ScanScope scope);
     void takeProgress(const UUID& scanID, const ScanProgress& progress);
     DiskScanOptions folderOptions() const;
-    bool isIdle() const { return !isScanning_ && !isDeleting_; }
+    // While the index is being forgotten nothing begins either: a scan would put a new one in its place.
+    bool isIdle() const { return !isScanning_ && !isDeleting_ && !isForgetting_; }
     void fail(const std::exception_ptr& failure);
     void finishScan(Outcome<ScanResult> outcome);
     void setScanning(bool scanning);
+    std::string indexURL() const { return world_.indexFileURL.value_or(indexFileURL()); }
+    DiskScanOptions startupOptions() const;
+    DiskScanOptions optionsFor(ScanScope scope, bool skipsHiddenFiles) const;
+    void setScanScope(ScanScope scope);
+    void setSavedIndex(bool exists, std::optional<std::string> notice);
+    void startTracking(bool markRootDirty, std::optional<FolderMoment> changedSince);
+    void finishRestore(Outcome<SavedScan> outcome);
+    void finishRefresh(const std::vector<std::string>& folders, Outcome<ScanResult> outcome);
+    void loadOnDemand(const FileNode::Pointer& node);
+    void takeLoaded(const FileNode::Pointer& node, ScanResult loaded);
     void publishError(std::optional<std::string> text, bool isAccessProblem, bool isRemovalProblem);
     // What a removal came to, and what the disk looks like after it.
     struct Removal {
@@ -232,17 +272,26 @@ private:
     bool hasSavedIndex_ = false;
     int changedFolderCount_ = 0;
     bool isRefreshingIndex_ = false;
+    bool isRestoring_ = false;
+    bool isForgetting_ = false;
+    bool isFromIndex_ = false;
 
     std::string scanRootPath_;
     DiskScanOptions scanOptions_;
+    FolderMoment scanBegan_;
     UUID scanID_;
     std::optional<std::string> activeSecurityScopedURL_;
     bool hasActiveSecurityScope_ = false;
     std::optional<std::string> scanRootBookmarkData_;
     Gate deleter_;
+    ScanChangeTracker changeTracker_;
     SerialContext scanContext_;
     SerialContext removalContext_;
+    SerialContext indexContext_;  // every use of the saved index, one after the other
     Run deletionTask_;
+    Run loadTask_;
+    Run forgetTask_;
+    std::unique_ptr<IndexRefresh> refreshTask_;
     Run scanTask_;  // last: its end drops the work before anything that the work reports to
 };
 

@@ -448,7 +448,11 @@ void ScanIndexDatabase::fail() const {
 }
 
 void ScanIndexDatabase::execute(const std::string& sql) {
-    if (sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
+    const int outcome = sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr);
+    if (outcome == SQLITE_INTERRUPT) {
+        throw CancellationError();  // nobody but a stop watch interrupts
+    }
+    if (outcome != SQLITE_OK) {
         fail();
     }
 }
@@ -495,6 +499,11 @@ void ScanIndexDatabase::finish(const std::string& root, bool skipHiddenFiles, st
 }
 
 // Reading
+
+void ScanIndexDatabase::beginReading() {
+    execute("BEGIN");
+    static_cast<void>(readMeta());  // the library takes its lock with the first row that is asked for
+}
 
 std::map<std::string, std::string> ScanIndexDatabase::readMeta() {
     std::map<std::string, std::string> meta;
@@ -587,7 +596,7 @@ void ScanIndexDatabase::updateAncestors(std::string_view below, std::string_view
     }
 }
 
-void ScanIndexDatabase::removeFolder(const std::string& url) {
+void ScanIndexDatabase::removeFolder(const std::string& url, std::stop_token stop) {
     const std::map<std::string, std::string> meta = readMeta();
     const std::string path = standardizedPath(url);
     const auto root = meta.find("root");
@@ -595,6 +604,7 @@ void ScanIndexDatabase::removeFolder(const std::string& url) {
         fail();
     }
     try {
+        const StopWatch watch(db_, std::move(stop));
         execute("BEGIN IMMEDIATE; DELETE FROM nodes WHERE " + subtreeCondition(path) + ";");
         updateAncestors(path, root->second);
         execute("COMMIT");
@@ -604,7 +614,7 @@ void ScanIndexDatabase::removeFolder(const std::string& url) {
     }
 }
 
-void ScanIndexDatabase::merge(const std::string& incomingURL) {
+void ScanIndexDatabase::merge(const std::string& incomingURL, std::stop_token stop) {
     const std::map<std::string, std::string> incomingMeta = ScanIndexDatabase(incomingURL, false).readMeta();
     const std::map<std::string, std::string> meta = readMeta();
     if (!incomingMeta.contains("root") || !meta.contains("root")) {
@@ -624,6 +634,7 @@ void ScanIndexDatabase::merge(const std::string& incomingURL) {
     execute("ATTACH DATABASE " + quoted(incomingURL) + " AS incoming");
     const auto detach = [this] { sqlite3_exec(db_, "DETACH DATABASE incoming", nullptr, nullptr, nullptr); };
     try {
+        const StopWatch watch(db_, std::move(stop));
         execute("BEGIN IMMEDIATE; DELETE FROM nodes WHERE " + subtreeCondition(incoming) +
                 "; INSERT INTO nodes SELECT * FROM incoming.nodes;");
         updateAncestors(incoming, saved);

@@ -55,6 +55,10 @@ public:
     // Writes the metadata and commits. Throws Failure; the transaction then stays open.
     void finish(const std::string& root, bool skipHiddenFiles, std::int64_t errorCount);
 
+    // Holds what stands there now until the object goes: everything read from here on is of one moment,
+    // whatever others change. Nothing can be changed through this object any more. Throws Failure.
+    void beginReading();
+
     // The metadata, key by key. Throws Failure.
     std::map<std::string, std::string> readMeta();
 
@@ -66,12 +70,13 @@ public:
                         std::stop_token stop = {});
 
     // Takes out a folder that no longer exists, and sums its ancestors anew, in one transaction. The root of
-    // the index cannot be taken out of it. Throws Failure; then nothing has changed.
-    void removeFolder(const std::string& url);
+    // the index cannot be taken out of it. Throws Failure, or CancellationError when stopped; then nothing
+    // has changed.
+    void removeFolder(const std::string& url, std::stop_token stop = {});
 
     // Replaces a folder's subtree by the finished index of a scan of that folder, and sums its ancestors
-    // anew, in one transaction. Throws Failure; then nothing has changed.
-    void merge(const std::string& incomingURL);
+    // anew, in one transaction. Throws Failure, or CancellationError when stopped; then nothing has changed.
+    void merge(const std::string& incomingURL, std::stop_token stop = {});
 
 private:
     sqlite3* db_ = nullptr;           // closed by the destructor

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
-#include <nlohmann/json.hpp>
 #include <utility>
 
 #include "platform/Base64.h"
@@ -14,6 +13,7 @@
 #include "platform/OwnFiles.h"
 #include "platform/Path.h"
 #include "platform/StandardFolders.h"
+#include "platform/StoredJson.h"
 #include "platform/UTF8.h"
 
 namespace larkfold {
@@ -23,9 +23,6 @@ namespace {
 // What is written stays below it, the oldest operations giving way, so that it can be read again. It is far
 // beyond what a hundred removals of ten thousand items make.
 constexpr std::size_t largestFile = std::size_t{1} << 30;
-
-// Dates in the file count from 2001-01-01 00:00:00 UTC. For every date after 2001 the difference is exact.
-constexpr double secondsFrom1970To2001 = 978'307'200;
 
 class DamagedHistory final : public Error {
 public:
@@ -45,24 +42,15 @@ private:
 // million items never stands in memory as a tree.
 
 using Object = nlohmann::ordered_json;
-
-// Bytes under a key; bytes that are no text a second time, in Base64.
-void addBytes(Object& object, const std::string& key, const std::string& bytes) {
-    object[key] = utf8::repaired(bytes);
-    if (!utf8::isValid(bytes)) {
-        object[key + "Bytes"] = base64Encoded(bytes);
-    }
-}
+using stored_json::addBytes;
+using stored_json::dateFromSecondsSince2001;
+using stored_json::secondsSince2001;
 
 template <typename Value>
 void addOptional(Object& object, const char* key, const std::optional<Value>& value) {
     if (value) {
         object[key] = *value;
     }
-}
-
-double fileDate(Date date) {
-    return secondsSince1970(date) - secondsFrom1970To2001;
 }
 
 Object encoded(const CleanupOperation::Item& item) {
@@ -101,8 +89,8 @@ void appendList(std::string& text, const std::vector<Element>& elements) {
 std::string encoded(const CleanupOperation& operation) {
     Object object = Object::object();
     object["id"] = operation.id.text();
-    object["startedAt"] = fileDate(operation.startedAt);
-    object["finishedAt"] = fileDate(operation.finishedAt);
+    object["startedAt"] = secondsSince2001(operation.startedAt);
+    object["finishedAt"] = secondsSince2001(operation.finishedAt);
     object["source"] = utf8::repaired(operation.source);
     object["permanent"] = operation.permanent;
     std::string text = object.dump();
@@ -157,7 +145,7 @@ Date date(value from) {
     if (!std::isfinite(seconds)) {
         throw simdjson::simdjson_error(simdjson::NUMBER_ERROR);
     }
-    return dateFromSecondsSince1970(seconds + secondsFrom1970To2001);
+    return dateFromSecondsSince2001(seconds);
 }
 
 std::string bytes(value from) {

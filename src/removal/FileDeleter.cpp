@@ -22,15 +22,11 @@ using user_files::Refusal;
 
 // The gate's own word for what the platform refused; the rest speaks for itself.
 ErrorValue errorOf(const Refusal& refusal) {
-    switch (refusal.reason()) {
-        case Refusal::Reason::unsafePath:
-            return std::make_shared<FileDeleter::DeletionError>(Case::unsafePath, refusal.restsAt());
-        case Refusal::Reason::disproved:
-            return std::make_shared<FileDeleter::DeletionError>(Case::changedDuplicate, refusal.restsAt());
-        case Refusal::Reason::alreadyInTrash:
-        case Refusal::Reason::holdsTrash:
-        case Refusal::Reason::noTrash:
-            break;
+    if (refusal.reason() == Refusal::Reason::unsafePath) {
+        return std::make_shared<FileDeleter::DeletionError>(Case::unsafePath, refusal.restsAt());
+    }
+    if (refusal.reason() == Refusal::Reason::disproved) {
+        return std::make_shared<FileDeleter::DeletionError>(Case::changedDuplicate, refusal.restsAt());
     }
     return std::make_shared<Refusal>(refusal);
 }
@@ -154,12 +150,12 @@ struct FileDeleter::Run {
         }
     }
 
-    HeldKeeper proveDuplicate(const HeldItem& item, const DuplicateVerification& verification) const {
+    HeldKeeper proveDuplicate(const HeldItem& item, const DuplicateVerification& verification) {
         // Asked first: it may have gone already, and then that is the reason.
         if (goesItself(verification.keeper)) {
             throw DeletionError(Case::changedDuplicate);
         }
-        HeldKeeper keeper = HeldKeeper::hold(verification.keeper);
+        HeldKeeper keeper = HeldKeeper::hold(session, verification.keeper);
         if (!keeper.isRegularFile() || keeper.isTheSameAs(item) ||
             keeper.sha256(stop) != verification.sha256 || item.sha256(stop) != verification.sha256) {
             throw DeletionError(Case::changedDuplicate);

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string_view>
 
+#include "platform/Digits.h"
 #include "platform/LinkResolution.h"
 #include "platform/Path.h"
 #include "platform/StandardFolders.h"
@@ -39,10 +40,6 @@ constexpr ProtectedPlace protectedPlaces[] = {
     {.belowHome = ".local/share/kwalletd", .withContents = true},
 };
 
-bool isUserNumber(std::string_view text) {
-    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
 // The "files" and "info" folders of a Trash at the top of a volume: ".Trash/1000/files" or
 // ".Trash-1000/files".
 bool isFolderOfVolumeTrash(std::string_view path) {
@@ -54,9 +51,9 @@ bool isFolderOfVolumeTrash(std::string_view path) {
     const std::string_view trashName = lastPathComponent(trash);
     constexpr std::string_view prefix = ".Trash-";
     if (trashName.starts_with(prefix)) {
-        return isUserNumber(trashName.substr(prefix.size()));
+        return isDigitsOnly(trashName.substr(prefix.size()));
     }
-    return isUserNumber(trashName) && lastPathComponent(parentPath(trash)) == ".Trash";
+    return isDigitsOnly(trashName) && lastPathComponent(parentPath(trash)) == ".Trash";
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "platform/Collation.h"
 #include "platform/DesktopApplication.h"
+#include "platform/Digits.h"
 #include "platform/Path.h"
 #include "removal/ApplicationTokens.h"
 
@@ -13,18 +14,14 @@ namespace larkfold {
 
 namespace {
 
-bool isNumber(std::string_view text) {
-    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
-
 // How many components from the first on are a Trash and its own folder: "Trash/files", ".Trash-1000/info",
 // ".Trash/1000/files". They belong to no application, although a file manager is often called "Files".
 std::size_t lengthOfTrash(std::span<const std::string_view> components) {
     const std::string_view first = components[0];
     std::size_t length = 0;
-    if (first == "Trash" || (first.starts_with(".Trash-") && isNumber(first.substr(7)))) {
+    if (first == "Trash" || (first.starts_with(".Trash-") && isDigitsOnly(first.substr(7)))) {
         length = 1;
-    } else if (first == ".Trash" && components.size() > 1 && isNumber(components[1])) {
+    } else if (first == ".Trash" && components.size() > 1 && isDigitsOnly(components[1])) {
         length = 2;
     }
     if (length == 0 || components.size() == length ||

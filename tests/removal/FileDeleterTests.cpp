@@ -53,6 +53,15 @@ std::map<std::string, std::string> census(const std::string& folder) {
     return found;
 }
 
+FileDeleter::Request requestWithin(const std::string& root, std::vector<std::string> urls, bool permanently) {
+    return {.urls = std::move(urls),
+            .permanently = permanently,
+            .allowedRoots = {root},
+            .duplicateVerifications = {},
+            .source = "Test",
+            .protectRunningApplications = false};
+}
+
 // A home folder of the test's own, which is also where the Trash is; its temporary folder lies on one file
 // system.
 class FileDeleterTest : public testing::Test {
@@ -73,12 +82,7 @@ protected:
     }
 
     FileDeleter::Request request(std::vector<std::string> urls, bool permanently = false) const {
-        return {.urls = std::move(urls),
-                .permanently = permanently,
-                .allowedRoots = {home},
-                .duplicateVerifications = {},
-                .source = "Test",
-                .protectRunningApplications = false};
+        return requestWithin(home, std::move(urls), permanently);
     }
     FileDeleter::DeletionResult remove(const FileDeleter::Request& asked, std::stop_token stop = {}) {
         FileDeleter gate(nullptr, [this] { return running; });
@@ -307,6 +311,36 @@ TEST_P(FileDeleterRefusalTest, vanished_tellsSo) {
     expectRefused(path, "The size and dates of “" + path + "” could not be read: it is no longer there.");
 }
 
+TEST_P(FileDeleterRefusalTest, inAFolderThatIsGone_tellsSo) {
+    const std::string path = tree.path(inHome("gone/x"));
+    expectRefused(path, "The size and dates of “" + path + "” could not be read: it is no longer there.");
+}
+
+TEST_P(FileDeleterRefusalTest, throughALinkThatLeadsNowhere_tellsSo) {
+    tree.link(inHome("way"), "gone");
+    const std::string path = tree.path(inHome("way/x"));
+    expectRefused(path, "The size and dates of “" + path + "” could not be read: it is no longer there.");
+}
+
+TEST_P(FileDeleterRefusalTest, throughLinksInACircle_isRefused) {
+    tree.link(inHome("way"), "way");
+    expectRefused(tree.path(inHome("way/x")), unsafeText);
+}
+
+TEST_P(FileDeleterRefusalTest, theRootOfTheDisk_isRefused) {
+    FileDeleter::Request asked = request({"/"}, GetParam());
+    asked.allowedRoots = {home, "/"};
+    expectRefused("/", unsafeText, asked);
+}
+
+TEST_P(FileDeleterRefusalTest, whereTheHomeFolderCannotBeTold_everythingIsRefused) {
+    FileDeleter::Request asked = request({tree.file("area/x", "x")}, GetParam());
+    asked.allowedRoots = {tree.path("area")};
+    setenv("HOME", tree.link("circle", "circle").c_str(), 1);
+    expectRefused(tree.path("area/x"), unsafeText, asked);
+    EXPECT_FALSE(FileDeleter::isSafe(tree.path("area/x"), asked.allowedRoots));
+}
+
 TEST_P(FileDeleterRefusalTest, whatARunningApplicationOwns_isRefused) {
     running = {{.name = "Zoom", .bundleID = "us.zoom.xos"}};
     FileDeleter::Request asked = request({tree.file(inHome(".cache/ZOOM/x"), "x")}, GetParam());
@@ -330,13 +364,7 @@ TEST_P(FileDeleterRefusalTest, aFileOfAFolderThatMayNotBeChanged_staysForAnOrdin
         const std::string file = own.file("locked/x", "x");
         ASSERT_EQ(chmod(own.path("locked").c_str(), 0555), 0);
         FileDeleter gate(nullptr);
-        const auto result = gate.deleteItems({.urls = {file},
-                                              .permanently = permanently,
-                                              .allowedRoots = {userHome},
-                                              .duplicateVerifications = {},
-                                              .source = "Test",
-                                              .protectRunningApplications = false},
-                                             nullptr, {});
+        const auto result = gate.deleteItems(requestWithin(userHome, {file}, permanently), nullptr, {});
         ASSERT_THAT(result.failedDeletions, SizeIs(1));
         EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("you do not have permission."));
         // It failed at the removal itself, so its size is known.
@@ -355,13 +383,7 @@ TEST_P(FileDeleterRefusalTest, aFolderThatItsOwnerMayNotMove_staysUnchanged) {
         const std::string folder = own.path("fixed");
         ASSERT_EQ(chmod(folder.c_str(), 0555), 0);
         FileDeleter gate(nullptr);
-        const auto result = gate.deleteItems({.urls = {folder},
-                                              .permanently = permanently,
-                                              .allowedRoots = {userHome},
-                                              .duplicateVerifications = {},
-                                              .source = "Test",
-                                              .protectRunningApplications = false},
-                                             nullptr, {});
+        const auto result = gate.deleteItems(requestWithin(userHome, {folder}, permanently), nullptr, {});
         EXPECT_THAT(result.failedDeletions, SizeIs(1));
         EXPECT_EQ(contentOf(own.path("fixed/x")), "x");
         struct stat values;
@@ -382,13 +404,7 @@ TEST_F(FileDeleterTest, foldersInsideThatMayNotBeReadOrChanged_areRemovedForThei
         ASSERT_EQ(chmod(own.path("f/fixed/deep").c_str(), 0555), 0);
         ASSERT_EQ(chmod(own.path("f/fixed").c_str(), 0555), 0);
         FileDeleter gate(nullptr);
-        const auto result = gate.deleteItems({.urls = {own.path("f")},
-                                              .permanently = true,
-                                              .allowedRoots = {userHome},
-                                              .duplicateVerifications = {},
-                                              .source = "Test",
-                                              .protectRunningApplications = false},
-                                             nullptr, {});
+        const auto result = gate.deleteItems(requestWithin(userHome, {own.path("f")}, true), nullptr, {});
         EXPECT_THAT(result.successfulDeletions, SizeIs(1));
         // A part could not be read, so nothing is known of the whole.
         EXPECT_EQ(result.operation.items.front().logicalBytes, std::nullopt);
@@ -410,7 +426,41 @@ TEST_F(FileDeleterTest, aDeepChain_isRemovedWithFewDescriptors) {
     EXPECT_FALSE(own_files::exists(folder));
 }
 
+// The names in such a folder can be read, and nothing behind them: nobody knows how large it is.
+TEST_F(FileDeleterTest, aFolderWhoseContentsMayNotBeLookedAt_goesUnmeasured) {
+    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string& userHome) {
+        TemporaryTree own;
+        for (const char* name : {"folder/closed/file", "other/closed/folder/x"}) {
+            own.file(name, "x");
+            const std::string top = own.path(std::string(name).substr(0, std::string(name).find('/')));
+            ASSERT_EQ(chmod((top + "/closed").c_str(), 0400), 0);
+            FileDeleter gate(nullptr);
+            const auto result = gate.deleteItems(requestWithin(userHome, {top}, false), nullptr, {});
+            ASSERT_THAT(result.successfulDeletions, ElementsAre(top));
+            EXPECT_EQ(result.operation.items.front().logicalBytes, std::nullopt);
+            const std::string trashed = *result.operation.items.front().trashPath;
+            ASSERT_EQ(chmod((trashed + "/closed").c_str(), 0700), 0);
+            EXPECT_EQ(contentOf(trashed + std::string(name).substr(std::string(name).find('/'))), "x");
+        }
+        EXPECT_FALSE(own_files::exists(joinedPath(userHome, ".local/share/Trash/directorysizes")));
+    }));
+}
+
 // --- The Trash and what lies in it
+
+TEST_F(FileDeleterTest, twoFolders_areBothMeasuredForTheTrash) {
+    tree.file(inHome("one/x"), "x");
+    tree.file(inHome("two/x"), "x");
+    const auto result = remove(request({tree.path(inHome("one")), tree.path(inHome("two"))}));
+    EXPECT_THAT(result.successfulDeletions, SizeIs(2));
+    EXPECT_THAT(contentOf(trash("directorysizes")), testing::AllOf(HasSubstr(" one\n"), HasSubstr(" two\n")));
+}
+
+TEST_F(FileDeleterTest, whatLiesInATrashWithoutNotes_goesForGood) {
+    const std::string stray = tree.file(inHome(".local/share/Trash/files/x"), "x");
+    EXPECT_THAT(remove(request({stray}, true)).successfulDeletions, ElementsAre(stray));
+    EXPECT_FALSE(own_files::exists(stray));
+}
 
 TEST_F(FileDeleterTest, whatLiesInTheTrash_goesForGoodWithItsNote_andNotASecondTime) {
     const std::string one = tree.file(inHome("one"), "1");
@@ -521,6 +571,55 @@ TEST_F(FileDeleterDuplicateTest, aMissingKeeper_tellsSo) {
     ASSERT_THAT(result.failedDeletions, SizeIs(1));
     EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("it is no longer there."));
     EXPECT_EQ(contentOf(duplicate), "same");
+}
+
+TEST_F(FileDeleterDuplicateTest, aFolderOrAPipeInItsPlace_stays) {
+    ASSERT_EQ(unlink(duplicate.c_str()), 0);
+    tree.file(inHome("duplicate/precious"), "x");
+    auto result = remove(asked);
+    ASSERT_THAT(result.failedDeletions, SizeIs(1));
+    EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("a folder stands in its place."));
+    EXPECT_EQ(contentOf(tree.path(inHome("duplicate/precious"))), "x");
+
+    std::filesystem::remove_all(duplicate);
+    tree.fifo(inHome("duplicate"));
+    result = remove(asked);  // comes back: nobody opens the other end
+    ASSERT_THAT(result.failedDeletions, SizeIs(1));
+    EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("could not be read: "));
+    EXPECT_TRUE(own_files::exists(duplicate));
+}
+
+TEST_F(FileDeleterDuplicateTest, whatMayNotBeRead_stays) {
+    const std::string sha256 = sha256Of(keeper);
+    EXPECT_TRUE(test::asUnprivilegedUser([&sha256](const std::string& userHome) {
+        TemporaryTree own;
+        const std::string copy = own.file("copy", "same");
+        const std::string stays = own.file("stays", "same");
+        ASSERT_EQ(chmod(copy.c_str(), 0), 0);
+        FileDeleter::Request request = requestWithin(userHome, {copy}, false);
+        request.duplicateVerifications[copy] = {.keeper = stays, .sha256 = sha256};
+        FileDeleter gate(nullptr);
+        const auto result = gate.deleteItems(request, nullptr, {});
+        ASSERT_THAT(result.failedDeletions, SizeIs(1));
+        EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("you do not have permission."));
+        EXPECT_TRUE(own_files::exists(copy));
+    }));
+}
+
+TEST_F(FileDeleterDuplicateTest, aHardLinkOfTheSameNameInAnotherFolder_goes) {
+    tree.folder(inHome("there"));
+    const std::string other = tree.path(inHome("there/duplicate"));
+    ASSERT_EQ(link(duplicate.c_str(), other.c_str()), 0);
+    asked.duplicateVerifications[duplicate].keeper = other;
+    EXPECT_THAT(remove(asked).successfulDeletions, ElementsAre(duplicate));
+    EXPECT_EQ(contentOf(other), "same");
+}
+
+TEST_F(FileDeleterDuplicateTest, aKeeperBehindALink_isFollowedThere) {
+    tree.link("way", home);
+    asked.duplicateVerifications[duplicate].keeper = tree.path("way/keeper");
+    EXPECT_THAT(remove(asked).successfulDeletions, ElementsAre(duplicate));
+    EXPECT_EQ(contentOf(keeper), "same");
 }
 
 TEST_F(FileDeleterDuplicateTest, aHardLinkOfTheKeeper_goes) {

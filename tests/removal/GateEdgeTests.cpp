@@ -44,7 +44,8 @@ TEST(GateEdge, whatNoRunningApplicationOwns_goes) {
 TEST(GateEdge, aCopyLeftAloneForLong_provesADuplicate) {
     const std::string old = "/usr/share/common-licenses/GPL-2";
     ASSERT_TRUE(own_files::exists(old));
-    ASSERT_TRUE(user_files::HeldKeeper::hold(old).hadSettled());
+    user_files::Session session;
+    ASSERT_TRUE(user_files::HeldKeeper::hold(session, old).hadSettled());
     TemporaryTree tree;
     const std::string copy = tree.file("copy", contentOf(old));
     FileDeleter gate(nullptr);
@@ -57,7 +58,8 @@ TEST(GateEdge, aCopyLeftAloneForLong_provesADuplicate) {
 
 TEST(GateEdge, aCopyWrittenOnlyNow_hasNotSettled) {
     TemporaryTree tree;
-    EXPECT_FALSE(user_files::HeldKeeper::hold(tree.file("x", "x")).hadSettled());
+    user_files::Session session;
+    EXPECT_FALSE(user_files::HeldKeeper::hold(session, tree.file("x", "x")).hadSettled());
 }
 
 TEST(GateEdge, aCopyInAFolderThatIsGone_keepsTheDuplicate) {

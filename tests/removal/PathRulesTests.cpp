@@ -44,15 +44,17 @@ TEST_F(IsSafeTest, manyAtOnce_areJudgedAsOneByOne) {
     tree.file("users/ada/.ssh/id", "key");
     tree.file("users/ada/x", "x");
     tree.link("users/ada/way", tree.path("users/ada/.ssh"));
-    const std::vector<std::string> urls = {joinedPath(home, "x"), joinedPath(home, "way/id"), home,
-                                           joinedPath(home, ".ssh/id"), joinedPath(home, "missing")};
+    tree.link("users/ada/circle", "circle");
+    const std::vector<std::string> urls = {
+        joinedPath(home, "x"),       joinedPath(home, "way/id"),  home,
+        joinedPath(home, ".ssh/id"), joinedPath(home, "missing"), joinedPath(home, "circle/x")};
     const Judge judge({home});
     std::vector<bool> oneByOne;
     for (const std::string& url : urls) {
         oneByOne.push_back(isSafe(url, {home}));
     }
     EXPECT_EQ(judge.allowEach(urls), oneByOne);
-    EXPECT_THAT(oneByOne, ElementsAre(true, false, false, false, true));
+    EXPECT_THAT(oneByOne, ElementsAre(true, false, false, false, true, false));
     EXPECT_THAT(Judge({}).allowEach(urls), testing::Each(false));
     // More than one question's worth.
     std::vector<std::string> many(3000, joinedPath(home, ".ssh/id"));
@@ -198,6 +200,15 @@ TEST_F(IsSafeTest, aPathThatCannotBeResolvedIsNotSafe) {
     tree.link("root/b", "a");
     EXPECT_FALSE(isSafe(tree.path("root/a"), {tree.path("root")}));
     EXPECT_FALSE(isSafe(tree.path("root/a/x"), {tree.path("root")}));
+}
+
+// Nothing can lie in such a place, so it keeps nothing else from going.
+TEST_F(IsSafeTest, aProtectedPlaceThatLeadsInACircleProtectsOnlyItself) {
+    tree.link("users/ada/.ssh", ".ssh");
+    tree.file("users/ada/x");
+    EXPECT_TRUE(isSafeInHome("x"));
+    EXPECT_FALSE(isSafeInHome(".ssh"));
+    EXPECT_FALSE(isSafeInHome(".ssh/id"));
 }
 
 TEST_F(IsSafeTest, askingChangesNothing) {

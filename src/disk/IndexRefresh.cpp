@@ -1,0 +1,150 @@
+#include "disk/IndexRefresh.h"
+
+#include <utility>
+
+#include "disk/DiskScanner.h"
+#include "disk/SavedScanLoader.h"
+#include "disk/ScanIndexDatabase.h"
+#include "platform/OwnFiles.h"
+#include "platform/Path.h"
+#include "platform/Presence.h"
+#include "platform/UUID.h"
+#include "removal/PathRules.h"
+
+namespace larkfold {
+
+// The index of one folder while it waits to be merged. Gone with its last owner.
+class IndexRefresh::Temporary {
+public:
+    explicit Temporary(const std::string& indexURL)
+        : url_(joinedPath(parentPath(indexURL), "refresh-" + UUID::make().text() + ".sqlite")) {}
+    ~Temporary() {
+        // A failure is of no account: an orphan is harmless.
+        for (const char* suffix : {"", "-journal"}) {
+            try {
+                own_files::removeFile(url_ + suffix);
+            } catch (const SystemError&) {
+            }
+        }
+    }
+    Temporary(const Temporary&) = delete;
+    Temporary& operator=(const Temporary&) = delete;
+
+    const std::string& url() const { return url_; }
+
+private:
+    std::string url_;
+};
+
+IndexRefresh::IndexRefresh(SerialContext& scanContext, SerialContext& indexContext, Request request,
+                           OptionsMaker makeOptions, std::function<void(Outcome<ScanResult>)> finished)
+    : scanContext_(scanContext),
+      indexContext_(indexContext),
+      request_(std::move(request)),
+      finished_(std::move(finished)) {
+    request_.folders = removal_rules::collapseNested(request_.folders);
+    run_ = indexContext_.run<bool>(
+        [index = request_.indexURL](std::stop_token) { return SavedScanLoader::skipHiddenFiles(index); },
+        [this, make = std::move(makeOptions)](Outcome<bool> skipsHiddenFiles) {
+            options_ = make(skipsHiddenFiles.get());
+            nextFolder();
+        });
+}
+
+IndexRefresh::~IndexRefresh() = default;
+
+void IndexRefresh::cancel() {
+    isCancelled_ = true;
+    run_.cancel();
+}
+
+void IndexRefresh::nextFolder() {
+    if (isCancelled_) {
+        fail(std::make_exception_ptr(CancellationError()));
+        return;
+    }
+    if (next_ == request_.folders.size()) {
+        loadTree();
+        return;
+    }
+    const std::string folder = request_.folders[next_++];
+    auto temporary = std::make_shared<Temporary>(request_.indexURL);
+    auto hasGone = std::make_shared<bool>(false);  // written by the work, read when it is over
+    run_ = scanContext_.run<bool>(
+        [folder, temporary, hasGone, options = options_,
+         isRoot = standardizedPath(folder) == standardizedPath(request_.root)](std::stop_token stop) {
+            const Presence presence = presenceOf(folder, stop);
+            if (stop.stop_requested()) {
+                throw CancellationError();
+            }
+            if (presence == Presence::missing) {
+                *hasGone = true;
+                return true;
+            }
+            bool isRead = presence == Presence::stands;
+            if (isRead) {
+                const ScanResult result =
+                    DiskScanner(temporary->url()).scan(folder, options, std::move(stop));
+                // The root's errors are kept in the index; a folder's would take the place of a complete
+                // record.
+                isRead = isRoot || result.errors.empty();
+            }
+            if (!isRead) {
+                throw ScanIndexDatabase::Failure(
+                    "The changed folder could not be fully read. Its previous index was preserved.");
+            }
+            return true;
+        },
+        then([this, folder, temporary, hasGone] {
+            if (*hasGone) {
+                takeOut(folder);
+            } else {
+                takeIn(temporary);
+            }
+        }));
+}
+
+void IndexRefresh::takeIn(const std::shared_ptr<Temporary>& temporary) {
+    run_ = indexContext_.run<bool>(
+        [index = request_.indexURL, temporary](std::stop_token stop) {
+            SavedScanLoader::merge(index, temporary->url(), std::move(stop));
+            return true;
+        },
+        then([this] { nextFolder(); }));
+}
+
+void IndexRefresh::takeOut(const std::string& folder) {
+    run_ = indexContext_.run<bool>(
+        [index = request_.indexURL, folder](std::stop_token stop) {
+            SavedScanLoader::removeFolder(index, folder, std::move(stop));
+            return true;
+        },
+        then([this] { nextFolder(); }));
+}
+
+void IndexRefresh::loadTree() {
+    run_ = indexContext_.run<ScanResult>(
+        [index = request_.indexURL](std::stop_token stop) {
+            return SavedScanLoader::load(index, std::nullopt, std::move(stop));
+        },
+        [finished = finished_](Outcome<ScanResult> outcome) { finished(std::move(outcome)); });
+}
+
+std::function<void(Outcome<bool>)> IndexRefresh::then(std::function<void()> next) {
+    return [this, next = std::move(next)](Outcome<bool> outcome) {
+        try {
+            outcome.get();
+        } catch (...) {
+            fail(std::current_exception());
+            return;
+        }
+        next();
+    };
+}
+
+void IndexRefresh::fail(std::exception_ptr failure) {
+    const auto finished = finished_;  // may end this object
+    finished(Outcome<ScanResult>(std::move(failure)));
+}
+
+}  // namespace larkfold

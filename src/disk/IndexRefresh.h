@@ -1,0 +1,67 @@
+// Brings the saved index up to date with some changed folders.
+//
+// 1. For each folder, one after the other, none within another:
+//    a. Scan it into an index file of its own. A folder below the root that could only be read in part ends
+//       the refresh: its old, complete record stays.
+//    b. Put that in the place of the folder's rows, in one transaction, and prove that the whole index loads.
+//    c. Of a folder that is gone take the rows out instead.
+// 2. Load the tree anew.
+//
+// Scans run on one serial context and work on the index on another, on which others read it meanwhile. What
+// was merged before a failure stays merged. Main thread only; destroying it breaks the work off.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "disk/DiskScanOptions.h"
+#include "disk/ScanResult.h"
+#include "platform/SerialContext.h"
+
+namespace larkfold {
+
+class IndexRefresh {
+public:
+    struct Request {
+        std::string indexURL;
+        std::string root;                  // of the scan on screen
+        std::vector<std::string> folders;  // absolute paths
+    };
+    // What the folders' scans are given; a startup disk's are told by its scope, not by the index.
+    using OptionsMaker = std::function<DiskScanOptions(bool skipsHiddenFiles)>;
+
+    // Begins at once. `makeOptions` is called on the main thread with what the index says of hidden items;
+    // `finished` once, on the main thread. The contexts outlive the refresh.
+    IndexRefresh(SerialContext& scanContext, SerialContext& indexContext, Request request,
+                 OptionsMaker makeOptions, std::function<void(Outcome<ScanResult>)> finished);
+    ~IndexRefresh();
+    IndexRefresh(const IndexRefresh&) = delete;
+    IndexRefresh& operator=(const IndexRefresh&) = delete;
+
+    // Asks the work to stop; `finished` still comes.
+    void cancel();
+
+private:
+    class Temporary;
+
+    void nextFolder();
+    void takeIn(const std::shared_ptr<Temporary>& temporary);
+    void takeOut(const std::string& folder);
+    void loadTree();
+    void fail(std::exception_ptr failure);
+    // Goes on with `next` where the work went well, and ends with its failure otherwise.
+    std::function<void(Outcome<bool>)> then(std::function<void()> next);
+
+    SerialContext& scanContext_;
+    SerialContext& indexContext_;
+    Request request_;
+    DiskScanOptions options_;
+    std::size_t next_ = 0;
+    bool isCancelled_ = false;
+    std::function<void(Outcome<ScanResult>)> finished_;
+    Run run_;
+};
+
+}  // namespace larkfold
