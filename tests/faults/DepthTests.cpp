@@ -1,5 +1,4 @@
 // Folders a hundred thousand deep: complete, on a small stack, with a bounded number of descriptors.
-#include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -16,6 +15,7 @@
 #include "disk/FileNode.h"
 #include "disk/ScanIndexDatabase.h"
 #include "faults/IndexOracle.h"
+#include "support/OpenDescriptors.h"
 #include "support/TemporaryTree.h"
 
 namespace larkfold::test {
@@ -64,15 +64,6 @@ void makeChain(const std::string& root, int depth, bool comb) {
     close(folder);
 }
 
-int openDescriptors() {
-    const std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir("/proc/self/fd"), &closedir);
-    int count = 0;
-    while (readdir(stream.get()) != nullptr) {
-        ++count;
-    }
-    return count;
-}
-
 struct Chain {
     int depth;
     bool comb;
@@ -89,8 +80,8 @@ TEST_P(Depth, isCompleteOnASmallStackWithFewDescriptors) {
     makeChain(root, chain.depth, chain.comb);
     const std::string index = tree.folder("index") + "/latest-scan.sqlite";
     onSmallStack([&] {
-        const int before = openDescriptors();
-        int most = 0;
+        const DescriptorBalance descriptors;
+        std::size_t most = 0;
         int reports = 0;
         ScanResult result = DiskScanner(chain.indexed ? std::optional(index) : std::nullopt)
                                 .scan(root, everything(), {}, [&](const ScanProgress&) {
@@ -102,9 +93,9 @@ TEST_P(Depth, isCompleteOnASmallStackWithFewDescriptors) {
             << (result.errors.empty() ? "" : result.errors[0].error->description().substr(0, 300));
         EXPECT_EQ(result.totalDirectories, 1 + chain.depth * (chain.comb ? 2 : 1));
         EXPECT_EQ(result.totalFiles, chain.comb ? chain.depth : 0);
-        EXPECT_GT(most, 0);
-        EXPECT_LT(most, before + 160);
-        EXPECT_EQ(openDescriptors(), before);
+        EXPECT_GT(most, 0U);
+        EXPECT_LT(most, descriptors.before() + 160);
+        EXPECT_EQ(descriptors.after(), descriptors.before());
 
         FileNode::Pointer deepest = result.rootNode;
         std::size_t length = root.size();

@@ -11,7 +11,6 @@
 //   unchecked  they are synced, and the outcome of the syncs is ignored
 //   leaky      a descriptor stays open when it failed
 //   hasty      somebody is told before it stands
-#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -27,22 +26,14 @@
 #include "platform/OwnFiles.h"
 #include "platform/Path.h"
 #include "removal/CleanupHistoryStore.h"
+#include "support/OpenDescriptors.h"
 
 namespace {
 
 using larkfold::CleanupHistoryStore;
 using larkfold::SystemError;
+using larkfold::test::DescriptorBalance;
 using larkfold::test::historyRecord;
-
-int openDescriptors() {
-    DIR* stream = opendir("/proc/self/fd");
-    int count = -3;  // ".", ".." and the stream's own
-    while (readdir(stream) != nullptr) {
-        ++count;
-    }
-    closedir(stream);
-    return count;
-}
 
 void writeAll(const std::string& path, int flags, std::string_view bytes) {
     const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0600);
@@ -113,7 +104,7 @@ int main(int count, char** words) {
     std::string report;
     int code = 0;
     bool isTold = false;
-    const int before = openDescriptors();
+    const DescriptorBalance descriptors;
     raise(SIGUSR1);
     try {
         append(mode, file, prepared, isTold);
@@ -129,7 +120,7 @@ int main(int count, char** words) {
         code = 5;
     }
     raise(SIGUSR1);
-    const int after = openDescriptors();
-    std::printf("descriptors %d %d\n%s\n", before, after, report.c_str());
+    const std::size_t after = descriptors.after();
+    std::printf("descriptors %zu %zu\n%s\n", descriptors.before(), after, report.c_str());
     return code;
 }

@@ -1,22 +1,17 @@
 // A system call of a scan fails, each call in turn with each error: the scan succeeds and tells what it could
 // not read, or it fails with a sentence. It ends, keeps no descriptor, counts nothing short in silence, and
 // leaves the whole old index or the whole new one.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/syscall.h>
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
-#include <iterator>
-#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "faults/ErrorInjection.h"
 #include "faults/IndexOracle.h"
 #include "faults/SwapSubject.h"
 #include "faults/SystemCallHarness.h"
@@ -24,88 +19,11 @@
 namespace larkfold::test {
 namespace {
 
-constexpr int shortWrite = -1;  // stands among the errors for half of what was to be written
-
-constexpr std::array diskErrors = {ENOSPC, EIO, EMFILE, EACCES, ENOTEMPTY, EROFS, EDQUOT, EINTR};
-
-// Calls that a failing system makes fail. Memory and locks between threads are not among them.
-constexpr long fallible[] = {
-    SYS_open,     SYS_openat,     SYS_close,      SYS_read,   SYS_pread64,    SYS_write,     SYS_pwrite64,
-    SYS_lseek,    SYS_stat,       SYS_lstat,      SYS_fstat,  SYS_newfstatat, SYS_statx,     SYS_statfs,
-    SYS_fstatfs,  SYS_getdents64, SYS_fsync,      SYS_rename, SYS_renameat,   SYS_renameat2, SYS_unlink,
-    SYS_unlinkat, SYS_fdatasync,  SYS_ftruncate,  SYS_mkdir,  SYS_chmod,      SYS_fchmod,    SYS_fchown,
-    SYS_readlink, SYS_access,     SYS_faccessat2, SYS_fcntl,  SYS_getcwd,     SYS_getrandom};
-
-bool isFallible(long number) {
-    return std::find(std::begin(fallible), std::end(fallible), number) != std::end(fallible);
+// A struck sync: of the index that stood there before, or of its journal.
+bool isOfOldIndex(const ErrorInjection& injection) {
+    return injection.subject.ends_with("/latest-scan.sqlite") ||
+           injection.subject.ends_with("/latest-scan.sqlite-journal");
 }
-bool isThreadStart(long number) {
-    return number == SYS_clone || number == SYS_clone3;
-}
-bool isWrite(long number) {
-    return number == SYS_write || number == SYS_pwrite64;
-}
-bool isSync(long number) {
-    return number == SYS_fsync || number == SYS_fdatasync;
-}
-
-// The errors that are tried on a call.
-std::vector<int> errorsOf(long number) {
-    if (isThreadStart(number)) {
-        return {EAGAIN};
-    }
-    if (!isFallible(number)) {
-        return {};
-    }
-    std::vector<int> errors(diskErrors.begin(), diskErrors.end());
-    if (isWrite(number)) {
-        errors.push_back(shortWrite);
-    }
-    return errors;
-}
-
-// Lets one call fail and remembers which it was.
-struct Injection {
-    std::uint64_t call = 0;  // the number of the call among those of `counts`, of all threads
-    int error = 0;
-    bool (*counts)(long number) = nullptr;
-
-    std::uint64_t seen = 0;
-    std::optional<SystemCall> struck;
-    std::string subject;         // the path that the struck call was about
-    bool isSyncedLater = false;  // a struck sync: the same file was synced with success afterwards
-    bool isOfOldIndex = false;   // a struck sync: of the index that stood there before, or of its journal
-
-    Verdict look(const SystemCall& now) {
-        if (!now.isEntry) {
-            if (struck && isSync(struck->number) && isSync(now.number) && now.result == 0 &&
-                now.descriptorPath(0) == subject) {
-                isSyncedLater = true;
-            }
-            return {};
-        }
-        // Through pipes go only the questions that a sanitizer asks itself.
-        const bool isInternal = now.number == SYS_write && now.descriptorPath(0).starts_with("pipe:");
-        if (!counts(now.number) || isInternal || seen++ != call) {
-            return {};
-        }
-        const auto errors = errorsOf(now.number);
-        if (std::find(errors.begin(), errors.end(), error) == errors.end()) {
-            return {};
-        }
-        struck = now;
-        if (isSync(now.number)) {
-            subject = now.descriptorPath(0);
-            isOfOldIndex =
-                subject.ends_with("/latest-scan.sqlite") || subject.ends_with("/latest-scan.sqlite-journal");
-        }
-        if (error == shortWrite) {
-            return {.kind = Verdict::Kind::shorten, .value = static_cast<std::int64_t>(now.arguments[2] / 2)};
-        }
-        return {.kind = now.number == SYS_close ? Verdict::Kind::failAfter : Verdict::Kind::fail,
-                .value = error};
-    }
-};
 
 struct Report {
     int descriptorsBefore = -1;
@@ -136,7 +54,7 @@ Report parse(const ProgramOutcome& program) {
 }
 
 // "" where everything that is promised held.
-std::string problemOf(SwapSubject& subject, const Injection& injection, const ProgramOutcome& program) {
+std::string problemOf(SwapSubject& subject, const ErrorInjection& injection, const ProgramOutcome& program) {
     if (program.isOverdue) {
         return "it did not end";
     }
@@ -169,7 +87,7 @@ std::string problemOf(SwapSubject& subject, const Injection& injection, const Pr
     }
     // The rollback of an old index that a whole new one replaces is of no account.
     if (isScanned && injection.struck && isSync(injection.struck->number) && !injection.isSyncedLater &&
-        !injection.isOfOldIndex) {
+        !isOfOldIndex(injection)) {
         return "told as a success although the sync of " + injection.subject + " failed";
     }
     if (injection.struck && injection.struck->number != SYS_unlink && !isScanned &&
@@ -187,15 +105,11 @@ struct Tally {
     std::vector<std::string> violations;
 };
 
-const char* nameOfError(int error) {
-    return error == shortWrite ? "half a write" : strerrorname_np(error);
-}
-
 void injectEverywhere(SwapSubject& subject, const std::string& mode, const std::vector<int>& errors,
                       bool (*counts)(long number), std::uint64_t stride, Tally& tally) {
     for (const int error : errors) {
         for (std::uint64_t call = 0;; call += stride) {
-            Injection injection;
+            ErrorInjection injection;
             injection.call = call;
             injection.error = error;
             injection.counts = counts;
@@ -229,17 +143,6 @@ void tell(const char* what, const Tally& tally) {
         what, static_cast<unsigned long long>(tally.injected), static_cast<unsigned long long>(tally.scanned),
         static_cast<unsigned long long>(tally.scannedWithErrors),
         static_cast<unsigned long long>(tally.refused), tally.violations.size());
-}
-
-std::vector<int> allErrors() {
-    std::vector<int> errors(diskErrors.begin(), diskErrors.end());
-    errors.push_back(EAGAIN);
-    errors.push_back(shortWrite);
-    return errors;
-}
-
-bool mayFail(long number) {
-    return isFallible(number) || isThreadStart(number);
 }
 
 std::uint64_t stride() {

@@ -151,4 +151,21 @@ void DeadMount::awaitRequest() const {
     }
 }
 
+void DeadMount::denyUntilUnmounted() const {
+    std::array<char, 1 << 17> request;
+    while (read(connection_, request.data(), request.size()) > 0) {
+        fuse_in_header asked{};
+        std::memcpy(&asked, request.data(), sizeof asked);
+        if (asked.opcode == FUSE_FORGET || asked.opcode == FUSE_BATCH_FORGET) {
+            continue;  // nobody waits for an answer to these
+        }
+        const fuse_out_header answer{.len = sizeof answer,
+                                     .error = asked.opcode == FUSE_LOOKUP ? -ENOENT : -ENOSYS,
+                                     .unique = asked.unique};
+        if (write(connection_, &answer, sizeof answer) != static_cast<ssize_t>(sizeof answer)) {
+            die("write", "/dev/fuse");
+        }
+    }
+}
+
 }  // namespace larkfold::test

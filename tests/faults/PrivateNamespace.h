@@ -46,6 +46,9 @@ public:
     // Returns when somebody waits for an answer of this file system. With `answered` only.
     void awaitRequest() const;
 
+    // Says of every name that nothing is there, until it is unmounted. With `answered` only; for a thread.
+    void denyUntilUnmounted() const;
+
 private:
     std::string folder_;
     int connection_ = -1;

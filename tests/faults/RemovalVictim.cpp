@@ -11,7 +11,6 @@
 //   leaky        a descriptor stays open
 //   hopeful      told as gone whatever happened
 //   in-place     a folder is removed where it stands, what is left of it is told as gone
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -28,20 +27,12 @@
 #include "platform/SHA256.h"
 #include "platform/StandardFolders.h"
 #include "removal/FileDeleter.h"
+#include "support/OpenDescriptors.h"
 
 namespace {
 
 using larkfold::FileDeleter;
-
-int openDescriptors() {
-    DIR* stream = opendir("/proc/self/fd");
-    int count = -3;  // ".", ".." and the stream's own
-    while (readdir(stream) != nullptr) {
-        ++count;
-    }
-    closedir(stream);
-    return count;
-}
+using larkfold::test::DescriptorBalance;
 
 std::string throughTheGate(bool permanently, const std::string& root, const std::string& url,
                            const FileDeleter::DuplicateVerification* proof) {
@@ -115,7 +106,7 @@ int main(int count, char** words) {
     }
     std::string report;
     int code = 0;
-    const int before = openDescriptors();
+    const DescriptorBalance descriptors;
     raise(SIGUSR1);
     try {
         report = mode == "trash" || mode == "permanent"
@@ -126,7 +117,7 @@ int main(int count, char** words) {
         code = 5;
     }
     raise(SIGUSR1);
-    const int after = openDescriptors();
-    std::printf("descriptors %d %d\n%s\n", before, after, report.c_str());
+    const std::size_t after = descriptors.after();
+    std::printf("descriptors %zu %zu\n%s\n", descriptors.before(), after, report.c_str());
     return code;
 }

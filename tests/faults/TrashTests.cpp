@@ -9,7 +9,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
+#include <optional>
 #include <string>
+#include <thread>
 
 #include "faults/PrivateNamespace.h"
 #include "platform/OwnFiles.h"
@@ -84,10 +86,10 @@ struct Volumes {
     std::string home;
 };
 
-#define IN_VOLUMES(body)                 \
+#define IN_VOLUMES(...)                  \
     EXPECT_TRUE(inPrivateNamespace([&] { \
         const Volumes volumes;           \
-        body                             \
+        __VA_ARGS__                      \
     }))
 
 TEST(TrashOfTheHome, isMadeForTheUserAlone_andTakesWhatLiesOnItsVolume) {
@@ -130,6 +132,37 @@ TEST(TrashOfTheHome, thatIsALink_takesNothing) {
         EXPECT_TRUE(std::filesystem::is_empty(joinedPath(elsewhere, "files")));
         EXPECT_TRUE(std::filesystem::is_empty(joinedPath(elsewhere, "info")));
     });
+}
+
+// Whatever is wrong with it, nothing goes there, and the volume has a Trash of its own all the same.
+TEST(TrashOfTheHome, thatCannotBeUsed_takesNothing) {
+    enum class Harm { fileForFiles, fileForInfo, mountAtFiles, mountAtInfo, circle };
+    for (const Harm harm :
+         {Harm::fileForFiles, Harm::fileForInfo, Harm::mountAtFiles, Harm::mountAtInfo, Harm::circle}) {
+        IN_VOLUMES({
+            const std::string trash = joinedPath(volumes.home, ".local/share/Trash");
+            std::optional<Mounted> mounted;
+            if (harm == Harm::circle) {
+                const std::string circle = joinedPath(volumes.home, "circle");
+                ASSERT_EQ(symlink(circle.c_str(), circle.c_str()), 0);
+                setenv("XDG_DATA_HOME", circle.c_str(), 1);
+            } else {
+                const std::string part =
+                    trash + (harm == Harm::fileForFiles || harm == Harm::mountAtFiles ? "/files" : "/info");
+                if (harm == Harm::fileForFiles || harm == Harm::fileForInfo) {
+                    volumes.file(part);
+                } else {
+                    own_files::createFolders(part);
+                    mounted.emplace("tmpfs", part, "tmpfs", 0, "size=1m");
+                }
+            }
+            const std::string path = volumes.file(joinedPath(volumes.home, "x"));
+            EXPECT_EQ(Volumes::trashPathOf(path),
+                      joinedPath(volumes.homeVolume.path(), Volumes::own() + "/files/x"));
+            EXPECT_FALSE(own_files::exists(trash + "/files/x"));
+            EXPECT_FALSE(own_files::exists(trash + "/info/x.trashinfo"));
+        });
+    }
 }
 
 TEST(TrashOfAVolume, isMadeAtItsTop_andNotesThePathBelowIt) {
@@ -213,6 +246,9 @@ TEST(TrashOfAVolume, whereNoneCanBeUsed_theItemStays_andTheReasonIsTold) {
 }
 
 TEST(TrashOfAVolume, ofAnotherUser_isNotTaken) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "Only the superuser can make what belongs to somebody else.";
+    }
     IN_VOLUMES({
         const std::string top = volumes.other.path();
         own_files::createFolders(joinedPath(top, Volumes::own()));
@@ -222,6 +258,22 @@ TEST(TrashOfAVolume, ofAnotherUser_isNotTaken) {
         ASSERT_THAT(result.failedDeletions, SizeIs(1));
         EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("belongs to another user"));
         EXPECT_EQ(contentOf(path), "content");
+    });
+}
+
+TEST(TrashOfAVolume, thatTheAdministratorMade_isNotTakenWhereTheUsersFolderIsAnothers) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "Only the superuser can make what belongs to somebody else.";
+    }
+    IN_VOLUMES({
+        const std::string shared = joinedPath(volumes.other.path(), ".Trash");
+        const std::string users = joinedPath(shared, Volumes::user());
+        own_files::createFolders(users);
+        ASSERT_EQ(chmod(shared.c_str(), 01777), 0);
+        ASSERT_EQ(chown(users.c_str(), 65534, 65534), 0);
+        EXPECT_EQ(Volumes::trashPathOf(volumes.file(joinedPath(volumes.other.path(), "x"))),
+                  joinedPath(volumes.other.path(), Volumes::own() + "/files/x"));
+        EXPECT_TRUE(std::filesystem::is_empty(users));
     });
 }
 
@@ -321,6 +373,81 @@ TEST(Mounts, themselves_stay) {
             EXPECT_THAT(Volumes::remove(file, permanently).failedDeletions, SizeIs(1));
         }
         EXPECT_EQ(contentOf(precious), "content");
+    });
+}
+
+// The run is told of it at once: what was no mount when it began is one when its turn comes.
+TEST(Mounts, thatComeInTheMiddleOfARun_keepTheFolder) {
+    IN_VOLUMES({
+        const std::string one = joinedPath(volumes.homeVolume.path(), "1");
+        const std::string two = joinedPath(volumes.homeVolume.path(), "22");
+        volumes.file(joinedPath(one, "x"));
+        own_files::createFolders(joinedPath(two, "inner"));
+        std::optional<Mounted> mounted;
+        FileDeleter gate(nullptr);
+        const auto result = gate.deleteItems({.urls = {one, two},
+                                              .permanently = true,
+                                              .allowedRoots = {volumes.homeVolume.path()},
+                                              .duplicateVerifications = {},
+                                              .source = "Test",
+                                              .protectRunningApplications = false},
+                                             [&](std::int64_t completed, std::int64_t) {
+                                                 if (completed == 1) {
+                                                     mounted.emplace("tmpfs", joinedPath(two, "inner"),
+                                                                     "tmpfs", 0, "size=1m");
+                                                     volumes.file(joinedPath(two, "inner/precious"));
+                                                 }
+                                             },
+                                             {});
+        EXPECT_EQ(result.successfulDeletions, std::vector<std::string>{one});
+        ASSERT_THAT(result.failedDeletions, SizeIs(1));
+        EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("protected or outside"));
+        EXPECT_EQ(contentOf(joinedPath(two, "inner/precious")), "content");
+    });
+}
+
+// --- Who does not answer
+
+// In its top folder, that itself, below a link, and where the copy that should stay lies there.
+TEST(DeadVolume, keepsItsItems_andNobodyWaitsForIt) {
+    IN_VOLUMES({
+        const std::string top = joinedPath(volumes.homeVolume.path(), "dead");
+        const std::string link = joinedPath(volumes.homeVolume.path(), "link");
+        const std::string copy = volumes.file(joinedPath(volumes.homeVolume.path(), "copy"));
+        own_files::createFolders(top);
+        ASSERT_EQ(symlink(top.c_str(), link.c_str()), 0);
+        const DeadMount dead(top);
+        for (const std::string& path : {joinedPath(top, "x"), top, joinedPath(link, "x"), copy}) {
+            FileDeleter::Request request{.urls = {path},
+                                         .permanently = true,
+                                         .allowedRoots = {volumes.homeVolume.path()},
+                                         .duplicateVerifications = {},
+                                         .source = "Test",
+                                         .protectRunningApplications = false};
+            if (path == copy) {
+                request.duplicateVerifications[path] = {.keeper = joinedPath(top, "keeper"), .sha256 = ""};
+            }
+            FileDeleter gate(nullptr);
+            const auto result = gate.deleteItems(request, nullptr, {});
+            ASSERT_THAT(result.failedDeletions, SizeIs(1)) << path;
+            EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("did not answer in time"))
+                << path;
+        }
+        EXPECT_EQ(contentOf(copy), "content");
+    });
+}
+
+// A network volume that does answer is asked like any other.
+TEST(EmptyVolumeOfAProgram, tellsThatNothingIsThere) {
+    IN_VOLUMES({
+        const std::string top = joinedPath(volumes.homeVolume.path(), "empty");
+        own_files::createFolders(top);
+        const DeadMount served(top, DeadMount::Greeting::answered);
+        const std::jthread server([&served] { served.denyUntilUnmounted(); });
+        const auto result = Volumes::remove(joinedPath(top, "x"));
+        ASSERT_THAT(result.failedDeletions, SizeIs(1));
+        EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("it is no longer there"));
+        umount2(top.c_str(), MNT_DETACH);
     });
 }
 

@@ -15,7 +15,6 @@
 //   deaf          as "stoppable", and the request is not passed on to the scan
 // or "retained": as "scan", without the watcher (the marks are not made), or "stoppable": as "scan", with a
 // stop that is requested as soon as standard input has a byte.
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -35,21 +34,13 @@
 #include "platform/Error.h"
 #include "platform/OwnFiles.h"
 #include "platform/Path.h"
+#include "support/OpenDescriptors.h"
 
 namespace {
 
 using larkfold::DiskScanner;
 using larkfold::ScanResult;
-
-int openDescriptors() {
-    DIR* stream = opendir("/proc/self/fd");
-    int count = -3;  // ".", ".." and the stream's own
-    while (readdir(stream) != nullptr) {
-        ++count;
-    }
-    closedir(stream);
-    return count;
-}
+using larkfold::test::DescriptorBalance;
 
 void copyInPlace(const std::string& from, const std::string& to) {
     const int source = open(from.c_str(), O_RDONLY | O_CLOEXEC);
@@ -134,7 +125,7 @@ int main(int count, char** words) {
     const std::string index = words[3];
     std::string report;
     int code = 0;
-    const int before = openDescriptors();
+    const DescriptorBalance descriptors;
     {
         if (mode != "retained") {
             raise(SIGUSR1);
@@ -170,10 +161,11 @@ int main(int count, char** words) {
             raise(SIGUSR1);
         }
     }
-    const int after = openDescriptors();
+    const std::size_t after = descriptors.after();
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
-    std::printf("descriptors %d %d\nresident %ld\n%s\n", before, after, usage.ru_maxrss, report.c_str());
+    std::printf("descriptors %zu %zu\nresident %ld\n%s\n", descriptors.before(), after, usage.ru_maxrss,
+                report.c_str());
     std::fflush(stdout);
     _exit(code);  // threads that were given up may still wait for an answer
 }

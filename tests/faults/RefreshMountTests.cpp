@@ -1,0 +1,401 @@
+// Watching and refreshing a folder below which file systems come, go, and do not answer. That nothing hangs
+// is what these tests show by coming to their end.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "disk/IndexRefresh.h"
+#include "disk/SavedScanLoader.h"
+#include "disk/ScanChangeTracker.h"
+#include "faults/IndexOracle.h"
+#include "faults/PrivateNamespace.h"
+#include "platform/FolderWatcher.h"
+#include "platform/Path.h"
+#include "support/TemporaryTree.h"
+#include "support/TestMainLoop.h"
+
+namespace larkfold::test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+// A watch and what it told.
+class Watch {
+public:
+    explicit Watch(const std::string& root) {
+        FolderWatcherOptions options;
+        options.latency = std::chrono::milliseconds(1);
+        watcher_.emplace(loop_.queue(), root, options,
+                         FolderWatcher::Handlers{
+                             .changed =
+                                 [this](const FolderChanges& changes) {
+                                     hasLost = hasLost || changes.eventsAreLost;
+                                     paths_.insert(paths_.end(), changes.paths.begin(), changes.paths.end());
+                                 },
+                             .covered = [this](const WatchCoverage& covered) { coverage = covered; },
+                             .failed = [this](const SystemError& error) { failure = error; },
+                         });
+        EXPECT_TRUE(loop_.runUntil([this] { return coverage || failure; }));
+    }
+
+    bool await(const std::function<bool()>& isDone) {
+        return loop_.runUntil(isDone, std::chrono::seconds(20));
+    }
+    // That path itself, or that something about it was lost.
+    bool isTold(const std::string& path) {
+        return await([&] { return std::find(paths_.begin(), paths_.end(), path) != paths_.end(); });
+    }
+    // Changes something in a folder; whether that is told. Where a folder above has changed as well that one
+    // stands for both, and then it is tried again.
+    bool tells(const std::string& folder) {
+        for (int attempt = 0; attempt < 10; ++attempt) {
+            paths_.clear();
+            std::ofstream(folder + "/file " + std::to_string(++files_)) << "x";
+            const bool isAnyTold = await([&] {
+                return std::any_of(paths_.begin(), paths_.end(), [&](const std::string& path) {
+                    return isAtOrBelow(folder, parentPath(path));
+                });
+            });
+            if (!isAnyTold || isToldIn(folder)) {
+                return isAnyTold;
+            }
+        }
+        return false;
+    }
+    bool isToldIn(const std::string& folder) const {
+        return std::any_of(paths_.begin(), paths_.end(),
+                           [&](const std::string& path) { return fs::path(path).parent_path() == folder; });
+    }
+    void forget() { paths_.clear(); }
+    void end() { watcher_.reset(); }
+
+    std::optional<WatchCoverage> coverage;
+    std::optional<SystemError> failure;
+    bool hasLost = false;
+
+private:
+    TestMainLoop loop_;
+    std::vector<std::string> paths_;
+    int files_ = 0;
+    std::optional<FolderWatcher> watcher_;
+};
+
+void makeTree(TemporaryTree& tree) {
+    for (const char* folder : {"root/a", "root/m/inner", "root/z", "beside"}) {
+        tree.folder(folder);
+    }
+}
+
+TEST(DeadMountBelowAWatch, isNotEntered_andTheRestIsTold) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeTree(tree);
+        const DeadMount dead(tree.folder("root/dead"));
+        Watch watch(tree.path("root"));
+        ASSERT_TRUE(watch.coverage);
+        EXPECT_TRUE(watch.coverage->leavesOutMounts);
+        EXPECT_FALSE(watch.coverage->hasUnopenedFolders);
+        EXPECT_EQ(watch.coverage->folders, 5);
+        EXPECT_TRUE(watch.tells(tree.path("root/a")));
+        EXPECT_TRUE(watch.tells(tree.path("root/m/inner")));
+    }));
+}
+
+TEST(DeadMountBelowAWatch, whereTheRootItselfLies_failsInTime) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        const DeadMount dead(tree.folder("dead"));
+        for (const char* root : {"dead", "dead/below"}) {
+            const Watch watch(tree.path(root));
+            ASSERT_TRUE(watch.failure) << root;
+            EXPECT_EQ(watch.failure->code(), ETIMEDOUT);
+            EXPECT_FALSE(watch.coverage);
+        }
+    }));
+}
+
+TEST(DeadMountBelowAWatch, whoeverEndsTheWatchWhileItsAnswerIsAwaited_goesOnAtOnce) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        const DeadMount dead(tree.folder("dead"), DeadMount::Greeting::answered);
+        TestMainLoop loop;
+        std::optional<FolderWatcher> watcher(std::in_place, loop.queue(), tree.path("dead"),
+                                             FolderWatcherOptions{}, FolderWatcher::Handlers{});
+        dead.awaitRequest();
+        const auto before = std::chrono::steady_clock::now();
+        watcher.reset();
+        // Far below the time that an answer is waited for.
+        EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(500));
+    }));
+}
+
+TEST(DeadMountBelowAWatch, thatComesOverAWatchedFolder_isToldAndNotAskedAnyMore) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeTree(tree);
+        Watch watch(tree.path("root"));
+        ASSERT_TRUE(watch.coverage && watch.coverage->isComplete());
+        {
+            const DeadMount dead(tree.path("root/m"));
+            EXPECT_TRUE(watch.isTold(tree.path("root/m")));
+            EXPECT_TRUE(watch.await([&] { return watch.coverage->leavesOutMounts; }));
+            EXPECT_TRUE(watch.tells(tree.path("root/a")));
+            watch.forget();
+        }
+        EXPECT_TRUE(watch.isTold(tree.path("root/m")));
+        EXPECT_TRUE(watch.tells(tree.path("root/m/inner"))) << "what lay below it is watched again";
+    }));
+}
+
+// What was made there before is settled when nobody answers any more.
+TEST(DeadMountBelowAWatch, thatComesOverAFolderJustMade_isNotEntered) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeTree(tree);
+        Watch watch(tree.path("root"));
+        std::vector<std::unique_ptr<DeadMount>> dead;
+        for (int round = 0; round < 40; ++round) {
+            const std::string name = "root/z/" + std::to_string(round);
+            tree.folder(name + "/below");
+            dead.push_back(std::make_unique<DeadMount>(tree.path(name)));
+        }
+        EXPECT_TRUE(watch.await([&] { return watch.coverage->leavesOutMounts; }));
+        EXPECT_TRUE(watch.tells(tree.path("root/a")));
+        EXPECT_FALSE(watch.failure);
+    }));
+}
+
+// The system tells no change of mounts then, although their places have changed.
+TEST(DeadMountBelowAWatch, thatComesAlongWithAFolderThatMoves_isNotEntered) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeTree(tree);
+        tree.folder("beside/moving/live");
+        const DeadMount dead(tree.folder("beside/moving/dead"));
+        Watch watch(tree.path("root"));
+        ASSERT_TRUE(watch.coverage && watch.coverage->isComplete());
+        fs::rename(tree.path("beside/moving"), tree.path("root/moved"));
+        EXPECT_TRUE(watch.isTold(tree.path("root/moved")));
+        EXPECT_TRUE(watch.await([&] { return watch.coverage->leavesOutMounts; }));
+        EXPECT_TRUE(watch.tells(tree.path("root/moved/live")));
+        EXPECT_TRUE(watch.tells(tree.path("root/a")));
+        fs::rename(tree.path("root/moved"), tree.path("beside/moving"));
+    }));
+}
+
+TEST(DeadMountBelowAWatch, thatComesOverTheRoot_failsInTime) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeTree(tree);
+        Watch watch(tree.path("root"));
+        ASSERT_TRUE(watch.coverage);
+        const DeadMount dead(tree.path("root"));
+        EXPECT_TRUE(watch.await([&] { return watch.failure.has_value(); }));
+        EXPECT_TRUE(watch.hasLost);
+    }));
+}
+
+TEST(MountBelowAWatch, thatComesAndGoes_isFollowed) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeTree(tree);
+        tree.folder("beside/other/inner");
+        Watch watch(tree.path("root"));
+        ASSERT_TRUE(watch.coverage && watch.coverage->isComplete());
+        for (const bool isBind : {false, true}) {
+            {
+                const Mounted mounted(isBind ? tree.path("beside/other") : "none", tree.path("root/m"),
+                                      isBind ? "none" : "tmpfs", isBind ? MS_BIND : 0, "");
+                EXPECT_TRUE(watch.isTold(tree.path("root/m")));
+                EXPECT_TRUE(watch.tells(tree.path("root/a")));
+                watch.forget();
+                tree.folder("root/m/inner");
+                tree.folder("root/m/made/deep");
+                EXPECT_TRUE(watch.await([&] {
+                    return watch.isToldIn(tree.path("root/m")) || watch.isToldIn(tree.path("root/m/made"));
+                }));
+                EXPECT_TRUE(watch.tells(tree.path("root/m/made/deep")));
+                EXPECT_TRUE(watch.tells(tree.path("root/m/inner")));
+                watch.forget();
+            }
+            EXPECT_TRUE(watch.isTold(tree.path("root/m")));
+            EXPECT_TRUE(watch.tells(tree.path("root/m/inner"))) << "what lay below it is watched again";
+            watch.forget();
+        }
+        EXPECT_TRUE(watch.coverage->isComplete());
+        EXPECT_FALSE(watch.hasLost);
+    }));
+}
+
+TEST(MountBelowAWatch, thatStandsAlready_isWatched) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeTree(tree);
+        const Mounted mounted("none", tree.path("root/m"), "tmpfs", 0, "");
+        tree.folder("root/m/made/deep");
+        Watch watch(tree.path("root"));
+        ASSERT_TRUE(watch.coverage);
+        EXPECT_TRUE(watch.coverage->isComplete());
+        EXPECT_EQ(watch.coverage->folders, 6);
+        EXPECT_TRUE(watch.tells(tree.path("root/m/made/deep")));
+        watch.forget();
+        tree.folder("root/m/made/deep/new");
+        EXPECT_TRUE(watch.isTold(tree.path("root/m/made/deep/new")));
+        EXPECT_TRUE(watch.tells(tree.path("root/m/made/deep/new")));
+    }));
+}
+
+// --- What the system grants
+
+// In a user namespace of its own, in which this process may set how many there are. A process of several
+// threads is granted none, and the sanitizer for threads has one of its own.
+#ifdef __SANITIZE_THREAD__
+#define LARKFOLD_WATCH_LIMIT_TEST(name) TEST(WatchLimit, DISABLED_##name)
+#else
+#define LARKFOLD_WATCH_LIMIT_TEST(name) TEST(WatchLimit, name)
+#endif
+
+bool limitWatches(int count) {
+    if (unshare(CLONE_NEWUSER) != 0) {
+        return false;
+    }
+    std::ofstream limit("/proc/sys/user/max_inotify_watches");
+    limit << count << std::flush;
+    return limit.good();
+}
+
+LARKFOLD_WATCH_LIMIT_TEST(thatIsReached_isToldAndTheRestIsWatched) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        for (int i = 100; i < 200; ++i) {
+            tree.folder("root/" + std::to_string(i));
+        }
+        ASSERT_TRUE(limitWatches(50)) << "the system grants no user namespace: " << errno;
+        Watch watch(tree.path("root"));
+        ASSERT_TRUE(watch.coverage);
+        EXPECT_TRUE(watch.coverage->isLimitReached);
+        EXPECT_GT(watch.coverage->folders, 30);
+        EXPECT_LE(watch.coverage->folders, 50);
+        EXPECT_TRUE(watch.tells(tree.path("root/100")));
+    }));
+}
+
+LARKFOLD_WATCH_LIMIT_TEST(thatIsReachedLater_isTold) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeTree(tree);
+        ASSERT_TRUE(limitWatches(30)) << "the system grants no user namespace: " << errno;
+        Watch watch(tree.path("root"));
+        ASSERT_TRUE(watch.coverage && watch.coverage->isComplete());
+        for (int i = 0; i < 40; ++i) {
+            tree.folder("root/z/" + std::to_string(i));
+        }
+        EXPECT_TRUE(watch.await([&] { return watch.coverage->isLimitReached; }));
+        EXPECT_TRUE(watch.tells(tree.path("root/a")));
+    }));
+}
+
+LARKFOLD_WATCH_LIMIT_TEST(ofNothing_fails) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeTree(tree);
+        ASSERT_TRUE(limitWatches(0)) << "the system grants no user namespace: " << errno;
+        const Watch watch(tree.path("root"));
+        ASSERT_TRUE(watch.failure);
+        EXPECT_EQ(watch.failure->code(), ENOSPC);
+    }));
+}
+
+// --- The whole way: watch, changed folders, refresh
+
+std::string outcomeOfRefresh(TestMainLoop& loop, const std::string& index, const std::string& root,
+                             const std::string& folder) {
+    SerialContext scans(loop.queue(), "scan");
+    SerialContext indexes(loop.queue(), "index");
+    std::string outcome;
+    const IndexRefresh refresh(
+        scans, indexes, {.indexURL = index, .root = root, .folders = {folder}},
+        [](bool) { return everything(); },
+        [&outcome](Outcome<ScanResult> came) {
+            try {
+                came.get();
+                outcome = "done";
+            } catch (const Error& error) {
+                outcome = error.description();
+            }
+        });
+    EXPECT_TRUE(loop.runUntil([&outcome] { return !outcome.empty(); }));
+    return outcome;
+}
+
+TEST(RefreshOverADeadMount, ofAFolderThatLiesOnIt_isToldInTimeAndTheIndexStays) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        const QuickFolder quick;
+        TemporaryTree tree;
+        tree.fileOfSize("root/m/two", 7'000);
+        const std::string index = tree.folder("index") + "/latest-scan.sqlite";
+        makeIndex(tree.path("root"), index);
+        const std::string before = describeIndex(index);
+        TestMainLoop loop;
+        const DeadMount dead(tree.path("root"));
+        for (const char* folder : {"root", "root/m"}) {
+            EXPECT_THAT(outcomeOfRefresh(loop, index, tree.path("root"), tree.path(folder)),
+                        HasSubstr("Its previous index was preserved."));
+            EXPECT_EQ(describeIndex(index), before);
+        }
+    }));
+}
+
+TEST(RefreshOverADeadMount, ofAFolderThatHoldsIt_isToldAndTheIndexStays) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        const QuickFolder quick;
+        TemporaryTree tree;
+        tree.fileOfSize("root/a/one", 5'000);
+        tree.fileOfSize("root/m/two", 7'000);
+        tree.folder("root/m/dead");
+        std::string index = tree.folder("index") + "/latest-scan.sqlite";
+        makeIndex(tree.path("root"), index);
+        const std::string before = describeIndex(index);
+
+        TestMainLoop loop;
+        int dirty = 0;
+        ScanChangeTracker tracker(ScanChangeTracker::folderWatchers(loop.queue()), [&] { return index; }, {});
+        FolderWatcherOptions options;
+        options.latency = std::chrono::milliseconds(1);
+        tracker.start(tree.path("root"), options, false, [&dirty](int count) { dirty = count; });
+        ASSERT_TRUE(loop.runUntil([&] { return tracker.coverage().isReady; }));
+        ASSERT_TRUE(tracker.coverage().isComplete());
+
+        const DeadMount dead(tree.path("root/m/dead"));
+        ASSERT_TRUE(loop.runUntil([&] { return !tracker.coverage().isComplete(); }));
+        EXPECT_TRUE(tracker.coverage().watched.leavesOutMounts);
+        EXPECT_THAT(tracker.takeDirtyFolders(), ElementsAre(tree.path("root")))
+            << "who knows what changes there";
+
+        const std::string outcome = outcomeOfRefresh(loop, index, tree.path("root"), tree.path("root/m"));
+        EXPECT_THAT(outcome, HasSubstr("The changed folder could not be fully read. Its previous index was "
+                                       "preserved."));
+        EXPECT_EQ(describeIndex(index), before);
+        EXPECT_THAT(filesWithPrefix(tree.path("index"), "refresh-"), IsEmpty());
+        EXPECT_THAT(filesWithPrefix(tree.path("index"), "scan-"), IsEmpty());
+    }));
+}
+
+}  // namespace
+}  // namespace larkfold::test
