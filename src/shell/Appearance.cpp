@@ -6,6 +6,7 @@
 #include <QGuiApplication>
 #include <QIcon>
 #include <algorithm>
+#include <array>
 
 namespace larkfold {
 
@@ -21,11 +22,24 @@ bool isNoFontOfADesktop(const QString& family) {
 // text.
 constexpr double kUsualPixelSize = 15;
 
+// What task lists show where they do not go by the desktop entry, in the sizes they take it in. Up to 24
+// pixels there is a drawing with less in it.
+QIcon windowIcon() {
+    const QIcon small(QStringLiteral(":/icons/application/com.ostenbrook.larkfold-small.svg"));
+    const QIcon full(QStringLiteral(":/icons/application/com.ostenbrook.larkfold.svg"));
+    QIcon icon;
+    for (const int pixels : std::array{16, 24, 32, 48, 64, 128}) {
+        icon.addPixmap((pixels < 32 ? small : full).pixmap(pixels, pixels));
+    }
+    return icon;
+}
+
 }  // namespace
 
 void Appearance::setUp(QGuiApplication& application) {
     QIcon::setThemeSearchPaths({QStringLiteral(":/icons")});
     QIcon::setThemeName(QStringLiteral("larkfold"));
+    QGuiApplication::setWindowIcon(windowIcon());
 
     QFont font = application.font();
     typeScale_ = std::clamp(QFontInfo(font).pixelSize() / kUsualPixelSize, 1.0, 2.0);

@@ -1,9 +1,7 @@
 #include "shell/CleanupHistoryModel.h"
 
 #include <QClipboard>
-#include <QDateTime>
 #include <QGuiApplication>
-#include <QLocale>
 #include <QPointer>
 #include <QStringList>
 #include <algorithm>
@@ -18,6 +16,7 @@
 #include "platform/qt/PathText.h"
 #include "removal/CleanupHistoryStore.h"
 #include "removal/CleanupTexts.h"
+#include "shell/DateTexts.h"
 
 namespace larkfold {
 
@@ -35,16 +34,6 @@ QString descriptionOf(const std::exception_ptr& failure) {
     } catch (const std::exception& error) {
         return QString::fromUtf8(error.what());
     }
-}
-
-// "19 Nov 2026, 18:04": an abbreviated date with a short time.
-QString dateText(Date date) {
-    const auto moment = QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(secondsSince1970(date) * 1000));
-    // Some locales count the seconds to a short time.
-    const QLocale locale;
-    const QString timeFormat = locale.timeFormat(QLocale::ShortFormat).remove(QStringLiteral(":ss"));
-    return locale.toString(moment.date(), QStringLiteral("d MMM yyyy")) + QStringLiteral(", ") +
-           locale.toString(moment.time(), timeFormat);
 }
 
 bool hasPlaceInTrash(const CleanupOperation::Item& item) {
@@ -301,7 +290,7 @@ QVariant CleanupHistoryModel::operationData(const CleanupOperation& operation, i
         case TitleRole:
             return text(operation.source);
         case DateRole:
-            return dateText(operation.finishedAt);
+            return texts::dateAndTime(operation.finishedAt);
         case TextRole:
             return text(cleanup_texts::historyLine(operation));
         case IsOpenRole:
@@ -311,7 +300,7 @@ QVariant CleanupHistoryModel::operationData(const CleanupOperation& operation, i
         case CanLocateRole:
             return false;
         case SpokenTextRole:
-            return QStringList{text(operation.source), dateText(operation.finishedAt),
+            return QStringList{text(operation.source), texts::dateAndTime(operation.finishedAt),
                                text(cleanup_texts::historyLine(operation)),
                                isOpen ? QStringLiteral("open") : QStringLiteral("closed")}
                 .join(QStringLiteral(", "));

@@ -86,6 +86,8 @@ void DiskSpacePresenter::followDriver() {
     connect(&driver_, &Driver::errorChanged, this, &DiskSpacePresenter::errorChanged);
     connect(&driver_, &Driver::savedScanNoticeChanged, this, &DiskSpacePresenter::savedScanNoticeChanged);
     connect(&driver_, &Driver::selectedForDeletionChanged, this, &DiskSpacePresenter::countMarked);
+    connect(&driver_, &Driver::changedFolderCountChanged, this, &DiskSpacePresenter::changedFoldersChanged);
+    connect(&driver_, &Driver::watchCoverageChanged, this, &DiskSpacePresenter::watchNoticeChanged);
     connect(&driver_, &Driver::skipHiddenFilesChanged, this,
             &DiskSpacePresenter::hiddenSettingDiffersChanged);
 }
@@ -167,8 +169,37 @@ QString DiskSpacePresenter::savedScanHint() const {
 }
 
 QString DiskSpacePresenter::hiddenItemsText() const {
+    if (driver_.scanResult() && driver_.isFromIndex()) {
+        return driver_.scanOptions().skipHiddenFiles ? texts::hiddenLeftOut() : QString();
+    }
     const std::int64_t items = driver_.scanResult() ? driver_.scanResult()->hiddenItemsLeftOut : 0;
     return items > 0 ? texts::hiddenLeftOut(items) : QString();
+}
+
+QString DiskSpacePresenter::changedFoldersText() const {
+    return texts::changedFolders(driver_.changedFolderCount());
+}
+
+QString DiskSpacePresenter::watchNotice() const {
+    const auto& coverage = driver_.watchCoverage();
+    if (!coverage.isReady || coverage.isComplete()) {
+        return {};
+    }
+    if (coverage.hasFailed) {
+        return texts::watchFailed();
+    }
+    if (coverage.watched.isLimitReached) {
+        return texts::watchLimitReached(coverage.watched.folders);
+    }
+    return coverage.watched.leavesOutMounts ? texts::watchLeavesOutMounts() : texts::watchIncomplete();
+}
+
+QString DiskSpacePresenter::refreshText() const {
+    return texts::refreshing();
+}
+
+QString DiskSpacePresenter::restoreTitle() const {
+    return texts::openingSavedScan();
 }
 
 bool DiskSpacePresenter::hiddenSettingDiffers() const {
@@ -269,6 +300,12 @@ QString DiskSpacePresenter::errorHint() const {
     }
     if (driver_.isRemovalProblem()) {
         return driver_.isRecordMissing() ? texts::recordMissingHint() : texts::removalFailedHint();
+    }
+    if (driver_.error()->starts_with("Could not restore the saved scan: ")) {
+        return texts::restoreFailedHint();
+    }
+    if (driver_.error()->starts_with("Refresh did not finish: ")) {
+        return texts::refreshFailedHint();
     }
     return driver_.error() == "Scan was cancelled" ? texts::scanCancelledHint() : texts::scanFailedHint();
 }

@@ -38,6 +38,11 @@ class DiskSpacePresenter : public QObject {
     Q_PROPERTY(QString savedScanNotice READ savedScanNotice NOTIFY savedScanNoticeChanged)
     // Where "this Mac" is, for whoever has none; empty where the notice does not say so.
     Q_PROPERTY(QString savedScanHint READ savedScanHint NOTIFY savedScanNoticeChanged)
+    // What changed since, and how far that can be known; empty where all is watched.
+    Q_PROPERTY(QString changedFoldersText READ changedFoldersText NOTIFY changedFoldersChanged)
+    Q_PROPERTY(QString watchNotice READ watchNotice NOTIFY watchNoticeChanged)
+    Q_PROPERTY(QString refreshText READ refreshText CONSTANT)
+    Q_PROPERTY(QString restoreTitle READ restoreTitle CONSTANT)
     Q_PROPERTY(QString hiddenItemsText READ hiddenItemsText NOTIFY resultChanged)
     // True while the switch stands otherwise than it stood for the scan on screen.
     Q_PROPERTY(bool hiddenSettingDiffers READ hiddenSettingDiffers NOTIFY hiddenSettingDiffersChanged)
@@ -91,6 +96,10 @@ public:
     QString capacityNotice() const;
     QString savedScanNotice() const;
     QString savedScanHint() const;
+    QString changedFoldersText() const;  // "Changed folders (3)"
+    QString watchNotice() const;
+    QString refreshText() const;
+    QString restoreTitle() const;
     QString hiddenItemsText() const;  // "318 hidden items left out", empty where there were none
     bool hiddenSettingDiffers() const;
     int markedItems() const { return markedItems_; }
@@ -138,6 +147,8 @@ signals:
     void resultChanged();
     void savedScanNoticeChanged();
     void hiddenSettingDiffersChanged();
+    void changedFoldersChanged();
+    void watchNoticeChanged();
     void markedChanged();
     void navigationChanged();
     void progressChanged();

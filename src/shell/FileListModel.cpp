@@ -572,6 +572,7 @@ void FileListModel::open(int row) {
             driver_->navigateInto(wanted);
         } else {
             setCurrentRow(row);
+            driver_->openSummary(wanted);
         }
     }
 }

@@ -1,18 +1,30 @@
 #include "shell/LarkfoldApp.h"
 
+#include <QVariantMap>
 #include <exception>
 #include <utility>
+
+#include "shell/PrivacyTexts.h"
+#include "shell/updates/BuildInformation.h"
 
 namespace larkfold {
 
 namespace {
 
 constexpr const char* kHasCompletedOnboardingKey = "hasCompletedOnboarding";
+constexpr const char* kPrivacyRevisionKey = "privacyPolicyRevision";
 
 }  // namespace
 
 LarkfoldApp::LarkfoldApp(World world, QObject* parent)
-    : QObject(parent), world_(std::move(world)), permissionManager_(world_.mainQueue, world_.permissions) {
+    : QObject(parent),
+      world_(std::move(world)),
+      permissionManager_(world_.mainQueue, world_.permissions),
+      updateManager_(world_.defaults, world_.updates),
+      settings_(world_.defaults) {
+    if (!world_.defaults.integerForKey(kPrivacyRevisionKey)) {
+        rememberPrivacyPolicy();  // who has not seen another one is told of no change
+    }
     if (world_.defaults.boolForKey(kHasCompletedOnboardingKey).value_or(false)) {
         makeMainView();
     }
@@ -42,6 +54,61 @@ void LarkfoldApp::makeMainView() {
                                                            .cleanupHistoryURL = world_.cleanupHistoryURL,
                                                            .gate = world_.gate,
                                                            .reveal = world_.reveal});
+    // Two places show the same setting.
+    DiskScannerViewModel* scanner = mainView_->scannerViewModel();
+    connect(&settings_, &Settings::skipHiddenFilesChanged, scanner,
+            &DiskScannerViewModel::skipHiddenFilesChanged);
+    connect(scanner, &DiskScannerViewModel::skipHiddenFilesChanged, &settings_, &Settings::readAgain);
+    // The window of the settings changes this one too.
+    connect(&updateManager_, &UpdateManager::settingWritten, &settings_, &Settings::noteWritten);
+}
+
+QString LarkfoldApp::version() const {
+    return QString::fromStdString(world_.updates.version);
+}
+
+void LarkfoldApp::setShowSettings(bool show) {
+    if (showSettings_ != show) {
+        showSettings_ = show;
+        emit showSettingsChanged();
+    }
+}
+
+void LarkfoldApp::setShowPrivacyPolicy(bool show) {
+    if (showPrivacyPolicy_ != show) {
+        showPrivacyPolicy_ = show;
+        rememberPrivacyPolicy();
+        emit showPrivacyPolicyChanged();
+    }
+}
+
+bool LarkfoldApp::privacyPolicyHasChanged() const {
+    return world_.defaults.integerForKey(kPrivacyRevisionKey).value_or(privacy::revision) < privacy::revision;
+}
+
+void LarkfoldApp::rememberPrivacyPolicy() {
+    if (world_.defaults.integerForKey(kPrivacyRevisionKey) == privacy::revision) {
+        return;
+    }
+    try {
+        world_.defaults.setInteger(kPrivacyRevisionKey, privacy::revision);
+    } catch (const std::exception&) {
+        // The user is told once more.
+    }
+}
+
+QVariantList LarkfoldApp::privacySections() {
+    QVariantList list;
+    for (const privacy::Section& section : privacy::sections()) {
+        list.append(QVariantMap{{QStringLiteral("heading"), QString::fromUtf8(section.heading)},
+                                {QStringLiteral("body"), QString::fromUtf8(section.body)},
+                                {QStringLiteral("note"), QString::fromUtf8(section.note)}});
+    }
+    return list;
+}
+
+QString LarkfoldApp::privacyClosingLine() {
+    return QString::fromUtf8(privacy::closingLine());
 }
 
 void LarkfoldApp::newScan() {

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/Bookmark.h"
+#include "platform/Path.h"
 #include "platform/qt/PathText.h"
 #include "shell/ShellTexts.h"
 
@@ -60,12 +61,16 @@ MainView::MainView(World world, QObject* parent)
                          .folderChooser = &folderChooser_,
                          .indexFileURL = world_.indexFileURL,
                          .cleanupHistory = &historyStore_,
-                         .gate = world_.gate}),
+                         .gate = world_.gate,
+                         .makeStream = nullptr,
+                         .ownFolders = {std::string(parentPath(UserDefaults::standardFile()))}}),
       diskSpace_(scannerViewModel_, world_.mainQueue, world_.readCapacity),
       cleanupHistory_({.mainQueue = world_.mainQueue,
                        .notifications = world_.notifications,
                        .store = historyStore_,
                        .reveal = world_.reveal}),
+      historyManager_(world_.defaults, world_.mainQueue),
+      recentScans_(historyManager_, scannerViewModel_),
       dropContext_(world_.mainQueue, "drop") {
     const auto stored = world_.defaults.integerForKey(kSelectedTabKey).value_or(0);
     selectedTab_ = isTab(stored) ? static_cast<int>(stored) : 0;
@@ -78,8 +83,13 @@ MainView::MainView(World world, QObject* parent)
         emit diskPageChanged();
     });
     connect(&scannerViewModel_, &DiskScannerViewModel::scanResultChanged, this, &MainView::diskPageChanged);
+    connect(&scannerViewModel_, &DiskScannerViewModel::isRefreshingIndexChanged, this,
+            &MainView::diskPageChanged);
     connect(&scannerViewModel_, &DiskScannerViewModel::errorChanged, this,
             &MainView::showDiskAccessIssueChanged);
+    connect(&scannerViewModel_, &DiskScannerViewModel::scanFinished, this, [this](const ScanResult& result) {
+        historyManager_.add(result, scannerViewModel_.scanRootBookmarkData());
+    });
     connect(&diskSpace_, &DiskSpacePresenter::subjectChanged, this, &MainView::windowTitleChanged);
     observeCommands();
     observeRemoval();
@@ -173,7 +183,11 @@ QString MainView::windowTitle() const {
 }
 
 MainView::DiskPage MainView::diskPage() const {
-    if (scannerViewModel_.isScanning()) {
+    if (scannerViewModel_.isRestoring()) {
+        return DiskPage::Restoring;
+    }
+    // A refresh leaves the map on screen.
+    if (scannerViewModel_.isScanning() && !scannerViewModel_.isRefreshingIndex()) {
         return DiskPage::Scanning;
     }
     return scannerViewModel_.hasScanResult() && !wantsStartPage_ ? DiskPage::Result : DiskPage::Start;
@@ -213,6 +227,18 @@ void MainView::setShowFullDiskAccessAlert(bool show) {
         showFullDiskAccessAlert_ = show;
         emit showFullDiskAccessAlertChanged();
     }
+}
+
+void MainView::setForgetIndexConfirmation(bool show) {
+    if (forgetIndexConfirmation_ != show) {
+        forgetIndexConfirmation_ = show;
+        emit forgetIndexConfirmationChanged();
+    }
+}
+
+void MainView::forgetSavedScan() {
+    setForgetIndexConfirmation(false);
+    scannerViewModel_.forgetSavedScan();
 }
 
 void MainView::scanAvailableAreas() {

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "disk/DiskScannerViewModel.h"
+#include "disk/ScanHistoryManager.h"
 #include "platform/NotificationCenter.h"
 #include "platform/SerialContext.h"
 #include "platform/UserDefaults.h"
@@ -26,6 +27,7 @@
 #include "shell/DiskSpacePresenter.h"
 #include "shell/PermissionManager.h"
 #include "shell/QmlFolderChooser.h"
+#include "shell/RecentScansModel.h"
 
 namespace larkfold {
 
@@ -41,12 +43,15 @@ class MainView : public QObject {
     Q_PROPERTY(larkfold::CleanupReviewModel* cleanupReview READ cleanupReview CONSTANT)
     Q_PROPERTY(larkfold::CleanupResultPresenter* cleanupResult READ cleanupResult CONSTANT)
     Q_PROPERTY(larkfold::CleanupHistoryModel* cleanupHistory READ cleanupHistory CONSTANT)
+    Q_PROPERTY(larkfold::RecentScansModel* recentScans READ recentScans CONSTANT)
     // The tabs there are, each {value, title, icon}, in the order of the sidebar.
     Q_PROPERTY(QVariantList tabs READ tabs CONSTANT)
     Q_PROPERTY(int selectedTab READ selectedTab WRITE setSelectedTab NOTIFY selectedTabChanged)
     Q_PROPERTY(QString windowTitle READ windowTitle NOTIFY windowTitleChanged)
     Q_PROPERTY(larkfold::MainView::DiskPage diskPage READ diskPage NOTIFY diskPageChanged)
     Q_PROPERTY(bool canReturnToMap READ canReturnToMap NOTIFY diskPageChanged)
+    Q_PROPERTY(bool forgetIndexConfirmation READ forgetIndexConfirmation WRITE setForgetIndexConfirmation
+                   NOTIFY forgetIndexConfirmationChanged)
     Q_PROPERTY(bool showFullDiskAccessAlert READ showFullDiskAccessAlert WRITE setShowFullDiskAccessAlert
                    NOTIFY showFullDiskAccessAlertChanged)
     Q_PROPERTY(bool showDiskAccessIssue READ showDiskAccessIssue NOTIFY showDiskAccessIssueChanged)
@@ -54,7 +59,7 @@ class MainView : public QObject {
 
 public:
     // What stands in the disk tab. Views reach an enumerator only by a capital.
-    enum class DiskPage { Start, Scanning, Result };
+    enum class DiskPage { Start, Restoring, Scanning, Result };
     Q_ENUM(DiskPage)
 
     // What the window's content needs of the world. All outlive it.
@@ -83,6 +88,9 @@ public:
     CleanupReviewModel* cleanupReview() { return &cleanupReview_; }
     CleanupResultPresenter* cleanupResult() { return &cleanupResult_; }
     CleanupHistoryModel* cleanupHistory() { return &cleanupHistory_; }
+
+    ScanHistoryManager& historyManager() { return historyManager_; }
+    RecentScansModel* recentScans() { return &recentScans_; }
 
     QVariantList tabs() const;
     // The tab on screen. A stored number whose tab is not there shows 0 and stays stored until the user picks
@@ -115,6 +123,12 @@ public:
     // The banner's button: the history, with what the banner tells of open.
     Q_INVOKABLE void showCleanupHistory();
 
+    // Asks before the saved index goes.
+    bool forgetIndexConfirmation() const { return forgetIndexConfirmation_; }
+    void setForgetIndexConfirmation(bool show);
+    // The alert's button "Forget".
+    Q_INVOKABLE void forgetSavedScan();
+
     // The alert about a scan that failed for want of permission.
     bool showDiskAccessIssue() const;
 
@@ -124,6 +138,7 @@ signals:
     void diskPageChanged();
     void showFullDiskAccessAlertChanged();
     void showDiskAccessIssueChanged();
+    void forgetIndexConfirmationChanged();
     void dropMessageChanged();
 
 private:
@@ -142,9 +157,12 @@ private:
     DiskScannerViewModel scannerViewModel_;
     DiskSpacePresenter diskSpace_;
     CleanupHistoryModel cleanupHistory_;
+    ScanHistoryManager historyManager_;
+    RecentScansModel recentScans_;
     int selectedTab_ = 0;
     bool wantsStartPage_ = false;  // "New Scan" while a result is there
     bool showFullDiskAccessAlert_ = false;
+    bool forgetIndexConfirmation_ = false;
     QString dropMessage_;
     SerialContext dropContext_;
     Run dropRun_;

@@ -53,6 +53,54 @@ QString savedScanHint(const QString& folder) {
     return QStringLiteral("“This Mac” is this computer: the index lies in %1.").arg(folder);
 }
 
+QString hiddenLeftOut() {
+    return QStringLiteral("Hidden items left out");
+}
+
+QString openingSavedScan() {
+    return QStringLiteral("Opening your latest scan…");
+}
+
+QString changedFolders(std::int64_t folders) {
+    return QStringLiteral("Changed folders (%1)").arg(grouped(folders));
+}
+
+QString refreshing() {
+    return QStringLiteral("Scanning changed folders. The map shows what was saved before.");
+}
+
+QString watchLimitReached(std::int64_t folders) {
+    return QStringLiteral(
+               "Only %1 are watched for changes: this system allows no more. A refresh scans everything "
+               "again. To raise the limit, set fs.inotify.max_user_watches.")
+        .arg(counted(folders, "folder", "folders"));
+}
+
+QString watchLeavesOutMounts() {
+    return QStringLiteral(
+        "Network drives in here cannot be watched for changes, so a refresh scans everything again.");
+}
+
+QString watchIncomplete() {
+    return QStringLiteral(
+        "Some folders could not be watched for changes, so a refresh scans everything again.");
+}
+
+QString watchFailed() {
+    return QStringLiteral("This folder cannot be watched for changes, so a refresh scans everything again.");
+}
+
+QString restoreFailedHint() {
+    return QStringLiteral("Your files were not touched. Scan the folder again to replace the saved index.");
+}
+
+QString refreshFailedHint() {
+    return QStringLiteral(
+        "The map still shows what was saved before, and the folders still count as changed. Refresh again, "
+        "or "
+        "scan everything again.");
+}
+
 QString scanCancelledHint() {
     return QStringLiteral("Nothing on your disk was changed. Start again whenever you like.");
 }
@@ -80,6 +128,10 @@ QString firstLines(const QString& lines, int most) {
     }
     return all.first(most).join(QLatin1Char('\n')) + QLatin1Char('\n') +
            QStringLiteral("…and %1 more.").arg(grouped(all.size() - most));
+}
+
+QString settingNotSaved(const QString& reason) {
+    return QStringLiteral("The setting could not be saved and holds until you quit Larkfold. %1").arg(reason);
 }
 
 QString dropFailed() {

@@ -14,11 +14,22 @@ QString hiddenLeftOut(std::int64_t items);                     // "318 hidden it
 QString marked(std::int64_t items, std::int64_t bytes);        // "3 items, 4.2 GB marked"
 QString bytes(std::int64_t bytes);                             // "4.2 GB"
 QString savedScanHint(const QString& folder);  // "“This Mac” is this computer: the index lies in …"
+QString hiddenLeftOut();                       // of a saved scan, which does not tell how many
+QString openingSavedScan();
+QString changedFolders(std::int64_t folders);  // "Changed folders (3)"
+QString refreshing();
+QString watchLimitReached(std::int64_t folders);
+QString watchLeavesOutMounts();
+QString watchIncomplete();
+QString watchFailed();
+QString restoreFailedHint();
+QString refreshFailedHint();
 QString scanCancelledHint();
 QString scanFailedHint();
 QString removalFailedHint();
 QString recordMissingHint();
 QString firstLines(const QString& lines, int most);  // and "…and 12 more."
-QString dropFailed();                                // "Larkfold couldn’t access that location."
+QString settingNotSaved(const QString& reason);
+QString dropFailed();  // "Larkfold couldn’t access that location."
 
 }  // namespace larkfold::texts

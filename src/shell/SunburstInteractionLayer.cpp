@@ -160,6 +160,7 @@ void SunburstInteractionLayer::click(const FileNode::Pointer& node, bool marks) 
         driver()->navigateInto(node);
     } else {
         driver()->setSelectedNode(node);
+        driver()->openSummary(node);
     }
 }
 

@@ -376,6 +376,25 @@ class Program:
         self.move_to(*stop)
         self._xdotool("mouseup", 1)
 
+    @contextlib.contextmanager
+    def in_window(self, title):
+        """What follows is done in, and pictures are taken of, the program's other window of that title."""
+        def mapped():
+            found = subprocess.run(["xdotool", "search", "--onlyvisible", "--name", f"^{re.escape(title)}$"],
+                                   env=self._environment, capture_output=True, text=True, check=False).stdout.split()
+            return found[0] if found else None
+
+        main_window = self.window_id
+        self.window_id = wait_until(mapped, f"the window {title}", describe=self.dump)
+        try:
+            self._xdotool("windowmove", self.window_id, "0", "0")
+            self.focus()
+            yield self
+        finally:
+            self.window_id = main_window
+            if self.process.poll() is None:
+                self.focus()
+
     def screenshot(self, path):
         """The window as a PNG file, once two pictures in a row are equal, so that no animation is caught half-way."""
         path = Path(path)

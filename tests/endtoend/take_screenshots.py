@@ -63,6 +63,40 @@ def main_window(program, folder, suffix, dark, mapped):
         larkfold.screenshot(folder / f"result-small-{suffix}.png")
 
 
+def next_day(program, folder, suffix, dark):
+    """The saved scan at the next start, and the start page with what was scanned lately."""
+    with Session(dark=dark) as session:
+        places = {"Pictures": {"trip/one.jpg": 5_200_000, "trip/two.jpg": 4_100_000, "family.jpg": 2_700_000},
+                  "Projects": {"site/index.html": 40_000, "site/film.webm": 88_000_000, "notes/plan.odt": 310_000},
+                  "Documents": {"tax/2025.pdf": 1_200_000, "letters/home.odt": 90_000}}
+        for place, sizes in places.items():
+            files(session.home / place, sizes)
+        with session.start(program) as larkfold:
+            for place in places:
+                if larkfold.has("New Scan", role="push button"):
+                    larkfold.find("New Scan", role="push button").click()
+                larkfold.scan_folder(session.home / place)
+            larkfold.find("New Scan", role="push button").click()
+            larkfold.find("Recent Scans")
+            larkfold.resize(1280, 800)
+            larkfold.move_to(0, 0)
+            larkfold.screenshot(folder / f"recent-{suffix}.png")
+            larkfold.terminate()
+        files(session.home / "Documents", {"new/scan.pdf": 640_000})
+        with session.start(program) as larkfold:
+            larkfold.resize(1280, 800)
+            larkfold.wait_for_map()
+            larkfold.find(contains="Changed folders (1)")
+            larkfold.find("Refresh", role="push button").click()
+            larkfold.find("Current folder", role="menu item")
+            larkfold.move_to(0, 0)
+            larkfold.screenshot(folder / f"refresh-{suffix}.png")
+            larkfold.key("Escape")
+            larkfold.find("Forget saved scan…", role="push button").click()
+            larkfold.find("Forget saved scan?")
+            larkfold.screenshot(folder / f"forget-{suffix}.png")
+
+
 def files(folder, sizes):
     """Files of those sizes below the folder; their room is taken and nothing is written."""
     for name, size in sizes.items():
@@ -170,7 +204,21 @@ def past_removals(larkfold, folder, suffix):
     larkfold.screenshot(folder / f"history-empty-{suffix}.png")
 
 
-SCREENS = {"first_run": first_run, "main_window": main_window, "cleanup": cleanup}
+def settings(program, folder, suffix, dark):
+    """The windows beside the main one."""
+    with Session(dark=dark) as session, session.start(program) as larkfold:
+        larkfold.find("Scan Folder", role="push button")
+        larkfold.key("ctrl+comma")
+        larkfold.find("Show Onboarding Again", role="push button")
+        with larkfold.in_window("Settings"):
+            larkfold.screenshot(folder / f"settings-{suffix}.png")
+            larkfold.find("Privacy Policy", role="push button").press()
+            larkfold.find("What Is Not Collected")
+        with larkfold.in_window("Privacy Policy"):
+            larkfold.screenshot(folder / f"privacy-{suffix}.png")
+
+
+SCREENS = {"next_day": next_day, "first_run": first_run, "main_window": main_window, "cleanup": cleanup, "settings": settings}
 
 
 def main():

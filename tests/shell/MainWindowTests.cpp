@@ -102,7 +102,8 @@ TEST_F(MainWindowTest, aFinishedScanShowsTheResultAndItsSums) {
     startAfterFirstRun();
     ASSERT_TRUE(scan(tree_.path("home")));
     EXPECT_EQ(view().diskPage(), MainView::DiskPage::Result);
-    EXPECT_TRUE(isShown("Scan Again"));
+    EXPECT_TRUE(isShown("Refresh"));
+    EXPECT_TRUE(isShown("Forget saved scan…"));
     EXPECT_TRUE(isShown("in 1 file, 1 folder"));
     EXPECT_EQ(window_->title(), "home — Larkfold");
 }

@@ -31,6 +31,7 @@ protected:
             .appearance = appearance_,
             .permissions = {.probe = [this] { return hasAccess_; },
                             .confinement = [] { return Confinement::none; }},
+            .updates = updates_,
             .indexFileURL = surroundings_.path("index/latest-scan.sqlite"),
             .readCapacity = [](const std::string&) { return VolumeCapacity{.total = 100, .available = 40}; },
             .cleanupHistoryURL = historyFile(),
@@ -100,6 +101,8 @@ protected:
     DiskScannerViewModel::Gate gate_;
     std::function<void(const std::string&, std::function<void(bool)>)> reveal_ =
         [](const std::string&, const std::function<void(bool)>& done) { done(false); };
+    // Set before the start. Without a feed there are no checks, whatever this build was given.
+    UpdateManager::World updates_{.source = std::nullopt};
     bool hasAccess_ = true;  // set before a check, never during one
     std::unique_ptr<LarkfoldApp> app_;
     std::unique_ptr<QQmlApplicationEngine> engine_;

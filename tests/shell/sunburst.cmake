@@ -13,3 +13,4 @@ larkfold_test(sunburst_item_tests
   SOURCES "${CMAKE_CURRENT_LIST_DIR}/SunburstItemTests.cpp"
   LIBRARIES larkfold_test_support larkfold_shell_ui larkfold_shell_uiplugin Qt6::Test
   LABELS shell)
+larkfold_computes_for_long(sunburst_layout_tests sunburst_raster_tests)

@@ -24,16 +24,23 @@ T.ComboBox {
     Accessible.description: displayText
     Accessible.onPressAction: control.popup.open()
 
-    Keys.onReturnPressed: event => control.openOrPass(event)
-    Keys.onEnterPressed: event => control.openOrPass(event)
+    // Return opens the list when it is let go: the toolkit takes the same release for a choice where the list is open by
+    // then. An open list takes the key itself.
+    property bool opensOnRelease: false
 
-    // An open list takes the key itself, to choose.
-    function openOrPass(event: var) {
-        if (popup.visible) {
-            event.accepted = false;
-        } else {
+    Keys.onReturnPressed: event => control.armOrPass(event)
+    Keys.onEnterPressed: event => control.armOrPass(event)
+    Keys.onReleased: event => {
+        if (opensOnRelease && (event.key === Qt.Key_Return || event.key === Qt.Key_Enter)) {
+            opensOnRelease = false;
             popup.open();
+            event.accepted = true;
         }
+    }
+
+    function armOrPass(event: var) {
+        opensOnRelease = !popup.visible;
+        event.accepted = opensOnRelease;
     }
 
     // An input that takes none: only such an item is measured for the widest choice.

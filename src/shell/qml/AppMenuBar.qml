@@ -36,6 +36,35 @@ T.MenuBar {
         }
     }
 
+    // What concerns the program itself and not what it shows.
+    AppMenu {
+        title: qsTr("&Larkfold")
+
+        AppMenuItem {
+            action: T.Action {
+                text: qsTr("Settings…")
+                shortcut: "Ctrl+,"
+                onTriggered: bar.app.showSettings = true
+            }
+            shortcutText: "Ctrl+,"
+        }
+        AppMenuItem {
+            action: T.Action {
+                text: qsTr("Check for Updates…")
+                enabled: bar.app.updateManager.canCheckForUpdates
+                onTriggered: bar.app.updateManager.checkForUpdates()
+            }
+        }
+        AppMenuSeparator {}
+        AppMenuItem {
+            action: T.Action {
+                text: qsTr("Quit Larkfold")
+                shortcut: "Ctrl+Q"
+                onTriggered: bar.quitRequested()
+            }
+            shortcutText: "Ctrl+Q"
+        }
+    }
     AppMenu {
         title: qsTr("&File")
 
@@ -66,15 +95,6 @@ T.MenuBar {
                 onTriggered: bar.view.reviewMarked()
             }
             shortcutText: qsTr("Delete")
-        }
-        AppMenuSeparator {}
-        AppMenuItem {
-            action: T.Action {
-                text: qsTr("Quit Larkfold")
-                shortcut: "Ctrl+Q"
-                onTriggered: bar.quitRequested()
-            }
-            shortcutText: "Ctrl+Q"
         }
     }
     AppMenu {
@@ -126,6 +146,12 @@ T.MenuBar {
                 onTriggered: bar.helpRequested()
             }
             shortcutText: "F1"
+        }
+        AppMenuItem {
+            action: T.Action {
+                text: qsTr("Privacy Policy")
+                onTriggered: bar.app.showPrivacyPolicy = true
+            }
         }
     }
 }

@@ -19,7 +19,15 @@ T.MenuItem {
 
     Accessible.role: Accessible.MenuItem
     Accessible.name: text
-    Accessible.onPressAction: control.clicked()
+    Accessible.onPressAction: control.activate()
+
+    // What a click does, for assistive technology: the toolkit triggers an action of the item for a pointer alone.
+    function activate() {
+        if (action) {
+            action.trigger();
+        }
+        clicked();
+    }
 
     contentItem: Item { // qmllint disable deferred-property-id
         Text {

@@ -24,8 +24,10 @@ T.ProgressBar {
             id: bar
 
             property real travel
+            // Where nothing may move it stands in the middle.
+            readonly property real place: Theme.reducesMotion ? 0.5 : travel
 
-            x: control.indeterminate ? Math.round((parent.width + width) * travel - width) : 0
+            x: control.indeterminate ? Math.round((parent.width + width) * place - width) : 0
             width: control.indeterminate ? parent.width * 0.3
                                          : Math.max(control.position > 0 ? height : 0, parent.width * control.position)
             height: parent.height

@@ -11,12 +11,15 @@ T.Control {
     readonly property DiskScannerViewModel driver: view.scannerViewModel
     readonly property DiskSpacePresenter presenter: view.diskSpace
 
+    Component.onCompleted: driver.restoreSavedScanIfNeeded()
+
     Toolbar {
         id: toolbar
         anchors.left: parent.left
         anchors.right: parent.right
-        title: tab.view.diskPage === MainView.Start ? qsTr("Disk Space") : tab.presenter.title
-        path: tab.view.diskPage === MainView.Start ? "" : tab.presenter.path
+        readonly property bool showsMap: tab.view.diskPage === MainView.Scanning || tab.view.diskPage === MainView.Result
+        title: showsMap ? tab.presenter.title : qsTr("Disk Space")
+        path: showsMap ? tab.presenter.path : ""
 
         AppButton {
             visible: tab.view.canReturnToMap
@@ -25,21 +28,31 @@ T.Control {
             onClicked: tab.view.returnToMap()
         }
         AppButton {
-            visible: tab.view.diskPage === MainView.Scanning
+            visible: tab.driver.isScanning
             text: qsTr("Cancel")
             icon.name: "stop"
+            toolTip: tab.driver.isRefreshingIndex ? qsTr("Leaves the map as it was; what is done stays done") : ""
             onClicked: tab.driver.cancelScan()
         }
         AppButton {
-            visible: tab.view.diskPage === MainView.Result
-            text: qsTr("Scan Again")
+            id: refresh
+            objectName: "refreshButton"
+            visible: tab.view.diskPage === MainView.Result && !tab.driver.isScanning
+            text: qsTr("Refresh")
             icon.name: "refresh"
             enabled: !tab.driver.isDeleting
-            toolTip: qsTr("Measures the same place once more")
-            onClicked: tab.driver.rescanCurrent()
+            toolTip: refreshMenu.visible ? "" : qsTr("Scans what changed since")
+            Accessible.role: Accessible.ButtonMenu
+            onClicked: refreshMenu.popup(refresh, 0, refresh.height + Theme.space1)
+
+            RefreshMenu {
+                id: refreshMenu
+                presenter: tab.presenter
+                driver: tab.driver
+            }
         }
         AppButton {
-            visible: tab.view.diskPage === MainView.Result
+            visible: tab.view.diskPage === MainView.Result && !tab.driver.isScanning
             text: qsTr("New Scan")
             icon.name: "plus"
             enabled: !tab.driver.isDeleting
@@ -60,7 +73,7 @@ T.Control {
             text: qsTr("Delete Selected")
             icon.name: "trash"
             toolTip: qsTr("Shows what is marked before anything is removed")
-            enabled: tab.presenter.markedItems > 0
+            enabled: tab.presenter.markedItems > 0 && !tab.driver.isScanning
             onClicked: tab.view.reviewMarked()
         }
     }
@@ -73,6 +86,8 @@ T.Control {
         focus: true
         sourceComponent: {
             switch (tab.view.diskPage) {
+            case MainView.Restoring:
+                return restoringPage;
             case MainView.Scanning:
                 return scanningPage;
             case MainView.Result:
@@ -91,7 +106,14 @@ T.Control {
             view: tab.view
         }
     }
-        Component {
+    Component {
+        id: restoringPage
+
+        RestoringView {
+            presenter: tab.presenter
+        }
+    }
+    Component {
         id: scanningPage
 
         ScanningView {
@@ -99,12 +121,13 @@ T.Control {
             driver: tab.driver
         }
     }
-        Component {
+    Component {
         id: resultPage
 
         ResultView {
             presenter: tab.presenter
             driver: tab.driver
+            onForgetRequested: tab.view.forgetIndexConfirmation = true
             onReviewRequested: tab.view.reviewMarked()
         }
     }

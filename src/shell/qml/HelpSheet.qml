@@ -141,6 +141,10 @@ AppDialog {
                     meaning: qsTr("Cancel the scan")
                 }
                 Key {
+                    keys: qsTr("Ctrl+,")
+                    meaning: qsTr("Settings")
+                }
+                Key {
                     keys: qsTr("Ctrl+1")
                     meaning: qsTr("Disk Space")
                 }

@@ -19,6 +19,12 @@ T.ApplicationWindow {
     title: app.mainView ? app.mainView.windowTitle : qsTr("Larkfold")
     font.family: app.appearance.fontFamily
     font.pixelSize: Theme.sizeBody
+    // The windows beside it go with it, and the program with all of them.
+    onClosing: {
+        app.showSettings = false;
+        app.showPrivacyPolicy = false;
+        app.updateManager.showsCheck = false;
+    }
 
     Binding {
         target: Theme
@@ -58,10 +64,11 @@ T.ApplicationWindow {
         }
     }
 
-        Component {
+    Component {
         id: frame
 
         MainFrame {
+            app: window.app
             view: window.app.mainView
         }
     }
@@ -78,11 +85,43 @@ T.ApplicationWindow {
         // qmllint enable unqualified
     }
 
+    // Over the window from which it was asked for.
     Loader {
-        active: window.app.permissionManager.showSettingsGuide
+        active: window.app.permissionManager.showSettingsGuide && !window.app.showSettings
         // qmllint disable unqualified
         sourceComponent: AccessGuideSheet {
             permissionManager: window.app.permissionManager
+            visible: true
+        }
+        // qmllint enable unqualified
+    }
+
+    Loader {
+        active: window.app.showSettings
+        // qmllint disable unqualified
+        sourceComponent: SettingsView {
+            app: window.app
+            transientParent: window
+            visible: true
+        }
+        // qmllint enable unqualified
+    }
+    Loader {
+        active: window.app.updateManager.showsCheck
+        // qmllint disable unqualified
+        sourceComponent: UpdateView {
+            app: window.app
+            transientParent: window
+            visible: true
+        }
+        // qmllint enable unqualified
+    }
+    Loader {
+        active: window.app.showPrivacyPolicy
+        // qmllint disable unqualified
+        sourceComponent: PrivacyPolicyView {
+            app: window.app
+            transientParent: window
             visible: true
         }
         // qmllint enable unqualified

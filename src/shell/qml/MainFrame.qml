@@ -6,6 +6,7 @@ import Larkfold.Shell
 T.Control {
     id: frame
 
+    required property LarkfoldApp app
     required property MainView view
 
     focusPolicy: Qt.NoFocus
@@ -14,6 +15,7 @@ T.Control {
         id: sidebar
         anchors.top: parent.top
         anchors.bottom: parent.bottom
+        app: frame.app
         view: frame.view
         narrow: frame.width < 1040 * Theme.typeScale
     }
@@ -109,6 +111,24 @@ T.Control {
 
         function onClearConfirmationChanged() {
             clearHistory.active = true;
+        }
+    }
+
+    // Made when it is first needed, and kept: what it leaves gets the keyboard back.
+    Loader {
+        id: forgetScan
+        active: false
+        // qmllint disable unqualified
+        sourceComponent: ForgetScanAlert {
+            view: frame.view
+        }
+        // qmllint enable unqualified
+    }
+    Connections {
+        target: frame.view
+
+        function onForgetIndexConfirmationChanged() {
+            forgetScan.active = true;
         }
     }
 

@@ -35,69 +35,10 @@ ColumnLayout {
         Accessible.role: Accessible.Heading
     }
 
-    Rectangle {
+    PermissionCard {
         Layout.fillWidth: true
-        implicitHeight: card.implicitHeight + 2 * Theme.space4
-        radius: Theme.radiusCard
-        color: Theme.window
-        border.width: 1
-        border.color: Theme.hairline
-
-        RowLayout {
-            id: card
-            anchors.left: parent.left
-            anchors.right: parent.right
-            anchors.verticalCenter: parent.verticalCenter
-            anchors.margins: Theme.space4
-            spacing: Theme.space4
-
-            AppIcon {
-                name: "shield"
-                size: Math.round(32 * Theme.typeScale)
-                color: Theme.accent
-            }
-            ColumnLayout {
-                Layout.fillWidth: true
-                spacing: 2
-
-                AppLabel {
-                    Layout.fillWidth: true
-                    text: qsTr("Protected Folder Access")
-                    font.pixelSize: Theme.sizeEmphasis
-                    font.weight: Font.DemiBold
-                    wrapMode: Text.Wrap
-                }
-                AppLabel {
-                    Layout.fillWidth: true
-                    text: qsTr("Optional for Mail, Safari data, and app containers")
-                    secondary: true
-                    wrapMode: Text.Wrap
-                }
-            }
-            RowLayout {
-                visible: page.permissionManager.hasFullDiskAccess
-                spacing: Theme.space1
-
-                AppIcon {
-                    name: "check-circle"
-                    size: Theme.iconMedium
-                    color: Theme.safe
-                }
-                AppLabel {
-                    text: qsTr("Enabled")
-                    color: Theme.safe
-                    font.weight: Font.DemiBold
-                }
-            }
-            AppButton {
-                visible: !page.permissionManager.hasFullDiskAccess
-                text: qsTr("Enable")
-                onClicked: {
-                    page.permissionManager.openFullDiskAccessSettings();
-                    page.hasVisitedSettings = true;
-                }
-            }
-        }
+        permissionManager: page.permissionManager
+        onVisited: page.hasVisitedSettings = true
     }
 
     AppLabel {

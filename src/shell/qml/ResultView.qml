@@ -12,7 +12,14 @@ T.Control {
 
     // The user wants to see what is marked before anything is removed.
     signal reviewRequested
+    // The user wants the saved index gone.
+    signal forgetRequested
 
+    Shortcut {
+        sequences: ["F5"]
+        enabled: page.visible && page.driver.changedFolderCount > 0 && !page.driver.isScanning
+        onActivated: page.driver.refreshIndex(false)
+    }
     Shortcut {
         sequences: ["Alt+Left", "Backspace"]
         enabled: page.visible && page.presenter.canGoBack
@@ -32,6 +39,11 @@ T.Control {
             driver: page.driver
         }
 
+        RefreshStrip {
+            Layout.fillWidth: true
+            presenter: page.presenter
+            driver: page.driver
+        }
         InlineMessage {
             visible: page.presenter.errorText.length > 0
             Layout.fillWidth: true
@@ -96,6 +108,7 @@ T.Control {
             Layout.fillWidth: true
             presenter: page.presenter
             driver: page.driver
+            onForgetRequested: page.forgetRequested()
         }
     }
 }

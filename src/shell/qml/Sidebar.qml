@@ -9,6 +9,7 @@ import Larkfold.Shell
 Rectangle {
     id: sidebar
 
+    required property LarkfoldApp app
     required property MainView view
     property bool narrow: false
 
@@ -37,6 +38,28 @@ Rectangle {
 
         Item {
             Layout.fillHeight: true
+        }
+
+        SidebarNote {
+            visible: sidebar.app.updateManager.availableVersion.length > 0
+            Layout.fillWidth: true
+            narrow: sidebar.narrow
+            iconName: "refresh"
+            title: qsTr("Update Available")
+            text: qsTr("Larkfold %1 is available.").arg(sidebar.app.updateManager.availableVersion)
+            actionText: qsTr("What’s New…")
+            onTriggered: sidebar.app.updateManager.showAvailable()
+        }
+
+        SidebarNote {
+            visible: sidebar.app.privacyPolicyHasChanged
+            Layout.fillWidth: true
+            narrow: sidebar.narrow
+            iconName: "document"
+            title: qsTr("Privacy Policy Updated")
+            text: qsTr("What Larkfold says about your privacy has changed.")
+            actionText: qsTr("Privacy Policy")
+            onTriggered: sidebar.app.showPrivacyPolicy = true
         }
 
         SidebarNote {

@@ -3,7 +3,7 @@ import QtQuick.Layouts
 import QtQuick.Templates as T
 import Larkfold.Shell
 
-// The two ways in, and the folder that may be dropped instead.
+// The two ways in, the folder that may be dropped instead, and below them what was scanned lately.
 T.Control {
     id: page
 
@@ -11,6 +11,18 @@ T.Control {
     readonly property DiskSpacePresenter presenter: view.diskSpace
 
     Component.onCompleted: presenter.refreshVolume()
+    Component.onDestruction: view.recentScans.forgetUndo()
+
+    // What the strip covers of the page's foot.
+    readonly property real coveredHeight: undo.visible ? undo.height + undo.anchors.bottomMargin : 0
+
+    // Scrolls as little as brings the item into sight.
+    function bringIntoSight(item: Item) {
+        const top = item.mapToItem(column, 0, 0).y + column.y - Theme.space4;
+        const bottom = top + item.height + 2 * Theme.space4 + coveredHeight;
+        const lowest = Math.max(0, flickable.contentHeight - flickable.height);
+        flickable.contentY = Math.max(0, Math.min(lowest, top, Math.max(flickable.contentY, bottom - flickable.height)));
+    }
 
     DropArea {
         id: drop
@@ -26,7 +38,8 @@ T.Control {
         id: flickable
         anchors.fill: parent
         contentWidth: width
-        contentHeight: Math.max(height, column.implicitHeight + 2 * Theme.space6)
+        contentHeight: Math.max(height, column.implicitHeight + 2 * Theme.space6 + page.coveredHeight)
+        clip: true
         boundsBehavior: Flickable.StopAtBounds
         T.ScrollBar.vertical: AppScrollBar {}
 
@@ -140,6 +153,29 @@ T.Control {
                 Layout.fillWidth: true
                 presenter: page.presenter
             }
+
+            RecentScans {
+                id: recent
+                Layout.fillWidth: true
+                scans: page.view.recentScans
+                canRescan: !page.view.scannerViewModel.isDeleting
+                onShown: item => page.bringIntoSight(item)
+                onEmptied: undo.takeKeyboard()
+            }
         }
+    }
+
+    UndoStrip {
+        id: undo
+        anchors.horizontalCenter: parent.horizontalCenter
+        anchors.bottom: parent.bottom
+        anchors.bottomMargin: Theme.space4
+        width: Math.min(implicitWidth, column.width)
+        text: page.view.recentScans.undoText
+        onUndone: {
+            page.view.recentScans.undo();
+            recent.takeKeyboard();
+        }
+        onDismissed: page.view.recentScans.forgetUndo()
     }
 }

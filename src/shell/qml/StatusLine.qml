@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Layouts
+import QtQuick.Templates as T
 import Larkfold.Shell
 
 // The sums of the scan, what is missing from them, and what stands in the saved index.
@@ -9,11 +10,16 @@ Rectangle {
     required property DiskSpacePresenter presenter
     required property DiskScannerViewModel driver
 
+    readonly property T.Action currentFolder: current
+
+    // The user wants the saved index gone.
+    signal forgetRequested
+
     // How wide the sums and their buttons are in one row, and whether the notice has room beside them.
     readonly property real sumsWidth: sums.implicitWidth + (unreadable.visible ? unreadable.implicitWidth + facts.spacing : 0)
                                       + (hidden.visible ? hidden.implicitWidth + facts.spacing : 0)
     readonly property bool hasRoomBeside: width - sumsWidth - grid.anchors.leftMargin - grid.anchors.rightMargin
-                                          >= grid.columnSpacing + 260 * Theme.typeScale
+                                          >= grid.columnSpacing + Math.max(260 * Theme.typeScale, actions.implicitWidth)
 
     implicitHeight: Math.max(Math.round(36 * Theme.typeScale), grid.implicitHeight + Theme.space3)
     color: Theme.surface
@@ -114,7 +120,62 @@ Rectangle {
                 font.pixelSize: Theme.sizeCaption
                 wrapMode: Text.Wrap
             }
+            AppLabel {
+                objectName: "watchNotice"
+                visible: text.length > 0
+                Layout.fillWidth: true
+                horizontalAlignment: line.hasRoomBeside ? Text.AlignRight : Text.AlignLeft
+                text: line.presenter.watchNotice
+                color: Theme.review
+                font.pixelSize: Theme.sizeCaption
+                wrapMode: Text.Wrap
+            }
+            Row {
+                id: actions
+                visible: forget.enabled
+                Layout.alignment: line.hasRoomBeside ? Qt.AlignRight : Qt.AlignLeft
+                // The titles of buttons without a frame stand in line with the text above them.
+                Layout.leftMargin: line.hasRoomBeside ? 0 : -Theme.space2
+                Layout.rightMargin: line.hasRoomBeside ? -Theme.space2 : 0
+
+                Repeater {
+                    model: [changed, current, forget]
+
+                    AppButton {
+                        required property T.Action modelData
+
+                        text: modelData.text
+                        visible: modelData.enabled
+                        kind: AppButton.Quiet
+                        height: Math.max(Theme.minimumTarget, implicitContentHeight)
+                        font.pixelSize: Theme.sizeCaption
+                        // qmllint disable unqualified
+                        toolTip: modelData === line.currentFolder ? qsTr("Scans only the folder on screen again") : ""
+                        // qmllint enable unqualified
+                        onClicked: modelData.trigger()
+                    }
+                }
+            }
         }
+    }
+
+    T.Action {
+        id: changed
+        text: line.presenter.changedFoldersText
+        enabled: line.driver.changedFolderCount > 0 && !line.driver.isScanning && !line.driver.isDeleting
+        onTriggered: line.driver.refreshIndex(false)
+    }
+    T.Action {
+        id: current
+        text: qsTr("Current folder")
+        enabled: line.driver.hasSavedIndex && !line.driver.isScanning && !line.driver.isDeleting
+        onTriggered: line.driver.refreshIndex(true)
+    }
+    T.Action {
+        id: forget
+        text: qsTr("Forget saved scan…")
+        enabled: line.driver.hasSavedIndex && !line.driver.isScanning && !line.driver.isDeleting
+        onTriggered: line.forgetRequested()
     }
 
     Loader {
