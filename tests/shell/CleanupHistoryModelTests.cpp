@@ -57,7 +57,7 @@ protected:
     bool flag(int row, Model::Role role) const { return model.data(model.index(row), role).toBool(); }
     int kind(int row) const { return model.data(model.index(row), Model::KindRole).toInt(); }
     bool hasError(const QString& error) {
-        return QTest::qWaitFor([&] { return model.error() == error; }, 20'000);
+        return QTest::qWaitFor([&] { return model.error() == error; }, 60'000);
     }
 
     TemporaryTree tree;
@@ -189,7 +189,7 @@ TEST_F(CleanupHistoryModelTest, aHistoryThatCannotBeReadIsToldAndTheRowsStay) {
     model.setClearConfirmation(true);
     model.clear();
     EXPECT_FALSE(model.clearConfirmation());
-    ASSERT_TRUE(QTest::qWaitFor([this] { return model.isEmpty(); }, 20'000));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return model.isEmpty(); }, 60'000));
     EXPECT_EQ(model.error(), "");
     EXPECT_EQ(model.count(), 0);
     EXPECT_TRUE(store.load().empty());
@@ -208,7 +208,7 @@ TEST_F(CleanupHistoryModelTest, aFailureOfClearingIsTold) {
     CleanupHistoryStore closed(tree.path("closed/history.json"));
     Model other({.mainQueue = events.queue(), .notifications = notifications, .store = closed});
     other.clear();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !other.error().isEmpty(); }, 20'000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !other.error().isEmpty(); }, 60'000));
     EXPECT_FALSE(other.error().startsWith("History could not be read"));
 }
 
@@ -221,7 +221,7 @@ TEST_F(CleanupHistoryModelTest, aChangeOfTheHistoryIsReadOnceTheScreenWasSeen) {
     EXPECT_EQ(model.count(), 1);
     store.append(operation({}));
     notifications.post(CleanupHistoryStore::changedNotification);
-    EXPECT_TRUE(QTest::qWaitFor([this] { return model.count() == 2; }, 20'000));
+    EXPECT_TRUE(QTest::qWaitFor([this] { return model.count() == 2; }, 60'000));
 }
 
 TEST_F(CleanupHistoryModelTest, whatIsStillInTrashIsShownInTheFileManagerByItsBytes) {
@@ -232,10 +232,10 @@ TEST_F(CleanupHistoryModelTest, whatIsStillInTrashIsShownInTheFileManagerByItsBy
     load();
     model.toggle(0);
     model.locateInTrash(2);
-    ASSERT_TRUE(QTest::qWaitFor([this] { return revealed.size() == 1; }, 20'000));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return revealed.size() == 1; }, 60'000));
     EXPECT_EQ(revealed.front(), inside);
     model.locateInTrash(3);
-    ASSERT_TRUE(QTest::qWaitFor([this] { return revealed.size() == 2; }, 20'000))
+    ASSERT_TRUE(QTest::qWaitFor([this] { return revealed.size() == 2; }, 60'000))
         << "a link is there, wherever it leads";
     EXPECT_EQ(model.error(), "");
 }
@@ -275,7 +275,7 @@ TEST_F(CleanupHistoryModelTest, withoutAFileManagerThePlaceIsTold) {
     revealWorks = false;
     model.locateInTrash(2);
     EXPECT_TRUE(
-        QTest::qWaitFor([&] { return model.error().contains(QString::fromStdString(inside)); }, 20'000));
+        QTest::qWaitFor([&] { return model.error().contains(QString::fromStdString(inside)); }, 60'000));
 }
 
 TEST(CleanupResultPresenter, showsTheLatestUntilItIsClosed) {

@@ -216,7 +216,7 @@ TEST_F(FileListModelTest, aNewScan_emptiesTheListUntilItIsThere) {
     session.driver.scanFolder(tree.path("photos"));
     EXPECT_EQ(model.count(), 0);
     EXPECT_EQ(model.emptyReason(), FileListModel::NoFolder);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return session.driver.hasScanResult(); }, 30'000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return session.driver.hasScanResult(); }, 60'000));
     EXPECT_EQ(namesOf(model), (Names{"one.jpg", "deep"}));
     EXPECT_EQ(model.currentRow(), -1);
 }

@@ -28,7 +28,7 @@ public:
     // Scans and waits for the outcome; false where there is none.
     bool scan(const std::string& path) {
         driver.scanFolder(path);
-        return QTest::qWaitFor([this] { return !driver.isScanning(); }, 30'000) && driver.hasScanResult();
+        return QTest::qWaitFor([this] { return !driver.isScanning(); }, 60'000) && driver.hasScanResult();
     }
 
     // As if the scan had found more than it keeps: a summary beside the folder's entries.

@@ -45,10 +45,10 @@ protected:
         view->resize(size);
         view->show();
         view->requestActivate();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(view.get()));
+        ASSERT_TRUE(QTest::qWaitForWindowActive(view.get(), 60'000));
         model = view->rootObject()->findChild<FileListModel*>();
         ASSERT_NE(model, nullptr);
-        ASSERT_TRUE(QTest::qWaitFor([&] { return itemOfRow(0) != nullptr || model->count() == 0; }));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return itemOfRow(0) != nullptr || model->count() == 0; }, 60'000));
     }
 
     // Items made by a view belong to their place in the window and not to the object tree.
@@ -139,7 +139,8 @@ TEST_F(FileListViewTest, theEmptyStatesButton_bringsTheRowsBack) {
     click("searchField");
     type("nowhere");
     ASSERT_EQ(model->count(), 0);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return find("emptyAction") && find("emptyAction")->width() > 0; }));
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return find("emptyAction") && find("emptyAction")->width() > 0; }, 60'000));
     click("emptyAction");
     EXPECT_EQ(model->count(), 4);
     EXPECT_EQ(find("searchField")->property("text"), "");
@@ -241,7 +242,7 @@ TEST_F(FileListViewTest, spaceAndControlClick_mark_andDeleteAsksForTheReview) {
 TEST_F(FileListViewTest, aSummary_saysWhyItIsNotMarked) {
     session.addSummary(1'000, 18'204);
     EXPECT_NE(find("summaryNote"), nullptr);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return itemOfRow(model->count() - 1) != nullptr; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return itemOfRow(model->count() - 1) != nullptr; }, 60'000));
     clickRow("Other scanned files (18,204)", Qt::LeftButton, Qt::ControlModifier);
     EXPECT_TRUE(session.driver.selectedForDeletion().empty());
     ASSERT_NE(find("listNotice"), nullptr);
@@ -254,11 +255,11 @@ TEST_F(FileListViewTest, withoutSummaries_thereIsNoNote) {
 
 TEST_F(FileListViewTest, thePointer_lightsTheArc_andTheMapLightsTheRow) {
     QTest::mouseMove(view.get(), middle(itemOfRow(1)));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return session.driver.hoveredNode() == model->node(1); }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return session.driver.hoveredNode() == model->node(1); }, 60'000));
     QTest::mouseMove(view.get(), middle(itemOfRow(2)));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return session.driver.hoveredNode() == model->node(2); }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return session.driver.hoveredNode() == model->node(2); }, 60'000));
     QTest::mouseMove(view.get(), middle(find("searchField")));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return session.driver.hoveredNode() == nullptr; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return session.driver.hoveredNode() == nullptr; }, 60'000));
     session.driver.setHoveredNode(model->node(3));
     EXPECT_TRUE(itemOfRow(3)->property("isHovered").toBool());
     EXPECT_FALSE(itemOfRow(2)->property("isHovered").toBool());
@@ -266,15 +267,15 @@ TEST_F(FileListViewTest, thePointer_lightsTheArc_andTheMapLightsTheRow) {
 
 TEST_F(FileListViewTest, theMenu_marksAndUnmarks) {
     clickRow("photos", Qt::RightButton);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuMark") != nullptr; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuMark") != nullptr; }, 60'000));
     EXPECT_EQ(find("menuMark")->property("text"), "Add to Deletion Queue");
     EXPECT_EQ(find("menuQuickLook")->property("text"), "Quick Look");
     EXPECT_EQ(find("menuReveal")->property("text"), "Show in Finder");
     click("menuMark");
     EXPECT_EQ(session.driver.selectedForDeletion().size(), 1u);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuMark") == nullptr; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuMark") == nullptr; }, 60'000));
     key(Qt::Key_Menu);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuMark") != nullptr; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuMark") != nullptr; }, 60'000));
     EXPECT_EQ(find("menuMark")->property("text"), "Remove from Queue");
     key(Qt::Key_Down);
     key(Qt::Key_Return);
@@ -285,12 +286,12 @@ TEST_F(FileListViewTest, theMenu_revealsAndCopies) {
     std::string shown;
     model->setRevealer([&](const std::string& path, const std::function<void(bool)>&) { shown = path; });
     clickRow("film.mov", Qt::RightButton);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuReveal") != nullptr; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuReveal") != nullptr; }, 60'000));
     click("menuReveal");
     EXPECT_EQ(shown, tree.path("film.mov"));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuReveal") == nullptr; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuReveal") == nullptr; }, 60'000));
     key(Qt::Key_F10, Qt::ShiftModifier);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuCopyPath") != nullptr; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuCopyPath") != nullptr; }, 60'000));
     click("menuCopyPath");
     EXPECT_EQ(QGuiApplication::clipboard()->text().toStdString(), tree.path("film.mov"));
 }
@@ -300,12 +301,12 @@ TEST_F(FileListViewTest, quickLook_showsTheBeginningOfAText_andEscapeOrSpaceClos
     for (const Qt::Key closing : {Qt::Key_Escape, Qt::Key_Space}) {
         clickRow("notes.txt");
         key(Qt::Key_Y, Qt::ControlModifier);
-        ASSERT_TRUE(QTest::qWaitFor([&] { return find("previewText") != nullptr; }, 15'000));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return find("previewText") != nullptr; }, 60'000));
         EXPECT_EQ(find("previewText")->property("text"), "to whom it may concern");
         EXPECT_EQ(find("previewPath")->property("text").toString().toStdString(), tree.path("notes.txt"));
-        ASSERT_TRUE(QTest::qWaitFor([&] { return find("previewText")->hasActiveFocus(); }));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return find("previewText")->hasActiveFocus(); }, 60'000));
         key(closing);
-        ASSERT_TRUE(QTest::qWaitFor([&] { return find("previewText") == nullptr; }, 15'000));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return find("previewText") == nullptr; }, 60'000));
     }
     EXPECT_TRUE(session.driver.selectedForDeletion().empty())
         << "the space closed the panel and marked nothing";
@@ -327,11 +328,11 @@ TEST_F(FileListViewTest, whereItIsNarrow_itemsAndTypeGiveWay_andNothingStandsOut
     widthsFit();
     EXPECT_NE(find("headerType"), nullptr);
     view->resize(450, 560);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return find("headerType") == nullptr; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("headerType") == nullptr; }, 60'000));
     EXPECT_NE(find("headerItems"), nullptr);
     widthsFit();
     view->resize(340, 560);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return find("headerItems") == nullptr; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("headerItems") == nullptr; }, 60'000));
     widthsFit();
 }
 
@@ -340,7 +341,7 @@ TEST_F(FileListViewTest, whereItIsLow_theFiltersFoldAway_andComeOnDemand) {
     EXPECT_EQ(find("extensionField"), nullptr);
     EXPECT_NE(itemOfRow(3), nullptr);
     click("filterToggle");
-    ASSERT_TRUE(QTest::qWaitFor([&] { return find("extensionField") != nullptr; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("extensionField") != nullptr; }, 60'000));
     EXPECT_NE(itemOfRow(0), nullptr);
 }
 
@@ -354,7 +355,7 @@ TEST_F(FileListViewTest, fiftyThousandRows_makeItemsForTheVisibleOnesAlone) {
     list()->forceActiveFocus(Qt::TabFocusReason);
     key(Qt::Key_End);
     EXPECT_EQ(model->currentRow(), 50'003);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return itemOfRow(50'003) != nullptr; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return itemOfRow(50'003) != nullptr; }, 60'000));
     EXPECT_EQ(itemOfRow(0), nullptr);
     int items = 0;
     for (int row = 0; row < model->count(); row += 1) {

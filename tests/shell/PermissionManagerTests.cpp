@@ -40,7 +40,7 @@ protected:
     }
 
     static bool settle(PermissionManager& manager) {
-        return QTest::qWaitFor([&manager] { return !manager.isChecking(); }, 10'000);
+        return QTest::qWaitFor([&manager] { return !manager.isChecking(); }, 60'000);
     }
 
     std::shared_ptr<Probe> probe_ = std::make_shared<Probe>();

@@ -22,7 +22,7 @@ class PresenterTest : public testing::Test {
 protected:
     bool scan(const std::string& path) {
         driver_.scanFolder(path);
-        return QTest::qWaitFor([this] { return !driver_.isScanning(); }, 30'000) && driver_.hasScanResult();
+        return QTest::qWaitFor([this] { return !driver_.isScanning(); }, 60'000) && driver_.hasScanResult();
     }
 
     FileNode::Pointer child(const FileNode::Pointer& parent, std::string_view name) {
@@ -193,7 +193,7 @@ TEST_F(PresenterTest, theVolumeIsReadOffTheMainThreadAndItsShareIsBounded) {
     EXPECT_FALSE(presenter_.hasVolume());
     presenter_.refreshVolume();
     EXPECT_FALSE(presenter_.hasVolume());
-    ASSERT_TRUE(QTest::qWaitFor([this] { return presenter_.hasVolume(); }, 10'000));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return presenter_.hasVolume(); }, 60'000));
     EXPECT_EQ(presenter_.volumeUsedText(), "350 GB");
     EXPECT_EQ(presenter_.volumeFreeText(), "150 GB");
     EXPECT_EQ(presenter_.volumeTotalText(), "500 GB");
@@ -202,12 +202,12 @@ TEST_F(PresenterTest, theVolumeIsReadOffTheMainThreadAndItsShareIsBounded) {
     capacity_ = {.total = 10, .available = 20};  // what a confused system may say
     QSignalSpy changed(&presenter_, &DiskSpacePresenter::volumeChanged);
     presenter_.refreshVolume();
-    ASSERT_TRUE(changed.wait(10'000));
+    ASSERT_TRUE(changed.wait(60'000));
     EXPECT_EQ(presenter_.volumeUsedShare(), 0);
 
     capacity_ = {};
     presenter_.refreshVolume();
-    ASSERT_TRUE(changed.wait(10'000));
+    ASSERT_TRUE(changed.wait(60'000));
     EXPECT_FALSE(presenter_.hasVolume());
 }
 

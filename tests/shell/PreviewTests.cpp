@@ -109,7 +109,7 @@ protected:
         ASSERT_GE(row, 0);
         QSignalSpy settled(&source, &QuickLookDataSource::settled);
         source.preview(&model, row);
-        ASSERT_TRUE(settled.count() > 0 || settled.wait(15'000));
+        ASSERT_TRUE(settled.count() > 0 || settled.wait(60'000));
     }
 
     QString fact(const QString& label) const {
@@ -280,13 +280,13 @@ TEST_F(QuickLookTest, anAnswerToAnEarlierQuestion_isDropped) {
     source.setPreviewer(
         [&](const std::string&, std::function<void(bool)> done) { answers.push_back(std::move(done)); });
     source.preview(&model, rowNamed(model, "first.txt"));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return answers.size() == 1; }, 15'000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return answers.size() == 1; }, 60'000));
     source.preview(&model, rowNamed(model, "second.txt"));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return answers.size() == 2; }, 15'000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return answers.size() == 2; }, 60'000));
     answers[0](false);
     QSignalSpy settled(&source, &QuickLookDataSource::settled);
     answers[1](false);
-    ASSERT_TRUE(settled.wait(15'000));
+    ASSERT_TRUE(settled.wait(60'000));
     EXPECT_EQ(source.text(), "22");
 }
 

@@ -51,7 +51,7 @@ protected:
         return list;
     }
     static bool eventually(const std::function<bool()>& condition) {
-        return QTest::qWaitFor(condition, 20'000);
+        return QTest::qWaitFor(condition, 60'000);
     }
     bool scans(const std::string& path) {
         return eventually([&] { return driver.scanResult() && driver.scanResult()->rootPath == path; });

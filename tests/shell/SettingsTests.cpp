@@ -117,7 +117,7 @@ protected:
         ASSERT_TRUE(eventually([&] { return windowOf(title) != nullptr; })) << title.toStdString();
         window_ = windowOf(title);
         window_->requestActivate();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(window_));
+        ASSERT_TRUE(QTest::qWaitForWindowActive(window_, 60'000));
     }
 
     void openSettings() {

@@ -45,7 +45,7 @@ protected:
 
     void SetUp() override {
         driver_.scanFolder(tree_.root());
-        ASSERT_TRUE(QTest::qWaitFor([&] { return !driver_.isScanning(); }, 30'000));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !driver_.isScanning(); }, 60'000));
         ASSERT_TRUE(driver_.hasScanResult());
         open();
     }
@@ -66,9 +66,9 @@ protected:
         ASSERT_TRUE(map_ != nullptr && layer_ != nullptr);
         map_->setOpeningDuration(0);
         window_.show();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(&window_));
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&window_, 60'000));
         window_.requestActivate();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(&window_));
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&window_, 60'000));
     }
 
     FileNode::Pointer find(std::string_view name) const {
@@ -341,7 +341,7 @@ TEST_F(SunburstViewTest, treeThatWasGivenUpIsNotKeptAlive) {
     const std::weak_ptr<FileNode> watched = driver_.scanResult()->rootNode;
     driver_.scanFolder(tree_.root());
     EXPECT_EQ(map_->layout().root(), nullptr);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !driver_.isScanning(); }, 30'000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !driver_.isScanning(); }, 60'000));
     grabbed();
     EXPECT_TRUE(watched.expired());
 }
@@ -358,16 +358,16 @@ TEST_F(SunburstViewTest, folderOpensFromItsArcAndEndsAtTheSamePictureAsWithoutMo
     map_->setOpeningDuration(150);
     const QSignalSpy changes(map_, &SunburstItem::isOpeningChanged);
     driver_.navigateInto(find("big"));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return changes.count() == 1; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return changes.count() == 1; }, 60'000));
     EXPECT_TRUE(map_->isOpening());
     const QImage between = grabbed();
     EXPECT_NE(between, inside);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return changes.count() == 2; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return changes.count() == 2; }, 60'000));
     EXPECT_FALSE(map_->isOpening());
     EXPECT_EQ(grabbed(), inside);
 
     driver_.navigateBack();
-    ASSERT_TRUE(QTest::qWaitFor([&] { return changes.count() == 4; }));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return changes.count() == 4; }, 60'000));
     EXPECT_EQ(grabbed(), outside);
 }
 

@@ -53,7 +53,7 @@ protected:
     void serve(const std::string& feed) { serve(feed, makers_.signatureOf(feed)); }
 
     static bool settle(UpdateManager& manager) {
-        return QTest::qWaitFor([&manager] { return manager.state() != State::Checking; }, 30'000);
+        return QTest::qWaitFor([&manager] { return manager.state() != State::Checking; }, 60'000);
     }
     static State check(UpdateManager& manager) {
         manager.checkForUpdates();
@@ -413,7 +413,7 @@ TEST_F(UpdateManagerTest, closingTheWindowOfACheckEndsIt) {
     server_.answer("/feed.xml.sig", {.way = Way::silent});
     const auto manager = make();
     manager->checkForUpdates();
-    ASSERT_TRUE(QTest::qWaitFor([this] { return server_.requests().size() == 1; }, 20'000));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return server_.requests().size() == 1; }, 60'000));
     manager->setShowsCheck(false);
     EXPECT_EQ(manager->state(), State::Idle);
     EXPECT_TRUE(manager->canCheckForUpdates());
@@ -425,7 +425,7 @@ TEST_F(UpdateManagerTest, aManagerThatGoesDuringACheckLeavesNothingBehind) {
     server_.answer("/feed.xml.sig", {.way = Way::silent});
     auto manager = make();
     manager->checkForUpdates();
-    ASSERT_TRUE(QTest::qWaitFor([this] { return server_.requests().size() == 1; }, 20'000));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return server_.requests().size() == 1; }, 60'000));
     manager.reset();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QCoreApplication::processEvents();

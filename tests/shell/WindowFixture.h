@@ -53,7 +53,7 @@ protected:
         ASSERT_NE(window_, nullptr);
         window_->show();
         window_->requestActivate();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(window_));
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(window_, 60'000));
     }
 
     void startAfterFirstRun() {
@@ -68,7 +68,7 @@ protected:
     }
 
     static bool eventually(const std::function<bool()>& condition) {
-        return QTest::qWaitFor(condition, 20'000);
+        return QTest::qWaitFor(condition, 60'000);
     }
 
     std::string historyFile() const { return surroundings_.path("cleanup-history.json"); }

@@ -48,7 +48,7 @@ public:
     }
     std::size_t before() const { return before_; }
     std::size_t after() const {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
         while (threads() > threadsBefore_ && std::chrono::steady_clock::now() < end) {
             std::this_thread::yield();
         }

@@ -170,7 +170,7 @@ private:
                 result.realPath = path_descriptors::currentPath(result.descriptor->get()).value_or(path);
                 return result;
             },
-            expendable_call::shortWait, stop_);
+            options_.answerTimeout, stop_);
         if (stop_.stop_requested()) {
             return false;
         }
@@ -238,7 +238,7 @@ private:
                 const int error = *descriptor ? 0 : errno;
                 return Opened{.descriptor = std::move(descriptor), .error = error};
             },
-            expendable_call::shortWait, stop_);
+            options_.answerTimeout, stop_);
         if (!opened || opened->error != 0) {
             errno = opened ? opened->error : ETIMEDOUT;
             return {};
