@@ -157,8 +157,8 @@ std::string prefixOf(std::string_view folder) {
 
 // "path=... OR substr(...)=...", without brackets.
 std::string subtreeCondition(std::string_view folder) {
-    const std::string prefix = quoted(prefixOf(folder));
-    return "path=" + quoted(folder) + " OR substr(path,1,length(" + prefix + "))=" + prefix;
+    const std::string prefix = larkfold::quoted(prefixOf(folder));
+    return "path=" + larkfold::quoted(folder) + " OR substr(path,1,length(" + prefix + "))=" + prefix;
 }
 
 // Numbers by text: open addressing, 8 bytes for each slot, so that the table of all directories stays in the
@@ -492,9 +492,10 @@ void ScanIndexDatabase::insertRow(std::string_view path, std::string_view parent
 }
 
 void ScanIndexDatabase::finish(const std::string& root, bool skipHiddenFiles, std::int64_t errorCount) {
-    execute("INSERT OR REPLACE INTO meta VALUES('root'," + quoted(standardizedPath(root)) + "),('date'," +
-            quoted(nowText()) + "),('skipHidden'," + (skipHiddenFiles ? "'1'" : "'0'") + "),('errors'," +
-            quoted(std::to_string(errorCount)) + "); COMMIT;");
+    execute("INSERT OR REPLACE INTO meta VALUES('root'," + larkfold::quoted(standardizedPath(root)) +
+            "),('date'," + larkfold::quoted(nowText()) + "),('skipHidden'," +
+            (skipHiddenFiles ? "'1'" : "'0'") + "),('errors'," +
+            larkfold::quoted(std::to_string(errorCount)) + "); COMMIT;");
     sqlite3_finalize(std::exchange(insert_, nullptr));
 }
 
@@ -588,7 +589,7 @@ ScanResult ScanIndexDatabase::loadTree(const std::optional<std::string>& folder,
 void ScanIndexDatabase::updateAncestors(std::string_view below, std::string_view last) {
     while (below != "/" && below != last) {
         const std::string_view folder = parentPath(below);
-        const std::string sqlFolder = quoted(folder);
+        const std::string sqlFolder = larkfold::quoted(folder);
         // A row that is its own parent (that of "/") must not count itself.
         execute("UPDATE nodes SET size=(SELECT COALESCE(SUM(size),0) FROM nodes WHERE parent=" + sqlFolder +
                 " AND path!=" + sqlFolder + ") WHERE path=" + sqlFolder);
@@ -631,15 +632,15 @@ void ScanIndexDatabase::merge(const std::string& incomingURL, std::stop_token st
     const std::int64_t errors =
         incoming == saved ? errorsOf(incomingMeta) : saturatingSum(errorsOf(meta), errorsOf(incomingMeta));
 
-    execute("ATTACH DATABASE " + quoted(incomingURL) + " AS incoming");
+    execute("ATTACH DATABASE " + larkfold::quoted(incomingURL) + " AS incoming");
     const auto detach = [this] { sqlite3_exec(db_, "DETACH DATABASE incoming", nullptr, nullptr, nullptr); };
     try {
         const StopWatch watch(db_, std::move(stop));
         execute("BEGIN IMMEDIATE; DELETE FROM nodes WHERE " + subtreeCondition(incoming) +
                 "; INSERT INTO nodes SELECT * FROM incoming.nodes;");
         updateAncestors(incoming, saved);
-        execute("INSERT OR REPLACE INTO meta VALUES('date'," + quoted(nowText()) + "),('errors'," +
-                quoted(std::to_string(errors)) + "); COMMIT;");
+        execute("INSERT OR REPLACE INTO meta VALUES('date'," + larkfold::quoted(nowText()) + "),('errors'," +
+                larkfold::quoted(std::to_string(errors)) + "); COMMIT;");
     } catch (...) {
         sqlite3_exec(db_, "ROLLBACK", nullptr, nullptr, nullptr);
         detach();

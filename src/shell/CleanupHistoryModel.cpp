@@ -309,8 +309,8 @@ QVariant CleanupHistoryModel::operationData(const CleanupOperation& operation, i
     }
 }
 
-QVariant CleanupHistoryModel::itemData(const CleanupOperation& operation, const CleanupOperation::Item& item,
-                                       int role) const {
+QVariant CleanupHistoryModel::dataOfItem(const CleanupOperation& operation,
+                                         const CleanupOperation::Item& item, int role) const {
     switch (role) {
         case Qt::DisplayRole:
         case TitleRole:
@@ -347,7 +347,7 @@ QVariant CleanupHistoryModel::data(const QModelIndex& index, int role) const {
         case Operation:
             return operationData(operation, role);
         case Item:
-            return itemData(operation, operation.items[place->item], role);
+            return dataOfItem(operation, operation.items[place->item], role);
         case Help:
             break;
     }

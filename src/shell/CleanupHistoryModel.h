@@ -133,7 +133,8 @@ private:
     void failToRead(const std::exception_ptr& failure);
     void reveal(const std::string& path);
     QVariant operationData(const CleanupOperation& operation, int role) const;
-    QVariant itemData(const CleanupOperation& operation, const CleanupOperation::Item& item, int role) const;
+    QVariant dataOfItem(const CleanupOperation& operation, const CleanupOperation::Item& item,
+                        int role) const;
 
     World world_;
     std::vector<CleanupOperation> operations_;

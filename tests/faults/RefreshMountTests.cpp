@@ -268,7 +268,7 @@ TEST(MountBelowAWatch, thatStandsAlready_isWatched) {
 
 // In a user namespace of its own, in which this process may set how many there are. A process of several
 // threads is granted none, and the sanitizer for threads has one of its own.
-#ifdef __SANITIZE_THREAD__
+#ifdef LARKFOLD_THREAD_SANITIZED
 #define LARKFOLD_WATCH_LIMIT_TEST(name) TEST(WatchLimit, DISABLED_##name)
 #else
 #define LARKFOLD_WATCH_LIMIT_TEST(name) TEST(WatchLimit, name)
