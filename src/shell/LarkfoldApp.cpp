@@ -22,6 +22,8 @@ LarkfoldApp::LarkfoldApp(World world, QObject* parent)
       permissionManager_(world_.mainQueue, world_.permissions),
       updateManager_(world_.defaults, world_.updates),
       settings_(world_.defaults) {
+    // The window of the updater's setting is that of the others, also during the first run.
+    connect(&updateManager_, &UpdateManager::settingWritten, &settings_, &Settings::noteWritten);
     if (!world_.defaults.integerForKey(kPrivacyRevisionKey)) {
         rememberPrivacyPolicy();  // who has not seen another one is told of no change
     }
@@ -59,8 +61,6 @@ void LarkfoldApp::makeMainView() {
     connect(&settings_, &Settings::skipHiddenFilesChanged, scanner,
             &DiskScannerViewModel::skipHiddenFilesChanged);
     connect(scanner, &DiskScannerViewModel::skipHiddenFilesChanged, &settings_, &Settings::readAgain);
-    // The window of the settings changes this one too.
-    connect(&updateManager_, &UpdateManager::settingWritten, &settings_, &Settings::noteWritten);
 }
 
 QString LarkfoldApp::version() const {
@@ -68,14 +68,14 @@ QString LarkfoldApp::version() const {
 }
 
 void LarkfoldApp::setShowSettings(bool show) {
-    if (showSettings_ != show) {
+    if (show || showSettings_) {
         showSettings_ = show;
         emit showSettingsChanged();
     }
 }
 
 void LarkfoldApp::setShowPrivacyPolicy(bool show) {
-    if (showPrivacyPolicy_ != show) {
+    if (show || showPrivacyPolicy_) {
         showPrivacyPolicy_ = show;
         rememberPrivacyPolicy();
         emit showPrivacyPolicyChanged();

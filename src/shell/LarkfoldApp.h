@@ -93,6 +93,7 @@ public:
 
 signals:
     void hasCompletedOnboardingChanged();
+    // Also when such a window is asked for again while it is open: then it comes forward.
     void showSettingsChanged();
     void showPrivacyPolicyChanged();
 

@@ -3,6 +3,8 @@
 #include <QNetworkCookieJar>
 #include <QNetworkRequest>
 #include <QSslConfiguration>
+#include <system_error>
+#include <thread>
 #include <utility>
 
 namespace larkfold {
@@ -74,12 +76,51 @@ void UpdateFetcher::fetch(const UpdateSource& source, std::function<void(Result)
     network_ = std::make_unique<QNetworkAccessManager>();
     network_->setAutoDeleteReplies(false);
     timer_.start(world_.timeLimit);
-    // The signature first: without one there is no reason to load the feed.
-    get(Stage::signature);
+    findProxy();
+}
+
+QNetworkProxy UpdateFetcher::systemProxyFor(const QUrl& url) {
+    const auto proxies = QNetworkProxyFactory::proxyForQuery(QNetworkProxyQuery(url));
+    return proxies.isEmpty() ? QNetworkProxy(QNetworkProxy::NoProxy) : proxies.first();
+}
+
+void UpdateFetcher::findProxy() {
+    door_ = std::make_shared<Door>();
+    door_->fetcher = this;
+    try {
+        std::thread([door = door_, proxyFor = world_.proxyFor, url = source_->feed()] {
+            const QNetworkProxy proxy = proxyFor(url);
+            const std::lock_guard lock(door->mutex);
+            if (door->fetcher == nullptr) {
+                return;
+            }
+            // What is posted to a fetcher that ends goes with it; to one that begins anew it says nothing.
+            QMetaObject::invokeMethod(
+                door->fetcher,
+                [door, proxy] {
+                    if (UpdateFetcher* fetcher = door->fetcher) {
+                        fetcher->network_->setProxy(proxy);
+                        // The signature first: without one there is no reason to load the feed.
+                        fetcher->get(Stage::signature);
+                    }
+                },
+                Qt::QueuedConnection);
+        }).detach();
+    } catch (const std::system_error&) {
+        QTimer::singleShot(0, this, [this, door = door_] {
+            if (door->fetcher != nullptr) {
+                fail(UpdateError::Case::unreachable);
+            }
+        });
+    }
 }
 
 void UpdateFetcher::cancel() {
     timer_.stop();
+    if (door_) {
+        const std::lock_guard lock(door_->mutex);
+        door_->fetcher = nullptr;
+    }
     dropReply();
     done_ = nullptr;
 }

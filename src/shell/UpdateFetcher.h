@@ -14,6 +14,7 @@
 
 #include <QList>
 #include <QNetworkAccessManager>
+#include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QObject>
 #include <QSslCertificate>
@@ -21,6 +22,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <variant>
@@ -38,7 +40,10 @@ public:
         // Whom to believe who the server is; absent: whom the system believes.
         std::optional<QList<QSslCertificate>> authorities = std::nullopt;
         std::chrono::milliseconds timeLimit = std::chrono::seconds(30);
+        // The proxy for an address, as the system has it set; asked on another thread, and may never return.
+        std::function<QNetworkProxy(const QUrl&)> proxyFor = systemProxyFor;
     };
+    static QNetworkProxy systemProxyFor(const QUrl& url);
     struct Files {
         std::string feed;
         std::string signature;
@@ -56,6 +61,9 @@ public:
 private:
     enum class Stage { signature, feed };
 
+    // Where the system's settings leave the choice of a proxy to a script, finding it may take as long as
+    // loading that script does: on a thread that nobody waits for.
+    void findProxy();
     void get(Stage stage);
     void take();
     void finishReply();
@@ -70,6 +78,12 @@ private:
     std::function<void(Result)> done_;
     std::unique_ptr<QNetworkAccessManager> network_;  // of one fetch
     QNetworkReply* reply_ = nullptr;                  // owned by `network_`
+    // Who waits for the proxy of this fetch; closed when nobody does any more.
+    struct Door {
+        std::mutex mutex;
+        UpdateFetcher* fetcher;
+    };
+    std::shared_ptr<Door> door_;
     Stage stage_ = Stage::signature;
     std::string received_;
     std::string signature_;

@@ -19,12 +19,11 @@ namespace {
 constexpr const char* kAutomaticKey = "automaticallyChecksForUpdates";
 // Seconds since 1970.
 constexpr const char* kLastCheckKey = "lastUpdateCheck";
+constexpr const char* kLastAnswerKey = "lastUpdateAnswer";
 constexpr const char* kFeedDateKey = "updateFeedDate";
 
 constexpr std::chrono::hours kBetweenChecks{24};
 constexpr std::chrono::hours kBetweenLooks{1};
-// A feed that claims to be made later than this from now does not keep all later ones out.
-constexpr std::chrono::hours kLongestAhead{24};
 constexpr std::size_t kMostReleases = 10;
 
 // Past the year 30000, or not since 1970: no date that this program wrote.
@@ -74,7 +73,8 @@ void UpdateManager::checkForUpdates() {
 }
 
 void UpdateManager::checkIfDue() {
-    if (automaticallyChecksForUpdates() && canCheckForUpdates() && isDue()) {
+    // What somebody reads just now is not taken away.
+    if (automaticallyChecksForUpdates() && canCheckForUpdates() && !showsCheck_ && isDue()) {
         begin();
     }
 }
@@ -96,6 +96,7 @@ void UpdateManager::begin() {
     // A check that fails counts as well, so that a server in trouble is not asked again and again.
     store(kLastCheckKey, world_.now());
     error_.reset();
+    setPageProblem({});
     setState(State::Checking);
     fetcher_.fetch(*world_.source, [this](UpdateFetcher::Result result) { finish(result); });
 }
@@ -119,8 +120,11 @@ void UpdateManager::judge(const UpdateFetcher::Files& files) {
         throw UpdateError(UpdateError::Case::outdated);
     }
     if (feed.date) {
-        store(kFeedDateKey, std::min(*feed.date, world_.now() + kLongestAhead));
+        // One that claims to be made later than now, by a mistake, must not keep out the one that corrects
+        // it.
+        store(kFeedDateKey, std::min(*feed.date, world_.now()));
     }
+    store(kLastAnswerKey, world_.now());
     const auto own = AppVersion::parse(world_.version);
     available_ = own ? feed.newerThan(*own, kMostReleases) : std::vector<Appcast::Item>();
     emit availableChanged();
@@ -133,12 +137,13 @@ void UpdateManager::setState(State state) {
 }
 
 void UpdateManager::setShowsCheck(bool shows) {
-    if (showsCheck_ == shows) {
+    if (!showsCheck_ && !shows) {
         return;
     }
     showsCheck_ = shows;
     emit showsCheckChanged();
     if (!shows) {
+        setPageProblem({});
         cancelCheck();
     }
 }
@@ -189,7 +194,9 @@ QString UpdateManager::summary() const {
     if (state_ == State::Checking) {
         return title();
     }
-    const auto last = stored(kLastCheckKey);
+    // One that failed or was cancelled tells nothing about versions, and its reason is not kept beyond the
+    // program's end.
+    const auto last = stored(state_ == State::Idle ? kLastAnswerKey : kLastCheckKey);
     const QString when = last ? texts::lastChecked(*last) : texts::notCheckedYet();
     return state_ == State::Idle ? when : QStringLiteral("%1 %2.").arg(when, title());
 }
@@ -226,26 +233,30 @@ QString UpdateManager::installationCommand() const {
     return texts::updateCommand(world_.installation);
 }
 
-void UpdateManager::openPage() const {
+void UpdateManager::openPage() {
     if (!available_.empty()) {
         open(available_.front().page);
     }
 }
 
-void UpdateManager::openNotesPage() const {
+void UpdateManager::openNotesPage() {
     if (!available_.empty()) {
         open(available_.front().notesPage);
     }
 }
 
-void UpdateManager::open(const QUrl& url) const {
+void UpdateManager::open(const QUrl& url) {
     if (!url.isValid()) {
         return;
     }
-    if (world_.openPage) {
-        world_.openPage(url);
-    } else {
-        QDesktopServices::openUrl(url);
+    const bool isOpen = world_.openPage ? world_.openPage(url) : QDesktopServices::openUrl(url);
+    setPageProblem(isOpen ? QString() : texts::pageNotOpened(address(url)));
+}
+
+void UpdateManager::setPageProblem(const QString& problem) {
+    if (pageProblem_ != problem) {
+        pageProblem_ = problem;
+        emit pageProblemChanged();
     }
 }
 

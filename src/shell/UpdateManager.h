@@ -55,6 +55,7 @@ class UpdateManager : public QObject {
     // somebody else keeps up to date, who that is and the command for it.
     Q_PROPERTY(QString page READ page NOTIFY availableChanged)
     Q_PROPERTY(QString notesPage READ notesPage NOTIFY availableChanged)
+    Q_PROPERTY(QString pageProblem READ pageProblem NOTIFY pageProblemChanged)
     Q_PROPERTY(QString installationHint READ installationHint CONSTANT)
     Q_PROPERTY(QString installationCommand READ installationCommand CONSTANT)
     Q_PROPERTY(bool showsCheck READ showsCheck WRITE setShowsCheck NOTIFY showsCheckChanged)
@@ -115,10 +116,11 @@ public:
     void setShowsCheck(bool shows);
     // Shows what is known to be on offer, without a check.
     Q_INVOKABLE void showAvailable();
-    // Each shows a page in the user's browser. Where that does not work, its address still stands in the
-    // window.
-    Q_INVOKABLE void openPage() const;
-    Q_INVOKABLE void openNotesPage() const;
+    // Each shows a page in the user's browser. Where that does not work, `pageProblem` says so and names the
+    // address.
+    Q_INVOKABLE void openPage();
+    Q_INVOKABLE void openNotesPage();
+    QString pageProblem() const { return pageProblem_; }
     Q_INVOKABLE void copyInstallationCommand() const;
 
 signals:
@@ -127,6 +129,8 @@ signals:
     // The user's choice was written, or why it could not be.
     void settingWritten(const QString& problem);
     void availableChanged();
+    void pageProblemChanged();
+    // Also when it is asked for again while it is open.
     void showsCheckChanged();
 
 private:
@@ -135,7 +139,8 @@ private:
     void judge(const UpdateFetcher::Files& files);
     void setState(State state);
     bool isDue() const;
-    void open(const QUrl& url) const;
+    void open(const QUrl& url);
+    void setPageProblem(const QString& problem);
     std::optional<Date> stored(const char* key) const;
     void store(const char* key, Date date);
 
@@ -144,6 +149,7 @@ private:
     State state_ = State::Idle;
     bool showsCheck_ = false;
     std::optional<UpdateError> error_;
+    QString pageProblem_;
     std::vector<Appcast::Item> available_;  // the newest first
     QTimer hourly_;
     UpdateFetcher fetcher_;

@@ -48,6 +48,10 @@ QString noFeed() {
         "versions where you got it.");
 }
 
+QString pageNotOpened(const QString& address) {
+    return QStringLiteral("The page could not be opened. Its address is %1").arg(address);
+}
+
 QString whatACheckTells(const QString& host) {
     return QStringLiteral(
                "A check asks %1 for the signed list of releases, with nothing about you or your files in the "

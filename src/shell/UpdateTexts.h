@@ -19,6 +19,7 @@ QString nothingWasChanged(const QString& reason);  // the reason, and that no fi
 QString notCheckedYet();
 QString lastChecked(Date date);
 QString noFeed();  // why a build without a feed does not check
+QString pageNotOpened(const QString& address);
 QString whatACheckTells(const QString& host);
 // Who keeps this program up to date, and the command for it; empty where it is the user.
 QString updatesComeFrom(Installation installation);

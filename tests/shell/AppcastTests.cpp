@@ -273,9 +273,20 @@ TEST(SignFeedTest, aKeyIsNotReplacedAndAFeedWithoutADateNotSigned) {
     const std::string made = contentOf(tree.path("key.pem"));
     EXPECT_FALSE(signFeed({key, "--new"}).has_value());
     EXPECT_EQ(contentOf(tree.path("key.pem")), made);
-    EXPECT_FALSE(
-        signFeed({key, QString::fromStdString(tree.file("feed.xml", feedOf(itemOf("1"))))}).has_value());
-    EXPECT_EQ(contentOf(tree.path("feed.xml.sig")), "");
+    const std::string undated[] = {
+        feedOf(itemOf("1")),
+        datedFeedOf("2026-11-01T00:00:00Z", itemOf("1")),
+        datedFeedOf("", itemOf("1", "<pubDate>yesterday</pubDate>")),
+        feedOf("<pubDate>Sun, 01 Nov 2026 00:00:00 +0000</pubDate>" + itemOf("1")),
+    };
+    for (const std::string& bytes : undated) {
+        EXPECT_FALSE(signFeed({key, QString::fromStdString(tree.file("feed.xml", bytes))}).has_value())
+            << bytes;
+        EXPECT_EQ(contentOf(tree.path("feed.xml.sig")), "");
+    }
+    const std::string dated = feedOf(itemOf("1", "<pubDate>1 Nov 2026 00:00 GMT</pubDate>"));
+    EXPECT_TRUE(signFeed({key, QString::fromStdString(tree.file("feed.xml", dated))}).has_value());
+    EXPECT_TRUE(Appcast::parse(dated).date.has_value()) << "what is signed has a date for the program too";
 }
 
 TEST(UpdateErrorTest, eachCaseSaysInASentenceWhatToDo) {

@@ -190,6 +190,49 @@ TEST_F(SettingsWindowTest, itIsNotThereUntilItIsAskedForAndGoesByEscape) {
     EXPECT_FALSE(app_->showSettings());
 }
 
+TEST_F(SettingsWindowTest, aWindowThatIsAskedForAgainComesForward) {
+    openSettings();
+    app_->setShowPrivacyPolicy(true);
+    turnTo("Privacy Policy");
+    QQuickWindow* settings = windowOf("Settings");
+    app_->setShowSettings(true);
+    EXPECT_TRUE(eventually([&] { return QGuiApplication::focusWindow() == settings; }));
+    settings->showMinimized();
+    turnTo("Privacy Policy");
+    app_->setShowSettings(true);
+    EXPECT_TRUE(eventually([&] { return QGuiApplication::focusWindow() == settings; }));
+    EXPECT_EQ(settings->visibility(), QWindow::Windowed);
+    EXPECT_EQ(windowOf("Settings"), settings) << "the same window";
+}
+
+TEST_F(SettingsWindowTest, aQuestionThatStoodWhenItWasClosedIsNotAskedByItselfAgain) {
+    openSettings();
+    click("Show Onboarding Again");
+    ASSERT_TRUE(app_->settings()->showResetOnboardingAlert());
+    window_->close();
+    ASSERT_TRUE(eventually([] { return windowOf("Settings") == nullptr; }));
+    EXPECT_FALSE(app_->settings()->showResetOnboardingAlert());
+}
+
+TEST_F(SettingsWindowTest, theGuideToAccessStandsWhereItWasAskedFor) {
+    hasAccess_ = false;
+    openSettings();
+    QQuickWindow* settings = window_;
+    app_->permissionManager()->openFullDiskAccessSettings();  // as the main window's button does
+    window_ = main_;
+    EXPECT_TRUE(eventually([this] { return isShown("Check Again"); }));
+    window_ = settings;
+    EXPECT_FALSE(isShown("Check Again"));
+    app_->permissionManager()->setShowSettingsGuide(false);
+    click("Enable");
+    EXPECT_TRUE(eventually([this] { return isShown("Check Again"); }));
+    window_ = main_;
+    EXPECT_TRUE(eventually([this] { return !isShown("Check Again"); }));
+    settings->close();
+    ASSERT_TRUE(eventually([] { return windowOf("Settings") == nullptr; }));
+    EXPECT_FALSE(app_->permissionManager()->showSettingsGuide());
+}
+
 TEST_F(SettingsWindowTest, theMenusCommandsOpenTheirWindows) {
     updates_.source = UpdateSource::make("https://localhost:9/feed.xml", std::string(43, 'A') + "=");
     startAfterFirstRun();

@@ -41,7 +41,7 @@ protected:
                            .openPage =
                                [this](const QUrl& url) {
                                    opened_ << url.toString();
-                                   return true;
+                                   return opens_;
                                }});
     }
     std::unique_ptr<UpdateManager> make() { return make(server_.address("/feed.xml")); }
@@ -75,6 +75,7 @@ protected:
     UpdateServer server_{authority_.identityFor("DNS:localhost")};
     Date now_ = dateFromSecondsSince1970(1'800'000'000);  // January 2027
     QStringList opened_;
+    bool opens_ = true;
 };
 
 TEST_F(UpdateManagerTest, aNewerVersionIsShownWithWhatIsNewAndWhereToGetIt) {
@@ -147,7 +148,59 @@ TEST_F(UpdateManagerTest, aFeedFromTheFutureDoesNotShutOutTheOnesToCome) {
     serve(datedFeedOf("Sun, 01 Nov 2099 00:00:00 +0000", itemOf("0.2.0")));
     const auto manager = make();
     EXPECT_EQ(check(*manager), State::Available);
-    EXPECT_EQ(defaults_.integerForKey("updateFeedDate"), 1'800'000'000 + 24 * 60 * 60);
+    EXPECT_EQ(defaults_.integerForKey("updateFeedDate"), 1'800'000'000);
+    now_ += std::chrono::hours(1);
+    serve(datedFeedOf("Fri, 15 Jan 2027 08:30:00 +0000", itemOf("0.3.0")));  // half an hour after the check
+    EXPECT_EQ(check(*manager), State::Available);
+    EXPECT_EQ(manager->availableVersion(), "0.3.0");
+}
+
+TEST_F(UpdateManagerTest, whatFailedOrWasCancelledIsNoCheckThatWasMade) {
+    server_.answer("/feed.xml.sig", {.body = "nonsense"});
+    EXPECT_EQ(check(*make()), State::Failed);
+    EXPECT_EQ(make()->summary(), "Not checked yet.") << "in the program's next run";
+    const auto manager = make();
+    manager->checkForUpdates();
+    manager->cancelCheck();
+    EXPECT_EQ(manager->summary(), "Not checked yet.");
+    serve(feedOf(itemOf("0.1.0")));
+    EXPECT_EQ(check(*manager), State::UpToDate);
+    const QString made = make()->summary();
+    EXPECT_TRUE(made.startsWith("Last checked on ")) << made.toStdString();
+    now_ += 30 * kDay;
+    server_.answer("/feed.xml.sig", {.body = "nonsense"});
+    EXPECT_EQ(check(*manager), State::Failed);
+    EXPECT_NE(manager->summary(), made);
+    EXPECT_EQ(make()->summary(), made) << "the last that came to an answer";
+}
+
+TEST_F(UpdateManagerTest, aPageThatDoesNotOpenIsToldWithItsAddress) {
+    serve(feedOf(itemOf("0.2.0",
+                        "<link>https://example.org/get</link>"
+                        "<sparkle:releaseNotesLink>https://example.org/notes</sparkle:releaseNotesLink>")));
+    const auto manager = make();
+    ASSERT_EQ(check(*manager), State::Available);
+    opens_ = false;
+    manager->openNotesPage();
+    EXPECT_EQ(manager->pageProblem(),
+              "The page could not be opened. Its address is https://example.org/notes");
+    opens_ = true;
+    manager->openPage();
+    EXPECT_EQ(manager->pageProblem(), "");
+}
+
+TEST_F(UpdateManagerTest, aDueCheckDoesNotTakeAwayWhatIsBeingRead) {
+    serve(feedOf(itemOf("0.2.0")));
+    const auto manager = make();
+    ASSERT_EQ(check(*manager), State::Available);
+    manager->setAutomaticallyChecksForUpdates(true);
+    now_ += 2 * kDay;
+    manager->checkIfDue();
+    EXPECT_EQ(manager->state(), State::Available);
+    manager->setShowsCheck(false);
+    manager->checkIfDue();
+    EXPECT_EQ(manager->state(), State::Checking);
+    EXPECT_TRUE(settle(*manager));
 }
 
 TEST_F(UpdateManagerTest, anUnsignedFeedIsNotEvenLoaded) {

@@ -87,7 +87,8 @@ T.ApplicationWindow {
 
     // Over the window from which it was asked for.
     Loader {
-        active: window.app.permissionManager.showSettingsGuide && !window.app.showSettings
+        active: window.app.permissionManager.showSettingsGuide
+                && !((settingsWindow.item as SettingsView)?.asksForAccess ?? false)
         // qmllint disable unqualified
         sourceComponent: AccessGuideSheet {
             permissionManager: window.app.permissionManager
@@ -97,6 +98,7 @@ T.ApplicationWindow {
     }
 
     Loader {
+        id: settingsWindow
         active: window.app.showSettings
         // qmllint disable unqualified
         sourceComponent: SettingsView {
@@ -107,6 +109,7 @@ T.ApplicationWindow {
         // qmllint enable unqualified
     }
     Loader {
+        id: updateWindow
         active: window.app.updateManager.showsCheck
         // qmllint disable unqualified
         sourceComponent: UpdateView {
@@ -117,6 +120,7 @@ T.ApplicationWindow {
         // qmllint enable unqualified
     }
     Loader {
+        id: privacyWindow
         active: window.app.showPrivacyPolicy
         // qmllint disable unqualified
         sourceComponent: PrivacyPolicyView {
@@ -125,5 +129,29 @@ T.ApplicationWindow {
             visible: true
         }
         // qmllint enable unqualified
+    }
+
+    Connections {
+        target: window.app
+
+        function onShowSettingsChanged() {
+            window.bringForward(settingsWindow);
+        }
+        function onShowPrivacyPolicyChanged() {
+            window.bringForward(privacyWindow);
+        }
+    }
+    Connections {
+        target: window.app.updateManager
+
+        function onShowsCheckChanged() {
+            window.bringForward(updateWindow);
+        }
+    }
+
+    function bringForward(loader: Loader) {
+        if (loader.active) {
+            (loader.item as SmallWindow)?.comeForward();
+        }
     }
 }

@@ -8,7 +8,7 @@ Rectangle {
 
     required property PermissionManager permissionManager
 
-    // The user went there.
+    // The user goes there.
     signal visited
 
     implicitHeight: row.implicitHeight + 2 * Theme.space4
@@ -67,8 +67,8 @@ Rectangle {
             visible: !card.permissionManager.hasFullDiskAccess
             text: qsTr("Enable")
             onClicked: {
-                card.permissionManager.openFullDiskAccessSettings();
                 card.visited();
+                card.permissionManager.openFullDiskAccessSettings();
             }
         }
     }

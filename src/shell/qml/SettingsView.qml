@@ -14,7 +14,26 @@ SmallWindow {
     usualWidth: 560
     usualHeight: 800
     firstItem: onboarding
-    onClosed: app.showSettings = false
+    // The guide to access was asked for here, and stands here.
+    property bool asksForAccess: false
+
+    onClosed: {
+        if (asksForAccess) {
+            permissionManager.showSettingsGuide = false;
+        }
+        settings.showResetOnboardingAlert = false;
+        app.showSettings = false;
+    }
+
+    Connections {
+        target: window.permissionManager
+
+        function onShowSettingsGuideChanged() {
+            if (!window.permissionManager.showSettingsGuide) {
+                window.asksForAccess = false;
+            }
+        }
+    }
 
     ScrollingPage {
         anchors.fill: parent
@@ -53,6 +72,7 @@ SmallWindow {
                 Layout.fillWidth: true
                 color: Theme.surface
                 permissionManager: window.permissionManager
+                onVisited: window.asksForAccess = true
             }
             AppLabel {
                 Layout.fillWidth: true
@@ -154,7 +174,7 @@ SmallWindow {
     }
 
     Loader {
-        active: window.permissionManager.showSettingsGuide
+        active: window.permissionManager.showSettingsGuide && window.asksForAccess
         // qmllint disable unqualified
         sourceComponent: AccessGuideSheet {
             permissionManager: window.permissionManager

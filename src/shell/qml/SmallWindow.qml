@@ -32,6 +32,15 @@ T.ApplicationWindow {
         }
     }
 
+    // For whoever asks for it while it is open, perhaps minimised or behind others.
+    function comeForward() {
+        if (visibility === Window.Minimized) {
+            showNormal();
+        }
+        raise();
+        requestActivate();
+    }
+
     Shortcut {
         sequence: "Ctrl+W"
         onActivated: small.close()

@@ -151,11 +151,13 @@ SmallWindow {
             onCopied: window.manager.copyInstallationCommand()
         }
         TextEdit {
+            id: pageAddress
             visible: window.offersUpdate && text.length > 0
             Layout.fillWidth: true
             text: window.manager.page
             readOnly: true
             selectByMouse: true
+            activeFocusOnTab: true
             wrapMode: TextEdit.WrapAnywhere
             textFormat: TextEdit.PlainText
             color: Theme.textSecondary
@@ -165,6 +167,16 @@ SmallWindow {
             Accessible.role: Accessible.EditableText
             Accessible.name: qsTr("Address of the download page")
             Accessible.readOnly: true
+
+            FocusRing {
+                shown: pageAddress.activeFocus
+            }
+        }
+        InlineMessage {
+            visible: window.offersUpdate && text.length > 0
+            Layout.fillWidth: true
+            text: window.manager.pageProblem
+            dismissible: false
         }
 
         Item {
