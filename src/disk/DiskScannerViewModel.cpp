@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <filesystem>
 #include <iostream>
+#include <system_error>
 #include <unordered_set>
 #include <utility>
 
@@ -153,6 +155,7 @@ void DiskScannerViewModel::setError(std::optional<std::string> text, bool isAcce
 
 void DiskScannerViewModel::publishError(std::optional<std::string> text, bool isAccessProblem,
                                         bool isRemovalProblem) {
+    isForgettingProblem_ = false;
     if (text == error_ && isAccessProblem == isAccessProblem_ && isRemovalProblem == isRemovalProblem_) {
         return;
     }
@@ -366,6 +369,8 @@ void DiskScannerViewModel::forgetSavedScan() {
                     false, "Saved index removed. The current in-memory scan and your files were preserved.");
             } catch (...) {
                 setError(descriptionOf(std::current_exception()));
+                isForgettingProblem_ = true;
+                emit errorChanged();
             }
         });
 }
@@ -468,8 +473,17 @@ void DiskScannerViewModel::startTracking(bool markRootDirty, std::optional<Folde
                                    .latency = FolderWatcherOptions().latency,
                                    .answerTimeout = FolderWatcherOptions().answerTimeout};
     auto& prefixes = leavesOut.excludedPathPrefixes;
-    prefixes.insert(prefixes.end(), world_.ownFolders.begin(), world_.ownFolders.end());
-    prefixes.emplace_back(parentPath(indexURL()));
+    std::vector<std::string> own = world_.ownFolders;
+    own.emplace_back(parentPath(indexURL()));
+    for (const std::string& folder : own) {
+        prefixes.push_back(folder);
+        // A scan from above meets it under its own name, also where a link leads the program there.
+        std::error_code unknown;
+        const auto real = std::filesystem::weakly_canonical(folder, unknown);
+        if (!unknown && real != folder) {
+            prefixes.push_back(real);
+        }
+    }
     changeTracker_.start(scanResult_->rootPath, leavesOut, markRootDirty,
                          [driver = QPointer(this)](int count) {
                              if (driver && count != driver->changedFolderCount_) {

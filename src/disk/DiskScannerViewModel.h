@@ -105,6 +105,8 @@ public:
     bool isAccessProblem() const { return isAccessProblem_; }
     // True where `error` tells of a removal.
     bool isRemovalProblem() const { return isRemovalProblem_; }
+    // Of the saved scan that was to be forgotten.
+    bool isForgettingProblem() const { return isForgettingProblem_; }
     // True where `error` tells of a removal that went well and of which only the record could not be kept.
     bool isRecordMissing() const { return isRemovalProblem_ && isRecordMissing_; }
     const FileNode::Pointer& selectedNode() const { return selectedNode_; }
@@ -261,6 +263,7 @@ private:
     std::optional<std::string> error_;
     bool isAccessProblem_ = false;
     bool isRemovalProblem_ = false;
+    bool isForgettingProblem_ = false;
     bool isRecordMissing_ = false;
     FileNode::Pointer selectedNode_;
     FileNode::Pointer hoveredNode_;

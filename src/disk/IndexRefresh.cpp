@@ -44,9 +44,20 @@ IndexRefresh::IndexRefresh(SerialContext& scanContext, SerialContext& indexConte
       finished_(std::move(finished)) {
     request_.folders = removal_rules::collapseNested(request_.folders);
     run_ = indexContext_.run<bool>(
-        [index = request_.indexURL](std::stop_token) { return SavedScanLoader::skipHiddenFiles(index); },
+        [index = request_.indexURL, root = request_.root](std::stop_token) {
+            if (SavedScanLoader::isOfAnotherRoot(index, root)) {
+                throw ScanIndexDatabase::Failure(
+                    "Another window has saved a scan of another folder meanwhile. Scan everything again.");
+            }
+            return SavedScanLoader::skipHiddenFiles(index);
+        },
         [this, make = std::move(makeOptions)](Outcome<bool> skipsHiddenFiles) {
-            options_ = make(skipsHiddenFiles.get());
+            try {
+                options_ = make(skipsHiddenFiles.get());
+            } catch (...) {
+                fail(std::current_exception());
+                return;
+            }
             nextFolder();
         });
 }
@@ -77,11 +88,12 @@ void IndexRefresh::nextFolder() {
             if (stop.stop_requested()) {
                 throw CancellationError();
             }
-            if (presence == Presence::missing) {
+            // Below the root a link is left out of a scan; its target has rows of its own or none.
+            if (presence == Presence::missing || (presence == Presence::isLink && !isRoot)) {
                 *hasGone = true;
                 return true;
             }
-            bool isRead = presence == Presence::stands;
+            bool isRead = presence != Presence::unknown;
             if (isRead) {
                 const ScanResult result =
                     DiskScanner(temporary->url()).scan(folder, options, std::move(stop));

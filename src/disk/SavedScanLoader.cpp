@@ -57,6 +57,16 @@ bool SavedScanLoader::skipHiddenFiles(const std::string& indexURL) {
     }
 }
 
+bool SavedScanLoader::isOfAnotherRoot(const std::string& indexURL, const std::string& root) {
+    try {
+        const auto meta = openForReading(indexURL)->readMeta();
+        const auto value = meta.find("root");
+        return value != meta.end() && value->second != standardizedPath(root);
+    } catch (const Error&) {
+        return false;  // what is the matter shows when it is changed
+    }
+}
+
 void SavedScanLoader::merge(const std::string& indexURL, const std::string& incomingURL,
                             std::stop_token stop) {
     std::optional<own_files::FolderLock> lock(folderOf(indexURL));

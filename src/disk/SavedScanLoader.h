@@ -33,6 +33,9 @@ public:
     // Whether the saved scan left hidden items out; false where that cannot be read.
     static bool skipHiddenFiles(const std::string& indexURL);
 
+    // Whether the index now holds a scan of another folder than `root`; false where that cannot be read.
+    static bool isOfAnotherRoot(const std::string& indexURL, const std::string& root);
+
     // Puts the finished index at `incomingURL` in the place of its folder's rows, and proves that the whole
     // still loads. Throws ScanIndexDatabase::Failure or CancellationError: then nothing has changed, or what
     // failed is that proof. Throws SystemError where the lock cannot be had, and where the change was made

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory_resource>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -44,6 +45,19 @@ void configureLibraryOnce() {
         return true;
     }();
     static_cast<void>(configured);
+}
+
+// What the library cannot hold in memory lies beside the index, which the watch of a scan leaves out, and not
+// in a folder of the system's: there it would count as a change of the whole disk, with every load and every
+// merge. Its files have no name for longer than an instant. Where the folder cannot be written the library
+// takes the system's after all.
+void keepTemporariesBeside(const std::string& url) {
+    static std::set<std::string> folders;  // what the library was given must stay
+    sqlite3_mutex* mutex = sqlite3_mutex_alloc(SQLITE_MUTEX_STATIC_VFS1);  // the one it reads the place under
+    sqlite3_mutex_enter(mutex);
+    // It only reads it: there is no use here of the statement that would write it.
+    sqlite3_temp_directory = const_cast<char*>(folders.emplace(parentPath(url)).first->c_str());
+    sqlite3_mutex_leave(mutex);
 }
 
 // The connection's latest message; a text for a user, though it may quote a path of any bytes.
@@ -421,6 +435,7 @@ std::string subtreePredicate(std::string_view root) {
 // Delegates, so that the destructor closes the connection when a later step throws.
 ScanIndexDatabase::ScanIndexDatabase(const std::string& url, bool create) : ScanIndexDatabase() {
     configureLibraryOnce();
+    keepTemporariesBeside(url);
     if (create) {
         own_files::createFolders(std::string(parentPath(url)));
     }
@@ -566,6 +581,7 @@ ScanResult ScanIndexDatabase::loadTree(const std::optional<std::string>& folder,
 
     const std::string errors = valueOr(meta, "errors", "0");
     if (const auto count = wholeNumber(errors); count && *count >= 1) {
+        result.unreadablePlaces = *count;
         result.errors.push_back(
             {.path = root,
              .error = std::make_shared<Failure>("Saved scan has " + std::to_string(*count) +

@@ -25,6 +25,7 @@ struct ScanResult {
     double scanDuration = 0;  // seconds; 0 for a result that was loaded
     std::string rootPath;     // bytes, as the root was given
     std::vector<ScanError> errors;
+    std::int64_t unreadablePlaces = 0;  // of a result that was loaded: for how many its one error stands
     std::optional<std::int64_t> volumeCapacity;   // bytes, at the time of the result
     std::optional<std::int64_t> volumeAvailable;  // bytes
     std::int64_t hiddenItemsLeftOut =

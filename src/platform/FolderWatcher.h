@@ -48,8 +48,9 @@ struct FolderWatcherOptions {
     std::optional<FolderMoment> changedSince = std::nullopt;
     // How long changes are gathered before they are told.
     std::chrono::milliseconds latency{1'000};
-    // How long the volume of the root, or of a folder below it, may take to answer.
-    std::chrono::milliseconds answerTimeout{1'000};
+    // How long the volume of the root, or of a folder below it, may take to answer; one that slept takes a
+    // while.
+    std::chrono::milliseconds answerTimeout{10'000};
 };
 
 struct FolderChanges {

@@ -6,11 +6,11 @@
 
 namespace larkfold {
 
-// `unknown`: it cannot be told. A folder above it may not be searched, or the volume does not answer within a
-// short, fixed wait.
-enum class Presence { stands, missing, unknown };
+// `unknown`: it cannot be told. A folder above it may not be searched, or the volume does not answer within
+// ten seconds, in which a disk that slept is awake.
+enum class Presence { stands, isLink, missing, unknown };
 
-// Anything counts, a link that leads nowhere included. The path may be longer than the system takes, if no
+// Anything counts, a link is not followed. The path may be longer than the system takes, if no
 // link is in it. Safe from any thread; touches the disk.
 Presence presenceOf(const std::string& path, std::stop_token stop = {});
 

@@ -145,7 +145,9 @@ QString DiskSpacePresenter::statusLine() const {
 }
 
 QString DiskSpacePresenter::unreadableText() const {
-    const int places = scanErrors_.rowCount();
+    const std::int64_t rows = scanErrors_.rowCount();
+    const std::int64_t places =
+        driver_.scanResult() ? std::max(rows, driver_.scanResult()->unreadablePlaces) : rows;
     return places > 0 ? texts::unreadable(places) : QString();
 }
 
@@ -159,9 +161,10 @@ QString DiskSpacePresenter::savedScanNotice() const {
 }
 
 QString DiskSpacePresenter::savedScanHint() const {
-    if (!savedScanNotice().contains(QLatin1String("this Mac"))) {
-        return {};
-    }
+    return savedScanNotice().contains(QLatin1String("this Mac")) ? savedScanPlace() : QString();
+}
+
+QString DiskSpacePresenter::savedScanPlace() {
     const std::string folder(parentPath(DiskScannerViewModel::indexFileURL()));
     const std::string home = homeDirectoryForCurrentUser();
     const bool isInHome = folder != home && home != "/" && isAtOrBelow(folder, home);
@@ -300,6 +303,9 @@ QString DiskSpacePresenter::errorHint() const {
     }
     if (driver_.isRemovalProblem()) {
         return driver_.isRecordMissing() ? texts::recordMissingHint() : texts::removalFailedHint();
+    }
+    if (driver_.isForgettingProblem()) {
+        return texts::forgettingFailedHint();
     }
     if (driver_.error()->starts_with("Could not restore the saved scan: ")) {
         return texts::restoreFailedHint();

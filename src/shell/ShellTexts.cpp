@@ -101,6 +101,12 @@ QString refreshFailedHint() {
         "scan everything again.");
 }
 
+QString forgettingFailedHint() {
+    return QStringLiteral(
+        "The saved scan is still there. Try again, and close other windows of Larkfold that are busy with "
+        "it.");
+}
+
 QString scanCancelledHint() {
     return QStringLiteral("Nothing on your disk was changed. Start again whenever you like.");
 }

@@ -24,6 +24,7 @@ QString watchIncomplete();
 QString watchFailed();
 QString restoreFailedHint();
 QString refreshFailedHint();
+QString forgettingFailedHint();
 QString scanCancelledHint();
 QString scanFailedHint();
 QString removalFailedHint();

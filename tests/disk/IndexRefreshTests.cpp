@@ -16,6 +16,7 @@
 #include "disk/DiskScanner.h"
 #include "disk/IndexRows.h"
 #include "platform/Path.h"
+#include "support/NoThreads.h"
 #include "support/UnprivilegedUser.h"
 
 namespace larkfold {
@@ -246,8 +247,56 @@ TEST_F(IndexRefreshTest, ofTheRootItself_unreadablePlacesAreCounted) {
         own.refresh();
         EXPECT_FALSE(own.driver->error()) << *own.driver->error();
         ASSERT_EQ(own.driver->scanResult()->errors.size(), 1u);
+        EXPECT_EQ(own.driver->scanResult()->unreadablePlaces, 1);
         EXPECT_EQ(own.driver->scanResult()->errors[0].error->description(),
                   "Scan index: Saved scan has 1 inaccessible entries. Rescan to review current errors.");
+    }));
+}
+
+TEST_F(IndexRefreshTest, aFolderInWhosePlaceALinkStands_isLeftOutAsInAScan) {
+    tree.fileOfSize("a/file", 5'000);
+    tree.fileOfSize("b/file", 5'000);
+    test::TemporaryTree elsewhere;
+    elsewhere.fileOfSize("large", 900'000);
+    scan(tree.root());
+    driver->navigateInto(node("a"));
+    fs::remove_all(tree.path("a"));
+    fs::create_symlink(elsewhere.root(), tree.path("a"));
+    refresh(true);
+    EXPECT_FALSE(driver->error()) << *driver->error();
+    EXPECT_EQ(test::rowsOf(index()), freshRows());
+    EXPECT_TRUE(test::isConsistent(index()));
+}
+
+TEST_F(IndexRefreshTest, anIndexThatAnotherWindowFilledWithAnotherFolder_isLeftAlone) {
+    tree.file("mine/a/file");
+    tree.file("other/file");
+    scan(tree.path("mine"));
+    const auto oldRoot = root();
+    DiskScanner(index()).scan(tree.path("other"), driver->scanOptions(), {});
+    const auto rows = test::rowsOf(index());
+    change({tree.path("mine/a/file")});
+    refresh();
+    EXPECT_EQ(
+        driver->error(),
+        "Refresh did not finish: Scan index: Another window has saved a scan of another folder meanwhile. "
+        "Scan everything again.");
+    EXPECT_EQ(test::rowsOf(index()), rows);
+    EXPECT_EQ(root(), oldRoot);
+    EXPECT_EQ(driver->changedFolderCount(), 1);
+}
+
+TEST_F(IndexRefreshTest, aSystemThatGivesNoThread_endsTheRefreshAndNotTheProgram) {
+    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string&) {
+        RefreshedDriver own;
+        own.tree.file("a/file");
+        own.scan(own.tree.root());
+        own.change({own.tree.path("a/file")});
+        test::allowNoMoreThreads();
+        own.refresh();
+        EXPECT_THAT(own.driver->error().value_or(""),
+                    testing::StartsWith("Refresh did not finish: The work could not be started"));
+        EXPECT_EQ(own.driver->changedFolderCount(), 1);
     }));
 }
 
@@ -461,6 +510,29 @@ TEST_F(WatchedRefreshTest, whatTheProgramWritesBesideTheIndex_isNoChange) {
     tree.folder("signals");
     scan(tree.root());
     ASSERT_TRUE(waitFor([this] { return driver->watchCoverage().isReady; }));
+    awaitChanges();
+    EXPECT_EQ(driver->changedFolderCount(), 1);  // the signal's
+    refresh();
+    awaitChanges();
+    EXPECT_EQ(driver->changedFolderCount(), 1);
+    driver.reset();
+}
+
+TEST_F(WatchedRefreshTest, ownFoldersBehindALink_areNoChangeEither) {
+    tree.folder("real/settings");
+    tree.folder("real/index");
+    test::TemporaryTree home;
+    fs::create_symlink(tree.path("real"), home.path("linked"));
+    makeDriver([&] {
+        auto with = watchingWorld();
+        with.ownFolders = {home.path("linked/settings")};
+        with.indexFileURL = home.path("linked/index/latest-scan.sqlite");
+        return with;
+    }());
+    tree.folder("signals");
+    scan(tree.root());
+    ASSERT_TRUE(waitFor([this] { return driver->watchCoverage().isReady; }));
+    tree.file("real/settings/settings.json");
     awaitChanges();
     EXPECT_EQ(driver->changedFolderCount(), 1);  // the signal's
     refresh();

@@ -2,13 +2,18 @@
 // forgetting.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <QDateTime>
 #include <QLocale>
 #include <QSignalSpy>
+#include <array>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "disk/DiskDriverFixture.h"
@@ -296,6 +301,43 @@ TEST_F(SavedScanTest, theSummaryOfTheFolderOnScreen_canBeOpened) {
     driver->openSummary(summary);
     ASSERT_TRUE(waitFor([&] { return changed.count() == 1; }));
     EXPECT_NE(summaryOf(root()), summary);
+}
+
+// Whether something was made in a folder since the watch began.
+class MadeIn {
+public:
+    explicit MadeIn(const std::string& folder) : instance_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+        EXPECT_GE(::inotify_add_watch(instance_, folder.c_str(), IN_CREATE), 0);
+    }
+    ~MadeIn() { ::close(instance_); }
+    MadeIn(const MadeIn&) = delete;
+    MadeIn& operator=(const MadeIn&) = delete;
+
+    bool something() const {
+        std::array<char, 4096> events;
+        return ::read(instance_, events.data(), events.size()) > 0;
+    }
+
+private:
+    int instance_;
+};
+
+TEST_F(SavedScanTest, whatDoesNotFitIntoMemory_liesBesideTheIndexAlone) {
+    tree.folder("many");
+    leaveIndex(tree.root());
+    addFiles(tree.path("many"), 60'000);
+    std::string elsewhere = tree.folder("temporaries");
+    const MadeIn there(elsewhere);
+    sqlite3_temp_directory = elsewhere.data();
+    static_cast<void>(SavedScanLoader::load(index(), std::nullopt, {}));
+    EXPECT_FALSE(there.something());
+    // Negative control: the same load, led elsewhere again when the index was open.
+    ScanIndexDatabase open(index(), false);
+    open.beginReading();
+    char* const beside = std::exchange(sqlite3_temp_directory, elsewhere.data());
+    static_cast<void>(open.loadTree(std::nullopt, 50'000, {}));
+    sqlite3_temp_directory = beside;
+    EXPECT_TRUE(there.something()) << "nothing has to be put aside, so the above tells nothing";
 }
 
 TEST_F(SavedScanTest, forgetting_deletesTheIndexAndNothingElse) {

@@ -41,6 +41,7 @@ public:
     explicit Watch(const std::string& root) {
         FolderWatcherOptions options;
         options.latency = std::chrono::milliseconds(1);
+        options.answerTimeout = std::chrono::seconds(1);
         watcher_.emplace(loop_.queue(), root, options,
                          FolderWatcher::Handlers{
                              .changed =
@@ -162,6 +163,7 @@ TEST(DeadMountBelowAWatch, thatComesOverAWatchedFolder_isToldAndNotAskedAnyMore)
             watch.forget();
         }
         EXPECT_TRUE(watch.isTold(tree.path("root/m")));
+        EXPECT_TRUE(watch.await([&] { return watch.coverage->isComplete(); }));
         EXPECT_TRUE(watch.tells(tree.path("root/m/inner"))) << "what lay below it is watched again";
     }));
 }
@@ -381,6 +383,7 @@ TEST(RefreshOverADeadMount, ofAFolderThatHoldsIt_isToldAndTheIndexStays) {
         ScanChangeTracker tracker(ScanChangeTracker::folderWatchers(loop.queue()), [&] { return index; }, {});
         FolderWatcherOptions options;
         options.latency = std::chrono::milliseconds(1);
+        options.answerTimeout = std::chrono::seconds(1);
         tracker.start(tree.path("root"), options, false, [&dirty](int count) { dirty = count; });
         ASSERT_TRUE(loop.runUntil([&] { return tracker.coverage().isReady; }));
         ASSERT_TRUE(tracker.coverage().isComplete());

@@ -3,9 +3,11 @@
 #include <QGuiApplication>
 #include <QSignalSpy>
 #include <QTest>
+#include <filesystem>
 #include <string>
 
 #include "disk/DiskScannerViewModel.h"
+#include "disk/ScanIndexDatabase.h"
 #include "platform/ByteCountFormatter.h"
 #include "platform/UserDefaults.h"
 #include "platform/qt/EventLoopQueue.h"
@@ -82,6 +84,35 @@ TEST_F(PresenterTest, besideTheNoticeOfTheSavedIndexStandsWhereThatIs) {
     EXPECT_EQ(presenter_.savedScanNotice(), "Saved on this Mac. Changes outside a rescan remain a snapshot.");
     EXPECT_EQ(presenter_.savedScanHint(),
               "“This Mac” is this computer: the index lies in ~/.local/share/Larkfold.");
+}
+
+TEST_F(PresenterTest, aSavedScanThatCannotBeForgottenIsToldWithWhatHelps) {
+    tree_.fileOfSize("home/a", 5'000);
+    ASSERT_TRUE(scan(tree_.path("home")));
+    const std::string index = surroundings_.path("index/latest-scan.sqlite");
+    std::filesystem::remove(index);
+    std::filesystem::create_directory(index);  // cannot be deleted as a file
+    driver_.forgetSavedScan();
+    ASSERT_TRUE(QTest::qWaitFor([this] { return driver_.isForgettingProblem(); }, 60'000));
+    EXPECT_TRUE(presenter_.errorHint().startsWith("The saved scan is still there."))
+        << presenter_.errorHint().toStdString();
+    std::filesystem::remove(index);
+    ASSERT_TRUE(scan(tree_.path("home")));
+    EXPECT_TRUE(presenter_.errorHint().isEmpty());
+}
+
+TEST_F(PresenterTest, ofASavedScanThePlacesThatCouldNotBeReadAreCountedAndNotTheirOneError) {
+    const std::string index = surroundings_.path("index/latest-scan.sqlite");
+    tree_.file("home/a");
+    {
+        ScanIndexDatabase database(index, true);
+        database.insertRow(tree_.path("home"), tree_.root(), "home", true, 0, 0, std::nullopt);
+        database.finish(tree_.path("home"), false, 312);
+    }
+    driver_.restoreSavedScanIfNeeded();
+    ASSERT_TRUE(QTest::qWaitFor([this] { return !driver_.isScanning(); }, 60'000));
+    EXPECT_EQ(presenter_.scanErrors()->rowCount(), 1);
+    EXPECT_EQ(presenter_.unreadableText(), "312 places could not be read");
 }
 
 TEST_F(PresenterTest, withoutAResultThereIsNothingToSay) {

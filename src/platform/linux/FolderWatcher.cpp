@@ -319,7 +319,9 @@ private:
     }
 
     int addWatch(int descriptor, std::uint32_t events) const {
-        return ::inotify_add_watch(inotify_.get(), path_descriptors::pathThrough(descriptor).c_str(), events);
+        // A folder that is mounted at a second place keeps what it is watched for at the first.
+        return ::inotify_add_watch(inotify_.get(), path_descriptors::pathThrough(descriptor).c_str(),
+                                   events | IN_MASK_ADD);
     }
 
     // --- Following folders
@@ -344,9 +346,7 @@ private:
             const std::string name = std::move(level.folders.back());
             level.folders.pop_back();
             if (!level.descriptor) {
-                if (meansNotThere(errno)) {
-                    unsettled_.push_back({.watch = folders_.watch(level.folder), .name = name});
-                }
+                noteUnsettled(level.folder, name, errno);
                 continue;
             }
             FileDescriptor child = openChild(level.folder, level.descriptor.get(), name);
@@ -407,6 +407,15 @@ private:
             coverage_.leavesOutMounts = true;
         }
         return !child->isExcluded && !child->mayFailToAnswer;
+    }
+
+    // Of a place in a folder that could not be opened.
+    void noteUnsettled(Index folder, const std::string& name, int code) {
+        if (meansNotThere(code)) {
+            unsettled_.push_back({.watch = folders_.watch(folder), .name = name});
+        } else {
+            noteUnopened(code);
+        }
     }
 
     void noteUnopened(int code) {
@@ -698,9 +707,7 @@ private:
     void settlePlace(Index parent, const std::string& name, bool hasMovedAway) {
         const FileDescriptor folder = openWatched(parent);
         if (!folder) {
-            if (meansNotThere(errno)) {
-                unsettled_.push_back({.watch = folders_.watch(parent), .name = name});
-            }
+            noteUnsettled(parent, name, errno);
             return;
         }
         FileDescriptor item = openChild(parent, folder.get(), name);
@@ -765,6 +772,10 @@ private:
             }
         }
         mounts_ = std::move(now);
+        if (std::none_of(mounts_.begin(), mounts_.end(),
+                         [](const auto& mount) { return mount.second.mayFailToAnswer; })) {
+            coverage_.leavesOutMounts = false;  // those that go are entered below
+        }
         std::sort(places.begin(), places.end());  // what holds others first
         for (const std::string& place : places) {
             settleMount(place);

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <utility>
 
@@ -18,16 +19,19 @@ namespace larkfold {
 
 namespace {
 
+constexpr std::chrono::seconds answerTimeout{10};
+
 Presence look(const std::string& path) {
     bool stands;
+    struct stat values{};
     if (path.size() < PATH_MAX) {
-        struct stat values{};
         stands = ::fstatat(AT_FDCWD, path.c_str(), &values, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) == 0;
     } else {
-        stands = static_cast<bool>(path_descriptors::openWithoutLinks(path, O_PATH | O_NOFOLLOW));
+        const FileDescriptor item = path_descriptors::openWithoutLinks(path, O_PATH | O_NOFOLLOW);
+        stands = item && ::fstat(item.get(), &values) == 0;
     }
     if (stands) {
-        return Presence::stands;
+        return S_ISLNK(values.st_mode) ? Presence::isLink : Presence::stands;
     }
     return errno == ENOENT || errno == ENOTDIR ? Presence::missing : Presence::unknown;
 }
@@ -35,8 +39,7 @@ Presence look(const std::string& path) {
 }  // namespace
 
 Presence presenceOf(const std::string& path, std::stop_token stop) {
-    return expendable_call::run<Presence>([path] { return look(path); }, expendable_call::shortWait,
-                                          std::move(stop))
+    return expendable_call::run<Presence>([path] { return look(path); }, answerTimeout, std::move(stop))
         .value_or(Presence::unknown);
 }
 

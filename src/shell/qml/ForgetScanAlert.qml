@@ -12,6 +12,7 @@ AppDialog {
     iconName: "disk"
     title: qsTr("Forget saved scan?")
     text: qsTr("This removes the saved file index from this Mac. Your files and the current on-screen scan are preserved.")
+    note: view.diskSpace.savedScanPlace
     actions: [cancel, forget]
     defaultAction: cancel
     cancelAction: cancel

@@ -20,6 +20,7 @@ AppMenu {
         objectName: "refreshCurrent"
         text: qsTr("Current folder")
         icon.name: "folder"
+        enabled: menu.driver.hasSavedIndex
         onTriggered: menu.driver.refreshIndex(true)
     }
     AppMenuSeparator {}

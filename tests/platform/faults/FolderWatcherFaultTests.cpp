@@ -213,6 +213,14 @@ TEST_F(FolderWatcherFaults, foldersThatCannotBeOpened_areTold) {
     EXPECT_EQ(coverage_->folders, 1);
 }
 
+TEST_F(FolderWatcherFaults, aNewFolderThatCannotBeOpened_isTold) {
+    watch();
+    ASSERT_TRUE(coverage_ && coverage_->isComplete());
+    openError = EMFILE;
+    tree_.folder("b/made");
+    EXPECT_TRUE(loop_.runUntil([this] { return coverage_->hasUnopenedFolders; }));
+}
+
 TEST_F(FolderWatcherFaults, whatMayNotBeOpened_isNoGap) {
     openError = EACCES;  // a scan cannot read it either
     watch();
