@@ -18,6 +18,7 @@ namespace {
 
 constexpr std::int64_t directoriesPerReport = 10;
 constexpr std::int64_t itemsPerReport = 500;
+constexpr std::chrono::hours longestWaitForIndex{1};
 // Above this a path is copied into the progress only when it is reported: in a tree a hundred thousand levels
 // deep the copies would take longer than the walk.
 constexpr std::size_t longestPathKept = 4096;
@@ -296,8 +297,10 @@ ScanResult DiskScanner::scan(const std::string& url, const DiskScanOptions& opti
                 index_->finish(root, options.skipHiddenFiles, static_cast<std::int64_t>(errors_.size()));
                 index_.reset();
                 // Another window of this program may be changing the old index: its journal must not be
-                // taken away from it, nor be left to the new one.
-                const own_files::FolderLock lock(std::string(parentPath(*indexURL_)));
+                // taken away from it, nor be left to the new one. It may take its time, and what was scanned
+                // is too dear to lose for that.
+                const own_files::FolderLock lock(std::string(parentPath(*indexURL_)), longestWaitForIndex,
+                                                 stop);
                 settleJournal(*indexURL_);
                 own_files::replaceFile(temporary, *indexURL_);
             }

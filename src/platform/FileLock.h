@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <memory>
+#include <stop_token>
 #include <string>
 
 namespace larkfold::own_files {
@@ -19,8 +20,10 @@ public:
     static constexpr std::chrono::milliseconds longestWait{10'000};
 
     // Waits until the lock is held. The folder must be there. Throws SystemError where the lock's file cannot
-    // be made or used, and where another holder did not release it in time.
-    explicit FileLock(const std::string& file, std::chrono::milliseconds wait = longestWait);
+    // be made or used, and where another holder did not release it in time; CancellationError where a stop
+    // was requested meanwhile.
+    explicit FileLock(const std::string& file, std::chrono::milliseconds wait = longestWait,
+                      const std::stop_token& stop = {});
     ~FileLock();
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;
@@ -36,8 +39,10 @@ private:
 class FolderLock {
 public:
     // Waits until the lock is held. Throws SystemError where the folder is not there or cannot be locked, and
-    // where another holder did not release it in time.
-    explicit FolderLock(const std::string& folder, std::chrono::milliseconds wait = FileLock::longestWait);
+    // where another holder did not release it in time; CancellationError where a stop was requested
+    // meanwhile.
+    explicit FolderLock(const std::string& folder, std::chrono::milliseconds wait = FileLock::longestWait,
+                        const std::stop_token& stop = {});
     ~FolderLock();
     FolderLock(const FolderLock&) = delete;
     FolderLock& operator=(const FolderLock&) = delete;

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <csignal>
 #include <optional>
+#include <stop_token>
 #include <thread>
 
 #include "platform/Error.h"
@@ -140,6 +141,14 @@ TEST(FolderLock, holdsUntilItGoes_andLeavesNothingBehind) {
     const own_files::FolderLock again(tree.root(), 0ms);
     struct stat values{};
     EXPECT_NE(stat(tree.path(".lock").c_str(), &values), 0);
+}
+
+TEST(FolderLock, whoWaits_goesOnWhenAStopIsRequested) {
+    TemporaryTree tree;
+    const own_files::FolderLock lock(tree.root());
+    std::stop_source stop;
+    std::jthread stopper([&stop] { stop.request_stop(); });
+    EXPECT_THROW(own_files::FolderLock(tree.root(), 1h, stop.get_token()), CancellationError);
 }
 
 TEST(FolderLock, withoutItsFolder_fails) {

@@ -33,14 +33,17 @@ FileDescriptor openPlace(const std::string& place, int flags) {
     return FileDescriptor(descriptor);
 }
 
-// Tells 0, EBUSY when the time was over, or another errno. Asked again and again rather than waited for in
-// the kernel: that wait has no end of its own.
-int lock(int descriptor, std::chrono::milliseconds wait) {
+// Tells 0, ECANCELED after a request to stop, EBUSY when the time was over, or another errno. Asked again and
+// again rather than waited for in the kernel: that wait has no end of its own.
+int lock(int descriptor, std::chrono::milliseconds wait, const std::stop_token& stop) {
     const auto end = Clock::now() + wait;
     auto pause = shortestPause;
     while (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK && errno != EINTR) {
             return errno;
+        }
+        if (stop.stop_requested()) {
+            return ECANCELED;
         }
         if (Clock::now() >= end) {
             return EBUSY;
@@ -59,7 +62,7 @@ struct FileLock::Impl {
     FileDescriptor descriptor;
 };
 
-FileLock::FileLock(const std::string& file, std::chrono::milliseconds wait)
+FileLock::FileLock(const std::string& file, std::chrono::milliseconds wait, const std::stop_token& stop)
     : impl_(std::make_unique<Impl>()) {
     using Operation = SystemError::Operation;
     const std::string place = file + ".lock";
@@ -69,7 +72,11 @@ FileLock::FileLock(const std::string& file, std::chrono::milliseconds wait)
     if (!impl_->descriptor) {
         throw SystemError(Operation::create, errno, place);
     }
-    if (const int problem = lock(impl_->descriptor.get(), wait); problem != 0) {
+    const int problem = lock(impl_->descriptor.get(), wait, stop);
+    if (problem == ECANCELED) {
+        throw CancellationError();
+    }
+    if (problem != 0) {
         throw SystemError(Operation::open, problem, problem == EBUSY ? file : place);
     }
 }
@@ -81,15 +88,17 @@ struct FolderLock::Impl {
     std::optional<FileLock> file;
 };
 
-FolderLock::FolderLock(const std::string& folder, std::chrono::milliseconds wait)
+FolderLock::FolderLock(const std::string& folder, std::chrono::milliseconds wait, const std::stop_token& stop)
     : impl_(std::make_unique<Impl>()) {
     impl_->descriptor = openPlace(folder, O_RDONLY | O_DIRECTORY);
     if (!impl_->descriptor) {
         throw SystemError(SystemError::Operation::open, errno, folder);
     }
-    const int problem = lock(impl_->descriptor.get(), wait);
+    const int problem = lock(impl_->descriptor.get(), wait, stop);
     if (problem == EBADF || problem == EOPNOTSUPP || problem == ENOLCK) {
-        impl_->file.emplace(folder + "/", wait);
+        impl_->file.emplace(folder + "/", wait, stop);
+    } else if (problem == ECANCELED) {
+        throw CancellationError();
     } else if (problem != 0) {
         throw SystemError(SystemError::Operation::open, problem, folder);
     }
