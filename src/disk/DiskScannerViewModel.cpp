@@ -6,9 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <filesystem>
 #include <iostream>
-#include <system_error>
 #include <unordered_set>
 #include <utility>
 
@@ -17,6 +15,7 @@
 #include "platform/Bookmark.h"
 #include "platform/CoalescedReports.h"
 #include "platform/Error.h"
+#include "platform/LinkResolution.h"
 #include "platform/OwnFiles.h"
 #include "platform/Path.h"
 #include "platform/StandardFolders.h"
@@ -478,10 +477,8 @@ void DiskScannerViewModel::startTracking(bool markRootDirty, std::optional<Folde
     for (const std::string& folder : own) {
         prefixes.push_back(folder);
         // A scan from above meets it under its own name, also where a link leads the program there.
-        std::error_code unknown;
-        const auto real = std::filesystem::weakly_canonical(folder, unknown);
-        if (!unknown && real != folder) {
-            prefixes.push_back(real);
+        if (const auto real = pathWithLinksResolved(folder); real && *real != folder) {
+            prefixes.push_back(*real);
         }
     }
     changeTracker_.start(scanResult_->rootPath, leavesOut, markRootDirty,

@@ -3,9 +3,10 @@
 #include <QNetworkCookieJar>
 #include <QNetworkRequest>
 #include <QSslConfiguration>
-#include <system_error>
-#include <thread>
+#include <functional>
 #include <utility>
+
+#include "platform/Error.h"
 
 namespace larkfold {
 
@@ -85,30 +86,18 @@ QNetworkProxy UpdateFetcher::systemProxyFor(const QUrl& url) {
 }
 
 void UpdateFetcher::findProxy() {
-    door_ = std::make_shared<Door>();
-    door_->fetcher = this;
     try {
-        std::thread([door = door_, proxyFor = world_.proxyFor, url = source_->feed()] {
-            const QNetworkProxy proxy = proxyFor(url);
-            const std::lock_guard lock(door->mutex);
-            if (door->fetcher == nullptr) {
-                return;
-            }
-            // What is posted to a fetcher that ends goes with it; to one that begins anew it says nothing.
-            QMetaObject::invokeMethod(
-                door->fetcher,
-                [door, proxy] {
-                    if (UpdateFetcher* fetcher = door->fetcher) {
-                        fetcher->network_->setProxy(proxy);
-                        // The signature first: without one there is no reason to load the feed.
-                        fetcher->get(Stage::signature);
-                    }
-                },
-                Qt::QueuedConnection);
-        }).detach();
-    } catch (const std::system_error&) {
-        QTimer::singleShot(0, this, [this, door = door_] {
-            if (door->fetcher != nullptr) {
+        proxyCall_ = DetachedCall(*this, std::function([proxyFor = world_.proxyFor, url = source_->feed()] {
+            return proxyFor(url);
+        }),
+                                  std::function([this](QNetworkProxy proxy) {
+                                      network_->setProxy(proxy);
+                                      // The signature first: without one there is no reason to load the feed.
+                                      get(Stage::signature);
+                                  }));
+    } catch (const SystemError&) {
+        QTimer::singleShot(0, network_.get(), [this, asked = network_.get()] {
+            if (network_.get() == asked) {
                 fail(UpdateError::Case::unreachable);
             }
         });
@@ -117,10 +106,7 @@ void UpdateFetcher::findProxy() {
 
 void UpdateFetcher::cancel() {
     timer_.stop();
-    if (door_) {
-        const std::lock_guard lock(door_->mutex);
-        door_->fetcher = nullptr;
-    }
+    proxyCall_ = {};
     dropReply();
     done_ = nullptr;
 }

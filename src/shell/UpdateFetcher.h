@@ -22,11 +22,11 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <variant>
 
+#include "platform/qt/DetachedCall.h"
 #include "shell/updates/UpdateError.h"
 #include "shell/updates/UpdateSource.h"
 
@@ -78,12 +78,7 @@ private:
     std::function<void(Result)> done_;
     std::unique_ptr<QNetworkAccessManager> network_;  // of one fetch
     QNetworkReply* reply_ = nullptr;                  // owned by `network_`
-    // Who waits for the proxy of this fetch; closed when nobody does any more.
-    struct Door {
-        std::mutex mutex;
-        UpdateFetcher* fetcher;
-    };
-    std::shared_ptr<Door> door_;
+    DetachedCall proxyCall_;
     Stage stage_ = Stage::signature;
     std::string received_;
     std::string signature_;

@@ -10,7 +10,9 @@
 #include <QNetworkProxy>
 #include <QSignalSpy>
 #include <QTcpServer>
+#include <QTcpSocket>
 #include <QTest>
+#include <atomic>
 #include <memory>
 #include <string>
 
@@ -32,17 +34,18 @@ protected:
     std::unique_ptr<UpdateManager> make(const std::string& address,
                                         std::chrono::milliseconds timeLimit = std::chrono::seconds(20)) {
         return std::make_unique<UpdateManager>(
-            defaults_, UpdateManager::World{
-                           .version = "0.1.0",
-                           .source = UpdateSource::make(address, makers_.publicKey()),
-                           .fetching = {.authorities = authority_.certificates(), .timeLimit = timeLimit},
-                           .now = [this] { return now_; },
-                           .installation = Installation::unmanaged,
-                           .openPage =
-                               [this](const QUrl& url) {
-                                   opened_ << url.toString();
-                                   return opens_;
-                               }});
+            defaults_, UpdateManager::World{.version = "0.1.0",
+                                            .source = UpdateSource::make(address, makers_.publicKey()),
+                                            .fetching = {.authorities = authority_.certificates(),
+                                                         .timeLimit = timeLimit,
+                                                         .proxyFor = proxyFor_},
+                                            .now = [this] { return now_; },
+                                            .installation = Installation::unmanaged,
+                                            .openPage =
+                                                [this](const QUrl& url) {
+                                                    opened_ << url.toString();
+                                                    return opens_;
+                                                }});
     }
     std::unique_ptr<UpdateManager> make() { return make(server_.address("/feed.xml")); }
 
@@ -76,6 +79,7 @@ protected:
     Date now_ = dateFromSecondsSince1970(1'800'000'000);  // January 2027
     QStringList opened_;
     bool opens_ = true;
+    std::function<QNetworkProxy(const QUrl&)> proxyFor_ = UpdateFetcher::systemProxyFor;
 };
 
 TEST_F(UpdateManagerTest, aNewerVersionIsShownWithWhatIsNewAndWhereToGetIt) {
@@ -262,6 +266,41 @@ TEST_F(UpdateManagerTest, aServerThatDripsOrIsSilentIsGivenUp) {
         expectFailure(*make(server_.address("/feed.xml"), std::chrono::milliseconds(400)),
                       UpdateError::Case::tooSlow);
     }
+}
+
+TEST_F(UpdateManagerTest, aProxyThatIsNeverFoundHoldsUpNothing) {
+    const auto isOver = std::make_shared<std::atomic<bool>>(false);
+    proxyFor_ = [isOver](const QUrl&) {
+        isOver->wait(false);
+        return QNetworkProxy(QNetworkProxy::NoProxy);
+    };
+    serve(feedOf(itemOf("0.2.0")));
+    const auto manager = make(server_.address("/feed.xml"), std::chrono::milliseconds(400));
+    expectFailure(*manager, UpdateError::Case::tooSlow);
+    EXPECT_TRUE(server_.requests().isEmpty());
+    *isOver = true;
+    isOver->notify_all();
+}
+
+TEST_F(UpdateManagerTest, theProxyOfTheSystemIsAsked) {
+    QTcpServer proxy;
+    ASSERT_TRUE(proxy.listen(QHostAddress::LocalHost));
+    QByteArray request;
+    QObject::connect(&proxy, &QTcpServer::newConnection, &proxy, [&] {
+        QTcpSocket* connection = proxy.nextPendingConnection();
+        QObject::connect(connection, &QTcpSocket::readyRead, connection, [&request, connection] {
+            request += connection->readAll();
+            connection->write("HTTP/1.1 403 Forbidden\r\nContent-Length: 0\r\n\r\n");
+            connection->disconnectFromHost();
+        });
+    });
+    proxyFor_ = [port = proxy.serverPort()](const QUrl&) {
+        return QNetworkProxy(QNetworkProxy::HttpProxy, "localhost", port);
+    };
+    const auto manager = make();
+    EXPECT_EQ(check(*manager), State::Failed);
+    EXPECT_TRUE(request.startsWith("CONNECT localhost:")) << request.constData();
+    EXPECT_TRUE(server_.requests().isEmpty());
 }
 
 TEST_F(UpdateManagerTest, otherAnswersAreNoFeed) {
