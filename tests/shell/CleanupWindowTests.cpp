@@ -2,8 +2,6 @@
 // person could.
 
 #include <QAccessible>
-#include <QGuiApplication>
-#include <QQuickStyle>
 #include <QtQml/QQmlExtensionPlugin>
 
 #include <string>
@@ -464,9 +462,5 @@ TEST_F(CleanupWindowTest, theHistoryIsWalkedByKeys) {
 }  // namespace larkfold::test
 
 int main(int argc, char** argv) {
-    testing::InitGoogleTest(&argc, argv);
-    QQuickStyle::setStyle("Basic");
-    QGuiApplication application(argc, argv);
-    QAccessible::setActive(true);
-    return RUN_ALL_TESTS();
+    return larkfold::test::runWindowTests(argc, argv);
 }

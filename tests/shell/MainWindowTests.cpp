@@ -1,9 +1,7 @@
 // The real window with its flows: the first run, the tabs, the commands, access, dropped folders.
 
 #include <QAccessible>
-#include <QGuiApplication>
 #include <QQmlComponent>
-#include <QQuickStyle>
 #include <QSignalSpy>
 #include <QtQml/QQmlExtensionPlugin>
 
@@ -482,9 +480,5 @@ TEST_F(MainWindowTest, darkAndLightFollowTheDesktopWhileTheProgramRuns) {
 }  // namespace larkfold::test
 
 int main(int argc, char** argv) {
-    testing::InitGoogleTest(&argc, argv);
-    QGuiApplication application(argc, argv);
-    QQuickStyle::setStyle(QStringLiteral("Basic"));
-    QAccessible::setActive(true);
-    return RUN_ALL_TESTS();
+    return larkfold::test::runWindowTests(argc, argv);
 }

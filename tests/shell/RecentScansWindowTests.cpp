@@ -1,8 +1,6 @@
 // The recent scans in the real window: by keys wherever a person could, and with the real scan behind it.
 
 #include <QAccessible>
-#include <QGuiApplication>
-#include <QQuickStyle>
 #include <QtQml/QQmlExtensionPlugin>
 
 #include <filesystem>
@@ -296,9 +294,5 @@ TEST_F(RecentScansWindowTest, assistiveTechnologyReadsTheRowsAndTheirActions) {
 }  // namespace larkfold::test
 
 int main(int argc, char** argv) {
-    testing::InitGoogleTest(&argc, argv);
-    QQuickStyle::setStyle("Basic");
-    QGuiApplication application(argc, argv);
-    QAccessible::setActive(true);
-    return RUN_ALL_TESTS();
+    return larkfold::test::runWindowTests(argc, argv);
 }

@@ -6,7 +6,6 @@
 #include <QAccessible>
 #include <QGuiApplication>
 #include <QQmlProperty>
-#include <QQuickStyle>
 #include <QSignalSpy>
 #include <QtQml/QQmlExtensionPlugin>
 
@@ -484,10 +483,5 @@ TEST_F(SettingsWindowTest, aChangeOfThePolicyIsToldToWhoKnewAnotherOne) {
 }  // namespace larkfold::test
 
 int main(int argc, char** argv) {
-    testing::InitGoogleTest(&argc, argv);
-    QGuiApplication application(argc, argv);
-    QGuiApplication::setQuitOnLastWindowClosed(false);
-    QQuickStyle::setStyle(QStringLiteral("Basic"));
-    QAccessible::setActive(true);
-    return RUN_ALL_TESTS();
+    return larkfold::test::runWindowTests(argc, argv);
 }
