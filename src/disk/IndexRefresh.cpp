@@ -45,11 +45,12 @@ IndexRefresh::IndexRefresh(SerialContext& scanContext, SerialContext& indexConte
     request_.folders = removal_rules::collapseNested(request_.folders);
     run_ = indexContext_.run<bool>(
         [index = request_.indexURL, root = request_.root](std::stop_token) {
-            if (SavedScanLoader::isOfAnotherRoot(index, root)) {
+            const SavedScanLoader::Header saved = SavedScanLoader::header(index);
+            if (saved.root && *saved.root != standardizedPath(root)) {
                 throw ScanIndexDatabase::Failure(
                     "Another window has saved a scan of another folder meanwhile. Scan everything again.");
             }
-            return SavedScanLoader::skipHiddenFiles(index);
+            return saved.skipHiddenFiles;
         },
         [this, make = std::move(makeOptions)](Outcome<bool> skipsHiddenFiles) {
             try {

@@ -47,24 +47,24 @@ ScanResult SavedScanLoader::load(const std::string& indexURL, const std::optiona
     return openForReading(indexURL)->loadTree(folder, maximumFiles, std::move(stop));
 }
 
-bool SavedScanLoader::skipHiddenFiles(const std::string& indexURL) {
+SavedScanLoader::Header SavedScanLoader::header(const std::string& indexURL) {
+    Header header;
     try {
         const auto meta = openForReading(indexURL)->readMeta();
-        const auto value = meta.find("skipHidden");
-        return value != meta.end() && value->second == "1";
+        if (const auto value = meta.find("skipHidden"); value != meta.end()) {
+            header.skipHiddenFiles = value->second == "1";
+        }
+        if (const auto value = meta.find("root"); value != meta.end()) {
+            header.root = value->second;
+        }
     } catch (const Error&) {
-        return false;
+        // What is the matter shows when the index is loaded or changed.
     }
+    return header;
 }
 
-bool SavedScanLoader::isOfAnotherRoot(const std::string& indexURL, const std::string& root) {
-    try {
-        const auto meta = openForReading(indexURL)->readMeta();
-        const auto value = meta.find("root");
-        return value != meta.end() && value->second != standardizedPath(root);
-    } catch (const Error&) {
-        return false;  // what is the matter shows when it is changed
-    }
+bool SavedScanLoader::skipHiddenFiles(const std::string& indexURL) {
+    return header(indexURL).skipHiddenFiles;
 }
 
 void SavedScanLoader::merge(const std::string& indexURL, const std::string& incomingURL,

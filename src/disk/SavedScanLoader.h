@@ -33,8 +33,12 @@ public:
     // Whether the saved scan left hidden items out; false where that cannot be read.
     static bool skipHiddenFiles(const std::string& indexURL);
 
-    // Whether the index now holds a scan of another folder than `root`; false where that cannot be read.
-    static bool isOfAnotherRoot(const std::string& indexURL, const std::string& root);
+    // What the index says of its scan; nothing of what cannot be read.
+    struct Header {
+        bool skipHiddenFiles = false;
+        std::optional<std::string> root;  // standardized
+    };
+    static Header header(const std::string& indexURL);
 
     // Puts the finished index at `incomingURL` in the place of its folder's rows, and proves that the whole
     // still loads. Throws ScanIndexDatabase::Failure or CancellationError: then nothing has changed, or what
