@@ -4,83 +4,47 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <QCoreApplication>
 #include <QSignalSpy>
 #include <QTest>
-#include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "disk/DiskDriverFixture.h"
 #include "disk/DiskScannerViewModel.h"
 #include "platform/StandardFolders.h"
-#include "platform/qt/EventLoopQueue.h"
 #include "support/GateThatTells.h"
-#include "support/TemporaryTree.h"
 
 namespace larkfold {
 namespace {
 
 using test::GateThatTells;
-using test::TemporaryTree;
 
-void makeApplication() {
-    if (QCoreApplication::instance() == nullptr) {
-        static int count = 1;
-        static char name[] = "disk_tests";
-        static char* arguments[] = {name, nullptr};
-        static QCoreApplication application(count, arguments);
-    }
-}
-
-class RemovalFromTheMapTest : public testing::Test {
+class RemovalFromTheMapTest : public test::DiskDriverFixture {
 protected:
     RemovalFromTheMapTest() {
-        makeApplication();
-        events = std::make_unique<EventLoopQueue>();
-        defaults = std::make_unique<UserDefaults>(store.path("settings.json"));
-        driver = std::make_unique<DiskScannerViewModel>(
-            DiskScannerViewModel::World{.mainQueue = events->queue(),
-                                        .defaults = *defaults,
-                                        .indexFileURL = store.path("Larkfold/latest-scan.sqlite"),
-                                        .gate = gate.gate()});
+        auto with = world();
+        with.gate = gate.gate();
+        makeDriver(std::move(with));
         QObject::connect(driver.get(), &DiskScannerViewModel::cleanupFinished, driver.get(),
                          [this](const CleanupOperation& operation) { finished.push_back(operation); });
     }
+    ~RemovalFromTheMapTest() override { driver.reset(); }  // before the gate that it asks
 
-    void scan(const std::string& path) {
-        driver->scanFolder(path);
-        ASSERT_TRUE(QTest::qWaitFor([this] { return !driver->isScanning(); }, 60'000));
-        ASSERT_TRUE(driver->hasScanResult()) << driver->error().value_or("no error");
-    }
     void remove(bool permanently = false) {
         driver->deleteSelected(permanently);
         ASSERT_TRUE(driver->isDeleting());
-        ASSERT_TRUE(QTest::qWaitFor([this] { return !driver->isDeleting(); }, 60'000));
+        ASSERT_TRUE(waitFor([this] { return !driver->isDeleting(); }));
     }
-    FileNode::Pointer root() const { return driver->scanResult()->rootNode; }
-    static FileNode::Pointer childOf(const FileNode::Pointer& folder, std::string_view name) {
-        for (const auto& node : folder->children()) {
-            if (node->name() == name) {
-                return node;
-            }
-        }
-        return nullptr;
-    }
-    FileNode::Pointer node(std::string_view name) const { return childOf(root(), name); }
     void mark(const FileNode::Pointer& marked) {
         ASSERT_NE(marked, nullptr);
         driver->toggleSelection(marked);
         ASSERT_TRUE(driver->selectedForDeletion().contains(marked->id()));
     }
 
-    TemporaryTree tree;
-    TemporaryTree store;
     GateThatTells gate;
     std::vector<CleanupOperation> finished;
-    std::unique_ptr<EventLoopQueue> events;
-    std::unique_ptr<UserDefaults> defaults;
-    std::unique_ptr<DiskScannerViewModel> driver;
 };
 
 TEST_F(RemovalFromTheMapTest, withoutAResultThereIsNothingToReviewAndNothingToRemove) {
