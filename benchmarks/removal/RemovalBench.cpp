@@ -96,7 +96,7 @@ larkfold::FileDeleter::DeletionResult gate(const Strings& paths, const std::stri
     larkfold::FileDeleter deleter(nullptr);
     auto result = deleter.deleteItems({.urls = paths,
                                        .permanently = permanently,
-                                       .allowedRoots = {root},
+                                       .allowedRoots = {larkfold::FileDeleter::AllowedRoot::at(root)},
                                        .duplicateVerifications = {},
                                        .source = "benchmark",
                                        .protectRunningApplications = false},

@@ -617,12 +617,15 @@ void DiskScannerViewModel::deleteSelected(bool permanently) {
     std::vector<FileNode::Pointer> nodes = removableNodes();
     FileDeleter::Request request{.urls = {},
                                  .permanently = permanently,
-                                 .allowedRoots = allowedRemovalRoots(),
+                                 .allowedRoots = {},
                                  .duplicateVerifications = {},
                                  .source = "Disk analysis",
                                  .protectRunningApplications = false};
     for (const FileNode::Pointer& node : nodes) {
         request.urls.push_back(node->url());
+    }
+    for (std::string& root : allowedRemovalRoots()) {
+        request.allowedRoots.push_back(FileDeleter::AllowedRoot::at(std::move(root)));
     }
     takeDeletionProgress(
         {.completed = 0,

@@ -19,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/DurableIdentity.h"
 #include "platform/Error.h"
 #include "platform/FileIdentity.h"
 
@@ -54,6 +55,7 @@ private:
 // What was read of an item when it was taken hold of.
 struct ItemValues {
     FileIdentity identity;
+    DurableIdentity durableIdentity;
     bool isDirectory = false;
     bool isRegularFile = false;
     bool isSymbolicLink = false;
@@ -76,13 +78,34 @@ using StillProved = std::function<bool()>;
 // Whether an item may be taken from this path, which has no link in it.
 using MayGo = std::function<bool(const std::string& realPath)>;
 
-// What the removals of one run share: the mounts as they are, and what the Trash is to be told at the end.
+// How an item goes, for whoever keeps a record of it.
+struct Way {
+    // Of a removal for good: the name of the private folder beside the item. Nobody else may know it.
+    std::string stagingName;
+    // Told immediately before each attempt to move the item: where it would be then. May be empty; may throw,
+    // which leaves the item where it is.
+    std::function<void(const std::string& place)> announce;
+};
+
+// A folder within which items may go.
+struct Root {
+    std::string path;
+    // That it had when the items were chosen. Another folder at this path now opens nothing, and one of which
+    // this was not known neither.
+    std::optional<DurableIdentity> identity;
+};
+
+// What the removals of one run share: the roots, held, the mounts as they are, and what the Trash is to be
+// told at the end.
 class Session {
 public:
-    Session();
+    explicit Session(const std::vector<Root>& roots);
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
+
+    // Where the roots that may be used really are, without a link.
+    const std::vector<std::string>& roots() const;
 
     // Tells each Trash that folders came into the sizes of these. A failure costs nobody anything: the sizes
     // are measured anew by who wants to know them.
@@ -121,14 +144,14 @@ public:
     Measure measure(const std::stop_token& stop) const;
 
     // Moves it into the Trash of its volume and tells its path there. `measure`: as measured, for the Trash's
-    // own records. Throws Refusal, SystemError and what `stillProved` throws; then the item is in its place,
-    // or `Refusal::restsAt` tells where.
-    std::string putIntoTrash(const Measure& measure, const StillProved& stillProved);
+    // own records. `way` names no staging folder. Throws Refusal, SystemError and what `stillProved` throws;
+    // then the item is in its place, or `Refusal::restsAt` tells where.
+    std::string putIntoTrash(const Measure& measure, const StillProved& stillProved, const Way& way);
 
     // Removes it for good, a folder with everything in it. What lies in a Trash goes with the Trash's note of
     // it. Throws as `putIntoTrash`; where a folder could not be removed whole, what is left of it is in its
     // place.
-    void removePermanently(const StillProved& stillProved);
+    void removePermanently(const StillProved& stillProved, const Way& way);
 
 private:
     friend class HeldKeeper;

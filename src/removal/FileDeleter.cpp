@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/Path.h"
+#include "platform/UUID.h"
 #include "platform/UserFiles.h"
 #include "platform/Volumes.h"
 #include "removal/CleanupHistoryStore.h"
@@ -56,6 +57,11 @@ std::string FileDeleter::FailedDeletion::description() const {
     return error ? error->description() : CancellationError().description();
 }
 
+FileDeleter::AllowedRoot FileDeleter::AllowedRoot::at(std::string path) {
+    auto identity = DurableIdentity::ofFolder(path);
+    return {.path = std::move(path), .identity = identity};
+}
+
 // --- A run
 
 // Everything that lives only as long as one run.
@@ -65,18 +71,28 @@ struct FileDeleter::Run {
     const std::stop_token& stop;
     std::vector<std::string> workList;
     std::set<std::string> workListKeys;  // standardized
-    removal_rules::Judge judge;
     user_files::Session session;
+    removal_rules::Judge judge;
 
     Run(const Request& asked, const RunningApplications& applications, const std::stop_token& stopToken)
         : request(asked),
           runningApplications(applications),
           stop(stopToken),
           workList(collapseNested(asked.urls)),
-          judge(asked.allowedRoots) {
+          session(heldRoots(asked.allowedRoots)),
+          judge(session.roots()) {
         for (const std::string& url : workList) {
             workListKeys.insert(standardizedPath(url));
         }
+    }
+
+    static std::vector<user_files::Root> heldRoots(const std::vector<AllowedRoot>& allowed) {
+        std::vector<user_files::Root> roots;
+        roots.reserve(allowed.size());
+        for (const AllowedRoot& root : allowed) {
+            roots.push_back({.path = root.path, .identity = root.identity});
+        }
+        return roots;
     }
 
     // What an item came to. `logicalBytes` is told for a failure too, where that came after the measuring.
@@ -143,10 +159,11 @@ struct FileDeleter::Run {
         const user_files::Measure measure = item.measure(stop);
         outcome.logicalBytes = measure.logicalBytes;
         checkCancelled();
+        const user_files::Way way{.stagingName = ".larkfold-removing-" + UUID::make().text(), .announce = {}};
         if (request.permanently) {
-            item.removePermanently(stillProved);
+            item.removePermanently(stillProved, way);
         } else {
-            outcome.trashPath = item.putIntoTrash(measure, stillProved);
+            outcome.trashPath = item.putIntoTrash(measure, stillProved, way);
         }
     }
 

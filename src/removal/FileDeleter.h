@@ -20,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/DurableIdentity.h"
 #include "platform/Error.h"
 #include "removal/CleanupOperation.h"
 #include "removal/RunningApplication.h"
@@ -69,10 +70,24 @@ public:
         std::optional<std::string> historyError;  // why the record could not be saved; absent on success
     };
 
+    // A folder within which a run may touch anything. It is the folder that the user saw: whatever else
+    // stands at its path when the run begins opens nothing.
+    struct AllowedRoot {
+        std::string path;
+        // That it had when the list or the map was made; absent where it could not be told, and then it opens
+        // nothing.
+        std::optional<DurableIdentity> identity;
+
+        // As it stands now: for who makes the list now. Asks the disk.
+        static AllowedRoot at(std::string path);
+
+        bool operator==(const AllowedRoot&) const = default;
+    };
+
     struct Request {
         std::vector<std::string> urls;  // absolute paths; folders go whole
         bool permanently = false;
-        std::vector<std::string> allowedRoots;  // within which this run may touch anything
+        std::vector<AllowedRoot> allowedRoots;
         std::map<std::string, DuplicateVerification> duplicateVerifications;
         std::string source;  // the label in the record
         bool protectRunningApplications = false;

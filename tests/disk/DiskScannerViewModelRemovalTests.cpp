@@ -110,7 +110,7 @@ TEST_F(RemovalFromTheMapTest, theGateIsAskedAsThisTabMay) {
     const FileDeleter::Request& request = gate.requests.front();
     EXPECT_EQ(request.urls, std::vector<std::string>{tree.path("file")});
     EXPECT_TRUE(request.permanently);
-    EXPECT_EQ(request.allowedRoots, std::vector<std::string>{tree.root()});
+    EXPECT_EQ(request.allowedRoots, std::vector{FileDeleter::AllowedRoot::at(tree.root())});
     EXPECT_TRUE(request.duplicateVerifications.empty());
     EXPECT_EQ(request.source, "Disk analysis");
     EXPECT_FALSE(request.protectRunningApplications);

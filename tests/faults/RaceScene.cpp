@@ -294,12 +294,14 @@ std::string RaceDisk::folder(const std::string& relative) {
 RaceGate realGate() {
     auto gate = std::make_shared<FileDeleter>(nullptr, [] { return std::vector<RunningApplication>(); });
     return [gate](const RaceRequest& request, const HandledItem& handled) {
-        const FileDeleter::Request asked{.urls = request.urls,
-                                         .permanently = request.permanently,
-                                         .allowedRoots = {request.root},
-                                         .duplicateVerifications = request.verifications,
-                                         .source = "Race",
-                                         .protectRunningApplications = false};
+        const FileDeleter::Request asked{
+            .urls = request.urls,
+            .permanently = request.permanently,
+            .allowedRoots = {request.heldRoot ? *request.heldRoot
+                                              : FileDeleter::AllowedRoot::at(request.root)},
+            .duplicateVerifications = request.verifications,
+            .source = "Race",
+            .protectRunningApplications = false};
         const auto result =
             gate->deleteItems(asked, [&handled](std::int64_t, std::int64_t) { handled(); }, {});
         std::vector<Told> told;

@@ -108,6 +108,8 @@ struct RaceRequest {
     std::vector<std::string> urls;
     bool permanently = false;
     std::string root;
+    // As it was before the run; absent: as it stands when the run begins.
+    std::optional<FileDeleter::AllowedRoot> heldRoot{};
     std::map<std::string, FileDeleter::DuplicateVerification> verifications;
 };
 

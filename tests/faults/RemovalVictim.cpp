@@ -38,7 +38,7 @@ std::string throughTheGate(bool permanently, const std::string& root, const std:
                            const FileDeleter::DuplicateVerification* proof) {
     FileDeleter::Request request{.urls = {url},
                                  .permanently = permanently,
-                                 .allowedRoots = {root},
+                                 .allowedRoots = {FileDeleter::AllowedRoot::at(root)},
                                  .duplicateVerifications = {},
                                  .source = "Victim",
                                  .protectRunningApplications = false};

@@ -61,13 +61,14 @@ struct Volumes {
 
     static FileDeleter::DeletionResult remove(const std::string& path, bool permanently = false) {
         FileDeleter gate(nullptr);
-        return gate.deleteItems({.urls = {path},
-                                 .permanently = permanently,
-                                 .allowedRoots = {std::string(parentPath(path))},
-                                 .duplicateVerifications = {},
-                                 .source = "Test",
-                                 .protectRunningApplications = false},
-                                nullptr, {});
+        return gate.deleteItems(
+            {.urls = {path},
+             .permanently = permanently,
+             .allowedRoots = {FileDeleter::AllowedRoot::at(std::string(parentPath(path)))},
+             .duplicateVerifications = {},
+             .source = "Test",
+             .protectRunningApplications = false},
+            nullptr, {});
     }
     // Where it went.
     static std::string trashPathOf(const std::string& path) {
@@ -385,20 +386,20 @@ TEST(Mounts, thatComeInTheMiddleOfARun_keepTheFolder) {
         own_files::createFolders(joinedPath(two, "inner"));
         std::optional<Mounted> mounted;
         FileDeleter gate(nullptr);
-        const auto result = gate.deleteItems({.urls = {one, two},
-                                              .permanently = true,
-                                              .allowedRoots = {volumes.homeVolume.path()},
-                                              .duplicateVerifications = {},
-                                              .source = "Test",
-                                              .protectRunningApplications = false},
-                                             [&](std::int64_t completed, std::int64_t) {
-                                                 if (completed == 1) {
-                                                     mounted.emplace("tmpfs", joinedPath(two, "inner"),
-                                                                     "tmpfs", 0, "size=1m");
-                                                     volumes.file(joinedPath(two, "inner/precious"));
-                                                 }
-                                             },
-                                             {});
+        const auto result = gate.deleteItems(
+            {.urls = {one, two},
+             .permanently = true,
+             .allowedRoots = {FileDeleter::AllowedRoot::at(volumes.homeVolume.path())},
+             .duplicateVerifications = {},
+             .source = "Test",
+             .protectRunningApplications = false},
+            [&](std::int64_t completed, std::int64_t) {
+                if (completed == 1) {
+                    mounted.emplace("tmpfs", joinedPath(two, "inner"), "tmpfs", 0, "size=1m");
+                    volumes.file(joinedPath(two, "inner/precious"));
+                }
+            },
+            {});
         EXPECT_EQ(result.successfulDeletions, std::vector<std::string>{one});
         ASSERT_THAT(result.failedDeletions, SizeIs(1));
         EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("protected or outside"));
@@ -418,12 +419,13 @@ TEST(DeadVolume, keepsItsItems_andNobodyWaitsForIt) {
         ASSERT_EQ(symlink(top.c_str(), link.c_str()), 0);
         const DeadMount dead(top);
         for (const std::string& path : {joinedPath(top, "x"), top, joinedPath(link, "x"), copy}) {
-            FileDeleter::Request request{.urls = {path},
-                                         .permanently = true,
-                                         .allowedRoots = {volumes.homeVolume.path()},
-                                         .duplicateVerifications = {},
-                                         .source = "Test",
-                                         .protectRunningApplications = false};
+            FileDeleter::Request request{
+                .urls = {path},
+                .permanently = true,
+                .allowedRoots = {FileDeleter::AllowedRoot::at(volumes.homeVolume.path())},
+                .duplicateVerifications = {},
+                .source = "Test",
+                .protectRunningApplications = false};
             if (path == copy) {
                 request.duplicateVerifications[path] = {.keeper = joinedPath(top, "keeper"), .sha256 = ""};
             }

@@ -56,7 +56,7 @@ std::map<std::string, std::string> census(const std::string& folder) {
 FileDeleter::Request requestWithin(const std::string& root, std::vector<std::string> urls, bool permanently) {
     return {.urls = std::move(urls),
             .permanently = permanently,
-            .allowedRoots = {root},
+            .allowedRoots = {FileDeleter::AllowedRoot::at(root)},
             .duplicateVerifications = {},
             .source = "Test",
             .protectRunningApplications = false};
@@ -290,19 +290,20 @@ TEST_P(FileDeleterRefusalTest, throughALinkToAProtectedFolder_isRefused) {
 
 TEST_P(FileDeleterRefusalTest, theRootItself_isRefused) {
     FileDeleter::Request asked = request({tree.folder("area")}, GetParam());
-    asked.allowedRoots = {tree.path("area")};
+    asked.allowedRoots = {FileDeleter::AllowedRoot::at(tree.path("area"))};
     expectRefused(tree.path("area"), unsafeText, asked);
 }
 
 TEST_P(FileDeleterRefusalTest, withOnlyTheRootOfTheDisk_everythingIsRefused) {
     FileDeleter::Request asked = request({tree.file(inHome("x"), "x")}, GetParam());
-    asked.allowedRoots = {"/"};
+    asked.allowedRoots = {FileDeleter::AllowedRoot::at("/")};
     expectRefused(tree.path(inHome("x")), unsafeText, asked);
 }
 
 TEST_P(FileDeleterRefusalTest, keysAmongTheRoots_areStillRefused) {
     FileDeleter::Request asked = request({tree.file(inHome(".ssh/id"), "key")}, GetParam());
-    asked.allowedRoots = {home, tree.path(inHome(".ssh"))};
+    asked.allowedRoots = {FileDeleter::AllowedRoot::at(home),
+                          FileDeleter::AllowedRoot::at(tree.path(inHome(".ssh")))};
     expectRefused(tree.path(inHome(".ssh/id")), unsafeText, asked);
 }
 
@@ -329,16 +330,16 @@ TEST_P(FileDeleterRefusalTest, throughLinksInACircle_isRefused) {
 
 TEST_P(FileDeleterRefusalTest, theRootOfTheDisk_isRefused) {
     FileDeleter::Request asked = request({"/"}, GetParam());
-    asked.allowedRoots = {home, "/"};
+    asked.allowedRoots = {FileDeleter::AllowedRoot::at(home), FileDeleter::AllowedRoot::at("/")};
     expectRefused("/", unsafeText, asked);
 }
 
 TEST_P(FileDeleterRefusalTest, whereTheHomeFolderCannotBeTold_everythingIsRefused) {
     FileDeleter::Request asked = request({tree.file("area/x", "x")}, GetParam());
-    asked.allowedRoots = {tree.path("area")};
+    asked.allowedRoots = {FileDeleter::AllowedRoot::at(tree.path("area"))};
     setenv("HOME", tree.link("circle", "circle").c_str(), 1);
     expectRefused(tree.path("area/x"), unsafeText, asked);
-    EXPECT_FALSE(FileDeleter::isSafe(tree.path("area/x"), asked.allowedRoots));
+    EXPECT_FALSE(FileDeleter::isSafe(tree.path("area/x"), {tree.path("area")}));
 }
 
 TEST_P(FileDeleterRefusalTest, whatARunningApplicationOwns_isRefused) {

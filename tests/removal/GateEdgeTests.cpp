@@ -24,7 +24,7 @@ using user_files::Refusal;
 FileDeleter::Request request(const TemporaryTree& tree, const std::string& url) {
     return {.urls = {url},
             .permanently = true,
-            .allowedRoots = {tree.root()},
+            .allowedRoots = {FileDeleter::AllowedRoot::at(tree.root())},
             .duplicateVerifications = {},
             .source = "Test",
             .protectRunningApplications = false};
@@ -44,7 +44,7 @@ TEST(GateEdge, whatNoRunningApplicationOwns_goes) {
 TEST(GateEdge, aCopyLeftAloneForLong_provesADuplicate) {
     const std::string old = "/usr/share/common-licenses/GPL-2";
     ASSERT_TRUE(own_files::exists(old));
-    user_files::Session session;
+    user_files::Session session({});
     ASSERT_TRUE(user_files::HeldKeeper::hold(session, old).hadSettled());
     TemporaryTree tree;
     const std::string copy = tree.file("copy", contentOf(old));
@@ -58,7 +58,7 @@ TEST(GateEdge, aCopyLeftAloneForLong_provesADuplicate) {
 
 TEST(GateEdge, aCopyWrittenOnlyNow_hasNotSettled) {
     TemporaryTree tree;
-    user_files::Session session;
+    user_files::Session session({});
     EXPECT_FALSE(user_files::HeldKeeper::hold(session, tree.file("x", "x")).hadSettled());
 }
 

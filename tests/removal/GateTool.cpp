@@ -28,7 +28,7 @@ int main(int count, char** arguments) {
     }
     larkfold::FileDeleter::Request request;
     request.permanently = mode == "remove";
-    request.allowedRoots = {arguments[2]};
+    request.allowedRoots = {larkfold::FileDeleter::AllowedRoot::at(arguments[2])};
     request.source = "larkfold_gate_tool";
     std::string path;
     for (int byte = std::getchar(); byte != EOF; byte = std::getchar()) {

@@ -1,18 +1,18 @@
 #include "platform/Bookmark.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
 
 #include <cerrno>
 #include <cstdint>
 #include <optional>
 
+#include "platform/DurableIdentity.h"
 #include "platform/Error.h"
 #include "platform/Path.h"
 #include "platform/StoredJson.h"
 #include "platform/linux/ExpendableCall.h"
 #include "platform/linux/FileDescriptor.h"
+#include "platform/linux/PathDescriptors.h"
 
 #ifndef __linux__
 #error "This file is for Linux."
@@ -34,49 +34,30 @@ public:
     }
 };
 
-// What tells one folder from another over restarts. Device numbers may change from one start of the machine
-// to the next, inode numbers are used again: together with the time at which the folder was made they do not
-// repeat.
-struct FolderIdentity {
-    int error = 0;  // errno where the rest could not be read
-    std::uint64_t volume = 0;
-    std::uint64_t file = 0;
-    // Nanoseconds since 1970; absent where the file system keeps no such time.
-    std::optional<std::int64_t> madeAt = std::nullopt;
-
-    bool isSameAs(const FolderIdentity& other) const {
-        if (file != other.file) {
-            return false;
-        }
-        return madeAt && other.madeAt ? *madeAt == *other.madeAt : volume == other.volume;
-    }
+// The identity of a folder, or why it cannot be told.
+struct Asked {
+    int error = 0;  // errno
+    DurableIdentity identity;
 };
 
-FolderIdentity identityOfFolder(const std::string& path) {
+Asked identityOfFolder(const std::string& path) {
     // A link at the end is followed: who chose it meant the folder behind it.
     const FileDescriptor folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (!folder) {
-        return {.error = errno};
+    const auto place = folder ? path_descriptors::placeOf(folder.get()) : std::nullopt;
+    if (!place) {
+        return {.error = errno, .identity = {}};
     }
-    struct statx values{};
-    if (::statx(folder.get(), "", AT_EMPTY_PATH, STATX_INO | STATX_BTIME, &values) != 0) {
-        return {.error = errno};
-    }
-    FolderIdentity identity{.volume = makedev(values.stx_dev_major, values.stx_dev_minor),
-                            .file = values.stx_ino};
-    if ((values.stx_mask & STATX_BTIME) != 0) {
-        identity.madeAt = values.stx_btime.tv_sec * 1'000'000'000 + values.stx_btime.tv_nsec;
-    }
-    return identity;
+    return {.error = 0, .identity = place->durableIdentity()};
 }
 
-FolderIdentity askedIdentity(const std::string& path) {
-    const auto answer = expendable_call::run<FolderIdentity>([path] { return identityOfFolder(path); });
-    const FolderIdentity identity = answer.value_or(FolderIdentity{.error = ETIMEDOUT});
-    if (identity.error != 0) {
-        throw SystemError(SystemError::Operation::open, identity.error, path);
+DurableIdentity askedIdentity(const std::string& path) {
+    const auto answer = expendable_call::run<Asked>([path] {
+                            return identityOfFolder(path);
+                        }).value_or(Asked{.error = ETIMEDOUT, .identity = {}});
+    if (answer.error != 0) {
+        throw SystemError(SystemError::Operation::open, answer.error, path);
     }
-    return identity;
+    return answer.identity;
 }
 
 std::optional<std::uint64_t> unsignedAt(const nlohmann::json& object, const char* key) {
@@ -89,7 +70,7 @@ std::optional<std::uint64_t> unsignedAt(const nlohmann::json& object, const char
 
 struct Bookmark {
     std::string path;
-    FolderIdentity identity;
+    DurableIdentity identity;
 };
 
 // Nothing where the bytes are no bookmark.
@@ -109,7 +90,7 @@ std::optional<Bookmark> parsed(const std::string& bytes) {
     if (version != formatVersion || !volume || !file || !path) {
         return std::nullopt;
     }
-    Bookmark bookmark{.path = *path, .identity = {.volume = *volume, .file = *file}};
+    Bookmark bookmark{.path = *path, .identity = {.volume = *volume, .file = *file, .madeAt = {}}};
     if (const auto madeAt = object.find("madeAt"); madeAt != object.end()) {
         if (!madeAt->is_number_integer()) {
             return std::nullopt;
@@ -127,7 +108,7 @@ std::optional<Bookmark> parsed(const std::string& bytes) {
 
 std::string makeBookmark(const std::string& path) {
     const std::string standardized = standardizedPath(path);
-    const FolderIdentity identity = askedIdentity(standardized);
+    const DurableIdentity identity = askedIdentity(standardized);
     nlohmann::ordered_json object;
     object["version"] = formatVersion;
     stored_json::addBytes(object, "path", standardized);
@@ -144,7 +125,7 @@ ResolvedBookmark resolveBookmark(const std::string& bytes) {
     if (!bookmark) {
         throw BookmarkError();
     }
-    const FolderIdentity now = askedIdentity(bookmark->path);
+    const DurableIdentity now = askedIdentity(bookmark->path);
     return {.path = bookmark->path, .isStale = !now.isSameAs(bookmark->identity)};
 }
 

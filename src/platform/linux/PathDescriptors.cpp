@@ -90,7 +90,7 @@ int moveOntoPlaceholder(int fromFolder, const char* fromName, int toFolder, cons
 std::optional<Place> placeOf(int descriptor) {
     struct statx values;
     if (::statx(descriptor, "", AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT,
-                STATX_BASIC_STATS | STATX_MNT_ID, &values) != 0) {
+                STATX_BASIC_STATS | STATX_BTIME | STATX_MNT_ID, &values) != 0) {
         return std::nullopt;
     }
     return Place{
@@ -103,6 +103,9 @@ std::optional<Place> placeOf(int descriptor) {
         .allocated = static_cast<std::int64_t>(values.stx_blocks) * 512,
         .modified = {values.stx_mtime.tv_sec, values.stx_mtime.tv_nsec},
         .changed = {values.stx_ctime.tv_sec, values.stx_ctime.tv_nsec},
+        .madeAt = (values.stx_mask & STATX_BTIME) == 0
+                      ? std::nullopt
+                      : std::optional(values.stx_btime.tv_sec * 1'000'000'000 + values.stx_btime.tv_nsec),
     };
 }
 

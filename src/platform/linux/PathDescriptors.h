@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/DurableIdentity.h"
 #include "platform/FileIdentity.h"
 #include "platform/linux/FileDescriptor.h"
 
@@ -31,6 +32,9 @@ struct Place {
     std::int64_t allocated = 0;
     Timestamp modified;
     Timestamp changed;
+    std::optional<std::int64_t> madeAt;  // nanoseconds since 1970, where the file system keeps it
+
+    DurableIdentity durableIdentity() const { return {identity.volume, identity.file, madeAt}; }
 };
 
 // Of what `descriptor` stands for. Nothing, with errno set, where the system does not tell.

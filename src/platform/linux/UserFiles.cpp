@@ -15,7 +15,6 @@
 #include "platform/DirectoryReader.h"
 #include "platform/LinkResolution.h"
 #include "platform/Path.h"
-#include "platform/UUID.h"
 #include "platform/linux/ExpendableCall.h"
 #include "platform/linux/FileDescriptor.h"
 #include "platform/linux/FileSHA256.h"
@@ -115,19 +114,74 @@ bool isAnsweredAt(const std::string& path) {
         .has_value();
 }
 
+// A root of a run, held from its beginning to its end.
+struct HeldRoot {
+    std::string given;  // as the caller writes it
+    std::string path;   // without a link in it
+    FileDescriptor descriptor;
+};
+
+// The part of `path` below `folder`; nothing where it does not lie there. Empty for the folder itself.
+std::optional<std::string> relativeTo(const std::string& folder, const std::string& path) {
+    if (!isAtOrBelow(path, folder)) {
+        return std::nullopt;
+    }
+    return path.size() == folder.size() ? std::string() : path.substr(folder == "/" ? 1 : folder.size() + 1);
+}
+
+// Where its identity is another one by now, or cannot be told, it is not held.
+std::optional<HeldRoot> heldRoot(const Root& root, MountWatch& mounts) {
+    HeldRoot held{.given = standardizedPath(root.path), .path = {}, .descriptor = {}};
+    const auto resolved = root.identity ? pathWithLinksResolved(held.given) : std::nullopt;
+    if (!resolved || (mounts.mayFailToAnswer(*resolved) && !isAnsweredAt(*resolved))) {
+        return std::nullopt;
+    }
+    held.path = *resolved;
+    held.descriptor = path_descriptors::openWithoutLinks(held.path, O_PATH | O_DIRECTORY);
+    const auto place = held.descriptor ? path_descriptors::placeOf(held.descriptor.get()) : std::nullopt;
+    if (!place || !place->durableIdentity().isSameAs(*root.identity)) {
+        return std::nullopt;
+    }
+    return held;
+}
+
 // Links are followed once. Where somebody may be gone who has to answer, the item itself is asked for first,
-// and no longer than a short wait.
-HoldingFolder openFolderOf(const std::string& path, MountWatch& mounts) {
+// and no longer than a short wait. With `roots` the folder is opened below the one that holds it, by its
+// descriptor, and in no other way: a root is the folder that was held at the beginning, whatever stands at
+// its path by now. Without, from the top of all paths.
+HoldingFolder openFolderOf(const std::string& path, MountWatch& mounts, const std::vector<HeldRoot>* roots) {
     const std::string name(lastPathComponent(path));
     HoldingFolder folder{{}, std::string(parentPath(path))};
     const auto open = [&] {
+        const HeldRoot* root = nullptr;
+        std::optional<std::string> below;
+        if (roots != nullptr) {
+            for (const HeldRoot& candidate : *roots) {
+                root = &candidate;
+                below = relativeTo(candidate.path, folder.path);
+                if (!below) {
+                    below = relativeTo(candidate.given, folder.path);
+                }
+                if (below) {
+                    folder.path = below->empty() ? candidate.path : joinedPath(candidate.path, *below);
+                    break;
+                }
+            }
+            if (!below) {
+                folder.problem = ELOOP;  // it may lead into one of them by a link
+                return;
+            }
+        }
         const std::string place = joinedPath(folder.path, name);
         if (mounts.mayFailToAnswer(place) && !isAnsweredAt(place)) {
             folder.problem = ETIMEDOUT;
             return;
         }
         // Where the path has no link in it, opening it so is proof of that.
-        folder.descriptor = path_descriptors::openWithoutLinks(folder.path, O_PATH | O_DIRECTORY);
+        folder.descriptor =
+            root == nullptr
+                ? path_descriptors::openWithoutLinks(folder.path, O_PATH | O_DIRECTORY)
+                : path_descriptors::openBelow(root->descriptor.get(), *below, O_PATH | O_DIRECTORY);
         folder.problem = folder.descriptor ? 0 : errno;
     };
     open();
@@ -198,7 +252,18 @@ struct Session::Impl {
         std::vector<trash::FolderSize> sizes;
     };
 
+    explicit Impl(const std::vector<Root>& given) {
+        for (const Root& root : given) {
+            if (auto held = heldRoot(root, mounts)) {
+                rootPaths.push_back(held->path);
+                roots.push_back(std::move(*held));
+            }
+        }
+    }
+
     MountWatch mounts;
+    std::vector<HeldRoot> roots;
+    std::vector<std::string> rootPaths;
     // Where the Trash of the home folder really is; nothing where that cannot be told.
     std::optional<std::string> homeTrash = pathWithLinksResolved(trash::homeTrashPath());
     std::map<std::string, TrashNews> news;  // by the Trash's path
@@ -212,8 +277,12 @@ struct Session::Impl {
     }
 };
 
-Session::Session() : impl_(std::make_unique<Impl>()) {}
+Session::Session(const std::vector<Root>& roots) : impl_(std::make_unique<Impl>(roots)) {}
 Session::~Session() = default;
+
+const std::vector<std::string>& Session::roots() const {
+    return impl_->rootPaths;
+}
 
 void Session::finish() {
     for (const auto& [path, row] : impl_->news) {
@@ -242,7 +311,7 @@ struct HeldItem::Impl {
         const std::string standardized = standardizedPath(path);
         name = std::string(lastPathComponent(standardized));
         // 1. Its folder.
-        HoldingFolder folder = openFolderOf(standardized, session->mounts);
+        HoldingFolder folder = openFolderOf(standardized, session->mounts, &session->roots);
         // 2. Whether it may go from there at all; that is told before anything else.
         realPath = joinedPath(folder.path, name);
         if (standardized == "/" || !mayGo(realPath)) {
@@ -260,6 +329,7 @@ struct HeldItem::Impl {
         parentPlace = placeOrThrow(parent.get(), folder.path);
         place = placeOrThrow(item.get(), standardized);
         values.identity = place.identity;
+        values.durableIdentity = place.durableIdentity();
         values.isDirectory = S_ISDIR(place.mode);
         values.isRegularFile = S_ISREG(place.mode);
         values.isSymbolicLink = S_ISLNK(place.mode);
@@ -373,6 +443,12 @@ struct HeldItem::Impl {
                                                       S_ISDIR(moved.st_mode)) == 0;
     }
 
+    static void announce(const Way& way, const std::string& place) {
+        if (way.announce) {
+            way.announce(place);
+        }
+    }
+
     [[noreturn]] void failMove(int code) const {
         if (code == EBUSY) {  // a file system was mounted there meanwhile
             throw Refusal(Reason::unsafePath);
@@ -382,7 +458,7 @@ struct HeldItem::Impl {
 
     // --- Trash.
 
-    std::string putIntoTrash(const Measure& measured, const StillProved& stillProved) {
+    std::string putIntoTrash(const Measure& measured, const StillProved& stillProved, const Way& way) {
         if (trash::membershipOf(realPath, session->homeTrash, session->mounts.mountPoint(place.mount))
                 .isInside) {
             throw Refusal(Reason::alreadyInTrash);
@@ -395,7 +471,7 @@ struct HeldItem::Impl {
             const trash::Choice choice = atHome ? trash::homeFolderOnMount(place.mount)
                                                 : trash::topFoldersOnMount(place.mount, session->mounts);
             for (const trash::Folder& folder : choice.folders) {
-                if (const auto path = moveInto(folder, measured, stillProved)) {
+                if (const auto path = moveInto(folder, measured, stillProved, way)) {
                     return *path;
                 }
             }
@@ -408,7 +484,7 @@ struct HeldItem::Impl {
 
     // Nothing where the Trash lies where the system cannot move this item to without copying it.
     std::optional<std::string> moveInto(const trash::Folder& folder, const Measure& measured,
-                                        const StillProved& stillProved) {
+                                        const StillProved& stillProved, const Way& way) {
         std::optional<std::minstd_rand> draw;
         std::size_t longest = trash::longestName;
         for (unsigned attempt = 0; attempt < mostNames;) {
@@ -436,6 +512,12 @@ struct HeldItem::Impl {
                 failNote(Operation::create, noted, joinedPath(joinedPath(folder.path, "info"), note));
             }
             // 2. The item. Something may lie there without a note.
+            try {
+                announce(way, folder.pathOf(trashed));
+            } catch (...) {
+                removeName(folder.info.get(), note);
+                throw;
+            }
             const int moved = path_descriptors::moveWithoutReplacing(parent.get(), name, folder.files.get(),
                                                                      trashed, values.isDirectory);
             if (moved != 0) {
@@ -514,8 +596,7 @@ struct HeldItem::Impl {
         std::string made;      // the folder's name beside the item's place; empty where none was made
     };
 
-    Holder makeHolder() const {
-        const std::string fresh = ".larkfold-removing-" + UUID::make().text();
+    Holder makeHolder(const std::string& fresh) const {
         const std::string freshPath = joinedPath(std::string(parentPath(realPath)), fresh);
         if (::mkdirat(parent.get(), fresh.c_str(), 0700) != 0) {
             const int code = errno;
@@ -551,13 +632,19 @@ struct HeldItem::Impl {
         }
     }
 
-    void removePermanently(const StillProved& stillProved) {
+    void removePermanently(const StillProved& stillProved, const Way& way) {
         const auto membership =
             trash::membershipOf(realPath, session->homeTrash, session->mounts.mountPoint(place.mount));
         // 1. A place that nobody else knows.
-        const Holder holder = makeHolder();
+        const Holder holder = makeHolder(way.stagingName);
         const int folder = holder.folder.get();
         // 2. The item goes there.
+        try {
+            announce(way, holder.itemPath);
+        } catch (...) {
+            discard(holder);
+            throw;
+        }
         const int moved = path_descriptors::moveWithoutReplacing(parent.get(), name, folder, holder.item,
                                                                  values.isDirectory);
         if (moved != 0) {
@@ -641,12 +728,12 @@ Measure HeldItem::measure(const std::stop_token& stop) const {
     return impl_->measure(stop);
 }
 
-std::string HeldItem::putIntoTrash(const Measure& measure, const StillProved& stillProved) {
-    return impl_->putIntoTrash(measure, stillProved);
+std::string HeldItem::putIntoTrash(const Measure& measure, const StillProved& stillProved, const Way& way) {
+    return impl_->putIntoTrash(measure, stillProved, way);
 }
 
-void HeldItem::removePermanently(const StillProved& stillProved) {
-    impl_->removePermanently(stillProved);
+void HeldItem::removePermanently(const StillProved& stillProved, const Way& way) {
+    impl_->removePermanently(stillProved, way);
 }
 
 // --- HeldKeeper
@@ -670,7 +757,7 @@ HeldKeeper HeldKeeper::hold(Session& session, const std::string& path) {
     auto impl = std::make_unique<Impl>();
     impl->path = standardizedPath(path);
     impl->name = std::string(lastPathComponent(impl->path));
-    HoldingFolder folder = openFolderOf(impl->path, session.impl().mounts);
+    HoldingFolder folder = openFolderOf(impl->path, session.impl().mounts, nullptr);
     if (folder.problem != 0) {
         throw SystemError(Operation::readAttributes, folder.problem, impl->path);
     }

@@ -1,0 +1,25 @@
+#include "platform/DurableIdentity.h"
+
+#include <fcntl.h>
+
+#include "platform/linux/ExpendableCall.h"
+#include "platform/linux/FileDescriptor.h"
+#include "platform/linux/PathDescriptors.h"
+
+#ifndef __linux__
+#error "This file is for Linux."
+#endif
+
+namespace larkfold {
+
+std::optional<DurableIdentity> DurableIdentity::ofFolder(const std::string& path) {
+    using Answer = std::optional<DurableIdentity>;
+    return expendable_call::run<Answer>([path]() -> Answer {
+               const FileDescriptor folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+               const auto place = folder ? path_descriptors::placeOf(folder.get()) : std::nullopt;
+               return place ? Answer(place->durableIdentity()) : std::nullopt;
+           })
+        .value_or(std::nullopt);
+}
+
+}  // namespace larkfold
