@@ -49,6 +49,8 @@ struct DirectoryReaderOptions {
     bool readsSymbolicLinks = true;
     // How many entries may be listed ahead of the walk.
     std::size_t window = 20'000;
+    // False: what is mounted below the root cannot be read, and what is mounted onto a file neither.
+    bool crossesMounts = true;
     // False: everything happens on the caller's thread.
     bool readsAhead = true;
     // How long a mount that may fail to answer is waited for.

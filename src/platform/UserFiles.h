@@ -34,6 +34,8 @@ public:
         alreadyInTrash,  // there is no second way into the Trash
         holdsTrash,      // a folder cannot go into what lies within it
         noTrash,         // no Trash can take it; `detail` tells why
+        openToOthers,    // other users may write beside it, and there is no place to keep it from them
+        removedInPart,   // a folder of which a part has gone; `detail` tells what the rest was in the way of
     };
 
     explicit Refusal(Reason reason, std::string detail = {}, std::string restsAt = {});
@@ -71,9 +73,13 @@ struct Measure {
     std::optional<std::int64_t> allocatedBytes;  // on disk, the folders themselves included
 };
 
-// Asked after the item was moved and before anything is lost: whether what was proved of it still holds. May
-// throw, which puts the item back too.
-using StillProved = std::function<bool()>;
+// What was proved of an item, asked after it was moved and before anything is lost. Where one of the two says
+// no or throws, the item is put back.
+struct Proof {
+    std::function<bool()> stillHolds;  // the whole proof once more
+    // Whether nothing has changed since: quick, and asked immediately before the last step.
+    std::function<bool()> isUnchanged;
+};
 
 // Whether an item may be taken from this path, which has no link in it.
 using MayGo = std::function<bool(const std::string& realPath)>;
@@ -137,21 +143,25 @@ public:
     const ItemValues& values() const;
 
     // SHA-256 of its content; see SHA256.h.
-    std::string sha256(const std::stop_token& stop) const;
+    std::string sha256(const std::stop_token& stop);
+
+    // Whether its size and its times are what they were when it was last hashed.
+    bool isUnchangedSinceHash() const;
 
     // Of everything in it, links not followed. Nothing of it is known where a part could not be read or
     // `stop` was requested before all was.
     Measure measure(const std::stop_token& stop) const;
 
-    // Moves it into the Trash of its volume and tells its path there. `measure`: as measured, for the Trash's
-    // own records. `way` names no staging folder. Throws Refusal, SystemError and what `stillProved` throws;
+    // Moves it into the Trash of its volume and tells its path there, at which the item then stood, with its
+    // note beside it. `measure`: as measured, for the Trash's
+    // own records. `way` names no staging folder. Throws Refusal, SystemError and what `proof` throws;
     // then the item is in its place, or `Refusal::restsAt` tells where.
-    std::string putIntoTrash(const Measure& measure, const StillProved& stillProved, const Way& way);
+    std::string putIntoTrash(const Measure& measure, const Proof& proof, const Way& way);
 
-    // Removes it for good, a folder with everything in it. What lies in a Trash goes with the Trash's note of
-    // it. Throws as `putIntoTrash`; where a folder could not be removed whole, what is left of it is in its
-    // place.
-    void removePermanently(const StillProved& stillProved, const Way& way);
+    // Removes it for good, a folder with everything in it. What lies in a Trash goes with the note of it that
+    // was there when the item was taken hold of. Throws as `putIntoTrash`; where a folder could not be
+    // removed whole, what is left of it is in its place.
+    void removePermanently(const Proof& proof, const Way& way);
 
 private:
     friend class HeldKeeper;

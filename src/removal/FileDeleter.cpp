@@ -144,13 +144,16 @@ struct FileDeleter::Run {
         if (values.isSymbolicLink || values.isVolume || values.holdsVolume) {
             throw DeletionError(Case::unsafePath);
         }
-        user_files::StillProved stillProved;
+        user_files::Proof proof;
         std::optional<HeldKeeper> keeper;
         if (const auto entry = request.duplicateVerifications.find(url);
             entry != request.duplicateVerifications.end()) {
             keeper = proveDuplicate(item, entry->second);
             // Its content once more, now that no name leads to it any more, and that the copy still stands.
-            stillProved = [this, &item, &keeper, &sha256 = entry->second.sha256] {
+            proof.isUnchanged = [&item, &keeper] {
+                return keeper->isUnchangedBeside(item) && item.isUnchangedSinceHash();
+            };
+            proof.stillHolds = [this, &item, &keeper, &sha256 = entry->second.sha256] {
                 return item.sha256(stop) == sha256 &&
                        (keeper->hadSettled() || keeper->sha256(stop) == sha256) &&
                        keeper->isUnchangedBeside(item);
@@ -161,13 +164,13 @@ struct FileDeleter::Run {
         checkCancelled();
         const user_files::Way way{.stagingName = ".larkfold-removing-" + UUID::make().text(), .announce = {}};
         if (request.permanently) {
-            item.removePermanently(stillProved, way);
+            item.removePermanently(proof, way);
         } else {
-            outcome.trashPath = item.putIntoTrash(measure, stillProved, way);
+            outcome.trashPath = item.putIntoTrash(measure, proof, way);
         }
     }
 
-    HeldKeeper proveDuplicate(const HeldItem& item, const DuplicateVerification& verification) {
+    HeldKeeper proveDuplicate(HeldItem& item, const DuplicateVerification& verification) {
         // Asked first: it may have gone already, and then that is the reason.
         if (goesItself(verification.keeper)) {
             throw DeletionError(Case::changedDuplicate);

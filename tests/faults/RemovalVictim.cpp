@@ -34,11 +34,11 @@ namespace {
 using larkfold::FileDeleter;
 using larkfold::test::DescriptorBalance;
 
-std::string throughTheGate(bool permanently, const std::string& root, const std::string& url,
+std::string throughTheGate(bool permanently, const FileDeleter::AllowedRoot& root, const std::string& url,
                            const FileDeleter::DuplicateVerification* proof) {
     FileDeleter::Request request{.urls = {url},
                                  .permanently = permanently,
-                                 .allowedRoots = {FileDeleter::AllowedRoot::at(root)},
+                                 .allowedRoots = {root},
                                  .duplicateVerifications = {},
                                  .source = "Victim",
                                  .protectRunningApplications = false};
@@ -98,7 +98,7 @@ int main(int count, char** words) {
         return 2;
     }
     const std::string_view mode = words[1];
-    const std::string root = words[2];
+    const auto root = FileDeleter::AllowedRoot::at(words[2]);
     const std::string url = words[3];
     FileDeleter::DuplicateVerification proof;
     if (count == 5) {

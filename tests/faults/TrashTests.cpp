@@ -59,16 +59,17 @@ struct Volumes {
         return path;
     }
 
-    static FileDeleter::DeletionResult remove(const std::string& path, bool permanently = false) {
+    static FileDeleter::DeletionResult remove(const std::string& path, bool permanently = false,
+                                              const std::string& root = {}) {
         FileDeleter gate(nullptr);
-        return gate.deleteItems(
-            {.urls = {path},
-             .permanently = permanently,
-             .allowedRoots = {FileDeleter::AllowedRoot::at(std::string(parentPath(path)))},
-             .duplicateVerifications = {},
-             .source = "Test",
-             .protectRunningApplications = false},
-            nullptr, {});
+        return gate.deleteItems({.urls = {path},
+                                 .permanently = permanently,
+                                 .allowedRoots = {FileDeleter::AllowedRoot::at(
+                                     root.empty() ? std::string(parentPath(path)) : root)},
+                                 .duplicateVerifications = {},
+                                 .source = "Test",
+                                 .protectRunningApplications = false},
+                                nullptr, {});
     }
     // Where it went.
     static std::string trashPathOf(const std::string& path) {
@@ -446,7 +447,8 @@ TEST(EmptyVolumeOfAProgram, tellsThatNothingIsThere) {
         own_files::createFolders(top);
         const DeadMount served(top, DeadMount::Greeting::answered);
         const std::jthread server([&served] { served.denyUntilUnmounted(); });
-        const auto result = Volumes::remove(joinedPath(top, "x"));
+        // Within a root that is another volume: this one tells nothing of itself either.
+        const auto result = Volumes::remove(joinedPath(top, "x"), false, volumes.homeVolume.path());
         ASSERT_THAT(result.failedDeletions, SizeIs(1));
         EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("it is no longer there"));
         umount2(top.c_str(), MNT_DETACH);

@@ -39,6 +39,7 @@
 #include "platform/linux/FileDescriptor.h"
 #include "platform/linux/KernelEntry.h"
 #include "platform/linux/MountTable.h"
+#include "platform/linux/PathDescriptors.h"
 #include "platform/linux/SpecialPlace.h"
 
 namespace larkfold {
@@ -56,6 +57,12 @@ FileDescriptor openFolder(int parent, const char* name, int moreFlags) {
         fd = ::openat(parent, name, readFlags | moreFlags);
     } while (fd < 0 && errno == EINTR);
     return FileDescriptor(fd);
+}
+
+// A folder of `parent`; with `crossesMounts` false EXDEV for what is mounted there.
+FileDescriptor openSubfolder(int parent, const char* name, bool crossesMounts) {
+    return crossesMounts ? openFolder(parent, name, O_NOFOLLOW)
+                         : path_descriptors::openBelow(parent, name, readFlags, false);
 }
 
 std::optional<FileIdentity> identityOf(int fd) {
@@ -258,6 +265,7 @@ private:
         std::copy(nameBytes_.begin(), nameBytes_.end(), folder.names.get());
         folder.entries.reserve(raw_.size());
         bool mayLookAtEntries = false;
+        const auto place = options_.crossesMounts ? std::nullopt : path_descriptors::placeOf(fd);
         std::size_t untilCheck = 64;
         for (const RawEntry& raw : raw_) {
             if (--untilCheck == 0) {
@@ -283,6 +291,11 @@ private:
                 entry.kind = DirectoryEntry::Kind::symbolicLink;
                 continue;
             }
+            if (!options_.crossesMounts) {
+                entry.error = readOnMount(fd, name, place, entry);
+                mayLookAtEntries = mayLookAtEntries || entry.error == 0;
+                continue;
+            }
             struct stat values;
             if (::fstatat(fd, name, &values, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) == 0) {
                 assign(entry, values);
@@ -291,6 +304,26 @@ private:
                 entry.error = errno;
             }
         }
+    }
+
+    // Fills the entry, or tells why not: EXDEV for what lies on another mount than its folder.
+    static int readOnMount(int fd, const char* name, const std::optional<path_descriptors::Place>& folder,
+                           DirectoryEntry& entry) {
+        struct statx values;
+        if (::statx(fd, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_BASIC_STATS | STATX_MNT_ID,
+                    &values) != 0) {
+            return errno;
+        }
+        if (!folder || values.stx_mnt_id != folder->mount) {
+            return EXDEV;
+        }
+        struct stat told{};
+        told.st_size = static_cast<off_t>(values.stx_size);
+        told.st_blocks = static_cast<blkcnt_t>(values.stx_blocks);
+        told.st_mtim = {.tv_sec = values.stx_mtime.tv_sec, .tv_nsec = values.stx_mtime.tv_nsec};
+        told.st_mode = values.stx_mode;
+        assign(entry, told);
+        return 0;
     }
 
     static void assign(DirectoryEntry& entry, const struct stat& values) {
@@ -683,7 +716,7 @@ struct DirectoryReader::Impl {
                 }
                 return nullptr;
             }
-            folder->descriptor = openFolder(parentDescriptor, name.c_str(), O_NOFOLLOW);
+            folder->descriptor = openSubfolder(parentDescriptor, name.c_str(), options.crossesMounts);
             if (folder->descriptor) {
                 lister.list(*folder, stop);
             } else {
@@ -715,8 +748,9 @@ struct DirectoryReader::Impl {
         work->places = places;
         work->result.place = folder.place;
         const auto answer = expendable_call::run<bool>(
-            [work, lister = std::make_shared<Lister>(options), stopping = stop] {
-                work->result.descriptor = openFolder(work->parent.get(), work->name.c_str(), O_NOFOLLOW);
+            [work, lister = std::make_shared<Lister>(options), crosses = options.crossesMounts,
+             stopping = stop] {
+                work->result.descriptor = openSubfolder(work->parent.get(), work->name.c_str(), crosses);
                 if (!work->result.descriptor) {
                     work->result.error = errno;
                     return true;

@@ -4,7 +4,7 @@
 //
 // A folder is read in pieces. What is no folder goes at once; the folders' names are kept until the piece is
 // done and then entered one after the other. At the end the folder is read once more from its beginning,
-// since reading while removing may leave entries out; when nothing is left it goes itself.
+// since reading while removing may leave entries out; when nothing is left it goes itself, all but the first.
 
 #include "platform/linux/FolderRemoval.h"
 
@@ -20,10 +20,12 @@
 #include <cstring>
 #include <deque>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/FileIdentity.h"
+#include "platform/linux/FileDescriptor.h"
 #include "platform/linux/KernelEntry.h"
 #include "platform/linux/PathDescriptors.h"
 
@@ -52,20 +54,14 @@ struct Level {
 
 class Removal {
 public:
-    Removal(int parent, std::string name) : parent_(parent), top_(std::move(name)) {
-        buffer_.resize(std::size_t{256} * 1024);
-    }
+    Removal() { buffer_.resize(std::size_t{256} * 1024); }
 
-    int run() {
-        if (const int problem = enter(parent_, top_)) {
-            return problem;
+    Emptied run(int folder) {
+        int problem = enter(folder, {});
+        while (problem == 0 && !levels_.empty()) {
+            problem = step();
         }
-        while (!levels_.empty()) {
-            if (const int problem = step()) {
-                return problem;
-            }
-        }
-        return 0;
+        return {.problem = problem, .hasBegun = hasBegun_};
     }
 
 private:
@@ -95,6 +91,7 @@ private:
         return ::lseek(level.descriptor.get(), 0, SEEK_SET) < 0 ? errno : 0;
     }
 
+    // An empty name stands for `parent` itself.
     int enter(int parent, const std::string& name) {
         FileDescriptor opened = path_descriptors::openBelow(parent, name, readFlags, false);
         if (!opened && (errno == EACCES || errno == EPERM)) {
@@ -122,29 +119,27 @@ private:
         return 0;
     }
 
-    // Leaves the lowest level, which is empty, and removes it.
+    // Leaves the lowest level, which is empty, and removes it if it is not the first.
     int leave() {
         Level level = std::move(levels_.back());
         levels_.pop_back();
-        int above = parent_;
-        if (!levels_.empty()) {
-            Level& next = levels_.back();
-            if (!next.descriptor) {
-                next.descriptor =
-                    FileDescriptor(::openat(level.descriptor.get(), "..", readFlags | O_CLOEXEC));
-                if (!next.descriptor) {
-                    return errno;
-                }
-                const auto place = path_descriptors::placeOf(next.descriptor.get());
-                if (!place || place->identity != next.identity) {
-                    return ESTALE;
-                }
-                // Opened anew it is read from its beginning.
+        if (levels_.empty()) {
+            return 0;
+        }
+        Level& above = levels_.back();
+        if (!above.descriptor) {
+            above.descriptor = FileDescriptor(::openat(level.descriptor.get(), "..", readFlags | O_CLOEXEC));
+            if (!above.descriptor) {
+                return errno;
             }
-            above = next.descriptor.get();
+            const auto place = path_descriptors::placeOf(above.descriptor.get());
+            if (!place || place->identity != above.identity) {
+                return ESTALE;
+            }
+            // Opened anew it is read from its beginning.
         }
         level.descriptor.reset();
-        const int problem = unlinkFrom(above, level.name.c_str(), AT_REMOVEDIR);
+        const int problem = unlinkFrom(above.descriptor.get(), level.name.c_str(), AT_REMOVEDIR);
         return problem == ENOENT ? 0 : problem;
     }
 
@@ -179,13 +174,14 @@ private:
         return 0;
     }
 
-    static int unlinkFrom(int folder, const char* name, int flags) {
+    int unlinkFrom(int folder, const char* name, int flags) {
         for (bool hasRights = false;; hasRights = true) {
             int result;
             do {
                 result = ::unlinkat(folder, name, flags);
             } while (result != 0 && errno == EINTR);
             if (result == 0) {
+                hasBegun_ = true;
                 return 0;
             }
             const int problem = errno;
@@ -204,8 +200,7 @@ private:
         return ::chmod(path_descriptors::pathThrough(folder).c_str(), (place->mode & 07777U) | S_IRWXU) == 0;
     }
 
-    int parent_;
-    std::string top_;
+    bool hasBegun_ = false;
     std::deque<Level> levels_;
     std::vector<char> buffer_;
     std::vector<const KernelEntry*> pending_;
@@ -213,8 +208,8 @@ private:
 
 }  // namespace
 
-int removeFolderWithContents(int parent, const std::string& name) {
-    return Removal(parent, name).run();
+Emptied emptyFolder(int folder) {
+    return Removal().run(folder);
 }
 
 }  // namespace larkfold

@@ -1,16 +1,17 @@
-// Removing a folder with everything in it, below a descriptor. Linux part of the platform layer only.
+// Emptying a folder that is held by a descriptor. Linux part of the platform layer only.
 #pragma once
-
-#include <string>
-
-#include "platform/linux/FileDescriptor.h"
 
 namespace larkfold {
 
-// Removes the folder `name` of `parent` and everything in it. Nothing that is mounted below is touched, no
-// link is followed. Any depth and any number of entries, with a bounded number of descriptors. Where a folder
-// inside may not be read or written though the user owns it, it is given the owner's rights. Tells 0, or the
-// errno of what could not be removed; then that and what holds it is left.
-int removeFolderWithContents(int parent, const std::string& name);
+struct Emptied {
+    int problem = 0;        // errno of what could not be removed; then that and what holds it is left
+    bool hasBegun = false;  // something has gone
+};
+
+// Removes everything in the folder that `folder` stands for; the folder stays, and is never asked for by a
+// name. Nothing that is mounted below is touched, no link is followed. Any depth and any number of entries,
+// with a bounded number of descriptors. Where the folder or one inside may not be read or written though the
+// user owns it, it is given the owner's rights.
+Emptied emptyFolder(int folder);
 
 }  // namespace larkfold

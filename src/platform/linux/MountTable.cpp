@@ -320,7 +320,11 @@ private:
 }  // namespace
 
 MountTable MountTable::current() {
-    return fromMountInfo(kernelFile("/proc/self/mountinfo"), Surroundings{});
+    return fromMountInfo(currentMountInfo(), Surroundings{});
+}
+
+std::string MountTable::currentMountInfo() {
+    return kernelFile("/proc/self/mountinfo");
 }
 
 MountTable MountTable::fromMountInfo(std::string_view text, Surroundings surroundings) {

@@ -50,6 +50,9 @@ public:
     // As it is now. A list that cannot be read gives an empty table.
     static MountTable current();
 
+    // The text of the list that `current` reads; empty where it cannot be read.
+    static std::string currentMountInfo();
+
     // From the text of a mountinfo file. Lines that are none are left out.
     static MountTable fromMountInfo(std::string_view text, Surroundings surroundings);
 

@@ -1,5 +1,7 @@
 // Which mounts there are, at every moment, for the price of one question to the kernel as long as nothing
-// changes. Linux part of the platform layer only. One thread.
+// changes. The kernel tells of a mount that comes or goes, and not of one that moves along with a folder
+// above it: where a removal depends on the answer, the table is read all the same. Linux part of the platform
+// layer only. One thread.
 #pragma once
 
 #include <cstdint>
@@ -20,6 +22,11 @@ public:
     // system does not tell its mounts.
     bool hasMountBelow(std::string_view folder);
 
+    // Whether something is mounted within the folder that `folder` stands for, wherever that is now: the
+    // table is read in any case, and a rename above the folder meanwhile hides nothing. `usualPath` counts
+    // where the path is too long for the system to tell. True also where it cannot be told.
+    bool hasMountWithin(int folder, const std::string& usualPath);
+
     // Whether `path` lies by its text on a mount behind which somebody may be gone.
     bool mayFailToAnswer(std::string_view path);
 
@@ -28,8 +35,10 @@ public:
 
 private:
     void refresh();
+    void read();
 
     FileDescriptor changes_;  // invalid: the table is read anew at each question
+    std::string text_;        // that the table was made of
     MountTable table_;
     bool isRead_ = false;
     bool anyMayFailToAnswer_ = false;

@@ -255,6 +255,10 @@ std::string Folder::pathOf(std::string_view name) const {
     return joinedPath(joinedPath(path, "files"), name);
 }
 
+std::string Folder::pathOfNote(std::string_view name) const {
+    return joinedPath(joinedPath(path, "info"), std::string(name) + std::string(noteSuffix));
+}
+
 Choice homeFolderOnMount(std::uint64_t mount) {
     Choice choice;
     addHomeTrash(choice, mount);

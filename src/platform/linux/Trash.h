@@ -31,6 +31,7 @@ struct Folder {
     FileDescriptor info;
 
     std::string pathOf(std::string_view name) const;
+    std::string pathOfNote(std::string_view name) const;
 };
 
 // What became of the search for the Trashes that may take an item: those, in the order in which they are to

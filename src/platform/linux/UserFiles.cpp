@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <expected>
 #include <map>
 #include <random>
 #include <tuple>
@@ -21,7 +22,9 @@
 #include "platform/linux/FolderRemoval.h"
 #include "platform/linux/MountWatch.h"
 #include "platform/linux/PathDescriptors.h"
+#include "platform/linux/StagingFolder.h"
 #include "platform/linux/Trash.h"
+#include "platform/linux/TrashNote.h"
 
 #ifndef __linux__
 #error "This file is for Linux."
@@ -38,6 +41,9 @@ namespace {
 // From here on numbers are drawn instead of counted: a thousand items of one name must not try a million.
 constexpr unsigned mostCountedNames = 16;
 constexpr unsigned mostNames = 4096;
+
+// How often a Trash that is exchanged under our hands is looked for anew.
+constexpr int mostChoices = 3;
 
 // Longer than one call takes to write what it is given, and than the coarsest clock of a file system.
 constexpr std::int64_t settlingSeconds = 60;
@@ -67,37 +73,6 @@ bool isSameItem(const Place& left, const Place& right) {
     return keyOf(left) == keyOf(right);
 }
 
-// Who has a full disk needs to know that there is a way that needs no room.
-[[noreturn]] void failNote(Operation operation, int code, const std::string& path) {
-    if (code == ENOSPC || code == EDQUOT) {
-        throw Refusal(
-            Reason::noTrash,
-            "The disk is full, and Trash keeps a note of each item; permanent deletion needs no room.");
-    }
-    throw SystemError(operation, code, path);
-}
-
-void writeNoteText(int descriptor, std::string_view bytes, const std::string& path) {
-    while (!bytes.empty()) {
-        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            failNote(Operation::write, written < 0 ? errno : ENOSPC, path);
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(written));
-    }
-}
-
-int sync(int descriptor) {
-    int result;
-    do {
-        result = ::fsync(descriptor);
-    } while (result != 0 && errno == EINTR);
-    return result == 0 ? 0 : errno;
-}
-
 // The folder that holds an item, opened without a link on the way.
 struct HoldingFolder {
     FileDescriptor descriptor;
@@ -119,6 +94,7 @@ struct HeldRoot {
     std::string given;  // as the caller writes it
     std::string path;   // without a link in it
     FileDescriptor descriptor;
+    int problem = 0;  // why it could not be looked at: then nothing in it can be either
 };
 
 // The part of `path` below `folder`; nothing where it does not lie there. Empty for the folder itself.
@@ -132,14 +108,27 @@ std::optional<std::string> relativeTo(const std::string& folder, const std::stri
 // Where its identity is another one by now, or cannot be told, it is not held.
 std::optional<HeldRoot> heldRoot(const Root& root, MountWatch& mounts) {
     HeldRoot held{.given = standardizedPath(root.path), .path = {}, .descriptor = {}};
-    const auto resolved = root.identity ? pathWithLinksResolved(held.given) : std::nullopt;
-    if (!resolved || (mounts.mayFailToAnswer(*resolved) && !isAnsweredAt(*resolved))) {
+    if (!root.identity) {
+        return std::nullopt;
+    }
+    // What cannot be told is not a no: who asks for an item is told why.
+    if (mounts.mayFailToAnswer(held.given) && !isAnsweredAt(held.given)) {
+        held.path = held.given;
+        held.problem = ETIMEDOUT;
+        return held;
+    }
+    const auto resolved = pathWithLinksResolved(held.given);
+    if (!resolved) {
         return std::nullopt;
     }
     held.path = *resolved;
     held.descriptor = path_descriptors::openWithoutLinks(held.path, O_PATH | O_DIRECTORY);
     const auto place = held.descriptor ? path_descriptors::placeOf(held.descriptor.get()) : std::nullopt;
-    if (!place || !place->durableIdentity().isSameAs(*root.identity)) {
+    if (!place) {
+        held.problem = errno;
+        return held;
+    }
+    if (!place->durableIdentity().isSameAs(*root.identity)) {
         return std::nullopt;
     }
     return held;
@@ -171,6 +160,10 @@ HoldingFolder openFolderOf(const std::string& path, MountWatch& mounts, const st
                 folder.problem = ELOOP;  // it may lead into one of them by a link
                 return;
             }
+        }
+        if (root != nullptr && root->problem != 0) {
+            folder.problem = root->problem;
+            return;
         }
         const std::string place = joinedPath(folder.path, name);
         if (mounts.mayFailToAnswer(place) && !isAnsweredAt(place)) {
@@ -207,11 +200,6 @@ std::string sha256OfHeld(int item, const Place& place, const std::string& path, 
     return sha256OfDescriptor(descriptor.get(), path, stop);
 }
 
-void removeName(int folder, const std::string& name, int flags = 0) {
-    while (::unlinkat(folder, name.c_str(), flags) != 0 && errno == EINTR) {
-    }
-}
-
 }  // namespace
 
 // --- Refusal
@@ -225,8 +213,11 @@ constexpr std::string_view sentences[] = {
     "This item is in Trash already. To remove it for good, choose permanent deletion.",
     "This folder holds the Trash itself, so it cannot be moved there. Nothing was changed.",
     "No Trash on this volume can take this item, so it stays where it is.",
+    "Other users may write in the folder of this item, so it can be removed safely only by way of a private "
+    "folder beside it, and none could be made. Nothing was changed.",
+    "This folder could not be removed whole: a part of it has gone.",
 };
-static_assert(std::size(sentences) == static_cast<std::size_t>(Reason::noTrash) + 1);
+static_assert(std::size(sentences) == static_cast<std::size_t>(Reason::removedInPart) + 1);
 
 }  // namespace
 
@@ -240,6 +231,8 @@ std::string Refusal::description() const {
     }
     if (!restsAt_.empty()) {
         text += " It could not be put back in its place; it is kept at “" + displayText(restsAt_) + "”.";
+    } else if (reason_ == Reason::removedInPart) {
+        text += " What is left of it is in its place.";
     }
     return text;
 }
@@ -304,6 +297,8 @@ struct HeldItem::Impl {
     Place parentPlace;
     Place place;
     ItemValues values;
+    std::optional<TrashNote> note;  // of an item that lies in a Trash
+    std::optional<Place> hashed;    // as it was when its content was last read
 
     // --- Holding.
 
@@ -337,6 +332,27 @@ struct HeldItem::Impl {
         values.holdsVolume = values.isDirectory && session->mounts.hasMountBelow(realPath);
         values.fileSize = place.size;
         values.allocatedSize = place.allocated;
+        // 4. Its note: the one that belongs to it now.
+        if (membership().isItem) {
+            note = TrashNote::find(std::string(parentPath(folder.path)), parentPlace, name);
+        }
+    }
+
+    trash::Membership membership() const {
+        return trash::membershipOf(realPath, session->homeTrash, session->mounts.mountPoint(place.mount));
+    }
+
+    // --- Hashing.
+
+    std::string sha256(const std::stop_token& stop) {
+        hashed = placeOrThrow(item.get(), realPath);
+        return sha256OfHeld(item.get(), place, realPath, stop);
+    }
+
+    bool isUnchangedSinceHash() const {
+        const auto now = path_descriptors::placeOf(item.get());
+        return now && hashed && now->size == hashed->size && now->modified == hashed->modified &&
+               now->changed == hashed->changed;
     }
 
     // --- Measuring.
@@ -357,7 +373,10 @@ struct HeldItem::Impl {
             std::unique_ptr<DirectoryListing> listing;
             std::size_t next = 0;
         };
-        DirectoryReader reader(path_descriptors::pathThrough(item.get()), {}, stop);
+        // What is mounted below does not belong to it: where something is, nothing is told.
+        DirectoryReaderOptions options;
+        options.crossesMounts = false;
+        DirectoryReader reader(path_descriptors::pathThrough(item.get()), options, stop);
         std::vector<Level> levels;
         levels.push_back({reader.openRoot()});
         std::int64_t logical = 0;
@@ -395,52 +414,63 @@ struct HeldItem::Impl {
 
     // --- Moving, and looking at what was moved.
 
-    // Whether what stands at `arrivedName` of `folder` is the held item, with nothing mounted in it.
-    bool isHeldItem(int folder, const std::string& arrivedName, const std::string& usualPath) const {
-        const FileDescriptor arrived(::openat(folder, arrivedName.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    // What stands at `arrivedName` of `folder`, if it is the held item with nothing mounted in it; otherwise
+    // invalid.
+    FileDescriptor openArrived(int folder, const std::string& arrivedName,
+                               const std::string& usualPath) const {
+        FileDescriptor arrived(::openat(folder, arrivedName.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
         const auto arrivedPlace = arrived ? path_descriptors::placeOf(arrived.get()) : std::nullopt;
-        if (!arrivedPlace || !isSameItem(*arrivedPlace, place)) {
-            return false;
+        if (!arrivedPlace || !isSameItem(*arrivedPlace, place) ||
+            (values.isDirectory && session->mounts.hasMountWithin(arrived.get(), usualPath))) {
+            return {};
         }
-        if (!values.isDirectory) {
-            return true;
-        }
-        // A path that is too long for the system to tell is taken to be what it has to be.
-        return !session->mounts.hasMountBelow(
-            path_descriptors::currentPath(arrived.get()).value_or(usualPath));
+        return arrived;
     }
 
-    // Throws unless what arrived is the held item and what was proved of it holds. Before that `takeBack`
-    // puts it back, and tells where it rests if it could not, else nothing.
+    // Throws unless what arrived is the held item and what was proved of it holds, and tells the descriptor
+    // by which it was compared. Before it throws `takeBack` puts the item back, and tells where it rests if
+    // it could not, else nothing.
     template <typename TakeBack>
-    void verifyArrived(int folder, const std::string& arrivedName, const std::string& usualPath,
-                       const StillProved& stillProved, const TakeBack& takeBack) const {
-        Reason reason = Reason::unsafePath;
+    FileDescriptor verifyArrived(int folder, const std::string& arrivedName, const std::string& usualPath,
+                                 const Proof& proof, const TakeBack& takeBack) const {
+        FileDescriptor arrived = openArrived(folder, arrivedName, usualPath);
+        if (!arrived) {
+            throw Refusal(Reason::unsafePath, {}, takeBack());
+        }
+        require(proof.stillHolds, Reason::disproved, takeBack);
+        return arrived;
+    }
+
+    template <typename TakeBack>
+    static void require(const std::function<bool()>& holds, Reason otherwise, const TakeBack& takeBack) {
+        bool isProved = false;
         try {
-            if (isHeldItem(folder, arrivedName, usualPath)) {
-                if (!stillProved || stillProved()) {
-                    return;
-                }
-                reason = Reason::disproved;
-            }
+            isProved = !holds || holds();
         } catch (...) {
             if (const std::string restsAt = takeBack(); !restsAt.empty()) {
-                throw Refusal(Reason::disproved, {}, restsAt);
+                throw Refusal(otherwise, {}, restsAt);
             }
             throw;
         }
-        throw Refusal(reason, {}, takeBack());
+        if (!isProved) {
+            throw Refusal(otherwise, {}, takeBack());
+        }
     }
 
-    // Puts back what had been moved to `movedName` of `folder`. False where its old name is taken or the
-    // system refuses: then it stays there.
-    bool putBack(int folder, const std::string& movedName) const {
-        struct stat moved;
-        if (::fstatat(folder, movedName.c_str(), &moved, AT_SYMLINK_NOFOLLOW) != 0) {
-            return errno == ENOENT;  // somebody took it away from there: there is nothing to put back
+    // Puts back what had been moved to `movedName` of `folder`. Where its old name is taken or the system
+    // refuses, it stays there, and its path is told; `usualPath` where the system does not tell that.
+    std::string putBack(int folder, const std::string& movedName, const std::string& usualPath) const {
+        const FileDescriptor moved(::openat(folder, movedName.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        if (!moved && errno == ENOENT) {
+            return {};  // somebody took it away from there: there is nothing to put back
         }
-        return path_descriptors::moveWithoutReplacing(folder, movedName, parent.get(), name,
-                                                      S_ISDIR(moved.st_mode)) == 0;
+        const auto movedPlace = moved ? path_descriptors::placeOf(moved.get()) : std::nullopt;
+        if (movedPlace && path_descriptors::moveWithoutReplacing(folder, movedName, parent.get(), name,
+                                                                 S_ISDIR(movedPlace->mode)) == 0) {
+            return {};
+        }
+        const auto where = path_descriptors::currentPath(folder);
+        return where ? joinedPath(*where, movedName) : usualPath;
     }
 
     static void announce(const Way& way, const std::string& place) {
@@ -458,33 +488,49 @@ struct HeldItem::Impl {
 
     // --- Trash.
 
-    std::string putIntoTrash(const Measure& measured, const StillProved& stillProved, const Way& way) {
-        if (trash::membershipOf(realPath, session->homeTrash, session->mounts.mountPoint(place.mount))
-                .isInside) {
+    std::string putIntoTrash(const Measure& measured, const Proof& proof, const Way& way) {
+        if (membership().isInside) {
             throw Refusal(Reason::alreadyInTrash);
         }
         if (session->homeTrash && isAtOrBelow(*session->homeTrash, realPath)) {
             throw Refusal(Reason::holdsTrash);
         }
         std::string why;
-        for (const bool atHome : {true, false}) {
-            const trash::Choice choice = atHome ? trash::homeFolderOnMount(place.mount)
-                                                : trash::topFoldersOnMount(place.mount, session->mounts);
-            for (const trash::Folder& folder : choice.folders) {
-                if (const auto path = moveInto(folder, measured, stillProved, way)) {
-                    return *path;
+        for (int attempt = 0; attempt < mostChoices; ++attempt) {
+            bool wasExchanged = false;
+            for (const bool atHome : {true, false}) {
+                const trash::Choice choice = atHome ? trash::homeFolderOnMount(place.mount)
+                                                    : trash::topFoldersOnMount(place.mount, session->mounts);
+                for (const trash::Folder& folder : choice.folders) {
+                    const Trashed trashed = moveInto(folder, measured, proof, way);
+                    if (!trashed.path.empty()) {
+                        return trashed.path;
+                    }
+                    if (trashed.wasExchanged) {
+                        wasExchanged = true;
+                        why = "“" + displayText(folder.path) + "” was exchanged meanwhile.";
+                    }
+                }
+                if (!choice.reason.empty()) {
+                    why = choice.reason;
                 }
             }
-            if (!choice.reason.empty()) {
-                why = choice.reason;
+            if (!wasExchanged) {
+                break;
             }
         }
         throw Refusal(Reason::noTrash, why);
     }
 
-    // Nothing where the Trash lies where the system cannot move this item to without copying it.
-    std::optional<std::string> moveInto(const trash::Folder& folder, const Measure& measured,
-                                        const StillProved& stillProved, const Way& way) {
+    struct Trashed {
+        std::string path{};         // empty where this Trash did not take it
+        bool wasExchanged = false;  // with another folder, while the item was moved
+    };
+
+    // Tells no path where the Trash lies where the system cannot move this item to without copying it, and
+    // where it was exchanged.
+    Trashed moveInto(const trash::Folder& folder, const Measure& measured, const Proof& proof,
+                     const Way& way) {
         std::optional<std::minstd_rand> draw;
         std::size_t longest = trash::longestName;
         for (unsigned attempt = 0; attempt < mostNames;) {
@@ -496,207 +542,182 @@ struct HeldItem::Impl {
                 number = mostCountedNames + static_cast<unsigned>((*draw)());
             }
             const std::string trashed = trash::nameFor(name, number, longest);
-            const std::string note = trashed + std::string(trash::noteSuffix);
             const std::int64_t seconds = ::time(nullptr);
             // 1. The note, which takes the name.
-            const int noted = writeNote(folder, note, seconds);
-            if (noted == EEXIST) {
+            auto written = TrashNote::write(folder, trashed, realPath, seconds);
+            if (!written && written.error() == EEXIST) {
                 ++attempt;
                 continue;
             }
-            if (noted == ENAMETOOLONG && longest > 64) {
+            if (!written && longest > 64) {
                 longest /= 2;  // some file systems keep shorter names than the system itself
                 continue;
             }
-            if (noted != 0) {
-                failNote(Operation::create, noted, joinedPath(joinedPath(folder.path, "info"), note));
+            if (!written) {
+                throw SystemError(Operation::create, written.error(), folder.pathOfNote(trashed));
             }
             // 2. The item. Something may lie there without a note.
             try {
                 announce(way, folder.pathOf(trashed));
             } catch (...) {
-                removeName(folder.info.get(), note);
+                written->remove();
                 throw;
             }
             const int moved = path_descriptors::moveWithoutReplacing(parent.get(), name, folder.files.get(),
                                                                      trashed, values.isDirectory);
             if (moved != 0) {
-                removeName(folder.info.get(), note);
+                written->remove();
                 if (moved == EEXIST) {
                     ++attempt;
                     continue;
                 }
                 if (moved == EXDEV) {
-                    return std::nullopt;
+                    return {};
                 }
                 if (moved == EINVAL && values.isDirectory) {
                     throw Refusal(Reason::holdsTrash);  // that of a volume, itself
                 }
                 failMove(moved);
             }
-            // 3. What arrived.
-            verifyTrashed(folder, trashed, note, stillProved);
-            if (values.isDirectory && measured.allocatedBytes) {
-                session->note(folder, {trashed, *measured.allocatedBytes, seconds});
+            // 3. What arrived, and whether it can be found there.
+            switch (settle(folder, trashed, *written, seconds, proof)) {
+                case Settled::whereTold:
+                    if (values.isDirectory && measured.allocatedBytes) {
+                        session->note(folder, {trashed, *measured.allocatedBytes, seconds});
+                    }
+                    return {.path = folder.pathOf(trashed)};
+                case Settled::nameTaken:
+                    ++attempt;
+                    continue;
+                case Settled::trashExchanged:
+                    return {.wasExchanged = true};
             }
-            return folder.pathOf(trashed);
         }
         throw SystemError(Operation::create, EEXIST, folder.pathOf(name));
     }
 
-    void verifyTrashed(const trash::Folder& folder, const std::string& trashed, const std::string& note,
-                       const StillProved& stillProved) const {
-        const auto takeBack = [&] {
-            if (!putBack(folder.files.get(), trashed)) {
-                return folder.pathOf(trashed);
-            }
-            removeName(folder.info.get(), note);
-            return std::string();
-        };
-        verifyArrived(folder.files.get(), trashed, folder.pathOf(trashed), stillProved, takeBack);
-    }
+    enum class Settled {
+        whereTold,       // it stands at its path, and its note beside it
+        nameTaken,       // the note was replaced by another program's: the item is back in its place
+        trashExchanged,  // the path leads to another Trash by now: the item is back in its place
+    };
 
-    // Writes the note durably: an item without its note could not be put back by anybody. Tells 0, or EEXIST
-    // or ENAMETOOLONG where another name is to be tried; throws for the rest, and has left nothing.
-    int writeNote(const trash::Folder& folder, const std::string& note, std::int64_t seconds) const {
-        int opened;
-        do {
-            opened = ::openat(folder.info.get(), note.c_str(),
-                              O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-        } while (opened < 0 && errno == EINTR);
-        FileDescriptor descriptor(opened);
-        if (!descriptor) {
-            return errno;
-        }
-        const std::string path = joinedPath(joinedPath(folder.path, "info"), note);
-        try {
-            writeNoteText(descriptor.get(), trash::noteFor(folder, realPath, seconds), path);
-            if (const int problem = sync(descriptor.get())) {
-                failNote(Operation::sync, problem, path);
+    // Looks at what was moved. The Trash may have been exchanged or emptied since it was opened: then the
+    // item would lie without a note, or the record would name a place that holds something else.
+    Settled settle(const trash::Folder& folder, const std::string& trashed, TrashNote& written,
+                   std::int64_t seconds, const Proof& proof) const {
+        const std::string path = folder.pathOf(trashed);
+        const auto takeBack = [&] {
+            std::string restsAt = putBack(folder.files.get(), trashed, path);
+            if (restsAt.empty()) {
+                written.remove();
             }
-            if (!descriptor.close()) {
-                failNote(Operation::write, errno, path);
+            return restsAt;
+        };
+        const auto takeBackFor = [&](Settled settled) {
+            if (std::string restsAt = takeBack(); !restsAt.empty()) {
+                throw Refusal(Reason::unsafePath, {}, std::move(restsAt));
             }
-        } catch (...) {
-            removeName(folder.info.get(), note);
-            throw;
+            return settled;
+        };
+        verifyArrived(folder.files.get(), trashed, path, proof, takeBack);
+        for (int attempt = 0; attempt < mostChoices; ++attempt) {
+            const FileDescriptor told(::open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+            const auto toldPlace = told ? path_descriptors::placeOf(told.get()) : std::nullopt;
+            if (!toldPlace || !isSameItem(*toldPlace, place)) {
+                return takeBackFor(Settled::trashExchanged);
+            }
+            if (written.standsAt(folder.pathOfNote(trashed))) {
+                require(proof.isUnchanged, Reason::disproved, takeBack);
+                return Settled::whereTold;
+            }
+            if (written.standsInItsFolder()) {
+                return takeBackFor(Settled::trashExchanged);
+            }
+            // It was deleted, by who empties the Trash say, or another file lies over it.
+            std::expected<TrashNote, int> again = std::unexpected(EEXIST);
+            require(
+                [&] {
+                    again = TrashNote::write(folder, trashed, realPath, seconds);
+                    return true;
+                },
+                Reason::unsafePath, takeBack);
+            if (!again) {
+                return takeBackFor(Settled::nameTaken);
+            }
+            written = std::move(*again);
         }
-        return 0;
+        return takeBackFor(Settled::trashExchanged);
     }
 
     // --- For good.
 
-    // Where an item is while it is compared for the last time: in a folder of its own beside its place, that
-    // nobody but the user may enter. On a disk too full for one more folder, by a name that nobody knows in
-    // its own folder: who has filled a disk must be able to remove.
-    struct Holder {
-        FileDescriptor folder;
-        std::string item;      // its name there
-        std::string itemPath;  // told to the user where it has to stay there
-        std::string made;      // the folder's name beside the item's place; empty where none was made
-    };
-
-    Holder makeHolder(const std::string& fresh) const {
-        const std::string freshPath = joinedPath(std::string(parentPath(realPath)), fresh);
-        if (::mkdirat(parent.get(), fresh.c_str(), 0700) != 0) {
-            const int code = errno;
-            if (code != ENOSPC && code != EDQUOT) {
-                throw SystemError(Operation::remove, code, realPath);
-            }
-            Holder holder{FileDescriptor(::fcntl(parent.get(), F_DUPFD_CLOEXEC, 0)), fresh, freshPath, {}};
-            if (!holder.folder) {
-                throw SystemError(Operation::remove, errno, realPath);
-            }
-            return holder;
-        }
-        Holder holder{path_descriptors::openBelow(parent.get(), fresh, O_RDONLY | O_DIRECTORY, false), name,
-                      joinedPath(freshPath, name), fresh};
-        if (!holder.folder) {
-            const int code = errno;
-            discard(holder);
-            fail(Operation::remove, code, realPath);
-        }
-        // Where everybody may write, another user could have exchanged it. On some file systems everything
-        // belongs to the one who mounted them, the item too.
-        const auto made = path_descriptors::placeOf(holder.folder.get());
-        if (!made || (made->owner != ::geteuid() && made->owner != place.owner)) {
-            discard(holder);
-            throw Refusal(Reason::unsafePath);
-        }
-        return holder;
-    }
-
-    void discard(const Holder& holder) const {
-        if (!holder.made.empty()) {
-            removeName(parent.get(), holder.made, AT_REMOVEDIR);
-        }
-    }
-
-    void removePermanently(const StillProved& stillProved, const Way& way) {
-        const auto membership =
-            trash::membershipOf(realPath, session->homeTrash, session->mounts.mountPoint(place.mount));
-        // 1. A place that nobody else knows.
-        const Holder holder = makeHolder(way.stagingName);
-        const int folder = holder.folder.get();
+    void removePermanently(const Proof& proof, const Way& way) {
+        // 1. A place where nobody else comes.
+        const StagingFolder staging(parent.get(), realPath, place, way.stagingName);
+        const int folder = staging.descriptor();
         // 2. The item goes there.
         try {
-            announce(way, holder.itemPath);
+            announce(way, staging.itemPath());
         } catch (...) {
-            discard(holder);
+            staging.discard();
             throw;
         }
-        const int moved = path_descriptors::moveWithoutReplacing(parent.get(), name, folder, holder.item,
-                                                                 values.isDirectory);
+        const int moved = path_descriptors::moveWithoutReplacing(parent.get(), name, folder,
+                                                                 staging.itemName(), values.isDirectory);
         if (moved != 0) {
-            discard(holder);
+            staging.discard();
             if (moved == EBUSY || moved == EXDEV) {
                 throw Refusal(Reason::unsafePath);
             }
             throw SystemError(Operation::remove, moved, realPath);
         }
         const auto takeBack = [&] {
-            if (!putBack(folder, holder.item)) {
-                return holder.itemPath;
+            std::string restsAt = putBack(folder, staging.itemName(), staging.itemPath());
+            if (restsAt.empty()) {
+                staging.discard();
             }
-            discard(holder);
-            return std::string();
+            return restsAt;
         };
         // 3. What arrived.
-        verifyArrived(folder, holder.item, holder.itemPath, stillProved, takeBack);
-        // 4. Gone. Once begun it is finished: half a folder is of use to nobody.
-        const int problem = values.isDirectory ? removeFolderWithContents(folder, holder.item)
-                                               : unlinkItem(folder, holder.item);
-        if (problem != 0) {
-            const std::string restsAt = takeBack();
-            if (problem == ELOOP || problem == EXDEV || !restsAt.empty()) {
-                throw Refusal(Reason::unsafePath,
-                              SystemError(Operation::remove, problem, realPath).description(), restsAt);
-            }
-            throw SystemError(Operation::remove, problem, realPath);
+        const FileDescriptor arrived =
+            verifyArrived(folder, staging.itemName(), staging.itemPath(), proof, takeBack);
+        require(proof.isUnchanged, Reason::disproved, takeBack);
+        // 4. Gone: a folder is emptied by the descriptor that was compared. Once begun it is finished: half a
+        // folder is of use to nobody.
+        Emptied emptied;
+        if (values.isDirectory) {
+            emptied = emptyFolder(arrived.get());
         }
-        discard(holder);
-        if (membership.isItem) {
-            removeNoteBesideFiles();
+        if (emptied.problem == 0) {
+            emptied.problem = unlinkItem(folder, staging.itemName(), values.isDirectory ? AT_REMOVEDIR : 0);
+        }
+        if (emptied.problem != 0) {
+            failRemoval(emptied, takeBack());
+        }
+        staging.discard();
+        if (note) {
+            note->remove();
         }
     }
 
-    static int unlinkItem(int folder, const std::string& item) {
+    [[noreturn]] void failRemoval(const Emptied& emptied, std::string restsAt) const {
+        const SystemError error(Operation::remove, emptied.problem, realPath);
+        if (emptied.hasBegun) {
+            throw Refusal(Reason::removedInPart, error.description(), std::move(restsAt));
+        }
+        if (emptied.problem == ELOOP || emptied.problem == EXDEV || !restsAt.empty()) {
+            throw Refusal(Reason::unsafePath, error.description(), std::move(restsAt));
+        }
+        throw error;
+    }
+
+    static int unlinkItem(int folder, const std::string& item, int flags) {
         int result;
         do {
-            result = ::unlinkat(folder, item.c_str(), 0);
+            result = ::unlinkat(folder, item.c_str(), flags);
         } while (result != 0 && errno == EINTR);
         return result == 0 ? 0 : errno;
-    }
-
-    // The held folder is a Trash's `files`: its sister `info` has the note.
-    void removeNoteBesideFiles() const {
-        const FileDescriptor trashFolder(::openat(parent.get(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
-        const FileDescriptor info =
-            trashFolder ? path_descriptors::openBelow(trashFolder.get(), "info", O_PATH | O_DIRECTORY, false)
-                        : FileDescriptor();
-        if (info) {
-            removeName(info.get(), name + std::string(trash::noteSuffix));
-        }
     }
 };
 
@@ -720,20 +741,24 @@ const ItemValues& HeldItem::values() const {
     return impl_->values;
 }
 
-std::string HeldItem::sha256(const std::stop_token& stop) const {
-    return sha256OfHeld(impl_->item.get(), impl_->place, impl_->realPath, stop);
+std::string HeldItem::sha256(const std::stop_token& stop) {
+    return impl_->sha256(stop);
+}
+
+bool HeldItem::isUnchangedSinceHash() const {
+    return impl_->isUnchangedSinceHash();
 }
 
 Measure HeldItem::measure(const std::stop_token& stop) const {
     return impl_->measure(stop);
 }
 
-std::string HeldItem::putIntoTrash(const Measure& measure, const StillProved& stillProved, const Way& way) {
-    return impl_->putIntoTrash(measure, stillProved, way);
+std::string HeldItem::putIntoTrash(const Measure& measure, const Proof& proof, const Way& way) {
+    return impl_->putIntoTrash(measure, proof, way);
 }
 
-void HeldItem::removePermanently(const StillProved& stillProved, const Way& way) {
-    impl_->removePermanently(stillProved, way);
+void HeldItem::removePermanently(const Proof& proof, const Way& way) {
+    impl_->removePermanently(proof, way);
 }
 
 // --- HeldKeeper

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <filesystem>
 #include <string>
 
 #include "platform/OwnFiles.h"
@@ -99,15 +100,26 @@ TEST(MoveWithoutReplacing, movesOntoNothingOnly) {
     EXPECT_FALSE(own_files::exists(tree.path("folder/inside")));
 }
 
-TEST(RemoveFolderWithContents, tellsWhatIsNotThere) {
+TEST(EmptyFolder, takesWhatIsInTheFolderThatIsHeld_whereverItIsAndNothingElse) {
     TemporaryTree tree;
-    tree.file("file", "x");
-    tree.link("link", tree.folder("precious"));
-    const FileDescriptor root = folderAt(tree.root());
-    EXPECT_EQ(removeFolderWithContents(root.get(), "gone"), ENOENT);
-    EXPECT_EQ(removeFolderWithContents(root.get(), "file"), ENOTDIR);
-    EXPECT_EQ(removeFolderWithContents(root.get(), "link"), ELOOP);
-    EXPECT_TRUE(own_files::exists(tree.path("precious")));
+    tree.file("folder/inside/file", "x");
+    tree.file("folder/file", "x");
+    const FileDescriptor held = folderAt(tree.path("folder"));
+    std::filesystem::rename(tree.path("folder"), tree.path("moved"));
+    tree.file("folder/file", "another one");
+    const Emptied emptied = emptyFolder(held.get());
+    EXPECT_EQ(emptied.problem, 0);
+    EXPECT_TRUE(emptied.hasBegun);
+    EXPECT_TRUE(std::filesystem::is_empty(tree.path("moved")));
+    EXPECT_EQ(contentOf(tree.path("folder/file")), "another one");
+}
+
+TEST(EmptyFolder, whatIsNoFolder_staysAndIsTold) {
+    TemporaryTree tree;
+    const FileDescriptor file(::open(tree.file("file", "x").c_str(), O_PATH | O_CLOEXEC));
+    const Emptied emptied = emptyFolder(file.get());
+    EXPECT_EQ(emptied.problem, ENOTDIR);
+    EXPECT_FALSE(emptied.hasBegun);
     EXPECT_EQ(contentOf(tree.path("file")), "x");
 }
 

@@ -1,0 +1,166 @@
+#include "platform/linux/TrashNote.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string_view>
+#include <utility>
+
+#include "platform/Error.h"
+#include "platform/Path.h"
+#include "platform/UUID.h"
+#include "platform/UserFiles.h"
+
+#ifndef __linux__
+#error "This file is for Linux."
+#endif
+
+namespace larkfold {
+
+namespace {
+
+using path_descriptors::Place;
+using Operation = SystemError::Operation;
+
+// Who has a full disk needs to know that there is a way that needs no room.
+[[noreturn]] void fail(Operation operation, int code, const std::string& path) {
+    if (code == ENOSPC || code == EDQUOT) {
+        throw user_files::Refusal(
+            user_files::Refusal::Reason::noTrash,
+            "The disk is full, and Trash keeps a note of each item; permanent deletion needs no room.");
+    }
+    throw SystemError(operation, code, path);
+}
+
+void writeText(int descriptor, std::string_view bytes, const std::string& path) {
+    while (!bytes.empty()) {
+        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            fail(Operation::write, written < 0 ? errno : ENOSPC, path);
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(written));
+    }
+}
+
+int sync(int descriptor) {
+    int result;
+    do {
+        result = ::fsync(descriptor);
+    } while (result != 0 && errno == EINTR);
+    return result == 0 ? 0 : errno;
+}
+
+std::string noteName(const std::string& trashed) {
+    return trashed + std::string(trash::noteSuffix);
+}
+
+bool isFile(int descriptor, const Place& place) {
+    const auto now = descriptor < 0 ? std::nullopt : path_descriptors::placeOf(descriptor);
+    return now && now->identity == place.identity && now->mount == place.mount;
+}
+
+FileDescriptor openPlace(int folder, const std::string& name) {
+    return FileDescriptor(::openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+}
+
+}  // namespace
+
+TrashNote::TrashNote(FileDescriptor info, std::string name, FileDescriptor note, Place place)
+    : info_(std::move(info)), name_(std::move(name)), note_(std::move(note)), place_(place) {}
+
+std::expected<TrashNote, int> TrashNote::write(const trash::Folder& folder, const std::string& trashed,
+                                               const std::string& itemPath, std::int64_t secondsSince1970) {
+    const std::string name = noteName(trashed);
+    const std::string path = folder.pathOfNote(trashed);
+    // Everything that can fail without a trace comes before the note does.
+    FileDescriptor info(::fcntl(folder.info.get(), F_DUPFD_CLOEXEC, 0));
+    if (!info) {
+        fail(Operation::create, errno, path);
+    }
+    int opened;
+    do {
+        opened = ::openat(folder.info.get(), name.c_str(),
+                          O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    } while (opened < 0 && errno == EINTR);
+    FileDescriptor descriptor(opened);
+    if (!descriptor) {
+        if (errno == EEXIST || errno == ENAMETOOLONG) {
+            return std::unexpected(errno);
+        }
+        fail(Operation::create, errno, path);
+    }
+    FileDescriptor held;
+    std::optional<Place> place;
+    try {
+        held = path_descriptors::openAgain(descriptor.get(), O_PATH);
+        place = held ? path_descriptors::placeOf(held.get()) : std::nullopt;
+        if (!place) {
+            fail(Operation::create, errno, path);
+        }
+        writeText(descriptor.get(), trash::noteFor(folder, itemPath, secondsSince1970), path);
+        if (const int problem = sync(descriptor.get())) {
+            fail(Operation::sync, problem, path);
+        }
+        if (!descriptor.close()) {
+            fail(Operation::write, errno, path);
+        }
+    } catch (...) {
+        // Without its identity it is left: an empty note disturbs nobody, and another's may stand there.
+        if (place) {
+            TrashNote(std::move(info), name, std::move(held), *place).remove();
+        }
+        throw;
+    }
+    return TrashNote(std::move(info), name, std::move(held), *place);
+}
+
+std::optional<TrashNote> TrashNote::find(const std::string& trashPath, const Place& files,
+                                         const std::string& trashed) {
+    const FileDescriptor trash = path_descriptors::openWithoutLinks(trashPath, O_PATH | O_DIRECTORY);
+    if (!trash) {
+        return std::nullopt;
+    }
+    const FileDescriptor filesNow =
+        path_descriptors::openBelow(trash.get(), "files", O_PATH | O_DIRECTORY, false);
+    if (!isFile(filesNow.get(), files)) {
+        return std::nullopt;
+    }
+    FileDescriptor info = path_descriptors::openBelow(trash.get(), "info", O_PATH | O_DIRECTORY, false);
+    FileDescriptor note = info ? openPlace(info.get(), noteName(trashed)) : FileDescriptor();
+    const auto place = note ? path_descriptors::placeOf(note.get()) : std::nullopt;
+    if (!place || !S_ISREG(place->mode)) {
+        return std::nullopt;
+    }
+    return TrashNote(std::move(info), noteName(trashed), std::move(note), *place);
+}
+
+bool TrashNote::standsInItsFolder() const {
+    return isFile(openPlace(info_.get(), name_).get(), place_);
+}
+
+bool TrashNote::standsAt(const std::string& path) const {
+    return isFile(openPlace(AT_FDCWD, path).get(), place_);
+}
+
+void TrashNote::remove() const {
+    const std::string aside = ".larkfold-removing-" + UUID::make().text();
+    if (path_descriptors::moveWithoutReplacing(info_.get(), name_, info_.get(), aside, false) != 0) {
+        return;
+    }
+    int result = -1;
+    if (isFile(openPlace(info_.get(), aside).get(), place_)) {
+        do {
+            result = ::unlinkat(info_.get(), aside.c_str(), 0);
+        } while (result != 0 && errno == EINTR);
+    }
+    if (result != 0) {
+        path_descriptors::moveWithoutReplacing(info_.get(), aside, info_.get(), name_, false);
+    }
+}
+
+}  // namespace larkfold
