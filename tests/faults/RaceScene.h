@@ -88,6 +88,7 @@ public:
     std::string path(const std::string& relative) const;
     std::string folder(const std::string& relative);  // made with what it needs
     std::string root() const { return path("root"); }
+    void letOtherUsersIn() const;  // to the disk; what lies in it has rights of its own
     std::string trash() const { return path("home/.local/share/Trash"); }
 
 private:
@@ -110,7 +111,7 @@ struct RaceRequest {
     std::string root;
     // As it was before the run; absent: as it stands when the run begins.
     std::optional<FileDeleter::AllowedRoot> heldRoot{};
-    std::map<std::string, FileDeleter::DuplicateVerification> verifications;
+    std::map<std::string, FileDeleter::DuplicateVerification> verifications{};
 };
 
 // Told once for each item, in order, when it was handled.

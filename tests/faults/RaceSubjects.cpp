@@ -114,6 +114,7 @@ std::string strayPrivateFolders(const std::string& folder) {
 
 PairedFiles::PairedFiles(const RaceDisk& disk, Places places)
     : places_(std::move(places)),
+      heldRoot_(FileDeleter::AllowedRoot::at(places_.root)),
       trashFilesPath_(disk.trash() + "/files/"),
       itemFolder_(openFolder(places_.items)),
       otherFolder_(openFolder(places_.others)),
@@ -148,6 +149,9 @@ std::string PairedFiles::otherName(int item) const {
 RaceRequest PairedFiles::request(bool permanently) const {
     isPermanent_ = permanently;
     RaceRequest request{.urls = {}, .permanently = permanently, .root = places_.root, .verifications = {}};
+    if (holdsRoot_) {
+        request.heldRoot = heldRoot_;
+    }
     for (int item = 0; item < mostItems; ++item) {
         request.urls.push_back(joinedPath(places_.items, itemName(item)));
     }
@@ -501,13 +505,25 @@ std::string MountedFolders::judge(int item, const Told& told, const Turn& /*turn
         pread(preciousFile_, bytes.data(), bytes.size(), 0) != std::ssize(preciousContent)) {
         return "what was mounted was touched";
     }
-    const bool stands = inodeAt(folder_, numbered("item-", item)) != 0;
+    if (told.bytes && told.bytes != 2 * std::ssize(itemContent)) {
+        return "the size of what was mounted counted for the item";
+    }
+    const std::string name = numbered("item-", item);
+    const bool stands = inodeAt(folder_, name) != 0;
     if (told.isGone) {
         return stands ? "told as gone, and it stands" : "";
     }
-    return stands || (!told.place.empty() && inodeAt(AT_FDCWD, told.place) != 0)
+    const bool isElsewhere = !told.place.empty() && inodeAt(AT_FDCWD, told.place) != 0;
+    if (!stands && !isElsewhere) {
+        return "told as failed, and it is not there";
+    }
+    // A mount that comes when the removal has begun leaves a part, and that is told.
+    const std::string where = stands ? name : told.place;
+    const int folder = stands ? folder_ : AT_FDCWD;
+    const bool isWhole = inodeAt(folder, where + "/x") != 0 && inodeAt(folder, where + "/below/y") != 0;
+    return isWhole || told.sentence.find("a part of it has gone") != std::string::npos
                ? ""
-               : "told as failed, and it is not there";
+               : "refused, and a part of it has gone";
 }
 
 void MountedFolders::restore(const std::vector<Told>& told) {

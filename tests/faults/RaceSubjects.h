@@ -55,6 +55,9 @@ public:
     PairedFiles(const PairedFiles&) = delete;
     PairedFiles& operator=(const PairedFiles&) = delete;
 
+    // The gate takes the root as it stands when a run begins: for the control.
+    void takeRootLate() { holdsRoot_ = false; }
+
     static std::string itemName(int item);
     std::string otherName(int item) const;
     int itemFolder() const { return itemFolder_; }
@@ -73,6 +76,8 @@ private:
     void make(HeldFile& file, int folder, const std::string& name, std::string_view content) const;
 
     Places places_;
+    FileDeleter::AllowedRoot heldRoot_;  // as it was before the first attack
+    bool holdsRoot_ = true;
     std::string trashFilesPath_;
     int itemFolder_;
     int otherFolder_;

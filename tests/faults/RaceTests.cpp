@@ -39,7 +39,7 @@ std::uint64_t attemptsOf(std::uint64_t usual, std::uint64_t full) {
     return full;
 }
 
-constexpr std::uint64_t usualAttempts = 100'000;
+constexpr std::uint64_t usualAttempts = 10'000;
 constexpr std::uint64_t fullAttempts = 4'000'000;
 constexpr std::uint64_t fullAttemptsOfTheRest = 1'000'000;
 constexpr std::uint64_t mostOfAControl = 400'000;
@@ -191,6 +191,48 @@ TEST(RaceControl, followingLinksToTheFolder_isFoundOut) {
     }));
 }
 
+// --- The root itself, or a folder above it, is exchanged with a link to another folder.
+
+MakeRace linkedRoot(const std::string& exchanged, bool isTakenLate = false) {
+    return [exchanged, isTakenLate](RaceDisk& disk, bool /*permanently*/) {
+        auto subject = pairs(disk, {.root = disk.folder("root/top/chosen"),
+                                    .items = disk.folder("root/top/chosen/a"),
+                                    .others = disk.folder("outside/top/chosen/a")});
+        if (isTakenLate) {
+            subject->takeRootLate();
+        }
+        const std::string folder = disk.path("root/" + exchanged);
+        const std::string link = folder + "-link";
+        EXPECT_EQ(symlink(disk.path("outside/" + exchanged).c_str(), link.c_str()), 0);
+        return Race{.subject = std::move(subject), .attack = exchanging(folder, link)};
+    };
+}
+
+TEST(Race, rootExchangedWithALink_isNoRoot) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        keepProcessorsApart();
+        const RaceFigures figures = raceInBothModes({linkedRoot("top/chosen"), linkedRoot("top")},
+                                                    attemptsOf(usualAttempts, fullAttemptsOfTheRest));
+        tell("the root exchanged", figures);
+        expectUnharmed(figures);
+    }));
+}
+
+TEST(RaceControl, takingTheRootAsItStandsWhenTheRunBegins_isFoundOut) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        keepProcessorsApart();
+        for (const bool permanently : {false, true}) {
+            RaceDisk disk;
+            const Race race = linkedRoot("top/chosen", true)(disk, permanently);
+            const RaceFigures figures =
+                test::race(*race.subject, race.attack, realGate(), permanently, mostOfAControl);
+            std::printf("root taken late: found out within %llu attempts\n",
+                        static_cast<unsigned long long>(figures.attempts));
+            EXPECT_FALSE(figures.violations.empty());
+        }
+    }));
+}
+
 // --- The item is exchanged with another file beside it.
 
 Race exchangedItem(RaceDisk& disk, bool /*permanently*/) {
@@ -278,7 +320,7 @@ TEST(Race, copyChangedInTheInstantInWhichItWasLookedAt_isRefusedOrPutBack) {
         RaceDisk disk("ramfs");
         const Race race = changedDuplicate(disk, true);
         const RaceFigures figures =
-            test::race(*race.subject, race.attack, realGate(), true, attemptsOf(20'000, 200'000));
+            test::race(*race.subject, race.attack, realGate(), true, attemptsOf(10'000, 200'000));
         tell("a duplicate or its copy changed, coarse clock", figures);
         expectUnharmed(figures);
     }));
