@@ -502,6 +502,63 @@ TEST(Race, trashExchangedWithALink_takesNothingElsewhere) {
     }));
 }
 
+// The `files` of the Trash is exchanged with another one, beside which notes of the same names lie.
+Race exchangedFiles(RaceDisk& disk, bool /*permanently*/) {
+    elsewhere(disk);
+    auto subject = pairs(disk, {.root = disk.path("home"),
+                                .items = disk.folder("home/.local/share/Trash/files"),
+                                .others = disk.path("elsewhere/info"),
+                                .otherSuffix = ".trashinfo",
+                                .itemsLieInTrash = true});
+    return {.subject = std::move(subject),
+            .attack = exchanging(disk.trash() + "/files", disk.path("elsewhere/files"))};
+}
+
+TEST(Race, filesOfTheTrashExchanged_noOtherNoteGoes) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        keepProcessorsApart();
+        RaceDisk disk;
+        const Race race = exchangedFiles(disk, true);
+        const RaceFigures figures = test::race(*race.subject, race.attack, realGate(), true,
+                                               attemptsOf(usualAttempts, fullAttemptsOfTheRest));
+        tell("the files of the Trash exchanged", figures);
+        expectUnharmed(figures);
+    }));
+}
+
+// Unlinks what it holds, and the note by its name in the folder beside.
+std::vector<Told> unlinkWithNoteBeside(const RaceRequest& request, const HandledItem& handled) {
+    std::vector<Told> told;
+    for (const std::string& url : request.urls) {
+        const std::string name = url.substr(url.rfind('/') + 1);
+        const int folder = open(url.substr(0, url.rfind('/')).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+        struct stat values;
+        Told one;
+        if (fstatat(folder, name.c_str(), &values, AT_SYMLINK_NOFOLLOW) == 0) {
+            one = {.isGone = unlinkat(folder, name.c_str(), 0) == 0, .bytes = values.st_size};
+            unlinkat(folder, ("../info/" + name + ".trashinfo").c_str(), 0);
+        }
+        close(folder);
+        told.push_back(one);
+        handled();
+    }
+    return told;
+}
+
+TEST(RaceControl, removingTheNoteBesideTheHeldFolder_isFoundOut) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        keepProcessorsApart();
+        RaceDisk disk;
+        const Race race = exchangedFiles(disk, true);
+        const RaceFigures figures =
+            test::race(*race.subject, race.attack, unlinkWithNoteBeside, true, mostOfAControl);
+        std::printf("note beside the held folder: found out within %llu attempts: %s\n",
+                    static_cast<unsigned long long>(figures.attempts),
+                    figures.violations.empty() ? "no" : figures.violations.front().c_str());
+        EXPECT_FALSE(figures.violations.empty());
+    }));
+}
+
 TEST(RaceControl, movingIntoTheTrashByItsPath_isFoundOutByALink) {
     EXPECT_TRUE(inPrivateNamespace([] {
         keepProcessorsApart();

@@ -662,6 +662,31 @@ TEST(RemovalCall, aDuplicateThatChangesMeanwhile_isPutBack) {
     });
 }
 
+// It was open for writing all the time, and is written after it was read for the last time.
+TEST(RemovalCall, aDuplicateThatAWriterHoldsOpen_isPutBack) {
+    IN_PRIVATE({
+        for (const char* mode : {"trash", "permanent"}) {
+            RemovalSubject subject(Scenario::duplicate);
+            int writer = -1;
+            Script script;
+            script
+                .before(any(SYS_openat2),
+                        [&](const SystemCall&) {
+                            writer = open(subject.url().c_str(), O_WRONLY | O_CLOEXEC);
+                            ASSERT_GE(writer, 0);
+                        })
+                .before(after(moves, on(SYS_close, "item.txt")),
+                        [&](const SystemCall&) { ASSERT_EQ(pwrite(writer, "THE", 3, 0), 3); });
+            const RemovalReport report = runThrough(subject, script, mode);
+            close(writer);
+            EXPECT_FALSE(report.isGone);
+            EXPECT_THAT(report.sentence, HasSubstr(changedText));
+            EXPECT_EQ(readBytes(subject.url()), "THE item");
+            EXPECT_TRUE(subject.privateFolders().empty());
+        }
+    });
+}
+
 TEST(RemovalCall, aDuplicateThatCannotBeReadAgain_isPutBackOrToldWhere) {
     IN_PRIVATE({
         RemovalSubject subject(Scenario::duplicate);

@@ -10,6 +10,7 @@
 //   unchecked    the note's sync is made, and its outcome ignored
 //   leaky        a descriptor stays open
 //   hopeful      told as gone whatever happened
+//   beside       the item is unlinked, and its note by its name in the folder beside its own
 //   in-place     a folder is removed where it stands, what is left of it is told as gone
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -65,6 +66,16 @@ std::string naively(std::string_view mode, const std::string& url) {
         return "gone 0 -";
     }
     const std::string name(larkfold::lastPathComponent(url));
+    if (mode == "beside") {
+        const int folder =
+            open(std::string(larkfold::parentPath(url)).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+        const bool isGone = unlinkat(folder, name.c_str(), 0) == 0;
+        const int info = openat(folder, "../info", O_PATH | O_DIRECTORY | O_CLOEXEC);
+        unlinkat(info, (name + ".trashinfo").c_str(), 0);
+        close(info);
+        close(folder);
+        return isGone ? "gone 0 -" : "stays -: It could not be removed.";
+    }
     const std::string trash = larkfold::joinedPath(larkfold::applicationSupportDirectory(), "Trash");
     const std::string place = trash + "/files/" + name;
     const std::string note = trash + "/info/" + name + ".trashinfo";

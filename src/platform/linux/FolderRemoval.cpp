@@ -54,7 +54,9 @@ struct Level {
 
 class Removal {
 public:
-    Removal() { buffer_.resize(std::size_t{256} * 1024); }
+    explicit Removal(const std::function<bool()>& mayBegin) : mayBegin_(mayBegin) {
+        buffer_.resize(std::size_t{256} * 1024);
+    }
 
     Emptied run(int folder) {
         int problem = enter(folder, {});
@@ -175,6 +177,9 @@ private:
     }
 
     int unlinkFrom(int folder, const char* name, int flags) {
+        if (!hasBegun_ && mayBegin_ && !mayBegin_()) {
+            return EXDEV;
+        }
         for (bool hasRights = false;; hasRights = true) {
             int result;
             do {
@@ -200,6 +205,7 @@ private:
         return ::chmod(path_descriptors::pathThrough(folder).c_str(), (place->mode & 07777U) | S_IRWXU) == 0;
     }
 
+    const std::function<bool()>& mayBegin_;
     bool hasBegun_ = false;
     std::deque<Level> levels_;
     std::vector<char> buffer_;
@@ -208,8 +214,8 @@ private:
 
 }  // namespace
 
-Emptied emptyFolder(int folder) {
-    return Removal().run(folder);
+Emptied emptyFolder(int folder, const std::function<bool()>& mayBegin) {
+    return Removal(mayBegin).run(folder);
 }
 
 }  // namespace larkfold

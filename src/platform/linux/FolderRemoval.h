@@ -1,6 +1,8 @@
 // Emptying a folder that is held by a descriptor. Linux part of the platform layer only.
 #pragma once
 
+#include <functional>
+
 namespace larkfold {
 
 struct Emptied {
@@ -12,6 +14,7 @@ struct Emptied {
 // name. Nothing that is mounted below is touched, no link is followed. Any depth and any number of entries,
 // with a bounded number of descriptors. Where the folder or one inside may not be read or written though the
 // user owns it, it is given the owner's rights.
-Emptied emptyFolder(int folder);
+// `mayBegin` is asked immediately before anything goes: where it says no, EXDEV is told and all of it stands.
+Emptied emptyFolder(int folder, const std::function<bool()>& mayBegin = nullptr);
 
 }  // namespace larkfold

@@ -497,25 +497,11 @@ struct HeldItem::Impl {
         }
         std::string why;
         for (int attempt = 0; attempt < mostChoices; ++attempt) {
-            bool wasExchanged = false;
-            for (const bool atHome : {true, false}) {
-                const trash::Choice choice = atHome ? trash::homeFolderOnMount(place.mount)
-                                                    : trash::topFoldersOnMount(place.mount, session->mounts);
-                for (const trash::Folder& folder : choice.folders) {
-                    const Trashed trashed = moveInto(folder, measured, proof, way);
-                    if (!trashed.path.empty()) {
-                        return trashed.path;
-                    }
-                    if (trashed.wasExchanged) {
-                        wasExchanged = true;
-                        why = "“" + displayText(folder.path) + "” was exchanged meanwhile.";
-                    }
-                }
-                if (!choice.reason.empty()) {
-                    why = choice.reason;
-                }
+            const Trashed trashed = moveIntoFirst(measured, proof, way, why);
+            if (!trashed.path.empty()) {
+                return trashed.path;
             }
-            if (!wasExchanged) {
+            if (!trashed.wasExchanged) {
                 break;
             }
         }
@@ -526,6 +512,27 @@ struct HeldItem::Impl {
         std::string path{};         // empty where this Trash did not take it
         bool wasExchanged = false;  // with another folder, while the item was moved
     };
+
+    // Into the first Trash that takes it. `why` comes to tell why others did not.
+    Trashed moveIntoFirst(const Measure& measured, const Proof& proof, const Way& way, std::string& why) {
+        for (const bool atHome : {true, false}) {
+            const trash::Choice choice = atHome ? trash::homeFolderOnMount(place.mount)
+                                                : trash::topFoldersOnMount(place.mount, session->mounts);
+            for (const trash::Folder& folder : choice.folders) {
+                Trashed trashed = moveInto(folder, measured, proof, way);
+                if (trashed.wasExchanged) {
+                    why = "“" + displayText(folder.path) + "” was exchanged meanwhile.";
+                }
+                if (trashed.wasExchanged || !trashed.path.empty()) {
+                    return trashed;
+                }
+            }
+            if (!choice.reason.empty()) {
+                why = choice.reason;
+            }
+        }
+        return {};
+    }
 
     // Tells no path where the Trash lies where the system cannot move this item to without copying it, and
     // where it was exchanged.
@@ -687,7 +694,9 @@ struct HeldItem::Impl {
         // folder is of use to nobody.
         Emptied emptied;
         if (values.isDirectory) {
-            emptied = emptyFolder(arrived.get());
+            emptied = emptyFolder(arrived.get(), [&] {
+                return !session->mounts.hasMountWithin(arrived.get(), staging.itemPath());
+            });
         }
         if (emptied.problem == 0) {
             emptied.problem = unlinkItem(folder, staging.itemName(), values.isDirectory ? AT_REMOVEDIR : 0);
