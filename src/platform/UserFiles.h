@@ -148,6 +148,10 @@ public:
     // Whether its size and its times are what they were when it was last hashed.
     bool isUnchangedSinceHash() const;
 
+    // Begins to write its note in the Trash on another thread, while it is measured: a sync waits for the
+    // disk alone. `putIntoTrash` uses it; otherwise it goes again with the item.
+    void prepareTrash();
+
     // Of everything in it, links not followed. Nothing of it is known where a part could not be read or
     // `stop` was requested before all was.
     Measure measure(const std::stop_token& stop) const;

@@ -159,6 +159,9 @@ struct FileDeleter::Run {
                        keeper->isUnchangedBeside(item);
             };
         }
+        if (!request.permanently && values.isDirectory) {
+            item.prepareTrash();
+        }
         const user_files::Measure measure = item.measure(stop);
         outcome.logicalBytes = measure.logicalBytes;
         checkCancelled();

@@ -71,6 +71,7 @@ SUBJECT_HEADERS = {
     "src/platform/Collation.h",
     "src/platform/UTF8.h",
     "src/platform/UserFiles.h",
+    "src/platform/linux/FolderRemoval.h",
     "src/platform/linux/PathDescriptors.h",
     "src/platform/linux/Trash.h",
     "src/removal/PathRules.h",

@@ -8,14 +8,18 @@
 #include <cerrno>
 #include <ctime>
 #include <expected>
+#include <future>
 #include <map>
+#include <optional>
 #include <random>
+#include <system_error>
 #include <tuple>
 #include <utility>
 
 #include "platform/DirectoryReader.h"
 #include "platform/LinkResolution.h"
 #include "platform/Path.h"
+#include "platform/ThreadName.h"
 #include "platform/linux/ExpendableCall.h"
 #include "platform/linux/FileDescriptor.h"
 #include "platform/linux/FileSHA256.h"
@@ -300,6 +304,21 @@ struct HeldItem::Impl {
     std::optional<TrashNote> note;  // of an item that lies in a Trash
     std::optional<Place> hashed;    // as it was when its content was last read
 
+    // The first name in the Trash of the home folder, with a note that nothing stands beside yet.
+    struct Prepared {
+        trash::Choice choice;
+        std::string trashed;
+        std::int64_t seconds = 0;
+        std::optional<TrashNote> note;
+    };
+    std::future<Prepared> prepared;
+
+    ~Impl() {
+        if (const Prepared unused = takePrepared(); unused.note) {
+            unused.note->remove();
+        }
+    }
+
     // --- Holding.
 
     void hold(const std::string& path, const MayGo& mayGo) {
@@ -488,6 +507,44 @@ struct HeldItem::Impl {
 
     // --- Trash.
 
+    bool cannotGoIntoTrash() const {
+        return membership().isInside || (session->homeTrash && isAtOrBelow(*session->homeTrash, realPath));
+    }
+
+    void prepareTrash() {
+        if (prepared.valid() || cannotGoIntoTrash()) {
+            return;
+        }
+        try {
+            prepared = std::async(std::launch::async, [this] {
+                nameThisThread("trash-note");
+                Prepared made{.choice = trash::homeFolderOnMount(place.mount),
+                              .trashed = trash::nameFor(name, 0, trash::longestName),
+                              .seconds = ::time(nullptr),
+                              .note = {}};
+                if (!made.choice.folders.empty()) {
+                    auto written =
+                        TrashNote::write(made.choice.folders.front(), made.trashed, realPath, made.seconds);
+                    if (written) {
+                        made.note = std::move(*written);
+                    }
+                }
+                return made;
+            });
+        } catch (const std::system_error&) {
+            // No thread to be had: it is written when it is needed.
+        }
+    }
+
+    // What could not be prepared is tried again when it is needed, and told then.
+    Prepared takePrepared() {
+        try {
+            return prepared.valid() ? prepared.get() : Prepared();
+        } catch (const Error&) {
+            return {};
+        }
+    }
+
     std::string putIntoTrash(const Measure& measured, const Proof& proof, const Way& way) {
         if (membership().isInside) {
             throw Refusal(Reason::alreadyInTrash);
@@ -496,8 +553,9 @@ struct HeldItem::Impl {
             throw Refusal(Reason::holdsTrash);
         }
         std::string why;
+        Prepared first = takePrepared();
         for (int attempt = 0; attempt < mostChoices; ++attempt) {
-            const Trashed trashed = moveIntoFirst(measured, proof, way, why);
+            const Trashed trashed = moveIntoFirst(first, measured, proof, way, why);
             if (!trashed.path.empty()) {
                 return trashed.path;
             }
@@ -514,12 +572,14 @@ struct HeldItem::Impl {
     };
 
     // Into the first Trash that takes it. `why` comes to tell why others did not.
-    Trashed moveIntoFirst(const Measure& measured, const Proof& proof, const Way& way, std::string& why) {
+    Trashed moveIntoFirst(Prepared& first, const Measure& measured, const Proof& proof, const Way& way,
+                          std::string& why) {
         for (const bool atHome : {true, false}) {
-            const trash::Choice choice = atHome ? trash::homeFolderOnMount(place.mount)
-                                                : trash::topFoldersOnMount(place.mount, session->mounts);
+            const trash::Choice choice = !atHome      ? trash::topFoldersOnMount(place.mount, session->mounts)
+                                         : first.note ? std::move(first.choice)
+                                                      : trash::homeFolderOnMount(place.mount);
             for (const trash::Folder& folder : choice.folders) {
-                Trashed trashed = moveInto(folder, measured, proof, way);
+                Trashed trashed = moveInto(folder, first, measured, proof, way);
                 if (trashed.wasExchanged) {
                     why = "“" + displayText(folder.path) + "” was exchanged meanwhile.";
                 }
@@ -536,8 +596,8 @@ struct HeldItem::Impl {
 
     // Tells no path where the Trash lies where the system cannot move this item to without copying it, and
     // where it was exchanged.
-    Trashed moveInto(const trash::Folder& folder, const Measure& measured, const Proof& proof,
-                     const Way& way) {
+    Trashed moveInto(const trash::Folder& folder, Prepared& first, const Measure& measured,
+                     const Proof& proof, const Way& way) {
         std::optional<std::minstd_rand> draw;
         std::size_t longest = trash::longestName;
         for (unsigned attempt = 0; attempt < mostNames;) {
@@ -548,10 +608,14 @@ struct HeldItem::Impl {
                 }
                 number = mostCountedNames + static_cast<unsigned>((*draw)());
             }
-            const std::string trashed = trash::nameFor(name, number, longest);
-            const std::int64_t seconds = ::time(nullptr);
+            const bool isPrepared = first.note.has_value();
+            const std::string trashed = isPrepared ? first.trashed : trash::nameFor(name, number, longest);
+            const std::int64_t seconds = isPrepared ? first.seconds : ::time(nullptr);
             // 1. The note, which takes the name.
-            auto written = TrashNote::write(folder, trashed, realPath, seconds);
+            std::expected<TrashNote, int> written =
+                isPrepared ? std::expected<TrashNote, int>(std::move(*first.note))
+                           : TrashNote::write(folder, trashed, realPath, seconds);
+            first.note.reset();
             if (!written && written.error() == EEXIST) {
                 ++attempt;
                 continue;
@@ -756,6 +820,10 @@ std::string HeldItem::sha256(const std::stop_token& stop) {
 
 bool HeldItem::isUnchangedSinceHash() const {
     return impl_->isUnchangedSinceHash();
+}
+
+void HeldItem::prepareTrash() {
+    impl_->prepareTrash();
 }
 
 Measure HeldItem::measure(const std::stop_token& stop) const {
