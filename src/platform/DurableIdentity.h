@@ -4,8 +4,10 @@
 // time at which the item was made do not come twice.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
+#include <stop_token>
 #include <string>
 
 namespace larkfold {
@@ -24,8 +26,11 @@ struct DurableIdentity {
     }
 
     // Of the folder at `path`. A link at the end is followed: who chose it meant the folder behind it.
-    // Nothing where no folder stands there, or where its volume does not answer within a short, fixed wait.
-    static std::optional<DurableIdentity> ofFolder(const std::string& path);
+    // Nothing where no folder stands there, or where its volume does not answer within `wait` or before a
+    // stop.
+    static std::optional<DurableIdentity> ofFolder(const std::string& path,
+                                                   std::chrono::milliseconds wait = std::chrono::seconds(1),
+                                                   std::stop_token stop = {});
 
     bool operator==(const DurableIdentity&) const = default;
 };

@@ -29,6 +29,8 @@ std::string attempt(Operation operation, const std::string& subject) {
             return "The contents of " + subject + " could not be listed";
         case Operation::readAttributes:
             return "The size and dates of " + subject + " could not be read";
+        case Operation::resolve:
+            return subject + " could not be followed to where it leads";
         case Operation::read:
             return subject + " could not be read";
         case Operation::write:

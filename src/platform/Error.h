@@ -42,6 +42,7 @@ public:
         open,
         list,
         readAttributes,
+        resolve,  // where a path leads
         read,
         write,
         create,

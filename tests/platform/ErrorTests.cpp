@@ -18,7 +18,7 @@ using Operation = SystemError::Operation;
 constexpr Operation operations[] = {Operation::open,        Operation::list,    Operation::readAttributes,
                                     Operation::read,        Operation::write,   Operation::create,
                                     Operation::remove,      Operation::replace, Operation::sync,
-                                    Operation::permissions, Operation::launch};
+                                    Operation::permissions, Operation::launch,  Operation::resolve};
 
 TEST(SystemErrorTest, everyOperationAndCodeIsOneLineOfWholeSentences) {
     for (const Operation operation : operations) {

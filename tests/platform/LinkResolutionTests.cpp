@@ -3,6 +3,12 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cerrno>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+#include "platform/Error.h"
 #include "support/TemporaryTree.h"
 #include "support/UnprivilegedUser.h"
 
@@ -79,6 +85,31 @@ TEST(LinkResolutionTest, aFolderThatMayNotBeSearchedIsNotGuessedAt) {
         EXPECT_EQ(pathWithLinksResolved(tree.path("closed/inner")), std::nullopt);
         EXPECT_EQ(pathWithLinksResolved(tree.path("closed")), tree.path("closed"));
     }));
+}
+
+TEST(LinkResolutionTest, eachOfManyIsTold_orWhyNot) {
+    TemporaryTree tree;
+    tree.file("real/file");
+    tree.link("link", "real");
+    tree.link("circle", "circle");
+    const auto answers = resolveLinks(
+        {tree.path("link/file"), tree.path("circle"), "relative", tree.path("real")}, nullptr, {});
+    ASSERT_EQ(answers.size(), 4u);
+    EXPECT_EQ(answers[0].path, tree.path("real/file"));
+    EXPECT_EQ(answers[0].error, 0);
+    EXPECT_EQ(answers[1].path, std::nullopt);
+    EXPECT_EQ(answers[1].error, ELOOP);
+    EXPECT_EQ(answers[2].error, EINVAL);
+    EXPECT_EQ(answers[3].path, tree.path("real"));
+    EXPECT_TRUE(resolveLinks({}, nullptr, {}).empty());
+}
+
+TEST(LinkResolutionTest, aStopIsObeyedBeforeAnythingIsTold) {
+    TemporaryTree tree;
+    std::stop_source stop;
+    stop.request_stop();
+    const std::vector<std::string> many(100'000, tree.folder("a/b/c/d"));
+    EXPECT_THROW(resolveLinks(many, nullptr, stop.get_token()), CancellationError);
 }
 
 }  // namespace

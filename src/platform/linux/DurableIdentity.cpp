@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 
+#include <utility>
+
 #include "platform/linux/ExpendableCall.h"
 #include "platform/linux/FileDescriptor.h"
 #include "platform/linux/PathDescriptors.h"
@@ -12,13 +14,17 @@
 
 namespace larkfold {
 
-std::optional<DurableIdentity> DurableIdentity::ofFolder(const std::string& path) {
+std::optional<DurableIdentity> DurableIdentity::ofFolder(const std::string& path,
+                                                         std::chrono::milliseconds wait,
+                                                         std::stop_token stop) {
     using Answer = std::optional<DurableIdentity>;
-    return expendable_call::run<Answer>([path]() -> Answer {
-               const FileDescriptor folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-               const auto place = folder ? path_descriptors::placeOf(folder.get()) : std::nullopt;
-               return place ? Answer(place->durableIdentity()) : std::nullopt;
-           })
+    return expendable_call::run<Answer>(
+               [path]() -> Answer {
+                   const FileDescriptor folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+                   const auto place = folder ? path_descriptors::placeOf(folder.get()) : std::nullopt;
+                   return place ? Answer(place->durableIdentity()) : std::nullopt;
+               },
+               wait, std::move(stop))
         .value_or(std::nullopt);
 }
 

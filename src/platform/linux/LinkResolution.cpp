@@ -5,10 +5,16 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <climits>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "platform/Error.h"
 #include "platform/Path.h"
 #include "platform/linux/ExpendableCall.h"
 #include "platform/linux/FileDescriptor.h"
@@ -42,13 +48,20 @@ FileDescriptor openFolder(int parent, const char* name) {
     return FileDescriptor(::openat(parent, name, O_PATH | O_NOFOLLOW | O_DIRECTORY | O_CLOEXEC));
 }
 
-std::optional<std::string> resolve(const std::string& path) {
+LinkResolution unanswered(int error) {
+    return {.path = std::nullopt, .error = error};
+}
+
+LinkResolution resolve(const std::string& path) {
+    if (!path.starts_with('/') || path.find('\0') != std::string::npos) {
+        return unanswered(EINVAL);
+    }
     std::vector<std::string> pending;
     pushComponents(path, pending);
     std::string resolved;  // without a "/" at its end; empty for the root
     FileDescriptor folder(openFolder(AT_FDCWD, "/"));
     if (!folder) {
-        return std::nullopt;
+        return unanswered(errno);
     }
     bool exists = true;  // false from the first missing component on: then only the text counts
     int links = 0;
@@ -60,7 +73,7 @@ std::optional<std::string> resolve(const std::string& path) {
             if (exists) {
                 folder = openFolder(folder.get(), "..");
                 if (!folder) {
-                    return std::nullopt;
+                    return unanswered(errno);
                 }
             }
             continue;
@@ -73,14 +86,14 @@ std::optional<std::string> resolve(const std::string& path) {
         const ssize_t length = ::readlinkat(folder.get(), component.c_str(), target.data(), target.size());
         if (length >= 0) {
             if (++links > mostLinks) {
-                return std::nullopt;
+                return unanswered(ELOOP);
             }
             const std::string_view text(target.data(), static_cast<std::size_t>(length));
             if (text.starts_with('/')) {
                 resolved.clear();
                 folder = openFolder(AT_FDCWD, "/");
                 if (!folder) {
-                    return std::nullopt;
+                    return unanswered(errno);
                 }
             }
             pushComponents(text, pending);
@@ -89,20 +102,20 @@ std::optional<std::string> resolve(const std::string& path) {
         if (errno == ENOENT) {
             exists = false;
         } else if (errno != EINVAL) {  // EINVAL: there, and no link
-            return std::nullopt;
+            return unanswered(errno);
         }
         resolved += "/" + component;
         if (exists && !pending.empty()) {
             folder = openFolder(folder.get(), component.c_str());
             if (!folder) {
                 if (errno != ENOTDIR && errno != ENOENT) {
-                    return std::nullopt;
+                    return unanswered(errno);
                 }
                 exists = false;  // below a file is nothing
             }
         }
     }
-    return resolved.empty() ? "/" : resolved;
+    return {.path = resolved.empty() ? "/" : std::move(resolved), .error = 0};
 }
 
 }  // namespace
@@ -117,12 +130,66 @@ std::vector<std::optional<std::string>> pathsWithLinksResolved(const std::vector
         Answers resolved;
         resolved.reserve(paths.size());
         for (const std::string& path : paths) {
-            const bool isPath = path.starts_with('/') && path.find('\0') == std::string::npos;
-            resolved.push_back(isPath ? resolve(path) : std::nullopt);
+            resolved.push_back(resolve(path).path);
         }
         return resolved;
     });
     return answers ? *answers : Answers(paths.size());
+}
+
+// All the questions are asked on one expendable thread, which stays behind where this one is told to stop,
+// and ends with the question that it is at. It has no way back to whoever asked: how far it is, is looked at
+// from here.
+std::vector<LinkResolution> resolveLinks(const std::vector<std::string>& paths,
+                                         const std::function<void(std::size_t)>& onAnswered,
+                                         const std::stop_token& stop) {
+    constexpr std::chrono::milliseconds interval{50};
+    struct Shared {
+        std::mutex mutex;
+        std::condition_variable_any finished;
+        std::vector<std::string> paths;
+        std::vector<LinkResolution> answers;  // guarded by the mutex, as is what follows
+        bool isFinished = false;
+        bool isAbandoned = false;
+    };
+    auto shared = std::make_shared<Shared>();
+    shared->paths = paths;
+    shared->answers.reserve(paths.size());
+    const bool hasStarted = expendable_call::start([shared] {
+        for (const std::string& path : shared->paths) {
+            LinkResolution answer = resolve(path);
+            const std::lock_guard lock(shared->mutex);
+            if (shared->isAbandoned) {
+                expendable_call::noteReturned();
+                return;
+            }
+            shared->answers.push_back(std::move(answer));
+        }
+        const std::lock_guard lock(shared->mutex);
+        shared->isFinished = true;
+        if (shared->isAbandoned) {
+            expendable_call::noteReturned();
+        }
+        shared->finished.notify_all();
+    });
+    if (!hasStarted) {
+        return {paths.size(), unanswered(EAGAIN)};
+    }
+    std::unique_lock lock(shared->mutex);
+    while (!shared->finished.wait_for(lock, stop, interval, [&] { return shared->isFinished; })) {
+        if (stop.stop_requested()) {
+            shared->isAbandoned = true;
+            expendable_call::noteAbandoned();
+            throw CancellationError();
+        }
+        if (onAnswered) {
+            const std::size_t answered = shared->answers.size();
+            lock.unlock();
+            onAnswered(answered);
+            lock.lock();
+        }
+    }
+    return std::move(shared->answers);
 }
 
 }  // namespace larkfold
