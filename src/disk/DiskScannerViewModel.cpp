@@ -7,10 +7,12 @@
 #include <cmath>
 #include <cstddef>
 #include <iostream>
-#include <unordered_set>
+#include <string_view>
+#include <unordered_map>
 #include <utility>
 
 #include "disk/DiskScanner.h"
+#include "disk/MarkTexts.h"
 #include "disk/SavedScanLoader.h"
 #include "platform/Bookmark.h"
 #include "platform/CoalescedReports.h"
@@ -51,6 +53,11 @@ std::string descriptionOf(const std::exception_ptr& failure) {
     }
 }
 
+// Of a scan that is read back, which keeps its root alone.
+ScanScope scopeOf(const ScanResult& result) {
+    return result.rootPath == "/" ? ScanScope::startupDisk : ScanScope::selectedFolder;
+}
+
 // The driver's own gate, kept by the work that uses it.
 DiskScannerViewModel::Gate makeGate(CleanupHistoryStore* history) {
     return [deleter = std::make_shared<FileDeleter>(history)](
@@ -68,6 +75,7 @@ DiskScannerViewModel::DiskScannerViewModel(World world, QObject* parent)
           world_.makeStream ? world_.makeStream : ScanChangeTracker::folderWatchers(world_.mainQueue),
           [this] { return indexURL(); }, [this] { emit watchCoverageChanged(); }),
       scanContext_(world_.mainQueue, "disk-scan"),
+      reviewContext_(world_.mainQueue, "removal-review"),
       removalContext_(world_.mainQueue, "disk-removal"),
       indexContext_(world_.mainQueue, "saved-scan") {}
 
@@ -76,6 +84,9 @@ DiskScannerViewModel::~DiskScannerViewModel() {
     refreshTask_.reset();
     loadTask_.drop();
     forgetTask_.drop();
+    rulesTask_.drop();
+    markTask_.drop();
+    preparation_.reset();
     deletionTask_.drop();  // the gate finishes the item under way and records the run
     releaseSecurityScope();
 }
@@ -145,6 +156,11 @@ void DiskScannerViewModel::setShowDeleteConfirmation(bool show) {
         return;
     }
     showDeleteConfirmation_ = show;
+    if (show) {
+        prepareReview();
+    } else {
+        dropReview();
+    }
     emit showDeleteConfirmationChanged();
 }
 
@@ -169,6 +185,9 @@ void DiskScannerViewModel::setScanning(bool scanning) {
         return;
     }
     isScanning_ = scanning;
+    if (scanning) {
+        setShowDeleteConfirmation(false);  // of a map that is about to change
+    }
     emit isScanningChanged();
 }
 
@@ -320,9 +339,13 @@ void DiskScannerViewModel::restoreSavedScanIfNeeded() {
     setScanning(true);
     scanTask_ = indexContext_.run<SavedScan>(
         [index](std::stop_token stop) {
-            SavedScan saved{.result = SavedScanLoader::load(index, std::nullopt, std::move(stop)),
-                            .skipsHiddenFiles = SavedScanLoader::skipHiddenFiles(index)};
-            return saved;
+            ScanResult result = SavedScanLoader::load(index, std::nullopt, stop);
+            const bool skipsHiddenFiles = SavedScanLoader::skipHiddenFiles(index);
+            RemovalGround ground(openRootOf(scopeOf(result), result.rootPath), stop);
+            ground.takeMap(result.rootNode->url(), stop);
+            ground.askForRules();
+            return SavedScan{.map = {.result = std::move(result), .ground = std::move(ground)},
+                             .skipsHiddenFiles = skipsHiddenFiles};
         },
         [this](Outcome<SavedScan> outcome) { finishRestore(std::move(outcome)); });
 }
@@ -332,10 +355,10 @@ void DiskScannerViewModel::finishRestore(Outcome<SavedScan> outcome) {
     isRestoring_ = false;
     try {
         SavedScan& saved = outcome.get();
-        scanResult_ = std::move(saved.result);
+        takeMap(std::move(saved.map));
         isFromIndex_ = true;
         scanRootPath_ = scanResult_->rootPath;
-        setScanScope(scanRootPath_ == "/" ? ScanScope::startupDisk : ScanScope::selectedFolder);
+        setScanScope(scopeOf(*scanResult_));
         scanOptions_ = optionsFor(scanScope_, saved.skipsHiddenFiles);
         setSavedIndex(true, "Saved snapshot from " + shortDate(scanResult_->scanDate) +
                                 ". Refresh to include changes made while Larkfold was closed.");
@@ -395,14 +418,15 @@ void DiskScannerViewModel::loadOnDemand(const FileNode::Pointer& node) {
 
 void DiskScannerViewModel::takeLoaded(const FileNode::Pointer& node, ScanResult loaded) {
     const FileNode::Pointer current = currentNode();
-    if (isDeleting_ || !current || *current != *node) {
-        return;  // the user has gone on
+    if (isDeleting_ || showDeleteConfirmation_ || !current || *current != *node) {
+        return;  // the user has gone on, or decides about nodes that would be replaced
     }
     const FileNode::Pointer root = std::move(loaded.rootNode);
     const std::int64_t size = root->size();
     node->replaceChildren(root->takeChildren());
     node->setSize(size);
     // What was looked at or marked among the children that are gone is not there any more.
+    marks_.recount();
     setSelectedNode(nullptr);
     setHoveredNode(nullptr);
     emit navigationStackChanged();
@@ -449,6 +473,7 @@ void DiskScannerViewModel::finishRefresh(const std::vector<std::string>& folders
         setSelectedNode(nullptr);
         setHoveredNode(nullptr);
         clearSelection();
+        marks_.begin(scanResult_->rootNode);
         setSavedIndex(true, "Updated " + std::to_string(folders.size()) +
                                 " changed folder(s); other folders retain their previous scan.");
         changeTracker_.noteRefreshed();
@@ -503,134 +528,220 @@ std::vector<std::string> DiskScannerViewModel::allowedRemovalRoots() const {
     return {scanResult_->rootPath};
 }
 
-bool DiskScannerViewModel::canSelect(const FileNode& node) const {
+std::optional<std::string> DiskScannerViewModel::whyNotMarked(const FileNode& node) const {
     if (node.isAggregate()) {
-        return false;
+        return mark_texts::aggregateCannotBeMarked;
     }
     if (scanResult_ && node == *scanResult_->rootNode) {
-        return false;
+        return mark_texts::rootCannotBeMarked;
     }
-    return removal_rules::isSafe(node.url(), allowedRemovalRoots());
+    using Answer = RemovalGround::Answer;
+    switch (ground_ ? ground_->mayMark(node.url()) : Answer::refused) {
+        case Answer::allowed:
+            return std::nullopt;
+        case Answer::unknownRoot:
+            return mark_texts::unknownRoot;
+        case Answer::notToldYet:
+            return mark_texts::notToldYet;
+        case Answer::refused:
+            break;
+    }
+    return scansStartupDisk() ? mark_texts::outsideHomeCannotBeMarked : mark_texts::protectedCannotBeMarked;
 }
 
 void DiskScannerViewModel::toggleSelection(const FileNode::Pointer& node) {
-    if (!node || !canSelect(*node)) {
+    if (!node) {
         return;
     }
-    if (selectedForDeletion_.erase(node->id()) == 0) {
-        selectedForDeletion_.insert(node->id());
+    if (auto refusal = whyNotMarked(*node)) {
+        setMarkNotice(std::move(refusal));
+        return;
+    }
+    setMarkNotice(std::nullopt);
+    if (!marks_.erase(node->id())) {
+        marks_.insert(node);
+        uncheckedMarks_.push_back(node);
+        checkMarks();
     }
     emit selectedForDeletionChanged();
 }
 
 void DiskScannerViewModel::clearSelection() {
-    if (selectedForDeletion_.empty()) {
+    uncheckedMarks_.clear();
+    markTask_.drop();
+    if (marks_.ids().empty()) {
         return;
     }
-    selectedForDeletion_.clear();
+    marks_.clear();
     emit selectedForDeletionChanged();
 }
 
-DiskScannerViewModel::MarkedTotals DiskScannerViewModel::markedTotals() const {
-    MarkedTotals totals;
-    if (!scanResult_ || selectedForDeletion_.empty()) {
-        return totals;
+QString DiskScannerViewModel::markNotice() const {
+    return textOf(markNotice_);
+}
+
+void DiskScannerViewModel::setMarkNotice(std::optional<std::string> text) {
+    if (text != markNotice_) {
+        markNotice_ = std::move(text);
+        emit markNoticeChanged();
     }
-    // What lies within a marked folder goes with it, so the descent ends there.
-    std::vector<const FileNode*> pending{scanResult_->rootNode.get()};
-    while (!pending.empty()) {
-        const FileNode* node = pending.back();
-        pending.pop_back();
-        if (selectedForDeletion_.contains(node->id())) {
-            ++totals.items;
-            totals.bytes += node->size();
-            continue;
-        }
-        for (const auto& child : node->children()) {
-            pending.push_back(child.get());
+}
+
+void DiskScannerViewModel::dismissMarkNotice() {
+    setMarkNotice(std::nullopt);
+}
+
+// Asks the disk about a portion of the marks that were set; the next one follows its answer. What it cannot
+// tell stays marked, and the review tells of it.
+void DiskScannerViewModel::checkMarks() {
+    constexpr std::size_t portion = 4'096;
+    if (markTask_ || uncheckedMarks_.empty() || !ground_) {
+        return;
+    }
+    const std::size_t count = std::min(portion, uncheckedMarks_.size());
+    const auto end = uncheckedMarks_.end();
+    std::vector<FileNode::Pointer> nodes(end - static_cast<std::ptrdiff_t>(count), end);
+    uncheckedMarks_.resize(uncheckedMarks_.size() - count);
+    std::vector<std::string> urls;
+    urls.reserve(count);
+    for (const FileNode::Pointer& node : nodes) {
+        urls.push_back(node->url());
+    }
+    markTask_ = reviewContext_.run<RemovalGround::Judgements>(
+        [ground = ground_, urls = std::move(urls)](const std::stop_token& stop) {
+            return ground->ask(urls, nullptr, stop);
+        },
+        [this, nodes = std::move(nodes)](Outcome<RemovalGround::Judgements> outcome) {
+            markTask_ = Run();
+            try {
+                const RemovalGround::Judgements& judgements = outcome.get();
+                std::vector<FileNode::Pointer> refused;
+                for (std::size_t index = 0; index < nodes.size(); ++index) {
+                    using Verdict = removal_rules::Judgement::Verdict;
+                    if (judgements.items[index].verdict == Verdict::refused &&
+                        marks_.contains(nodes[index]->id())) {
+                        refused.push_back(nodes[index]);
+                    }
+                }
+                takeBack(refused, judgements.isAnotherFolder);
+            } catch (const std::exception&) {
+                // Not asked, as where the system gives no thread. The review asks about all marks.
+            }
+            checkMarks();
+        });
+}
+
+void DiskScannerViewModel::takeBack(const std::vector<FileNode::Pointer>& nodes, bool isAnotherFolder) {
+    if (nodes.empty()) {
+        return;
+    }
+    std::vector<std::string> names;
+    names.reserve(nodes.size());
+    for (const FileNode::Pointer& node : nodes) {
+        marks_.erase(node->id());
+        names.push_back(displayText(node->name()));
+    }
+    if (isAnotherFolder) {
+        clearSelection();
+        setMarkNotice(mark_texts::takenBackWithTheFolder());
+    } else {
+        setMarkNotice(mark_texts::takenBack(names));
+    }
+    emit selectedForDeletionChanged();
+}
+
+// --- Review
+// ---------------------------------------------------------------------------------------------------------
+
+void DiskScannerViewModel::prepareReview() {
+    // Of these it asks as well, and must not wait behind them.
+    uncheckedMarks_.clear();
+    markTask_.drop();
+    setMarkNotice(std::nullopt);
+    review_.reset();
+    reviewProgress_ = {.answered = 0, .total = static_cast<std::int64_t>(marks_.ids().size()), .awaited = {}};
+    preparation_ = std::make_unique<RemovalReviewPreparation>(
+        world_.mainQueue, reviewContext_, ground_, marks_.nodes(),
+        [this](const FileNode& node) { return marks_.isInTree(node); },
+        [this](const RemovalReviewPreparation::Progress& progress) {
+            if (progress != reviewProgress_) {
+                reviewProgress_ = progress;
+                emit reviewProgressChanged();
+            }
+        },
+        [this](Outcome<RemovalReviewPreparation::Prepared> outcome) { takeReview(std::move(outcome)); });
+    emit isPreparingReviewChanged();
+    emit reviewProgressChanged();
+}
+
+void DiskScannerViewModel::dropReview() {
+    review_.reset();
+    if (preparation_) {
+        preparation_.reset();
+        emit isPreparingReviewChanged();
+    }
+}
+
+void DiskScannerViewModel::takeReview(Outcome<RemovalReviewPreparation::Prepared> outcome) {
+    const auto ended = std::move(preparation_);  // alive until its own call has returned
+    emit isPreparingReviewChanged();
+    try {
+        RemovalReviewPreparation::Prepared& prepared = outcome.get();
+        takeBack(prepared.refused, prepared.isAnotherFolder);
+        review_ = std::move(prepared.review);
+    } catch (...) {
+        setError(descriptionOf(std::current_exception()));
+        setShowDeleteConfirmation(false);
+        return;
+    }
+    emit reviewPrepared();
+}
+
+// What would be reviewed, without a look at the disk.
+std::shared_ptr<const RemovalReview> DiskScannerViewModel::reviewOfMarks() const {
+    std::vector<std::pair<CleanupPreviewItem, FileNode::Pointer>> marked;
+    for (const FileNode::Pointer& node : marks_.nodes()) {
+        if (marks_.isInTree(*node) && canSelect(*node)) {
+            marked.emplace_back(RemovalReview::itemOf(*node), node);
         }
     }
-    return totals;
+    std::sort(marked.begin(), marked.end(),
+              [](const auto& left, const auto& right) { return left.first.url < right.first.url; });
+    std::vector<CleanupPreviewItem> items;
+    items.reserve(marked.size());
+    for (auto& [item, node] : marked) {
+        items.push_back(std::move(item));
+    }
+    const auto review = std::make_shared<RemovalReview>();
+    review->shown = CleanupReview::shownOf(std::move(items));
+    for (const std::size_t position : review->shown->positions) {
+        review->nodes.push_back(marked[position].second);
+    }
+    return review;
+}
+
+std::vector<CleanupPreviewItem> DiskScannerViewModel::reviewItems() const {
+    return (review_ ? review_ : reviewOfMarks())->shown->items;
 }
 
 // --- Removal
 // --------------------------------------------------------------------------------------------------------
 
-std::vector<FileNode::Pointer> DiskScannerViewModel::markedNodes() const {
-    std::vector<FileNode::Pointer> nodes;
-    if (!scanResult_) {
-        return nodes;
-    }
-    // One walk for all marks: a look for each would cost their product.
-    std::vector<FileNode::Pointer> pending{scanResult_->rootNode};
-    while (!pending.empty() && nodes.size() < selectedForDeletion_.size()) {
-        const FileNode::Pointer node = std::move(pending.back());
-        pending.pop_back();
-        if (selectedForDeletion_.contains(node->id())) {
-            nodes.push_back(node);
-        }
-        const auto& children = node->children();
-        pending.insert(pending.end(), children.rbegin(), children.rend());
-    }
-    return nodes;
-}
-
-std::vector<FileNode::Pointer> DiskScannerViewModel::removableNodes() const {
-    std::vector<FileNode::Pointer> nodes = markedNodes();
-    if (nodes.empty()) {
-        return nodes;
-    }
-    std::vector<std::string> urls;
-    urls.reserve(nodes.size());
-    for (const FileNode::Pointer& node : nodes) {
-        urls.push_back(node->url());
-    }
-    const std::vector<bool> mayGo = removal_rules::Judge(allowedRemovalRoots()).allowEach(urls);
-    std::vector<FileNode::Pointer> removable;
-    for (std::size_t index = 0; index < nodes.size(); ++index) {
-        if (mayGo[index] && !nodes[index]->isAggregate() && *nodes[index] != *scanResult_->rootNode) {
-            removable.push_back(std::move(nodes[index]));
-        }
-    }
-    return removable;
-}
-
-std::vector<CleanupPreviewItem> DiskScannerViewModel::reviewItems() const {
-    std::vector<CleanupPreviewItem> items;
-    for (const FileNode::Pointer& node : removableNodes()) {
-        items.push_back({.url = node->url(),
-                         .estimatedBytes = node->size(),
-                         .reason = "Manually selected in disk analysis",
-                         .risk = "Review",
-                         .keeper = std::nullopt,
-                         .isFolder = node->isDirectory()});
-    }
-    return items;
-}
-
-void DiskScannerViewModel::deleteSelected(bool permanently) {
-    if (!isIdle() || !scanResult_) {
+void DiskScannerViewModel::deleteSelected(bool permanently, std::shared_ptr<const RemovalReview> confirmed) {
+    if (!isIdle() || !scanResult_ || !ground_ || preparation_) {
         return;
+    }
+    if (!confirmed) {
+        confirmed = review_ ? review_ : reviewOfMarks();
     }
     setDeleting(true);
     setError(std::nullopt);
-    std::vector<FileNode::Pointer> nodes = removableNodes();
-    FileDeleter::Request request{.urls = {},
-                                 .permanently = permanently,
-                                 .allowedRoots = {},
-                                 .duplicateVerifications = {},
-                                 .source = "Disk analysis",
-                                 .protectRunningApplications = false};
-    for (const FileNode::Pointer& node : nodes) {
-        request.urls.push_back(node->url());
-    }
-    for (std::string& root : allowedRemovalRoots()) {
-        request.allowedRoots.push_back(FileDeleter::AllowedRoot::at(std::move(root)));
-    }
-    takeDeletionProgress(
-        {.completed = 0,
-         .total = static_cast<std::int64_t>(FileDeleter::collapseNested(request.urls).size()),
-         .isPermanent = permanently});
+    uncheckedMarks_.clear();
+    markTask_.drop();
+    setMarkNotice(std::nullopt);
+    takeDeletionProgress({.completed = 0,
+                          .total = static_cast<std::int64_t>(confirmed->shown->items.size()),
+                          .isPermanent = permanently});
     const CoalescedReports<DeletionProgress> reports(
         world_.mainQueue, [driver = QPointer(this)](const DeletionProgress& progress) {
             if (driver && driver->isDeleting_) {
@@ -638,19 +749,59 @@ void DiskScannerViewModel::deleteSelected(bool permanently) {
             }
         });
     deletionTask_ = removalContext_.run<Removal>(
-        [gate = deleter_, reports, request = std::move(request),
+        [gate = deleter_, reports, shown = confirmed->shown, ground = ground_, permanently,
          root = scanResult_->rootPath](std::stop_token stop) {
+            FileDeleter::Request request{
+                .urls = {},
+                .permanently = permanently,
+                .allowedRoots = {{.path = ground->openRoot(), .identity = ground->identity()}},
+                .duplicateVerifications = {},
+                .source = "Disk analysis",
+                .protectRunningApplications = false};
+            for (const CleanupPreviewItem& item : shown->items) {
+                request.urls.push_back(item.url);
+            }
             const auto progress = [&](std::int64_t completed, std::int64_t total) {
-                reports.report({.completed = completed, .total = total, .isPermanent = request.permanently});
+                reports.report({.completed = completed, .total = total, .isPermanent = permanently});
             };
-            Removal removal{.result = gate(request, progress, std::move(stop)), .capacity = {}};
+            Removal removal = removalOf(*shown, gate(request, progress, std::move(stop)));
             // A volume that does not answer must not hold up the window, so it is asked here.
             removal.capacity = volumeCapacity(root);
             return removal;
         },
-        [this, nodes = std::move(nodes)](Outcome<Removal> outcome) {
-            finishDeletion(nodes, std::move(outcome));
-        });
+        [this, confirmed](Outcome<Removal> outcome) { finishDeletion(confirmed, std::move(outcome)); });
+}
+
+// What of the review is gone and what failed, and the text that tells of it: for long lists this takes its
+// time, so it is done where the gate has run.
+DiskScannerViewModel::Removal DiskScannerViewModel::removalOf(const CleanupReview::Shown& shown,
+                                                              FileDeleter::DeletionResult result) {
+    std::unordered_map<std::string_view, std::size_t> positions;
+    positions.reserve(shown.items.size());
+    for (std::size_t position = 0; position < shown.items.size(); ++position) {
+        positions.emplace(shown.items[position].url, position);
+    }
+    const auto note = [&positions](const std::string& url, std::vector<std::size_t>& into) {
+        if (const auto found = positions.find(url); found != positions.end()) {
+            into.push_back(found->second);
+        }
+    };
+    Removal removal;
+    for (const std::string& url : result.successfulDeletions) {
+        note(url, removal.gone);
+    }
+    removal.problem = std::move(result.historyError);
+    removal.isRecordMissing = result.failedDeletions.empty();
+    if (!result.failedDeletions.empty()) {
+        removal.problem.emplace();
+    }
+    for (const FileDeleter::FailedDeletion& failure : result.failedDeletions) {
+        note(failure.url, removal.failed);
+        *removal.problem += (removal.problem->empty() ? "" : "\n") +
+                            displayText(lastPathComponent(failure.url)) + ": " + failure.description();
+    }
+    removal.operation = std::move(result.operation);
+    return removal;
 }
 
 void DiskScannerViewModel::cancelDeletion() {
@@ -677,69 +828,72 @@ void DiskScannerViewModel::setDeleting(bool deleting, bool stopping) {
     emit isDeletingChanged();
 }
 
-void DiskScannerViewModel::finishDeletion(const std::vector<FileNode::Pointer>& nodes,
+// The end of a removal. A list of a hundred thousand must not hold up the main loop, so it has its turns:
+// 1. What is gone leaves the tree and the marks, a slice for each turn.
+// 2. What failed stays marked, the view goes back to the root, and the sums are right again.
+// 3. It has ended, and is told.
+// Until the second turn nobody is told of a change, until the third nothing else begins.
+void DiskScannerViewModel::finishDeletion(std::shared_ptr<const RemovalReview> review,
                                           Outcome<Removal> outcome) {
     deletionTask_ = Run();
-    std::optional<CleanupOperation> record;
     try {
-        const Removal& removal = outcome.get();
-        tellOfRemoval(removal.result);
-        takeOutOfTree(nodes, removal.result);
-        setShowDeleteConfirmation(false);
-        totalAnew(removal.capacity);
-        record = removal.result.operation;
+        const auto ending = std::make_shared<Ending>();
+        ending->review = std::move(review);
+        ending->removal = std::move(outcome.get());
+        takeOutOfTree(ending);
     } catch (...) {
         setShowDeleteConfirmation(false);
         fail(std::current_exception());
-    }
-    setDeleting(false);
-    if (record) {
-        emit cleanupFinished(*record);
+        setDeleting(false);
     }
 }
 
-void DiskScannerViewModel::tellOfRemoval(const FileDeleter::DeletionResult& result) {
-    std::optional<std::string> text = result.historyError;
-    if (!result.failedDeletions.empty()) {
-        text.emplace();
-        for (const FileDeleter::FailedDeletion& failure : result.failedDeletions) {
-            *text += (text->empty() ? "" : "\n") + displayText(lastPathComponent(failure.url)) + ": " +
-                     failure.description();
+void DiskScannerViewModel::later(const std::shared_ptr<Ending>& ending,
+                                 void (DiskScannerViewModel::*step)(const std::shared_ptr<Ending>&)) {
+    world_.mainQueue.post([driver = QPointer(this), ending, step] {
+        if (driver) {
+            (driver.data()->*step)(ending);
         }
-    }
-    if (text) {
-        isRecordMissing_ = result.failedDeletions.empty();
-        publishError(std::move(text), false, true);
-    }
+    });
 }
 
-void DiskScannerViewModel::takeOutOfTree(const std::vector<FileNode::Pointer>& nodes,
-                                         const FileDeleter::DeletionResult& result) {
-    const std::unordered_set<std::string> gone(result.successfulDeletions.begin(),
-                                               result.successfulDeletions.end());
-    std::unordered_set<std::string> failed;
-    for (const FileDeleter::FailedDeletion& failure : result.failedDeletions) {
-        failed.insert(failure.url);
-    }
-    std::set<UUID> stillMarked;
+void DiskScannerViewModel::takeOutOfTree(const std::shared_ptr<Ending>& ending) {
+    constexpr std::size_t slice = 4'096;
+    const std::vector<std::size_t>& gone = ending->removal.gone;
+    const std::size_t end = std::min(ending->next + slice, gone.size());
     std::vector<FileNode::Pointer> removed;
-    // All paths are built before the first node loses its parent.
-    for (const FileNode::Pointer& node : nodes) {
-        const std::string url = node->url();
-        if (failed.contains(url)) {
-            stillMarked.insert(node->id());
-        }
-        if (gone.contains(url)) {
-            removed.push_back(node);
-        }
+    removed.reserve(end - ending->next);
+    for (; ending->next < end; ++ending->next) {
+        removed.push_back(ending->review->nodes[gone[ending->next]]);
+        marks_.erase(removed.back()->id());
     }
     FileNode::removeFromParents(removed);
+    later(ending, ending->next < gone.size() ? &DiskScannerViewModel::takeOutOfTree
+                                             : &DiskScannerViewModel::followRemoval);
+}
 
+void DiskScannerViewModel::followRemoval(const std::shared_ptr<Ending>& ending) {
+    Removal& removal = ending->removal;
+    if (removal.problem) {
+        isRecordMissing_ = removal.isRecordMissing;
+        publishError(std::move(removal.problem), false, true);
+    }
     // Whoever looks at the tree from a signal below sees all of it as it is now.
     navigationStack_.clear();
-    selectedForDeletion_ = std::move(stillMarked);
+    marks_.clear();
+    for (const std::size_t position : removal.failed) {
+        marks_.insert(ending->review->nodes[position]);
+    }
     setSelectedNode(nullptr);
     setHoveredNode(nullptr);
+    setShowDeleteConfirmation(false);
+    totalAnew(removal.capacity);
+    later(ending, &DiskScannerViewModel::endDeletion);
+}
+
+void DiskScannerViewModel::endDeletion(const std::shared_ptr<Ending>& ending) {
+    setDeleting(false);
+    emit cleanupFinished(ending->removal.operation);
 }
 
 void DiskScannerViewModel::totalAnew(const VolumeCapacity& capacity) {
@@ -753,6 +907,7 @@ void DiskScannerViewModel::totalAnew(const VolumeCapacity& capacity) {
         scanResult_->totalDirectories = directories;
         scanResult_->volumeCapacity = capacity.total;
         scanResult_->volumeAvailable = capacity.available;
+        marks_.recount();
     }
     emit scanResultChanged();
     emit navigationStackChanged();
@@ -828,7 +983,10 @@ void DiskScannerViewModel::startScan(const std::string& path, DiskScanOptions op
     setHoveredNode(nullptr);
     navigationStack_.clear();
     scanResult_.reset();
+    ground_.reset();
+    rulesTask_.drop();
     clearSelection();
+    setMarkNotice(std::nullopt);
     emit scanResultChanged();
     emit navigationStackChanged();
 
@@ -840,16 +998,19 @@ void DiskScannerViewModel::startScan(const std::string& path, DiskScanOptions op
             }
         });
     auto scanner = std::make_shared<DiskScanner>(indexURL());
-    scanTask_ = scanContext_.run<ScanResult>(
-        [scanner, reports, path, chosen = scanOptions_](std::stop_token stop) {
+    scanTask_ = scanContext_.run<ScannedMap>(
+        [scanner, reports, path, scope, chosen = scanOptions_](std::stop_token stop) {
+            RemovalGround ground(openRootOf(scope, path), stop);
             ScanResult result = scanner->scan(
                 path, chosen, stop, [&reports](const ScanProgress& progress) { reports.report(progress); });
             if (stop.stop_requested()) {
                 throw CancellationError();
             }
-            return result;
+            ground.takeMap(result.rootNode->url(), stop);
+            ground.askForRules();
+            return ScannedMap{.result = std::move(result), .ground = std::move(ground)};
         },
-        [this](Outcome<ScanResult> outcome) { finishScan(std::move(outcome)); });
+        [this](Outcome<ScannedMap> outcome) { finishScan(std::move(outcome)); });
 }
 
 void DiskScannerViewModel::takeProgress(const UUID& scanID, const ScanProgress& progress) {
@@ -860,11 +1021,42 @@ void DiskScannerViewModel::takeProgress(const UUID& scanID, const ScanProgress& 
     emit progressChanged();
 }
 
-void DiskScannerViewModel::finishScan(Outcome<ScanResult> outcome) {
+std::string DiskScannerViewModel::openRootOf(ScanScope scope, const std::string& mapRoot) {
+    return scope == ScanScope::startupDisk ? realHomeDirectory() : mapRoot;
+}
+
+void DiskScannerViewModel::takeMap(ScannedMap map) {
+    scanResult_ = std::move(map.result);
+    marks_.begin(scanResult_->rootNode);
+    ground_ = std::make_shared<const RemovalGround>(std::move(map.ground));
+    if (!ground_->hasRules()) {
+        awaitRules();
+    }
+}
+
+// Where the disk was too slow to tell the protected places with the map, for as long as it takes. Until then
+// nothing can be marked, and that is told.
+void DiskScannerViewModel::awaitRules() {
+    rulesTask_ = reviewContext_.run<RemovalGround>(
+        [ground = *ground_](const std::stop_token& stop) mutable {
+            ground.awaitRules(stop);
+            return std::move(ground);
+        },
+        [this](Outcome<RemovalGround> outcome) {
+            rulesTask_ = Run();
+            try {
+                ground_ = std::make_shared<const RemovalGround>(std::move(outcome.get()));
+            } catch (const std::exception&) {
+                // They stay unknown.
+            }
+        });
+}
+
+void DiskScannerViewModel::finishScan(Outcome<ScannedMap> outcome) {
     scanTask_ = Run();
     std::optional<ScanResult> finished;
     try {
-        scanResult_ = std::move(outcome.get());
+        takeMap(std::move(outcome.get()));
         finished = scanResult_;
         isFromIndex_ = false;
         setSavedIndex(true, "Saved on this Mac. Changes outside a rescan remain a snapshot.");

@@ -1,13 +1,14 @@
 // The driver behind the disk tab: what the window shows of a scan, and what the user can do with it.
 //
 // It starts and cancels scans, keeps a stale scan's reports from the screen, holds the marks of what is to be
-// removed, hands them to the gate when the user has decided, and lets the tree follow what the gate did.
-// Every failure becomes text in `error`; no operation throws. Main thread only; the scan and the removal run
-// on serial contexts.
+// removed, prepares the review of them, hands exactly what the user has confirmed to the gate, and lets the
+// tree follow what the gate did. Every failure becomes text in `error`; no operation throws. Main thread
+// only; the scan, what the disk is asked about marks, and the removal run on serial contexts.
 #pragma once
 
 #include <QObject>
 #include <QString>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -21,6 +22,9 @@
 #include "disk/FileNode.h"
 #include "disk/FolderChooser.h"
 #include "disk/IndexRefresh.h"
+#include "disk/RemovalGround.h"
+#include "disk/RemovalMarks.h"
+#include "disk/RemovalReview.h"
 #include "disk/ScanChangeTracker.h"
 #include "disk/ScanProgress.h"
 #include "disk/ScanResult.h"
@@ -43,6 +47,10 @@ class DiskScannerViewModel : public QObject {
     Q_PROPERTY(bool isDeleting READ isDeleting NOTIFY isDeletingChanged)
     // A removal that was asked to stop, while the item under way is being finished.
     Q_PROPERTY(bool isStoppingDeletion READ isStoppingDeletion NOTIFY isDeletingChanged)
+    // The review was asked for and is not there yet.
+    Q_PROPERTY(bool isPreparingReview READ isPreparingReview NOTIFY isPreparingReviewChanged)
+    // Why something was not marked, or a mark was taken back; empty where there is nothing to tell.
+    Q_PROPERTY(QString markNotice READ markNotice NOTIFY markNoticeChanged)
     Q_PROPERTY(bool showDeleteConfirmation READ showDeleteConfirmation WRITE setShowDeleteConfirmation NOTIFY
                    showDeleteConfirmationChanged)
     Q_PROPERTY(QString error READ errorText NOTIFY errorChanged)
@@ -112,7 +120,14 @@ public:
     const FileNode::Pointer& selectedNode() const { return selectedNode_; }
     const FileNode::Pointer& hoveredNode() const { return hoveredNode_; }
     const std::vector<FileNode::Pointer>& navigationStack() const { return navigationStack_; }
-    const std::set<UUID>& selectedForDeletion() const { return selectedForDeletion_; }
+    const std::set<UUID>& selectedForDeletion() const { return marks_.ids(); }
+    // False while the disk is still to be asked about marks that were set.
+    bool areMarksChecked() const { return uncheckedMarks_.empty() && !markTask_; }
+    QString markNotice() const;
+    bool isPreparingReview() const { return preparation_ != nullptr; }
+    const RemovalReviewPreparation::Progress& reviewProgress() const { return reviewProgress_; }
+    // What was prepared for the review that is asked for; null until then.
+    const std::shared_ptr<const RemovalReview>& review() const { return review_; }
     bool showDeleteConfirmation() const { return showDeleteConfirmation_; }
     ScanScope scanScope() const { return scanScope_; }
     bool scansStartupDisk() const { return scanScope_ == ScanScope::startupDisk; }
@@ -141,6 +156,8 @@ public:
     // Views write these.
     void setSelectedNode(FileNode::Pointer node);
     void setHoveredNode(FileNode::Pointer node);
+    // Asking for the review begins to prepare it, and taking that back ends the preparing at once.
+    // `reviewPrepared` tells when it is there.
     void setShowDeleteConfirmation(bool show);
     void setError(std::optional<std::string> text, bool isAccessProblem = false);
 
@@ -166,23 +183,28 @@ public:
     Q_INVOKABLE void navigateBack();
     // Back to an ancestor of the current node (or to the root), as the breadcrumb does.
     void navigateTo(const FileNode::Pointer& node);
-    bool canSelect(const FileNode& node) const;
+    // By what is known of the map, without a look at the disk.
+    bool canSelect(const FileNode& node) const { return !whyNotMarked(node); }
+    // A sentence for the user; nothing where the node can be marked.
+    std::optional<std::string> whyNotMarked(const FileNode& node) const;
+    // Where it cannot be marked, `markNotice` tells why. Of a mark that is set the disk is asked later, and a
+    // mark that it refuses is taken back, which `markNotice` tells too.
     void toggleSelection(const FileNode::Pointer& node);
     // Takes all marks away.
     Q_INVOKABLE void clearSelection();
+    Q_INVOKABLE void dismissMarkNotice();
     std::vector<std::string> allowedRemovalRoots() const;
     // How many marked nodes there are and their sizes together, what lies within another marked folder
     // counted once.
-    struct MarkedTotals {
-        int items = 0;
-        std::int64_t bytes = 0;
-    };
-    MarkedTotals markedTotals() const;
-    // What is marked, still in the tree and still allowed, in the order of the tree.
+    RemovalMarks::Totals markedTotals() const { return marks_.totals(); }
+    // What the review that is prepared shows; without one, what is marked and still in the tree, in the order
+    // of the paths and not yet checked.
     std::vector<CleanupPreviewItem> reviewItems() const;
-    // Hands what `reviewItems` holds to the gate: to Trash, or for good. What failed stays marked, the view
-    // goes back to the root, and the totals are fresh when it ends.
-    void deleteSelected(bool permanently);
+    // Hands exactly what `confirmed` shows to the gate, whatever was marked or changed since: to Trash, or
+    // for good. What failed stays marked, the view goes back to the root, and the totals are fresh when it
+    // ends. Null: the review that is prepared, otherwise what `reviewItems` holds. Nothing goes while a
+    // review is being prepared, since nobody has seen it.
+    void deleteSelected(bool permanently, std::shared_ptr<const RemovalReview> confirmed = nullptr);
     // Lets the item that is under way be finished and leaves the rest. The record names them all.
     Q_INVOKABLE void cancelDeletion();
     void releaseSecurityScope();
@@ -204,6 +226,11 @@ signals:
     void navigationStackChanged();
     void selectedForDeletionChanged();
     void showDeleteConfirmationChanged();
+    void isPreparingReviewChanged();
+    void reviewProgressChanged();
+    // `review` is there.
+    void reviewPrepared();
+    void markNoticeChanged();
     void scanScopeChanged();
     void savedScanNoticeChanged();
     void hasSavedIndexChanged();
@@ -213,9 +240,16 @@ signals:
     void skipHiddenFilesChanged();
 
 private:
+    using GroundPointer = std::shared_ptr<const RemovalGround>;
+
+    // A tree of a scan, and what may be removed from it.
+    struct ScannedMap {
+        ScanResult result;
+        RemovalGround ground;
+    };
     // A tree of the saved index, and what it was scanned with.
     struct SavedScan {
-        ScanResult result;
+        ScannedMap map;
         bool skipsHiddenFiles = false;
     };
 
@@ -225,7 +259,11 @@ private:
     // While the index is being forgotten nothing begins either: a scan would put a new one in its place.
     bool isIdle() const { return !isScanning_ && !isDeleting_ && !isForgetting_; }
     void fail(const std::exception_ptr& failure);
-    void finishScan(Outcome<ScanResult> outcome);
+    void finishScan(Outcome<ScannedMap> outcome);
+    // The folder of a map within which something may be removed. Asks the system for the home folder.
+    static std::string openRootOf(ScanScope scope, const std::string& mapRoot);
+    void takeMap(ScannedMap map);
+    void awaitRules();
     void setScanning(bool scanning);
     std::string indexURL() const { return world_.indexFileURL.value_or(indexFileURL()); }
     DiskScanOptions startupOptions() const;
@@ -238,19 +276,39 @@ private:
     void loadOnDemand(const FileNode::Pointer& node);
     void takeLoaded(const FileNode::Pointer& node, ScanResult loaded);
     void publishError(std::optional<std::string> text, bool isAccessProblem, bool isRemovalProblem);
+    void setMarkNotice(std::optional<std::string> text);
+    void checkMarks();
+    void takeBack(const std::vector<FileNode::Pointer>& nodes, bool isAnotherFolder);
+    void prepareReview();
+    void dropReview();
+    void takeReview(Outcome<RemovalReviewPreparation::Prepared> outcome);
+    std::shared_ptr<const RemovalReview> reviewOfMarks() const;
+
     // What a removal came to, and what the disk looks like after it.
     struct Removal {
-        FileDeleter::DeletionResult result;
+        // By the positions of the review.
+        std::vector<std::size_t> gone;
+        std::vector<std::size_t> failed;
+        CleanupOperation operation;
+        std::optional<std::string> problem;  // what `error` tells
+        bool isRecordMissing = false;        // that only the record could not be kept
         VolumeCapacity capacity;
     };
-    std::vector<FileNode::Pointer> markedNodes() const;
-    std::vector<FileNode::Pointer> removableNodes() const;
+    static Removal removalOf(const CleanupReview::Shown& shown, FileDeleter::DeletionResult result);
     void setDeleting(bool deleting, bool stopping = false);
     void takeDeletionProgress(const DeletionProgress& progress);
-    void finishDeletion(const std::vector<FileNode::Pointer>& nodes, Outcome<Removal> outcome);
-    void takeOutOfTree(const std::vector<FileNode::Pointer>& nodes,
-                       const FileDeleter::DeletionResult& result);
-    void tellOfRemoval(const FileDeleter::DeletionResult& result);
+    // A removal whose items are being taken out of the tree.
+    struct Ending {
+        std::shared_ptr<const RemovalReview> review;
+        Removal removal;
+        std::size_t next = 0;  // of `removal.gone`
+    };
+    void finishDeletion(std::shared_ptr<const RemovalReview> review, Outcome<Removal> outcome);
+    void later(const std::shared_ptr<Ending>& ending,
+               void (DiskScannerViewModel::*step)(const std::shared_ptr<Ending>&));
+    void takeOutOfTree(const std::shared_ptr<Ending>& ending);
+    void followRemoval(const std::shared_ptr<Ending>& ending);
+    void endDeletion(const std::shared_ptr<Ending>& ending);
     void totalAnew(const VolumeCapacity& capacity);
 
     World world_;
@@ -268,8 +326,13 @@ private:
     FileNode::Pointer selectedNode_;
     FileNode::Pointer hoveredNode_;
     std::vector<FileNode::Pointer> navigationStack_;
-    std::set<UUID> selectedForDeletion_;
+    RemovalMarks marks_;
+    std::vector<FileNode::Pointer> uncheckedMarks_;  // of which the disk is still to be asked
+    std::optional<std::string> markNotice_;
     bool showDeleteConfirmation_ = false;
+    RemovalReviewPreparation::Progress reviewProgress_;
+    std::shared_ptr<const RemovalReview> review_;
+    GroundPointer ground_;  // of the map on screen
     ScanScope scanScope_ = ScanScope::selectedFolder;
     std::optional<std::string> savedScanNotice_;
     bool hasSavedIndex_ = false;
@@ -289,8 +352,12 @@ private:
     Gate deleter_;
     ScanChangeTracker changeTracker_;
     SerialContext scanContext_;
+    SerialContext reviewContext_;  // what the disk is asked about marks
     SerialContext removalContext_;
     SerialContext indexContext_;  // every use of the saved index, one after the other
+    Run rulesTask_;
+    Run markTask_;
+    std::unique_ptr<RemovalReviewPreparation> preparation_;
     Run deletionTask_;
     Run loadTask_;
     Run forgetTask_;

@@ -14,6 +14,8 @@ struct CleanupPreviewItem {
     std::string risk;                   // a short label; "Safe" is shown quietly, all others as a warning
     std::optional<std::string> keeper;  // of a duplicate: the copy that stays, an absolute path
     bool isFolder = false;              // chooses its picture, nothing else
+    // Why it could not be told beforehand whether it may go, a sentence; empty where it could.
+    std::string uncheckedReason = {};
 
     bool operator==(const CleanupPreviewItem&) const = default;
 };

@@ -23,7 +23,8 @@ std::int64_t sum(std::int64_t left, std::int64_t right) {
     return left < 0 ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
 }
 
-std::vector<CleanupPreviewItem> withoutNested(const std::vector<CleanupPreviewItem>& items) {
+// The positions of the items that no other one covers, in their order.
+std::vector<std::size_t> withoutNested(const std::vector<CleanupPreviewItem>& items) {
     // Of two items for one path the last given stands for it, as it does in the gate.
     std::unordered_map<std::string, std::size_t> lastOfPath;
     std::vector<std::string> urls;
@@ -38,27 +39,32 @@ std::vector<CleanupPreviewItem> withoutNested(const std::vector<CleanupPreviewIt
         kept.push_back(lastOfPath.at(standardizedPath(url)));
     }
     std::sort(kept.begin(), kept.end());
-    std::vector<CleanupPreviewItem> shown;
-    shown.reserve(kept.size());
-    for (const std::size_t index : kept) {
-        shown.push_back(items[index]);
-    }
-    return shown;
+    return kept;
 }
 
 }  // namespace
 
-CleanupReview::CleanupReview(const std::vector<CleanupPreviewItem>& items, Options options,
-                             std::vector<RunningApplication> running)
-    : shownItems_(withoutNested(items)), options_(std::move(options)), running_(std::move(running)) {
-    std::stable_sort(shownItems_.begin(), shownItems_.end(),
-                     [](const CleanupPreviewItem& left, const CleanupPreviewItem& right) {
-                         return left.estimatedBytes > right.estimatedBytes;
+CleanupReview::ShownPointer CleanupReview::shownOf(std::vector<CleanupPreviewItem> items) {
+    const auto shown = std::make_shared<Shown>();
+    shown->positions = withoutNested(items);
+    std::stable_sort(shown->positions.begin(), shown->positions.end(),
+                     [&items](std::size_t left, std::size_t right) {
+                         return items[left].estimatedBytes > items[right].estimatedBytes;
                      });
-    for (const CleanupPreviewItem& item : shownItems_) {
-        estimatedBytes_ = sum(estimatedBytes_, item.estimatedBytes);
+    shown->items.reserve(shown->positions.size());
+    for (const std::size_t position : shown->positions) {
+        shown->estimatedBytes = sum(shown->estimatedBytes, items[position].estimatedBytes);
+        shown->items.push_back(std::move(items[position]));
     }
+    return shown;
 }
+
+CleanupReview::CleanupReview(ShownPointer shown, Options options, std::vector<RunningApplication> running)
+    : shown_(std::move(shown)), options_(std::move(options)), running_(std::move(running)) {}
+
+CleanupReview::CleanupReview(std::vector<CleanupPreviewItem> items, Options options,
+                             std::vector<RunningApplication> running)
+    : CleanupReview(shownOf(std::move(items)), std::move(options), std::move(running)) {}
 
 void CleanupReview::setPermanent(bool permanent) {
     isPermanent_ = permanent && options_.allowsPermanentDeletion;
@@ -66,7 +72,7 @@ void CleanupReview::setPermanent(bool permanent) {
 }
 
 CleanupReview::Decision CleanupReview::pressConfirm() {
-    if (shownItems_.empty()) {
+    if (shown_->items.empty()) {
         return Decision::none;
     }
     if (!isPermanent_) {
@@ -82,7 +88,7 @@ CleanupReview::Decision CleanupReview::confirmPermanentDeletion() {
 }
 
 std::string CleanupReview::summaryText() const {
-    return cleanup_texts::reviewSummary(shownCount(), estimatedBytes_);
+    return cleanup_texts::reviewSummary(shownCount(), estimatedBytes());
 }
 
 std::string CleanupReview::noteText() const {

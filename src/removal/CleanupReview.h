@@ -5,10 +5,12 @@
 // the numbers agree with what the gate will do. A permanent removal takes two decisions after its switch:
 // `pressConfirm` only asks for the second one, `confirmPermanentDeletion`. It removes nothing itself.
 //
-// Main thread only.
+// Main thread only, but for `shownOf`.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,20 +27,35 @@ public:
         bool allowsPermanentDeletion = true;
         std::optional<std::string> confirmLabel =
             std::nullopt;  // the main button's text; never that of a permanent removal
+        std::string notice = {};
     };
 
     // What the user has decided by a press.
     enum class Decision { none, trash, permanent };
 
+    // What of a proposal is shown and counted, the largest first, ties in the given order: these items go if
+    // the user so decides, and no others. It never changes.
+    struct Shown {
+        std::vector<CleanupPreviewItem> items;
+        std::vector<std::size_t> positions;  // of each, among those proposed
+        std::int64_t estimatedBytes = 0;
+    };
+    using ShownPointer = std::shared_ptr<const Shown>;
+
+    // Takes about a second for a million items. Safe from any thread.
+    static ShownPointer shownOf(std::vector<CleanupPreviewItem> items);
+
     CleanupReview() = default;
     // `running`: the applications that run as the review begins. They only inform; the gate looks again.
-    CleanupReview(const std::vector<CleanupPreviewItem>& items, Options options,
+    CleanupReview(ShownPointer shown, Options options, std::vector<RunningApplication> running = {});
+    CleanupReview(std::vector<CleanupPreviewItem> items, Options options,
                   std::vector<RunningApplication> running = {});
 
-    // What is shown, the largest first, ties in the given order.
-    const std::vector<CleanupPreviewItem>& shownItems() const { return shownItems_; }
-    std::int64_t shownCount() const { return static_cast<std::int64_t>(shownItems_.size()); }
-    std::int64_t estimatedBytes() const { return estimatedBytes_; }
+    const std::vector<CleanupPreviewItem>& shownItems() const { return shown_->items; }
+    std::int64_t shownCount() const { return static_cast<std::int64_t>(shown_->items.size()); }
+    std::int64_t estimatedBytes() const { return shown_->estimatedBytes; }
+    // What the user is to know before the list; empty where there is nothing.
+    const std::string& notice() const { return options_.notice; }
 
     bool allowsPermanentDeletion() const { return options_.allowsPermanentDeletion; }
     bool isPermanent() const { return isPermanent_; }
@@ -61,8 +78,7 @@ public:
     std::string runningText(const CleanupPreviewItem& item) const;
 
 private:
-    std::vector<CleanupPreviewItem> shownItems_;
-    std::int64_t estimatedBytes_ = 0;
+    ShownPointer shown_ = std::make_shared<const Shown>();
     Options options_;
     std::vector<RunningApplication> running_;
     bool isPermanent_ = false;

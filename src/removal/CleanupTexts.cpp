@@ -24,6 +24,18 @@ std::string reviewSummary(std::int64_t count, std::int64_t estimatedBytes) {
     return countOfItems(count) + " · " + formattedByteCount(estimatedBytes) + " estimated data";
 }
 
+std::string preparingReview() {
+    return "Preparing the review…";
+}
+
+std::string checkedSoFar(std::int64_t checked, std::int64_t total) {
+    return "Checked " + groupedCount(checked) + " of " + countOfItems(total);
+}
+
+std::string waitingFor(std::string_view path) {
+    return "Waiting for the disk: " + displayText(path);
+}
+
 std::string reviewNote(bool permanent) {
     return permanent ? "Permanent deletion cannot be undone."
                      : "Moving to Trash usually does not free disk space until Trash is emptied. History "

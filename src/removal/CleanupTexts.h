@@ -13,6 +13,10 @@ namespace larkfold::cleanup_texts {
 
 // The review.
 std::string reviewSummary(std::int64_t count, std::int64_t estimatedBytes);
+std::string preparingReview();
+// "Checked 312 of 3,072 items", and which one the disk is asked for.
+std::string checkedSoFar(std::int64_t checked, std::int64_t total);
+std::string waitingFor(std::string_view path);
 std::string reviewNote(bool permanent);
 std::string reviewConfirm(bool permanent, const std::optional<std::string>& confirmLabel);
 std::string permanentConfirmationTitle(std::int64_t count);

@@ -80,7 +80,7 @@ struct FileDeleter::Run {
           stop(stopToken),
           workList(collapseNested(asked.urls)),
           session(heldRoots(asked.allowedRoots)),
-          judge(session.roots()) {
+          judge(judgeOf(session.roots(), stopToken)) {
         for (const std::string& url : workList) {
             workListKeys.insert(standardizedPath(url));
         }
@@ -93,6 +93,16 @@ struct FileDeleter::Run {
             roots.push_back({.path = root.path, .identity = root.identity});
         }
         return roots;
+    }
+
+    // Waits as long as the disk takes: a slow one must not make it refuse what may go. Of a run that is
+    // cancelled meanwhile every item is told as cancelled, so it is asked nothing.
+    static removal_rules::Judge judgeOf(const std::vector<std::string>& roots, const std::stop_token& stop) {
+        try {
+            return {roots, stop};
+        } catch (const CancellationError&) {
+            return removal_rules::Judge({});
+        }
     }
 
     // What an item came to. `logicalBytes` is told for a failure too, where that came after the measuring.

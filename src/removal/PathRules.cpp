@@ -1,12 +1,12 @@
 #include "removal/PathRules.h"
 
 #include <algorithm>
-#include <cstddef>
+#include <cerrno>
+#include <memory>
 #include <optional>
-#include <string_view>
+#include <utility>
 
 #include "platform/Digits.h"
-#include "platform/LinkResolution.h"
 #include "platform/Path.h"
 #include "platform/StandardFolders.h"
 #include "platform/UTF8.h"
@@ -62,16 +62,34 @@ bool Judge::Place::holds(std::string_view target) const {
     return withContents ? isAtOrBelow(target, path) : target == path;
 }
 
-Judge::Judge(std::vector<std::string> allowedRoots) {
+Judge::Judge(const std::vector<std::string>& allowedRoots) {
     if (allowedRoots.empty()) {
         return;
     }
-    // 1. Where everything really leads, asked at once: the roots, the home folder that the environment names
-    // and
-    //    the real one, and the protected places in them, since a place may be a link to where its contents
-    //    lie.
-    const std::string homes[] = {homeDirectoryForCurrentUser(), realHomeDirectory()};
-    for (const std::string& home : homes) {
+    const std::vector<std::string> asked = questions(allowedRoots);
+    std::vector<LinkResolution> answers;
+    answers.reserve(asked.size());
+    for (auto& path : pathsWithLinksResolved(asked)) {
+        const int error = path ? 0 : ETIMEDOUT;
+        answers.push_back({.path = std::move(path), .error = error});
+    }
+    takeAnswers(asked, answers);
+}
+
+Judge::Judge(const std::vector<std::string>& allowedRoots, const std::stop_token& stop) {
+    if (allowedRoots.empty()) {
+        return;
+    }
+    const std::vector<std::string> asked = questions(allowedRoots);
+    takeAnswers(asked, resolveLinks(asked, nullptr, stop));
+}
+
+// Everything that has to be known of the disk, asked at once: the home folder that the environment names and
+// the real one, the protected places in them, since a place may be a link to where its contents lie, and the
+// roots, in this order.
+std::vector<std::string> Judge::questions(const std::vector<std::string>& allowedRoots) {
+    homes_ = {homeDirectoryForCurrentUser(), realHomeDirectory()};
+    for (const std::string& home : homes_) {
         for (const ProtectedPlace& row : protectedPlaces) {
             places_.push_back({joinedPath(home, row.belowHome), row.withContents});
         }
@@ -79,34 +97,53 @@ Judge::Judge(std::vector<std::string> allowedRoots) {
     const std::string trash = joinedPath(applicationSupportDirectory(), "Trash");
     places_.push_back({joinedPath(trash, "files"), false});
     places_.push_back({joinedPath(trash, "info"), false});
-    std::vector<std::string> asked = allowedRoots;
-    asked.insert(asked.end(), std::begin(homes), std::end(homes));
-    const std::size_t named = places_.size();
+    std::vector<std::string> asked = homes_;
     for (const Place& place : places_) {
         asked.push_back(place.path);
     }
-    const std::vector<std::optional<std::string>> resolved = pathsWithLinksResolved(asked);
-    const auto realHomes = resolved.begin() + std::ssize(allowedRoots);
-    const auto realPlaces = realHomes + std::ssize(homes);
+    asked.insert(asked.end(), allowedRoots.begin(), allowedRoots.end());
+    return asked;
+}
 
-    // 2. The protected places, as they are named and where they really lie.
-    for (std::size_t index = 0; index < named; ++index) {
-        // Where a place cannot be resolved, a target that could be does not lie there.
-        if (const auto& real = realPlaces[static_cast<std::ptrdiff_t>(index)]) {
-            places_.push_back({*real, places_[index].withContents});
+void Judge::takeAnswers(const std::vector<std::string>& questions,
+                        const std::vector<LinkResolution>& answers) {
+    const auto whyUnknown = [&](std::size_t index) {
+        return std::make_shared<SystemError>(SystemError::Operation::resolve, answers[index].error,
+                                             questions[index]);
+    };
+    // 1. The home folders, as they are named and where they really are.
+    std::size_t index = 0;
+    isUsable_ = true;
+    for (const std::size_t homes = homes_.size(); index < homes; ++index) {
+        if (const auto& real = answers[index].path) {
+            homes_.push_back(*real);
+        } else {
+            isUsable_ = false;
+            unanswered_ = whyUnknown(index);
         }
     }
-    isUsable_ = std::all_of(realHomes, realPlaces, [](const auto& home) { return home.has_value(); });
-    for (std::ptrdiff_t index = 0; index < std::ssize(homes); ++index) {
-        homes_.push_back(homes[index]);
-        homes_.push_back(realHomes[index].value_or(homes[index]));
+
+    // 2. The protected places, likewise. Where one cannot be resolved, a target that could be does not lie
+    // there.
+    const std::size_t homes = index;
+    for (const std::size_t end = homes + places_.size(); index < end; ++index) {
+        if (const auto& real = answers[index].path) {
+            places_.push_back({*real, places_[index - homes].withContents});
+        }
     }
 
     // 3. The roots. That of the disk opens nothing.
-    for (auto root = resolved.begin(); root != realHomes; ++root) {
-        if (*root && **root != "/") {
-            roots_.push_back(**root);
+    ErrorValue unknownRoot;
+    for (; index < answers.size(); ++index) {
+        const auto& real = answers[index].path;
+        if (!real) {
+            unknownRoot = whyUnknown(index);
+        } else if (*real != "/") {
+            roots_.push_back(*real);
         }
+    }
+    if (roots_.empty() && !unanswered_) {
+        unanswered_ = unknownRoot;
     }
 }
 
@@ -119,22 +156,29 @@ bool Judge::allows(const std::string& url) const {
     return target && allowsResolved(*target);
 }
 
-std::vector<bool> Judge::allowEach(const std::vector<std::string>& urls) const {
-    std::vector<bool> answers(urls.size(), false);
+std::vector<Judgement> Judge::judgeEach(const std::vector<std::string>& urls,
+                                        const std::function<void(std::size_t)>& onAnswered,
+                                        const std::stop_token& stop) const {
+    using Verdict = Judgement::Verdict;
+    if (unanswered_) {
+        return {urls.size(), Judgement{.verdict = Verdict::unanswered, .reason = unanswered_}};
+    }
+    std::vector<Judgement> judgements(urls.size());
     if (roots_.empty()) {
-        return answers;
+        return judgements;
     }
-    // In portions: each question waits only so long for an answer, and a cold disk takes its time over many
-    // paths.
-    constexpr std::size_t portion = 1024;
-    for (std::size_t from = 0; from < urls.size(); from += portion) {
-        const auto begin = urls.begin() + static_cast<std::ptrdiff_t>(from);
-        const auto end = begin + static_cast<std::ptrdiff_t>(std::min(portion, urls.size() - from));
-        const auto targets = pathsWithLinksResolved({begin, end});
-        std::transform(targets.begin(), targets.end(), answers.begin() + static_cast<std::ptrdiff_t>(from),
-                       [this](const auto& target) { return target && allowsResolved(*target); });
+    const std::vector<LinkResolution> targets = resolveLinks(urls, onAnswered, stop);
+    for (std::size_t index = 0; index < urls.size(); ++index) {
+        Judgement& judgement = judgements[index];
+        if (const auto& target = targets[index].path) {
+            judgement.verdict = allowsResolved(*target) ? Verdict::allowed : Verdict::refused;
+        } else {
+            judgement = {.verdict = Verdict::unanswered,
+                         .reason = std::make_shared<SystemError>(SystemError::Operation::resolve,
+                                                                 targets[index].error, urls[index])};
+        }
     }
-    return answers;
+    return judgements;
 }
 
 bool Judge::allowsResolved(std::string_view target) const {

@@ -3,6 +3,7 @@
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QStringList>
+#include <chrono>
 #include <cstddef>
 #include <string_view>
 #include <utility>
@@ -18,6 +19,9 @@ namespace larkfold {
 
 namespace {
 
+// For how long nothing is shown of a preparation: most have ended by then.
+constexpr std::chrono::milliseconds kPatience{150};
+
 QString iconName(const CleanupPreviewItem& item) {
     return item.isFolder ? QStringLiteral("folder") : iconNameOf(fileKindOf(item.url));
 }
@@ -25,21 +29,87 @@ QString iconName(const CleanupPreviewItem& item) {
 }  // namespace
 
 CleanupReviewModel::CleanupReviewModel(RunningApplications running, QObject* parent)
-    : QAbstractListModel(parent), runningApplications_(std::move(running)) {}
+    : QAbstractListModel(parent), runningApplications_(std::move(running)) {
+    patience_.setInterval(kPatience);
+    patience_.setSingleShot(true);
+    connect(&patience_, &QTimer::timeout, this, [this] {
+        isOpen_ = true;
+        emit isOpenChanged();
+    });
+}
 
-void CleanupReviewModel::open(const std::vector<CleanupPreviewItem>& items, CleanupReview::Options options,
-                              std::function<void(bool)> onConfirm) {
+void CleanupReviewModel::prepare() {
     cancel();
+    show({});
+    checked_ = 0;
+    total_ = 0;
+    awaited_.clear();
+    setPreparing(true);
+    emit preparingProgressChanged();
+    patience_.start();
+}
+
+void CleanupReviewModel::setPreparing(bool preparing) {
+    patience_.stop();
+    if (preparing != isPreparing_) {
+        isPreparing_ = preparing;
+        emit isPreparingChanged();
+    }
+}
+
+void CleanupReviewModel::setProgress(std::int64_t checked, std::int64_t total, const std::string& awaited) {
+    checked_ = checked;
+    total_ = total;
+    awaited_ = awaited;
+    emit preparingProgressChanged();
+}
+
+QString CleanupReviewModel::preparingText() {
+    return QString::fromStdString(cleanup_texts::preparingReview());
+}
+
+QString CleanupReviewModel::checkedText() const {
+    return QString::fromStdString(cleanup_texts::checkedSoFar(checked_, total_));
+}
+
+QString CleanupReviewModel::awaitedText() const {
+    return awaited_.empty() ? QString() : QString::fromStdString(cleanup_texts::waitingFor(awaited_));
+}
+
+double CleanupReviewModel::preparedShare() const {
+    return total_ > 0 ? static_cast<double>(checked_) / static_cast<double>(total_) : 0;
+}
+
+QString CleanupReviewModel::noticeText() const {
+    return QString::fromStdString(review_.notice());
+}
+
+void CleanupReviewModel::show(CleanupReview review) {
+    beginResetModel();
+    review_ = std::move(review);
+    endResetModel();
+    emit decisionChanged();
+}
+
+void CleanupReviewModel::open(std::vector<CleanupPreviewItem> items, CleanupReview::Options options,
+                              std::function<void(bool)> onConfirm) {
+    open(CleanupReview::shownOf(std::move(items)), std::move(options), std::move(onConfirm));
+}
+
+void CleanupReviewModel::open(CleanupReview::ShownPointer shown, CleanupReview::Options options,
+                              std::function<void(bool)> onConfirm) {
+    if (isPreparing_) {
+        setPreparing(false);
+    } else {
+        cancel();
+    }
     // Listed once, as the sheet appears; the gate looks again.
     auto running = options.protectRunningApplications && runningApplications_
                        ? runningApplications_()
                        : std::vector<RunningApplication>();
-    beginResetModel();
-    review_ = CleanupReview(items, std::move(options), std::move(running));
-    endResetModel();
+    show(CleanupReview(std::move(shown), std::move(options), std::move(running)));
     onConfirm_ = std::move(onConfirm);
     isOpen_ = true;
-    emit decisionChanged();
     emit isOpenChanged();
 }
 
@@ -48,6 +118,7 @@ void CleanupReviewModel::cancel() {
 }
 
 void CleanupReviewModel::close(CleanupReview::Decision decision) {
+    setPreparing(false);
     if (!isOpen_) {
         return;
     }
@@ -135,6 +206,9 @@ QString CleanupReviewModel::spokenText(const CleanupPreviewItem& item) const {
     if (const std::string held = review_.runningText(item); !held.empty()) {
         parts << QString::fromStdString(held);
     }
+    if (!item.uncheckedReason.empty()) {
+        parts << QString::fromStdString(item.uncheckedReason);
+    }
     return parts.join(QStringLiteral(", "));
 }
 
@@ -162,6 +236,8 @@ QVariant CleanupReviewModel::data(const QModelIndex& index, int role) const {
                                : QString();
         case RunningTextRole:
             return QString::fromStdString(review_.runningText(item));
+        case UncheckedTextRole:
+            return QString::fromStdString(item.uncheckedReason);
         case IconNameRole:
             return iconName(item);
         case SpokenTextRole:
@@ -180,6 +256,7 @@ QHash<int, QByteArray> CleanupReviewModel::roleNames() const {
             {ReasonRole, "reason"},
             {KeeperTextRole, "keeperText"},
             {RunningTextRole, "runningText"},
+            {UncheckedTextRole, "uncheckedText"},
             {IconNameRole, "iconName"},
             {SpokenTextRole, "spokenText"}};
 }

@@ -1,14 +1,18 @@
 // The review sheet: the rows of what would go, and what the user decides about them.
 //
 // There is one, opened anew for each proposal, and it acts only through the function that came with the
-// proposal. Rows are worded when they are asked for, so that a list of any length opens at once. Main thread
-// only.
+// proposal. While a proposal is being prepared it shows how far that is, and can only be cancelled; where
+// that takes no time to speak of, it opens with the list. Rows are worded when they are asked for, so that a
+// list of any length opens at once. Main thread only.
 #pragma once
 
 #include <QtQml/qqmlregistration.h>
 #include <QAbstractListModel>
 #include <QString>
+#include <QTimer>
+#include <cstdint>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "removal/CleanupReview.h"
@@ -21,6 +25,12 @@ class CleanupReviewModel : public QAbstractListModel {
     QML_ELEMENT
     QML_UNCREATABLE("The window has the one there is.")
     Q_PROPERTY(bool isOpen READ isOpen NOTIFY isOpenChanged)
+    Q_PROPERTY(bool isPreparing READ isPreparing NOTIFY isPreparingChanged)
+    Q_PROPERTY(QString preparingText READ preparingText CONSTANT)
+    Q_PROPERTY(QString checkedText READ checkedText NOTIFY preparingProgressChanged)
+    Q_PROPERTY(QString awaitedText READ awaitedText NOTIFY preparingProgressChanged)
+    Q_PROPERTY(double preparedShare READ preparedShare NOTIFY preparingProgressChanged)
+    Q_PROPERTY(QString noticeText READ noticeText NOTIFY isOpenChanged)
     Q_PROPERTY(int count READ count NOTIFY isOpenChanged)
     Q_PROPERTY(QString summaryText READ summaryText NOTIFY isOpenChanged)
     Q_PROPERTY(bool allowsPermanentDeletion READ allowsPermanentDeletion NOTIFY isOpenChanged)
@@ -38,8 +48,9 @@ public:
         SizeTextRole,
         PathRole,
         ReasonRole,
-        KeeperTextRole,   // empty where there is no copy that stays
-        RunningTextRole,  // empty where no running application holds the item back
+        KeeperTextRole,     // empty where there is no copy that stays
+        RunningTextRole,    // empty where no running application holds the item back
+        UncheckedTextRole,  // empty where the item could be checked beforehand
         IconNameRole,
         SpokenTextRole,  // the row for a screen reader
     };
@@ -48,14 +59,27 @@ public:
     explicit CleanupReviewModel(RunningApplications running = RunningApplication::current,
                                 QObject* parent = nullptr);
 
+    // A proposal is being prepared: shows that if it lasts. A proposal that is still open is cancelled.
+    void prepare();
+    // Of `total` items so many are prepared, and the disk is asked for that path.
+    void setProgress(std::int64_t checked, std::int64_t total, const std::string& awaited);
+
     // Shows the proposal. `onConfirm` is called at most once, with whether the removal is permanent, after
     // the sheet has closed. A proposal that is still open is cancelled.
-    void open(const std::vector<CleanupPreviewItem>& items, CleanupReview::Options options,
+    void open(CleanupReview::ShownPointer shown, CleanupReview::Options options,
+              std::function<void(bool permanently)> onConfirm);
+    void open(std::vector<CleanupPreviewItem> items, CleanupReview::Options options,
               std::function<void(bool permanently)> onConfirm);
     // Closes without a decision.
     Q_INVOKABLE void cancel();
 
     bool isOpen() const { return isOpen_; }
+    bool isPreparing() const { return isPreparing_; }
+    static QString preparingText();
+    QString checkedText() const;
+    QString awaitedText() const;  // empty where nothing is waited for
+    double preparedShare() const;
+    QString noticeText() const;
     int count() const { return static_cast<int>(review_.shownCount()); }
     QString summaryText() const;
     bool allowsPermanentDeletion() const { return review_.allowsPermanentDeletion(); }
@@ -78,9 +102,13 @@ public:
 
 signals:
     void isOpenChanged();
+    void isPreparingChanged();
+    void preparingProgressChanged();
     void decisionChanged();
 
 private:
+    void setPreparing(bool preparing);
+    void show(CleanupReview review);
     void close(CleanupReview::Decision decision);
     QString spokenText(const CleanupPreviewItem& item) const;
 
@@ -88,6 +116,11 @@ private:
     CleanupReview review_;
     std::function<void(bool)> onConfirm_;
     bool isOpen_ = false;
+    bool isPreparing_ = false;
+    std::int64_t checked_ = 0;
+    std::int64_t total_ = 0;
+    std::string awaited_;
+    QTimer patience_;
 };
 
 }  // namespace larkfold

@@ -29,7 +29,7 @@ constexpr double kActivityEase = 0.4;
 // The level is full at ten to this power of entries a second.
 constexpr double kFullActivityPower = 5;
 // How many of a removal's failures the page tells; it is no place for ten thousand.
-constexpr int kMostFailuresShown = 4;
+constexpr std::size_t kMostFailuresShown = 20;
 
 }  // namespace
 
@@ -49,6 +49,7 @@ DiskSpacePresenter::DiskSpacePresenter(DiskScannerViewModel& driver, MainQueue& 
     connect(&activityTimer_, &QTimer::timeout, this, &DiskSpacePresenter::measureActivity);
     followDriver();
     takeResult();
+    noteError();
 }
 
 void DiskSpacePresenter::followDriver() {
@@ -83,9 +84,9 @@ void DiskSpacePresenter::followDriver() {
             passRemovalOn();
         }
     });
-    connect(&driver_, &Driver::errorChanged, this, &DiskSpacePresenter::errorChanged);
+    connect(&driver_, &Driver::errorChanged, this, &DiskSpacePresenter::noteError);
     connect(&driver_, &Driver::savedScanNoticeChanged, this, &DiskSpacePresenter::savedScanNoticeChanged);
-    connect(&driver_, &Driver::selectedForDeletionChanged, this, &DiskSpacePresenter::countMarked);
+    connect(&driver_, &Driver::selectedForDeletionChanged, this, &DiskSpacePresenter::noteMarks);
     connect(&driver_, &Driver::changedFolderCountChanged, this, &DiskSpacePresenter::changedFoldersChanged);
     connect(&driver_, &Driver::watchCoverageChanged, this, &DiskSpacePresenter::watchNoticeChanged);
     connect(&driver_, &Driver::skipHiddenFilesChanged, this,
@@ -98,19 +99,38 @@ void DiskSpacePresenter::takeResult() {
     emit resultChanged();
     emit subjectChanged();
     emit hiddenSettingDiffersChanged();
-    countMarked();
+    noteMarks();
     emit navigationChanged();
 }
 
-void DiskSpacePresenter::countMarked() {
-    // Goes over the tree, so once for each change and not for each reader.
+// The views lay out their texts anew at each signal, and marks change by the thousand.
+void DiskSpacePresenter::noteMarks() {
+    if (willTellOfMarks_) {
+        return;
+    }
+    willTellOfMarks_ = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            willTellOfMarks_ = false;
+            emit markedChanged();
+        },
+        Qt::QueuedConnection);
+}
+
+int DiskSpacePresenter::markedItems() const {
+    return driver_.markedTotals().items;
+}
+
+QString DiskSpacePresenter::markedText() const {
     const auto totals = driver_.markedTotals();
-    markedItems_ = totals.items;
-    markedText_ = totals.items > 0 ? texts::marked(totals.items, totals.bytes) : QString();
-    markedShortText_ = totals.items > 0
-                           ? countText(totals.items) + QLatin1Char('\n') + texts::bytes(totals.bytes)
-                           : QString();
-    emit markedChanged();
+    return totals.items > 0 ? texts::marked(totals.items, totals.bytes) : QString();
+}
+
+QString DiskSpacePresenter::markedShortText() const {
+    const auto totals = driver_.markedTotals();
+    return totals.items > 0 ? countText(totals.items) + QLatin1Char('\n') + texts::bytes(totals.bytes)
+                            : QString();
 }
 
 QString DiskSpacePresenter::title() const {
@@ -289,12 +309,15 @@ void DiskSpacePresenter::setActivityLevel(double level) {
     }
 }
 
-QString DiskSpacePresenter::errorText() const {
-    if (driver_.isAccessProblem()) {
-        return {};
+// Kept, since the text of a long removal has a line for each of its failures.
+void DiskSpacePresenter::noteError() {
+    if (driver_.isAccessProblem() || !driver_.error()) {
+        errorText_.clear();
+    } else {
+        errorText_ = driver_.isRemovalProblem() ? texts::firstLines(*driver_.error(), kMostFailuresShown)
+                                                : driver_.errorText();
     }
-    return driver_.isRemovalProblem() ? texts::firstLines(driver_.errorText(), kMostFailuresShown)
-                                      : driver_.errorText();
+    emit errorChanged();
 }
 
 QString DiskSpacePresenter::errorHint() const {

@@ -105,9 +105,9 @@ public:
     QString restoreTitle() const;
     QString hiddenItemsText() const;  // "318 hidden items left out", empty where there were none
     bool hiddenSettingDiffers() const;
-    int markedItems() const { return markedItems_; }
-    QString markedText() const { return markedText_; }            // "3 items, 4.2 GB marked"
-    QString markedShortText() const { return markedShortText_; }  // "3", and the size on a second line
+    int markedItems() const;
+    QString markedText() const;       // "3 items, 4.2 GB marked"
+    QString markedShortText() const;  // "3", and the size on a second line
 
     BreadcrumbModel* breadcrumb() { return &breadcrumb_; }
     bool canGoBack() const;
@@ -125,8 +125,8 @@ public:
     QString removalText() const;  // "Moving to Trash: 12 of 340 items…"; empty where none is under way
     double removalShare() const;  // 0 to 1
 
-    // Of a removal with many failures the first few; the history has them all.
-    QString errorText() const;
+    // Of a removal with many failures the first ones; the history has them all.
+    QString errorText() const { return errorText_; }
     QString errorHint() const;
 
     bool hasVolume() const { return volume_.total.has_value() && volume_.available.has_value(); }
@@ -163,7 +163,8 @@ signals:
 private:
     void followDriver();
     void takeResult();
-    void countMarked();
+    void noteMarks();
+    void noteError();
     void passProgressOn();
     void passRemovalOn();
     void measureActivity();
@@ -174,9 +175,8 @@ private:
     ScanErrorListModel scanErrors_;
     BreadcrumbModel breadcrumb_;
     VolumeCapacity volume_;
-    int markedItems_ = 0;
-    QString markedText_;
-    QString markedShortText_;
+    bool willTellOfMarks_ = false;  // once in a turn of the main loop, however many change
+    QString errorText_;
 
     QTimer progressTimer_;
     bool hasNewProgress_ = false;

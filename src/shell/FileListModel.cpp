@@ -235,8 +235,7 @@ void FileListModel::setDriver(DiskScannerViewModel* driver) {
         connect(driver_, &DiskScannerViewModel::selectedNodeChanged, this,
                 &FileListModel::followSelectedNode);
         connect(driver_, &DiskScannerViewModel::hoveredNodeChanged, this, &FileListModel::followHoveredNode);
-        connect(driver_, &DiskScannerViewModel::selectedForDeletionChanged, this,
-                [this] { refreshRows({IsMarkedRole, SpokenTextRole}); });
+        connect(driver_, &DiskScannerViewModel::selectedForDeletionChanged, this, &FileListModel::noteMarks);
         connect(driver_, &QObject::destroyed, this, [this] {
             driver_ = nullptr;
             followFolder();
@@ -350,6 +349,22 @@ void FileListModel::followHoveredNode() {
             emit dataChanged(index(changed), index(changed), {IsHoveredRole});
         }
     }
+}
+
+// The views ask for their rows anew at each signal, and marks change by the thousand: once in a turn of the
+// main loop is enough.
+void FileListModel::noteMarks() {
+    if (willTellOfMarks_) {
+        return;
+    }
+    willTellOfMarks_ = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            willTellOfMarks_ = false;
+            refreshRows({IsMarkedRole, SpokenTextRole});
+        },
+        Qt::QueuedConnection);
 }
 
 void FileListModel::refreshRows(const QList<int>& roles) {
@@ -590,18 +605,11 @@ void FileListModel::toggleMark(int row) {
     }
     setCurrentRow(row);
     dismissNotice();
-    if (driver_->canSelect(*wanted)) {
-        driver_->toggleSelection(wanted);
+    if (const auto refusal = driver_->whyNotMarked(*wanted)) {
+        showNotice(QString::fromStdString(*refusal));
     } else {
-        showNotice(whyNotMarked(*wanted));
+        driver_->toggleSelection(wanted);
     }
-}
-
-QString FileListModel::whyNotMarked(const FileNode& node) const {
-    if (node.isAggregate()) {
-        return texts::aggregateCannotBeMarked;
-    }
-    return driver_->scansStartupDisk() ? texts::outsideHomeCannotBeMarked : texts::protectedCannotBeMarked;
 }
 
 void FileListModel::hover(int row) {

@@ -190,12 +190,12 @@ private:
     void prepareNames();
     void forgetHover();
     void setCurrentNode(const FileNode::Pointer& node);
+    void noteMarks();
     void refreshRows(const QList<int>& roles);
     double share(const FileNode& node) const;
     QString locationText(const FileNode& node) const;
     QString spokenText(const FileNode& node) const;
     QString explanation(const FileNode& node) const;
-    QString whyNotMarked(const FileNode& node) const;
 
     DiskScannerViewModel* driver_ = nullptr;
     FileListQuery query_;
@@ -205,6 +205,7 @@ private:
     int currentRow_ = -1;
     int hoveredRow_ = -1;
     std::weak_ptr<FileNode> hoveredHere_;  // what this list has set as the driver's hovered node
+    bool willTellOfMarks_ = false;
     QString notice_;
     QString typed_;
     QElapsedTimer sinceTyped_;

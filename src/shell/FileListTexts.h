@@ -19,16 +19,6 @@ inline const QString nothingMatchesText = QStringLiteral(
 inline const QString nothingMatchesBelowText =
     QStringLiteral("No entry of this folder or below it fits the search and the filters.");
 
-// Why something was not marked. Each says that nothing has changed.
-inline const QString aggregateCannotBeMarked =
-    QStringLiteral("This line stands for many files together, so it cannot be marked. Nothing was changed.");
-inline const QString outsideHomeCannotBeMarked = QStringLiteral(
-    "After a scan of the whole disk only what lies in your home folder can be marked, and not its "
-    "protected places. Nothing was changed.");
-inline const QString protectedCannotBeMarked = QStringLiteral(
-    "This item cannot be marked: it is protected, it is no longer there, or it leads out of the folder "
-    "that was scanned. Nothing was changed.");
-
 inline const QString aggregateCannotBePreviewed =
     QStringLiteral("This line stands for many files together, so there is no single file to show.");
 inline const QString noLongerThere = QStringLiteral(

@@ -115,10 +115,20 @@ void MainView::observeRemoval() {
     connect(&scannerViewModel_, &DiskScannerViewModel::showDeleteConfirmationChanged, this, [this] {
         if (!scannerViewModel_.showDeleteConfirmation()) {
             cleanupReview_.cancel();
-        } else if (!cleanupReview_.isOpen()) {
-            cleanupReview_.open(scannerViewModel_.reviewItems(), {},
-                                [this](bool permanently) { scannerViewModel_.deleteSelected(permanently); });
+        } else {
+            cleanupReview_.prepare();
         }
+    });
+    connect(&scannerViewModel_, &DiskScannerViewModel::reviewProgressChanged, this, [this] {
+        const auto& progress = scannerViewModel_.reviewProgress();
+        cleanupReview_.setProgress(progress.answered, progress.total, progress.awaited);
+    });
+    connect(&scannerViewModel_, &DiskScannerViewModel::reviewPrepared, this, [this] {
+        // What is confirmed is what is shown here, whatever the driver holds by then.
+        const auto review = scannerViewModel_.review();
+        cleanupReview_.open(
+            review->shown, {.notice = scannerViewModel_.markNotice().toStdString()},
+            [this, review](bool permanently) { scannerViewModel_.deleteSelected(permanently, review); });
     });
     connect(&cleanupReview_, &CleanupReviewModel::isOpenChanged, this, [this] {
         if (!cleanupReview_.isOpen()) {

@@ -1,6 +1,6 @@
 #include "shell/ShellTexts.h"
 
-#include <QStringList>
+#include <algorithm>
 
 #include "platform/ByteCountFormatter.h"
 #include "platform/Collation.h"
@@ -127,13 +127,17 @@ QString recordMissingHint() {
     return QStringLiteral("What you removed has gone where you decided; only the record of it is missing.");
 }
 
-QString firstLines(const QString& lines, int most) {
-    const QStringList all = lines.split(QLatin1Char('\n'));
-    if (all.size() <= most) {
-        return lines;
+QString firstLines(std::string_view lines, std::size_t most) {
+    std::size_t end = 0;
+    for (std::size_t line = 0; line < most; ++line) {
+        end = lines.find('\n', line == 0 ? 0 : end + 1);
+        if (end == std::string_view::npos) {
+            return QString::fromUtf8(lines.data(), static_cast<qsizetype>(lines.size()));
+        }
     }
-    return all.first(most).join(QLatin1Char('\n')) + QLatin1Char('\n') +
-           QStringLiteral("…and %1 more.").arg(grouped(all.size() - most));
+    const auto more = std::count(lines.begin() + static_cast<std::ptrdiff_t>(end), lines.end(), '\n');
+    return QString::fromUtf8(lines.data(), static_cast<qsizetype>(end)) +
+           QStringLiteral("\nand %1 more, see the history").arg(grouped(more));
 }
 
 QString settingNotSaved(const QString& reason) {

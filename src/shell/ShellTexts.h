@@ -2,7 +2,9 @@
 #pragma once
 
 #include <QString>
+#include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace larkfold::texts {
 
@@ -29,7 +31,7 @@ QString scanCancelledHint();
 QString scanFailedHint();
 QString removalFailedHint();
 QString recordMissingHint();
-QString firstLines(const QString& lines, int most);  // and "…and 12 more."
+QString firstLines(std::string_view lines, std::size_t most);  // and "and 12 more, see the history"
 QString settingNotSaved(const QString& reason);
 QString dropFailed();  // "Larkfold couldn’t access that location."
 

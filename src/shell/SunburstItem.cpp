@@ -51,7 +51,7 @@ void SunburstItem::setDriver(DiskScannerViewModel* driver) {
     if (driver_) {
         connect(driver_, &DiskScannerViewModel::scanResultChanged, this, &SunburstItem::layOutAnew);
         connect(driver_, &DiskScannerViewModel::navigationStackChanged, this, &SunburstItem::layOutAnew);
-        connect(driver_, &DiskScannerViewModel::selectedForDeletionChanged, this, &SunburstItem::redraw);
+        connect(driver_, &DiskScannerViewModel::selectedForDeletionChanged, this, &SunburstItem::noteMarks);
         connect(driver_, &DiskScannerViewModel::hoveredNodeChanged, this, &SunburstItem::centerChanged);
         connect(driver_, &DiskScannerViewModel::selectedNodeChanged, this, &SunburstItem::summaryChanged);
     }
@@ -177,6 +177,24 @@ void SunburstItem::redraw() {
     pictureIsStale_ = true;
     emit pictureChanged();
     polish();
+}
+
+// What is drawn follows at once, where it is asked for; told is it once in a turn of the main loop, since
+// marks change by the thousand.
+void SunburstItem::noteMarks() {
+    rasterIsStale_ = true;
+    pictureIsStale_ = true;
+    if (willTellOfMarks_) {
+        return;
+    }
+    willTellOfMarks_ = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            willTellOfMarks_ = false;
+            redraw();
+        },
+        Qt::QueuedConnection);
 }
 
 SunburstColour SunburstItem::disc() const {

@@ -109,6 +109,7 @@ protected:
 private:
     void layOutAnew();
     void redraw();
+    void noteMarks();
     void prepare();
     void beginOpening(const std::shared_ptr<const SunburstLayout>& before);
     void endOpening();
@@ -132,6 +133,7 @@ private:
     double scale_ = 1;
     bool rasterIsStale_ = true;
     bool pictureIsStale_ = true;
+    bool willTellOfMarks_ = false;
 
     QImage picture_;  // on display
     bool isNewPicture_ = false;

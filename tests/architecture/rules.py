@@ -137,8 +137,9 @@ def is_system_part(path):
     return re.match(r"src/platform/(linux|macos)/", path) is not None
 
 
-# Drivers by what they do: the window observes them, and they have no page of their own.
-DRIVERS_BY_ANOTHER_NAME = {"src/disk/ScanHistoryManager"}
+# Drivers by what they do: the window observes them, and they have no page of their own; or they are a part of one that
+# has a file for itself.
+DRIVERS_BY_ANOTHER_NAME = {"src/disk/RemovalReview", "src/disk/ScanHistoryManager"}
 
 
 def is_driver(path):

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <QSignalSpy>
 #include <QTest>
@@ -13,6 +14,7 @@
 
 #include "disk/DiskDriverFixture.h"
 #include "disk/DiskScannerViewModel.h"
+#include "disk/MarkTexts.h"
 #include "platform/StandardFolders.h"
 #include "support/GateThatTells.h"
 
@@ -36,6 +38,11 @@ protected:
         driver->deleteSelected(permanently);
         ASSERT_TRUE(driver->isDeleting());
         ASSERT_TRUE(waitFor([this] { return !driver->isDeleting(); }));
+    }
+    void prepareReview() {
+        driver->setShowDeleteConfirmation(true);
+        ASSERT_TRUE(waitFor([this] { return driver->review() != nullptr; }));
+        ASSERT_FALSE(driver->isPreparingReview());
     }
     void mark(const FileNode::Pointer& marked) {
         ASSERT_NE(marked, nullptr);
@@ -92,13 +99,153 @@ TEST_F(RemovalFromTheMapTest, aFolderThatNowLeadsOutOfTheRootIsLeftOutOfTheRevie
     scan(tree.path("root"));
     mark(node("a"));
     mark(node("b"));
+    ASSERT_TRUE(waitFor([this] { return driver->areMarksChecked(); }));
     ASSERT_EQ(::rename(tree.path("root/a").c_str(), tree.path("moved").c_str()), 0);
     tree.link("root/a", tree.path("outside"));
+    ASSERT_EQ(driver->selectedForDeletion().size(), 2u);
+    prepareReview();
     ASSERT_EQ(driver->reviewItems().size(), 1u);
     EXPECT_EQ(driver->reviewItems().front().url, tree.path("root/b"));
+    EXPECT_EQ(driver->selectedForDeletion(), std::set<UUID>{node("b")->id()});
+    EXPECT_TRUE(driver->markNotice().startsWith("The mark on “a” was taken back: "));
     remove();
     ASSERT_EQ(gate.requests.size(), 1u);
     EXPECT_EQ(gate.requests.front().urls, std::vector<std::string>{tree.path("root/b")});
+}
+
+TEST_F(RemovalFromTheMapTest, exactlyWhatTheConfirmedReviewShowsGoes_whateverIsMarkedMeanwhile) {
+    for (const char* name : {"root/a", "root/b", "root/c", "root/d"}) {
+        tree.file(name);
+    }
+    scan(tree.path("root"));
+    mark(node("a"));
+    mark(node("b"));
+    prepareReview();
+    const auto confirmed = driver->review();
+    ASSERT_EQ(confirmed->shown->items.size(), 2u);
+    // Other marks, another state of the disk, another review, and the sheet is closed: what was confirmed
+    // stands.
+    driver->setShowDeleteConfirmation(false);
+    driver->toggleSelection(node("a"));
+    mark(node("c"));
+    ASSERT_EQ(::rename(tree.path("root/b").c_str(), tree.path("moved").c_str()), 0);
+    tree.link("root/b", tree.path("moved"));
+    prepareReview();
+    driver->setShowDeleteConfirmation(false);
+    driver->deleteSelected(false, confirmed);
+    ASSERT_TRUE(waitFor([this] { return !driver->isDeleting(); }));
+    ASSERT_EQ(gate.requests.size(), 1u);
+    EXPECT_EQ(gate.requests.front().urls,
+              (std::vector<std::string>{tree.path("root/a"), tree.path("root/b")}));
+    EXPECT_EQ(node("a"), nullptr);
+    EXPECT_EQ(node("b"), nullptr);
+    EXPECT_NE(node("c"), nullptr);
+    EXPECT_TRUE(driver->selectedForDeletion().empty());
+}
+
+TEST_F(RemovalFromTheMapTest, theReviewThatIsOpenIsWhatGoes) {
+    tree.file("root/a");
+    tree.file("root/b");
+    scan(tree.path("root"));
+    mark(node("a"));
+    prepareReview();
+    mark(node("b"));
+    remove();
+    EXPECT_EQ(gate.requests.front().urls, std::vector<std::string>{tree.path("root/a")});
+}
+
+TEST_F(RemovalFromTheMapTest, nothingGoesWhileTheReviewIsBeingPrepared) {
+    tree.file("root/a");
+    scan(tree.path("root"));
+    mark(node("a"));
+    driver->setShowDeleteConfirmation(true);
+    ASSERT_TRUE(driver->isPreparingReview());
+    driver->deleteSelected(false);
+    EXPECT_FALSE(driver->isDeleting());
+    ASSERT_TRUE(waitFor([this] { return !driver->isPreparingReview(); }));
+    EXPECT_TRUE(gate.requests.empty());
+}
+
+TEST_F(RemovalFromTheMapTest, aPreparationThatIsCancelledLeavesTheMarksAndTellsNothing) {
+    tree.file("root/a");
+    scan(tree.path("root"));
+    mark(node("a"));
+    QSignalSpy prepared(driver.get(), &DiskScannerViewModel::reviewPrepared);
+    driver->setShowDeleteConfirmation(true);
+    driver->setShowDeleteConfirmation(false);
+    EXPECT_FALSE(driver->isPreparingReview());
+    // The next one comes to its end, and it is the only one.
+    prepareReview();
+    EXPECT_EQ(prepared.count(), 1);
+    EXPECT_EQ(driver->review()->shown->items.size(), 1u);
+    EXPECT_FALSE(driver->error().has_value());
+    EXPECT_TRUE(driver->markNotice().isEmpty());
+}
+
+TEST_F(RemovalFromTheMapTest, whatCannotBeCheckedIsShownWithItsReason) {
+    tree.file("root/a");
+    tree.file("root/b");
+    scan(tree.path("root"));
+    mark(node("a"));
+    mark(node("b"));
+    ASSERT_EQ(::unlink(tree.path("root/a").c_str()), 0);
+    tree.link("root/a", "a");
+    prepareReview();
+    const auto items = driver->reviewItems();
+    ASSERT_EQ(items.size(), 2u);
+    for (const CleanupPreviewItem& item : items) {
+        if (item.url == tree.path("root/a")) {
+            EXPECT_NE(item.uncheckedReason.find("lead in a circle"), std::string::npos)
+                << item.uncheckedReason;
+        } else {
+            EXPECT_EQ(item.uncheckedReason, "");
+        }
+    }
+    EXPECT_EQ(driver->selectedForDeletion().size(), 2u);
+}
+
+TEST_F(RemovalFromTheMapTest, anotherFolderInTheScannedOnesPlaceTakesAllMarksBack) {
+    tree.file("root/a");
+    tree.file("root/b");
+    scan(tree.path("root"));
+    mark(node("a"));
+    mark(node("b"));
+    ASSERT_TRUE(waitFor([this] { return driver->areMarksChecked(); }));
+    ASSERT_EQ(::rename(tree.path("root").c_str(), tree.path("moved").c_str()), 0);
+    tree.file("root/a");
+    tree.file("root/b");
+    prepareReview();
+    EXPECT_TRUE(driver->reviewItems().empty());
+    EXPECT_TRUE(driver->selectedForDeletion().empty());
+    EXPECT_EQ(driver->markNotice().toStdString(), mark_texts::takenBackWithTheFolder());
+}
+
+TEST_F(RemovalFromTheMapTest, theGateHearsWhichFolderTheMapWasMadeOf) {
+    tree.file("root/a");
+    const auto scanned = FileDeleter::AllowedRoot::at(tree.folder("root"));
+    scan(tree.path("root"));
+    mark(node("a"));
+    prepareReview();
+    ASSERT_EQ(::rename(tree.path("root").c_str(), tree.path("moved").c_str()), 0);
+    tree.file("root/a");
+    remove();
+    EXPECT_EQ(gate.requests.front().allowedRoots, std::vector{scanned});
+    EXPECT_NE(gate.requests.front().allowedRoots,
+              std::vector{FileDeleter::AllowedRoot::at(tree.path("root"))});
+}
+
+TEST_F(RemovalFromTheMapTest, aMapThatIsReadBackOpensItsFolderAsItStandsThen) {
+    tree.file("root/a");
+    scan(tree.path("root"));
+    auto with = world();
+    with.gate = gate.gate();
+    makeDriver(std::move(with));
+    driver->restoreSavedScanIfNeeded();
+    awaitEnd();
+    mark(node("a"));
+    remove();
+    EXPECT_EQ(gate.requests.front().allowedRoots,
+              std::vector{FileDeleter::AllowedRoot::at(tree.path("root"))});
 }
 
 TEST_F(RemovalFromTheMapTest, theGateIsAskedAsThisTabMay) {
@@ -125,7 +272,7 @@ TEST_F(RemovalFromTheMapTest, theTreeFollowsAndTheTotalsAreFresh) {
     const Date date = driver->scanResult()->scanDate;
     ASSERT_EQ(root()->children().front()->name(), "folder");
     mark(childOf(node("folder"), "gone"));
-    driver->setShowDeleteConfirmation(true);
+    prepareReview();
     QSignalSpy changed(driver.get(), &DiskScannerViewModel::scanResultChanged);
     remove();
 

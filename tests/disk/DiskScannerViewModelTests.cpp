@@ -1,4 +1,5 @@
 #include "disk/DiskScannerViewModel.h"
+#include "disk/MarkTexts.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -6,6 +7,7 @@
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QSignalSpy>
+#include <QTest>
 #include <memory>
 #include <string>
 #include <vector>
@@ -281,14 +283,38 @@ TEST_F(DiskScannerViewModelTest, marksFollowTheRules) {
     EXPECT_EQ(driver->markedTotals().items, 0);
 }
 
-TEST_F(DiskScannerViewModelTest, aFolderReplacedByALinkOutOfTheRootCannotBeMarked) {
+TEST_F(DiskScannerViewModelTest, theMarkOnAFolderThatIsALinkOutOfTheRootByNowIsTakenBackAndThatIsTold) {
     tree.file("root/a/file");
+    tree.file("root/b");
     tree.file("outside/precious");
     scan(tree.path("root"));
-    const auto a = child("a");
     ASSERT_EQ(::rename(tree.path("root/a").c_str(), tree.path("moved").c_str()), 0);
     tree.link("root/a", tree.path("outside"));
-    EXPECT_FALSE(driver->canSelect(*a));
+    const auto b = child("b");
+    driver->toggleSelection(child("a"));
+    driver->toggleSelection(b);
+    EXPECT_EQ(driver->selectedForDeletion().size(), 2u) << "the text alone says nothing against it";
+    ASSERT_TRUE(QTest::qWaitFor([this] { return driver->areMarksChecked(); }, 60'000));
+    EXPECT_EQ(driver->selectedForDeletion(), std::set<UUID>{b->id()});
+    EXPECT_TRUE(driver->markNotice().startsWith("The mark on “a” was taken back: "))
+        << driver->markNotice().toStdString();
+    driver->dismissMarkNotice();
+    EXPECT_TRUE(driver->markNotice().isEmpty());
+}
+
+TEST_F(DiskScannerViewModelTest, whatCannotBeMarkedSaysWhy) {
+    tree.file("root/a");
+    scan(tree.path("root"));
+    const auto root = driver->scanResult()->rootNode;
+    driver->toggleSelection(root);
+    EXPECT_EQ(driver->markNotice().toStdString(), mark_texts::rootCannotBeMarked);
+    const auto summary = FileNode::makeAggregate(FileNode::SummaryOrigin::scan, 1, 1);
+    EXPECT_EQ(driver->whyNotMarked(*summary), mark_texts::aggregateCannotBeMarked);
+    const auto elsewhere =
+        FileNode::makeDetachedFile(tree.path("elsewhere"), "elsewhere", 1, 1, std::nullopt);
+    EXPECT_EQ(driver->whyNotMarked(*elsewhere), mark_texts::protectedCannotBeMarked);
+    driver->toggleSelection(child("a"));
+    EXPECT_TRUE(driver->markNotice().isEmpty()) << "the next mark takes the old sentence away";
 }
 
 TEST_F(DiskScannerViewModelTest, onlyTheHomeFolderIsOpenToRemovalInAScanOfTheDisk) {

@@ -125,7 +125,7 @@ TEST(CleanupReview, aLabelOfTheDriversNeverReplacesThePermanentText) {
 }
 
 TEST(CleanupReview, withNothingToRemoveNothingIsDecided) {
-    CleanupReview review({}, {});
+    CleanupReview review(std::vector<CleanupPreviewItem>{}, {});
     EXPECT_EQ(review.summaryText(), "0 items · Zero KB estimated data");
     EXPECT_EQ(review.pressConfirm(), Decision::none);
     review.setPermanent(true);

@@ -40,7 +40,18 @@ private:
     std::string oldHome_;
 };
 
-TEST_F(IsSafeTest, manyAtOnce_areJudgedAsOneByOne) {
+using Verdict = Judgement::Verdict;
+
+std::vector<Verdict> verdictsOf(const std::vector<Judgement>& judgements) {
+    std::vector<Verdict> verdicts;
+    for (const Judgement& judgement : judgements) {
+        EXPECT_EQ(judgement.reason != nullptr, judgement.verdict == Verdict::unanswered);
+        verdicts.push_back(judgement.verdict);
+    }
+    return verdicts;
+}
+
+TEST_F(IsSafeTest, manyAtOnce_areJudgedAsOneByOne_andWhatCannotBeToldIsToldApart) {
     tree.file("users/ada/.ssh/id", "key");
     tree.file("users/ada/x", "x");
     tree.link("users/ada/way", tree.path("users/ada/.ssh"));
@@ -48,20 +59,40 @@ TEST_F(IsSafeTest, manyAtOnce_areJudgedAsOneByOne) {
     const std::vector<std::string> urls = {
         joinedPath(home, "x"),       joinedPath(home, "way/id"),  home,
         joinedPath(home, ".ssh/id"), joinedPath(home, "missing"), joinedPath(home, "circle/x")};
-    const Judge judge({home});
-    std::vector<bool> oneByOne;
-    for (const std::string& url : urls) {
-        oneByOne.push_back(isSafe(url, {home}));
+    const Judge judge({home}, std::stop_token());
+    EXPECT_TRUE(judge.isUsable());
+    const std::vector<Judgement> judgements = judge.judgeEach(urls, nullptr, {});
+    EXPECT_THAT(verdictsOf(judgements), ElementsAre(Verdict::allowed, Verdict::refused, Verdict::refused,
+                                                    Verdict::refused, Verdict::allowed, Verdict::unanswered));
+    for (std::size_t index = 0; index < urls.size(); ++index) {
+        EXPECT_EQ(judgements[index].verdict == Verdict::allowed, isSafe(urls[index], {home})) << urls[index];
     }
-    EXPECT_EQ(judge.allowEach(urls), oneByOne);
-    EXPECT_THAT(oneByOne, ElementsAre(true, false, false, false, true, false));
-    EXPECT_THAT(Judge({}).allowEach(urls), testing::Each(false));
-    // More than one question's worth.
+    EXPECT_NE(judgements.back().reason->description().find("lead in a circle"), std::string::npos);
+    EXPECT_THAT(verdictsOf(Judge({}).judgeEach(urls, nullptr, {})), testing::Each(Verdict::refused));
+    // Of many each has its own.
     std::vector<std::string> many(3000, joinedPath(home, ".ssh/id"));
     many[2999] = joinedPath(home, "x");
-    const std::vector<bool> answers = judge.allowEach(many);
-    EXPECT_EQ(std::count(answers.begin(), answers.end(), true), 1);
-    EXPECT_TRUE(answers[2999]);
+    const auto verdicts = verdictsOf(judge.judgeEach(many, nullptr, {}));
+    EXPECT_EQ(std::count(verdicts.begin(), verdicts.end(), Verdict::allowed), 1);
+    EXPECT_EQ(verdicts[2999], Verdict::allowed);
+}
+
+TEST_F(IsSafeTest, aRootThatCannotBeTold_leavesItsItemsUnanswered) {
+    tree.link("circle", "circle");
+    const Judge judge({tree.path("circle")}, std::stop_token());
+    EXPECT_FALSE(judge.isUsable());
+    EXPECT_THAT(verdictsOf(judge.judgeEach({tree.path("circle/x")}, nullptr, {})),
+                ElementsAre(Verdict::unanswered));
+    EXPECT_FALSE(judge.allows(tree.path("circle/x"))) << "by itself it opens nothing";
+}
+
+TEST_F(IsSafeTest, aStopIsObeyed) {
+    std::stop_source stop;
+    stop.request_stop();
+    tree.file("users/ada/x", "x");
+    EXPECT_THROW(Judge({home}, stop.get_token()), CancellationError);
+    EXPECT_THROW(Judge({home}).judgeEach({joinedPath(home, "x")}, nullptr, stop.get_token()),
+                 CancellationError);
 }
 
 TEST_F(IsSafeTest, whatLiesStrictlyBelowARootIsSafe) {

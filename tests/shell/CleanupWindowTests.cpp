@@ -8,9 +8,11 @@
 #include <vector>
 
 #include "WindowFixture.h"
+#include "disk/MarkTexts.h"
 #include "platform/FileIdentity.h"
 #include "platform/StandardFolders.h"
 #include "removal/CleanupHistoryStore.h"
+#include "shell/ShellTexts.h"
 #include "support/GateThatTells.h"
 
 Q_IMPORT_QML_PLUGIN(Larkfold_ShellPlugin)
@@ -285,8 +287,90 @@ TEST_F(CleanupWindowTest, manyFailuresDoNotFillThePage) {
     driver().deleteSelected(false);
     ASSERT_TRUE(finishes());
     EXPECT_EQ(driver().errorText().count('\n'), 39);
-    EXPECT_EQ(view().diskSpace()->errorText().count('\n'), 4);
-    EXPECT_TRUE(view().diskSpace()->errorText().endsWith("…and 36 more."));
+    const QString shown = view().diskSpace()->errorText();
+    EXPECT_EQ(shown.count('\n'), 20);
+    EXPECT_TRUE(shown.endsWith("\nand 20 more, see the history")) << shown.toStdString();
+    EXPECT_TRUE(driver().errorText().startsWith(shown.section('\n', 0, 19)))
+        << "the first twenty, as they are";
+
+    // At the limit everything is shown; one more is one more.
+    for (const int lines : {20, 21}) {
+        QStringList failures;
+        for (int i = 0; i < lines; ++i) {
+            failures << QString::number(i);
+        }
+        const QString all = failures.join('\n');
+        EXPECT_EQ(texts::firstLines(all.toStdString(), 20),
+                  lines == 20 ? all : all.section('\n', 0, 19) + "\nand 1 more, see the history");
+    }
+}
+
+TEST_F(CleanupWindowTest, aPreparationThatLastsIsShownAndCanBeCancelledByKeys) {
+    scannedWithAGateThatTells();
+    markTheFirstTwoByKeys();
+    auto& review = *view().cleanupReview();
+    review.prepare();
+    ASSERT_TRUE(eventually([this] { return isShown("Preparing the review…"); }));
+    ASSERT_TRUE(hasFocus("Cancel")) << focusName().toStdString();
+    review.setProgress(312, 3'072, "/home/a/silent");
+    EXPECT_TRUE(isShown("Checked 312 of 3,072 items"));
+    EXPECT_TRUE(isShown("Waiting for the disk: /home/a/silent"));
+    EXPECT_FALSE(find("Move to Trash")->isEnabled());
+    EXPECT_FALSE(isShown("Nothing is marked"));
+    key(Qt::Key_Escape);
+    ASSERT_TRUE(isClosed("Preparing the review…"));
+    EXPECT_FALSE(review.isPreparing());
+    EXPECT_TRUE(hasFocus("fileList")) << focusName().toStdString();
+    EXPECT_TRUE(gate.requests.empty());
+    EXPECT_EQ(driver().selectedForDeletion().size(), 2u);
+}
+
+TEST_F(CleanupWindowTest, theListComesIntoTheSheetThatWasPreparedAndTheKeyboardStaysOnCancel) {
+    scannedWithAGateThatTells();
+    markTheFirstTwoByKeys();
+    auto& review = *view().cleanupReview();
+    review.prepare();
+    ASSERT_TRUE(eventually([this] { return isShown("Preparing the review…"); }));
+    ASSERT_TRUE(hasFocus("Cancel"));
+    CleanupPreviewItem item{.url = "/home/a/file",
+                            .estimatedBytes = 5'000,
+                            .reason = "Manually selected in disk analysis",
+                            .risk = "Review",
+                            .keeper = std::nullopt,
+                            .isFolder = false,
+                            .uncheckedReason = "Not checked: the disk reported an error."};
+    int decisions = 0;
+    review.open({item}, {.notice = "The mark on “b” was taken back."}, [&](bool) { ++decisions; });
+    ASSERT_TRUE(isClosed("Preparing the review…"));
+    EXPECT_TRUE(isShown("1 items · 5 KB estimated data"));
+    EXPECT_TRUE(isShown("The mark on “b” was taken back."));
+    EXPECT_TRUE(eventually([this] { return isShown("Not checked: the disk reported an error."); }));
+    EXPECT_TRUE(hasFocus("Cancel")) << focusName().toStdString();
+    key(Qt::Key_Return);
+    EXPECT_TRUE(isClosed("Review cleanup"));
+    EXPECT_EQ(decisions, 0);
+}
+
+TEST_F(CleanupWindowTest, aMarkThatIsTakenBackIsToldInThePage) {
+    tree_.file("outside/precious");
+    scannedWithAGateThatTells();
+    ASSERT_EQ(::rename(tree_.path("home/large").c_str(), tree_.path("moved").c_str()), 0);
+    tree_.link("home/large", tree_.path("outside"));
+    key(Qt::Key_Home);
+    key(Qt::Key_Space);
+    ASSERT_TRUE(eventually([this] { return !driver().markNotice().isEmpty(); }));
+    EXPECT_TRUE(eventually([this] { return isShown(driver().markNotice()); }));
+    EXPECT_TRUE(driver().selectedForDeletion().empty());
+    EXPECT_TRUE(hasFocus("fileList")) << focusName().toStdString();
+    click("Dismiss");
+    EXPECT_TRUE(eventually([this] { return driver().markNotice().isEmpty(); }));
+}
+
+TEST_F(CleanupWindowTest, whatCannotBeMarkedInTheMapSaysWhyInThePage) {
+    scannedWithAGateThatTells();
+    driver().toggleSelection(driver().scanResult()->rootNode);
+    EXPECT_TRUE(
+        eventually([this] { return isShown(QString::fromStdString(mark_texts::rootCannotBeMarked)); }));
 }
 
 TEST_F(CleanupWindowTest, theBannerTellsAssistiveTechnologyAndGoesWhenItIsClosed) {

@@ -13,6 +13,7 @@
 #include <QTest>
 #include <memory>
 
+#include "disk/MarkTexts.h"
 #include "shell/FileListSession.h"
 #include "shell/FileListTexts.h"
 
@@ -246,7 +247,8 @@ TEST_F(FileListViewTest, aSummary_saysWhyItIsNotMarked) {
     clickRow("Other scanned files (18,204)", Qt::LeftButton, Qt::ControlModifier);
     EXPECT_TRUE(session.driver.selectedForDeletion().empty());
     ASSERT_NE(find("listNotice"), nullptr);
-    EXPECT_EQ(find("listNotice")->property("text").toString(), file_list_texts::aggregateCannotBeMarked);
+    EXPECT_EQ(find("listNotice")->property("text").toString(),
+              QString::fromStdString(mark_texts::aggregateCannotBeMarked));
 }
 
 TEST_F(FileListViewTest, withoutSummaries_thereIsNoNote) {

@@ -15,6 +15,7 @@ Rectangle {
     required property string reason
     required property string keeperText
     required property string runningText
+    required property string uncheckedText
     required property string iconName
     required property string spokenText
     required property bool isCurrent
@@ -122,6 +123,15 @@ Rectangle {
             visible: row.runningText.length > 0
             Layout.fillWidth: true
             text: row.runningText
+            color: Theme.review
+            font.pixelSize: Theme.sizeBody - 1
+            wrapMode: Text.Wrap
+            textFormat: Text.PlainText
+        }
+        Text {
+            visible: row.uncheckedText.length > 0
+            Layout.fillWidth: true
+            text: row.uncheckedText
             color: Theme.review
             font.pixelSize: Theme.sizeBody - 1
             wrapMode: Text.Wrap

@@ -17,9 +17,22 @@ AppDialog {
     titleSize: Theme.sizeTitle
     visible: review.isOpen
     cancelAction: cancelled
-    onAboutToShow: {
+    onAboutToShow: showBeginning()
+
+    function showBeginning() {
         list.currentIndex = 0;
         list.positionViewAtBeginning();
+    }
+
+    // The list comes while the sheet is open; the keyboard stays where it is.
+    Connections {
+        target: sheet.review
+
+        function onIsOpenChanged() {
+            if (sheet.review.isOpen) {
+                sheet.showBeginning();
+            }
+        }
     }
     onOpened: cancel.forceActiveFocus(Qt.TabFocusReason)
 
@@ -28,14 +41,55 @@ AppDialog {
         onTriggered: sheet.review.cancel()
     }
 
+    ColumnLayout {
+        visible: sheet.review.isPreparing
+        Layout.fillWidth: true
+        Layout.topMargin: -Theme.space3
+        spacing: Theme.space2
+
+        AppLabel {
+            Layout.fillWidth: true
+            text: sheet.review.preparingText
+            font.weight: Font.DemiBold
+            Accessible.role: Accessible.AlertMessage
+        }
+        AppLabel {
+            Layout.fillWidth: true
+            text: qsTr("The disk is asked whether each of the marked items may be removed. Nothing is removed before you have seen the list.")
+            secondary: true
+            wrapMode: Text.Wrap
+        }
+        AppProgressBar {
+            Layout.fillWidth: true
+            Layout.topMargin: Theme.space2
+            value: sheet.review.preparedShare
+            // Until the first answer there is nothing to measure by.
+            indeterminate: value === 0
+            Accessible.name: sheet.review.preparingText
+        }
+        AppLabel {
+            Layout.fillWidth: true
+            text: sheet.review.checkedText
+        }
+        AppLabel {
+            Layout.fillWidth: true
+            text: sheet.review.awaitedText
+            secondary: true
+            elide: Text.ElideMiddle
+        }
+    }
+
     AppLabel {
+        visible: !sheet.review.isPreparing
         Layout.fillWidth: true
         Layout.topMargin: -Theme.space3
         text: sheet.review.summaryText
+        Accessible.role: Accessible.AlertMessage
         font.weight: Font.DemiBold
         wrapMode: Text.Wrap
     }
     AppLabel {
+        visible: !sheet.review.isPreparing
         Layout.fillWidth: true
         Layout.topMargin: -Theme.space2
         text: qsTr("Review the paths and reasons below. Folder contents are included; nested selections are counted once.")
@@ -43,7 +97,15 @@ AppDialog {
         wrapMode: Text.Wrap
     }
 
+    InlineMessage {
+        visible: !sheet.review.isPreparing && sheet.review.noticeText.length > 0
+        Layout.fillWidth: true
+        dismissible: false
+        text: sheet.review.noticeText
+    }
+
     Item {
+        visible: !sheet.review.isPreparing
         Layout.fillWidth: true
         Layout.fillHeight: true
         Layout.leftMargin: -sheet.leftPadding + 1
