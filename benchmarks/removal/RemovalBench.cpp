@@ -31,6 +31,7 @@
 
 #include "platform/DirectoryReader.h"
 #include "platform/SHA256.h"
+#include "removal/CleanupHistoryStore.h"
 #include "removal/FileDeleter.h"
 
 namespace {
@@ -92,8 +93,10 @@ Strings makeFiles(const std::string& folder, int count, bool nested) {
     return paths;
 }
 
+// With the history and the journal, as the program has it.
 larkfold::FileDeleter::DeletionResult gate(const Strings& paths, const std::string& root, bool permanently) {
-    larkfold::FileDeleter deleter(nullptr);
+    larkfold::CleanupHistoryStore history;
+    larkfold::FileDeleter deleter(&history);
     auto result = deleter.deleteItems({.urls = paths,
                                        .permanently = permanently,
                                        .allowedRoots = {larkfold::FileDeleter::AllowedRoot::at(root)},
@@ -170,7 +173,8 @@ int main(int count, char** raw) {
         unsetenv("XDG_DATA_HOME");
         for (int round = std::atoi(arguments[3].c_str()); round > 0; --round) {
             run({"rm", "-rf", home, bare});
-            run({"mkdir", "-p", home, bare + "/files", bare + "/info"});
+            // Where the program keeps its own files is there from its first start.
+            run({"mkdir", "-p", home + "/.local/share/Larkfold", bare + "/files", bare + "/info"});
             if (mode == "trash") {
                 const Strings mine = makeFiles(home + "/things", files, false);
                 const Strings others = makeFiles(folder + "/bare/things", files, false);

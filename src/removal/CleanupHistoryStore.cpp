@@ -2,6 +2,7 @@
 
 #include <simdjson.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
@@ -307,6 +308,14 @@ std::vector<CleanupOperation> CleanupHistoryStore::load() const {
 }
 
 void CleanupHistoryStore::append(const CleanupOperation& operation) {
+    add(operation, false);
+}
+
+void CleanupHistoryStore::appendOnce(const CleanupOperation& operation) {
+    add(operation, true);
+}
+
+void CleanupHistoryStore::add(const CleanupOperation& operation, bool onlyOnce) {
     if (!std::isfinite(secondsSince1970(operation.startedAt)) ||
         !std::isfinite(secondsSince1970(operation.finishedAt))) {
         // The form has no word for it, and the next reader would refuse the whole file.
@@ -316,6 +325,10 @@ void CleanupHistoryStore::append(const CleanupOperation& operation) {
     {
         const own_files::FileLock lock(url_);
         const std::vector<CleanupOperation> earlier = readHistory(url_);
+        const auto isIt = [&operation](const CleanupOperation& other) { return other.id == operation.id; };
+        if (onlyOnce && std::any_of(earlier.begin(), earlier.end(), isIt)) {
+            return;
+        }
         std::string json = "[" + encoded(operation);
         if (json.size() >= largestFile) {
             throw SystemError(SystemError::Operation::write, EFBIG, url_);

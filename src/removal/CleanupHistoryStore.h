@@ -41,10 +41,15 @@ public:
     // nothing, where the file that stands cannot be read; throws where it could not be written.
     void append(const CleanupOperation& operation);
 
+    // The same, unless an operation with this id stands there already.
+    void appendOnce(const CleanupOperation& operation);
+
     // Empties the history, whatever the file holds. Throws an Error where that could not be written.
     void clear();
 
 private:
+    void add(const CleanupOperation& operation, bool onlyOnce);
+
     std::string url_;
     std::function<void()> didChange_;
 };

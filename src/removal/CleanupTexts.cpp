@@ -137,6 +137,111 @@ std::string revealFailed(std::string_view path) {
            displayText(path) + "”.";
 }
 
+std::string interruptedInPlace() {
+    return "The program ended before this item was removed. When it started again, the item was in its "
+           "place.";
+}
+
+std::string interruptedPartInPlace() {
+    return "The program ended while this item was being removed. When it started again, what was left of "
+           "it was in its place.";
+}
+
+std::string interruptedRestsAt(std::string_view path, bool maybePart) {
+    return "The program ended while this item was being removed. When it started again, " +
+           std::string(maybePart ? "what was left of it" : "the item") + " lay at “" + displayText(path) +
+           "”.";
+}
+
+std::string interruptedWithoutNote(std::string_view path) {
+    return "The program ended while this item was being moved to Trash. When it started again, the item lay "
+           "at “" +
+           displayText(path) + "”, without Trash's note of where it came from.";
+}
+
+std::string interruptedNotFound() {
+    return "The program ended before it recorded what became of this item. When it started again, the item "
+           "was found neither in its place nor where it would have been moved.";
+}
+
+std::string interruptedUnreachable() {
+    return "The program ended before it recorded what became of this item. When it started again, the "
+           "folder of the item could not be looked at, so it is not known where the item is.";
+}
+
+std::string interruptedUnknown() {
+    return "The program ended before it recorded what became of this item. Its disk had not answered in "
+           "time before, so it is not known whether what stands in its place is the same item.";
+}
+
+std::string journalDamaged(std::string_view file) {
+    return "The journal of an interrupted removal is damaged, so the removal is missing here. It was left as "
+           "it is, at “" +
+           displayText(file) + "”; “Clear history” removes it.";
+}
+
+std::string journalUnreadable(std::string_view description) {
+    return "The journal of an interrupted removal could not be read, so the removal is missing here: " +
+           std::string(description);
+}
+
+std::string journalNotRecorded(std::string_view description) {
+    return "An interrupted removal could not be added to the history: " + std::string(description);
+}
+
+std::string journalWaits() {
+    return "An interrupted removal is missing here, since a disk did not answer. It is looked at again when "
+           "the program starts.";
+}
+
+std::string asideTitle() {
+    return "A removal was interrupted";
+}
+
+std::string asideText(std::string_view originalPath, bool maybePart) {
+    return std::string("The program ended while it was removing “") + displayText(originalPath) +
+           "” permanently. " +
+           (maybePart ? "What is left of it was put aside; parts of it may have gone already."
+                      : "The item was put aside and has not been removed.");
+}
+
+std::string asidePlace(std::string_view path) {
+    return "It lies at “" + displayText(path) +
+           "”, where your file manager shows it only among hidden files.";
+}
+
+std::string asideRestoredTitle() {
+    return "The item is back";
+}
+
+std::string asideRestored(std::string_view originalPath) {
+    return "It is at “" + displayText(originalPath) + "” again.";
+}
+
+std::string asideNotRestoredTitle() {
+    return "The item could not be restored";
+}
+
+std::string asideNameTaken(std::string_view originalPath, std::string_view path) {
+    return "Something else is at “" + displayText(originalPath) +
+           "” now, and nothing was replaced. The item is "
+           "still at “" +
+           displayText(path) + "”.";
+}
+
+std::string asideChanged() {
+    return "What lies there is no longer the item that was put aside, so nothing was moved.";
+}
+
+std::string asideUnreachable() {
+    return "Its disk does not answer, or its folder cannot be opened. Nothing was moved.";
+}
+
+std::string asideRevealFailed(std::string_view path) {
+    return "No file manager answered, so the item could not be shown. It is still at “" + displayText(path) +
+           "”.";
+}
+
 std::string putBackHelp() {
     return "In Finder's Trash, select the original item and choose File → Put Back when available. Otherwise "
            "move it to the recorded original folder; check for an existing file before replacing anything.";

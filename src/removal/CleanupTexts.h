@@ -45,6 +45,32 @@ std::string historyUnreadableHint();
 std::string noLongerInTrash();
 std::string revealFailed(std::string_view path);
 
+// A removal that did not come to its end: what became of an item, as it was found at the next start.
+std::string interruptedInPlace();
+std::string interruptedPartInPlace();
+std::string interruptedRestsAt(std::string_view path, bool maybePart);
+std::string interruptedWithoutNote(std::string_view path);
+std::string interruptedNotFound();
+std::string interruptedUnreachable();
+std::string interruptedUnknown();
+// Why a journal of such a removal did not come into the history; `file` is the journal.
+std::string journalDamaged(std::string_view file);
+std::string journalUnreadable(std::string_view description);
+std::string journalNotRecorded(std::string_view description);
+std::string journalWaits();
+
+// The question about an item that such a removal had put aside, and what came of putting it back.
+std::string asideTitle();
+std::string asideText(std::string_view originalPath, bool maybePart);
+std::string asidePlace(std::string_view path);
+std::string asideRestoredTitle();
+std::string asideRestored(std::string_view originalPath);
+std::string asideNotRestoredTitle();
+std::string asideNameTaken(std::string_view originalPath, std::string_view path);
+std::string asideChanged();
+std::string asideUnreachable();
+std::string asideRevealFailed(std::string_view path);
+
 // How to get an item back, and the same in the words of this system.
 std::string putBackHelp();
 std::string putBackHelpHere();

@@ -6,11 +6,13 @@
 #include <utility>
 
 #include "platform/Path.h"
+#include "platform/RemovalRemains.h"
 #include "platform/UUID.h"
 #include "platform/UserFiles.h"
 #include "platform/Volumes.h"
 #include "removal/CleanupHistoryStore.h"
 #include "removal/PathRules.h"
+#include "removal/RemovalJournal.h"
 
 namespace larkfold {
 
@@ -70,9 +72,11 @@ struct FileDeleter::Run {
     const RunningApplications& runningApplications;
     const std::stop_token& stop;
     std::vector<std::string> workList;
-    std::set<std::string> workListKeys;  // standardized
+    std::set<std::string> workListKeys;     // standardized
+    std::vector<std::string> stagingNames;  // beside the work list; empty names where nothing goes for good
     user_files::Session session;
     removal_rules::Judge judge;
+    std::unique_ptr<RemovalJournal> journal;  // null where no record is kept
 
     Run(const Request& asked, const RunningApplications& applications, const std::stop_token& stopToken)
         : request(asked),
@@ -83,7 +87,38 @@ struct FileDeleter::Run {
           judge(judgeOf(session.roots(), stopToken)) {
         for (const std::string& url : workList) {
             workListKeys.insert(standardizedPath(url));
+            stagingNames.push_back(asked.permanently ? ".larkfold-removing-" + UUID::make().text()
+                                                     : std::string());
         }
+    }
+
+    // What the run is about to do, written down before it does it; in the folder of the history.
+    void beginJournal(const std::string& folder, const CleanupOperation& operation) {
+        if (workList.empty()) {
+            return;
+        }
+        RemovalJournalContent plan;
+        plan.id = operation.id;
+        plan.startedAt = operation.startedAt;
+        plan.source = operation.source;
+        plan.permanent = operation.permanent;
+        plan.volumes = operation.volumes;
+        std::vector<std::string> volumes;
+        for (const CleanupOperation::VolumeChange& volume : operation.volumes) {
+            volumes.push_back(volume.path);
+        }
+        if (!operation.permanent) {
+            plan.trashes = user_files::trashFolders(volumes);
+        }
+        for (std::size_t index = 0; index < workList.size(); ++index) {
+            plan.items.push_back({.path = workList[index],
+                                  .identity = {},
+                                  .stagingName = stagingNames[index],
+                                  .moves = {},
+                                  .isBeingRemoved = false,
+                                  .outcome = {}});
+        }
+        journal = std::make_unique<RemovalJournal>(folder, std::move(plan));
     }
 
     static std::vector<user_files::Root> heldRoots(const std::vector<AllowedRoot>& allowed) {
@@ -112,10 +147,11 @@ struct FileDeleter::Run {
         std::optional<FailedDeletion> failure;
     };
 
-    Outcome handle(const std::string& url) {
+    Outcome handle(std::size_t index) {
+        const std::string& url = workList[index];
         Outcome outcome;
         try {
-            remove(url, outcome);
+            remove(index, outcome);
         } catch (const CancellationError&) {
             outcome.failure = FailedDeletion{url, nullptr};
         } catch (const Refusal& refusal) {
@@ -141,7 +177,8 @@ struct FileDeleter::Run {
     // 6. Its size.
     // 7. Nobody cancelled.
     // 8. Away with it, and what went is compared with what was held.
-    void remove(const std::string& url, Outcome& outcome) {
+    void remove(std::size_t index, Outcome& outcome) {
+        const std::string& url = workList[index];
         if (request.protectRunningApplications) {
             if (const auto name = RunningApplication::match(url, runningApplications())) {
                 throw DeletionError(Case::runningApplication, *name);
@@ -175,8 +212,23 @@ struct FileDeleter::Run {
         const user_files::Measure measure = item.measure(stop);
         outcome.logicalBytes = measure.logicalBytes;
         checkCancelled();
-        const user_files::Way way{.stagingName = ".larkfold-removing-" + UUID::make().text(), .announce = {}};
+        const user_files::Way way{.stagingName = stagingNames[index],
+                                  .announce = [this, index, &item, &measure](const std::string& place) {
+                                      if (journal) {
+                                          journal->willMove(index, {.realPath = item.realPath(),
+                                                                    .identity = item.values().durableIdentity,
+                                                                    .logicalBytes = measure.logicalBytes,
+                                                                    .place = place});
+                                      }
+                                  }};
         if (request.permanently) {
+            if (journal) {
+                // What comes behind the last question takes it away; nothing comes between those two.
+                proof.isUnchanged = [this, index, isUnchanged = std::move(proof.isUnchanged)] {
+                    journal->willRemove(index);
+                    return !isUnchanged || isUnchanged();
+                };
+            }
             item.removePermanently(proof, way);
         } else {
             outcome.trashPath = item.putIntoTrash(measure, proof, way);
@@ -231,12 +283,17 @@ FileDeleter::DeletionResult FileDeleter::deleteItems(const Request& request, con
         operation.volumes.push_back({.path = std::move(volume), .before = before, .after = std::nullopt});
     }
 
+    std::unique_ptr<RemovalJournal> journal;
     {
         Run run(request, runningApplications_, stop);
+        if (history_ != nullptr) {
+            run.beginJournal(std::string(parentPath(standardizedPath(history_->url()))), operation);
+        }
         const auto total = static_cast<std::int64_t>(run.workList.size());
         std::int64_t completed = 0;
-        for (const std::string& url : run.workList) {
-            Run::Outcome outcome = run.handle(url);
+        for (std::size_t index = 0; index < run.workList.size(); ++index) {
+            const std::string& url = run.workList[index];
+            Run::Outcome outcome = run.handle(index);
             CleanupOperation::Item item{.originalPath = url,
                                         .trashPath = std::move(outcome.trashPath),
                                         .logicalBytes = outcome.logicalBytes,
@@ -248,12 +305,16 @@ FileDeleter::DeletionResult FileDeleter::deleteItems(const Request& request, con
                 result.successfulDeletions.push_back(url);
                 result.processedBytes += item.logicalBytes.value_or(0);
             }
+            if (run.journal) {
+                run.journal->didHandle(index, item);
+            }
             operation.items.push_back(std::move(item));
             if (progress) {
                 progress(++completed, total);
             }
         }
         run.session.finish();
+        journal = std::move(run.journal);
     }
 
     for (CleanupOperation::VolumeChange& volume : operation.volumes) {
@@ -263,6 +324,9 @@ FileDeleter::DeletionResult FileDeleter::deleteItems(const Request& request, con
     if (history_ != nullptr && !operation.items.empty()) {
         try {
             history_->append(operation);
+            if (journal) {
+                journal->discard();
+            }
         } catch (const Error& error) {
             result.historyError =
                 "Cleanup finished, but its history could not be saved: " + error.description();

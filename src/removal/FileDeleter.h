@@ -97,7 +97,8 @@ public:
     using Progress = std::function<void(std::int64_t completed, std::int64_t total)>;
     using RunningApplications = std::function<std::vector<RunningApplication>()>;
 
-    // `history` may be null: then no record is written. It outlives the gate.
+    // `history` may be null: then no record is written. It outlives the gate. Until a run stands in it, a
+    // journal beside it tells what the run does; see RemovalJournal.h.
     explicit FileDeleter(CleanupHistoryStore* history,
                          RunningApplications runningApplications = RunningApplication::current);
 

@@ -34,7 +34,7 @@ LIBRARIES = {
     },
     "disk": {r"sqlite3\.h": "the scan index"},
     "removal": {
-        r"nlohmann/json\.hpp": "writing the cleanup history",
+        r"nlohmann/json\.hpp": "writing the cleanup history, and the journals beside it",
         r"simdjson\.h": "reading it: it may be large or hostile",
     },
 }
@@ -58,10 +58,17 @@ OWN_FILES_CALLERS = {
     "src/disk/SavedScanLoader.cpp": {"exists", "FolderLock", "removeFile", "syncFolder"},
     "src/disk/ScanIndexDatabase.cpp": {"createFolders", "setPermissions"},
     "src/removal/CleanupHistoryStore.cpp": {"createFolders", "exists", "FileLock", "readFile", "setPermissions", "writeFile"},
+    "src/removal/RemovalJournal.h": {"AppendFile"},
+    "src/removal/RemovalRecovery.cpp": {"LeftAppendFile"},
 }
 
-# Who may use the operations that take something of the user's away: the gate, and nothing beside it.
-USER_FILES_CALLERS = {"src/removal/FileDeleter.cpp"}
+# Who may use the operations that take something of the user's away: the gate, and what brings back an item that the gate
+# had put aside when the program ended.
+USER_FILES_CALLERS = {
+    "src/removal/FileDeleter.cpp",
+    "src/removal/RemovalRecovery.h",
+    "src/removal/RemovalRecovery.cpp",
+}
 
 # Who may open a connection: what the user is told about privacy rests on this list.
 NETWORK_USERS = {"src/shell/UpdateFetcher.h", "src/shell/UpdateFetcher.cpp"}
@@ -70,6 +77,7 @@ NETWORK_USERS = {"src/shell/UpdateFetcher.h", "src/shell/UpdateFetcher.cpp"}
 SUBJECT_HEADERS = {
     "src/platform/Collation.h",
     "src/platform/UTF8.h",
+    "src/platform/RemovalRemains.h",
     "src/platform/UserFiles.h",
     "src/platform/linux/FolderRemoval.h",
     "src/platform/linux/PathDescriptors.h",
@@ -287,7 +295,7 @@ def user_files_rule(path, text, callers=USER_FILES_CALLERS):
     if is_platform(path) or path in callers:
         return []
     uses = re.search(r"\buser_files\b", code_of(text)) or any(
-        header == "platform/UserFiles.h" for _, header, _ in includes_of(text))
+        header in ("platform/UserFiles.h", "platform/RemovalRemains.h") for _, header, _ in includes_of(text))
     return [f"{path}: takes the user's files away beside the gate"] if uses else []
 
 
