@@ -24,6 +24,7 @@
 #include <vector>
 
 #include "faults/PrivateNamespace.h"
+#include "faults/RecordOracle.h"
 #include "faults/RemovalSubject.h"
 #include "faults/SystemCallHarness.h"
 
@@ -74,6 +75,7 @@ std::string problemOfRemoving(const RemovalSubject& subject) {
 }
 
 struct KillTally {
+    RecordOracle record;
     int kills = 0;
     int inPlace = 0;
     int violations = 0;
@@ -87,12 +89,14 @@ bool isChange(const SystemCall& call) {
 }
 
 void killEverywhere(Scenario scenario, const std::string& mode, KillTally& tally) {
-    RemovalSubject subject(scenario);
+    RemovalSubject subject(scenario, true);
     // As long as nothing has changed, one point is like the other.
     constexpr std::uint64_t margin = 24;
     std::uint64_t firstChange = 0;
     subject.run(mode, [&firstChange](const SystemCall& call) {
-        firstChange = firstChange == 0 && isChange(call) ? call.stop : firstChange;
+        // What is made of the journal changes nothing of the user's.
+        const bool isOwn = call.number == SYS_openat && call.text(1).find("/history/") != std::string::npos;
+        firstChange = firstChange == 0 && isChange(call) && !isOwn ? call.stop : firstChange;
         return Verdict{};
     });
     const std::uint64_t dense = firstChange - std::min(margin, firstChange);
@@ -109,16 +113,23 @@ void killEverywhere(Scenario scenario, const std::string& mode, KillTally& tally
         if (problem.empty()) {
             problem = subject.isPermanent() ? problemOfRemoving(subject) : problemOfTrashing(subject);
         }
+        const bool isAtPlace = subject.isAtPlace();
+        if (problem.empty() && outcome.wasKilledByWatcher) {
+            problem = tally.record.problemAfterRecovery(subject);
+        }
+        if (problem.empty() && outcome.wasKilledByWatcher) {
+            problem = tally.record.problemAfterRestoring(subject);
+        }
         if (!problem.empty() && tally.violations++ == 0) {
             tally.first = "killed at stop " + std::to_string(at) + ": " + problem;
         }
         if (!outcome.wasKilledByWatcher) {
             ASSERT_TRUE(outcome.hasExited && outcome.exitCode == 0) << outcome.output;
-            ASSERT_FALSE(subject.isAtPlace()) << outcome.output;
+            ASSERT_FALSE(isAtPlace) << outcome.output;
             return;
         }
         ++tally.kills;
-        tally.inPlace += subject.isAtPlace() ? 1 : 0;
+        tally.inPlace += isAtPlace ? 1 : 0;
     }
 }
 
@@ -170,14 +181,17 @@ TEST(RemovalTrace, aFolderOfTenThousandFilesGoesToTrashByOneRename) {
     EXPECT_FALSE(std::filesystem::exists(subject.url()));
 }
 
-TEST(RemovalKill, atEverySystemCall_leavesTheItemInOnePlaceAndNothingElseTouched) {
+TEST(RemovalKill, atEverySystemCall_leavesTheItemInOnePlaceThatTheNextStartTells) {
     EXPECT_TRUE(inPrivateNamespace([] {
         int kills = 0;
         for (const Scenario scenario : removableScenarios) {
             KillTally tally;
             killEverywhere(scenario, "", tally);
-            std::printf("%s: %d kill points, in its place after %d\n", nameOf(scenario), tally.kills,
-                        tally.inPlace);
+            std::printf(
+                "%s: %d kill points, in its place after %d; told as in place %d, in Trash %d, aside %d, "
+                "gone %d; not begun %d\n",
+                nameOf(scenario), tally.kills, tally.inPlace, tally.record.inPlace, tally.record.inTrash,
+                tally.record.aside, tally.record.gone, tally.record.untold);
             std::fflush(stdout);
             EXPECT_EQ(tally.first, "");
             EXPECT_GT(tally.inPlace, 0);
@@ -194,6 +208,28 @@ TEST(RemovalKillControl, theNoteAfterTheMove_isFoundOut) {
         KillTally tally;
         killEverywhere(Scenario::file, "late-note", tally);
         EXPECT_THAT(tally.first, HasSubstr("without a complete note"));
+    }));
+}
+
+TEST(RemovalKillControl, aRecordAtTheEnd_isFoundOut) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        KillTally trash;
+        killEverywhere(Scenario::file, "unjournaled", trash);
+        EXPECT_THAT(trash.first, HasSubstr("the history does not know of it"));
+        KillTally forGood;
+        killEverywhere(Scenario::fileForGood, "unjournaled-permanent", forGood);
+        EXPECT_THAT(forGood.first, HasSubstr("the history does not know of it"));
+    }));
+}
+
+TEST(RemovalKillControl, aJournalAfterTheMove_isFoundOut) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        KillTally trash;
+        killEverywhere(Scenario::file, "late-journal", trash);
+        EXPECT_THAT(trash.first, HasSubstr("the history does not know of it"));
+        KillTally forGood;
+        killEverywhere(Scenario::treeForGood, "late-journal-permanent", forGood);
+        EXPECT_THAT(forGood.first, HasSubstr("the history does not know of it"));
     }));
 }
 

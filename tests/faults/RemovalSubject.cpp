@@ -107,9 +107,11 @@ const char* nameOf(Scenario scenario) {
     return "";
 }
 
-RemovalSubject::RemovalSubject(Scenario scenario)
+RemovalSubject::RemovalSubject(Scenario scenario, bool isRecorded)
     : scenario_(scenario),
       disk_(tree_.folder("disk")),
+      historyFolder_(tree_.folder("history")),
+      isRecorded_(isRecorded),
       mounted_(std::make_unique<Mounted>("none", disk_, "tmpfs", 0, "mode=0755")) {
     const char* home = std::getenv("HOME");  // NOLINT(concurrency-mt-unsafe)
     homeBefore_ = home == nullptr ? "" : home;
@@ -201,15 +203,33 @@ ProgramOutcome RemovalSubject::run(const std::string& mode, const Watcher& watch
         }
     }
     build();
-    std::vector<std::string> arguments = {LARKFOLD_REMOVAL_VICTIM,
-                                          !mode.empty()   ? mode
-                                          : isPermanent() ? "permanent"
-                                                          : "trash",
-                                          pathOf(root_), url()};
+    for (const auto& entry : fs::directory_iterator(historyFolder_)) {
+        fs::remove(entry.path());
+    }
+    std::vector<std::string> arguments = {LARKFOLD_REMOVAL_VICTIM};
+    if (isRecorded_) {
+        arguments.insert(arguments.end(), {"--history", historyFile()});
+    }
+    const std::string usual = isPermanent() ? "permanent" : "trash";
+    arguments.insert(arguments.end(), {mode.empty() ? usual : mode, pathOf(root_), url()});
     if (!keeper_.empty()) {
         arguments.push_back(pathOf(keeper_));
     }
     return runWatched(arguments, watcher);
+}
+
+ProgramOutcome RemovalSubject::recover(const Watcher& watcher) const {
+    return runWatched({LARKFOLD_REMOVAL_VICTIM, "--history", historyFile(), "recover"}, watcher);
+}
+
+std::vector<std::string> RemovalSubject::journals() const {
+    std::vector<std::string> files;
+    for (const auto& entry : fs::directory_iterator(historyFolder_)) {
+        if (entry.path().filename().string().starts_with("cleanup-journal-")) {
+            files.push_back(entry.path().string());
+        }
+    }
+    return files;
 }
 
 void RemovalSubject::look() {

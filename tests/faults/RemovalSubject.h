@@ -44,7 +44,8 @@ using Census = std::map<std::string, std::string>;
 
 class RemovalSubject {
 public:
-    explicit RemovalSubject(Scenario scenario);
+    // `isRecorded`: the victim keeps a history, and its journals beside it, apart from the disk.
+    explicit RemovalSubject(Scenario scenario, bool isRecorded = false);
     ~RemovalSubject();
     RemovalSubject(const RemovalSubject&) = delete;
     RemovalSubject& operator=(const RemovalSubject&) = delete;
@@ -53,6 +54,11 @@ public:
     bool isPermanent() const;
     // The disk as it was is built anew, and the victim runs. An empty `mode` is the gate's own.
     ProgramOutcome run(const std::string& mode, const Watcher& watcher);
+
+    // The victim once more, without building anything: it brings what the journals tell into the history.
+    ProgramOutcome recover(const Watcher& watcher) const;
+    std::string historyFile() const { return historyFolder_ + "/cleanup-history.json"; }
+    std::vector<std::string> journals() const;
 
     std::string disk() const { return disk_; }
     std::string url() const { return disk_ + "/" + item_; }
@@ -89,6 +95,8 @@ private:
     QuickFolder quick_;
     TemporaryTree tree_;
     std::string disk_;
+    std::string historyFolder_;
+    bool isRecorded_;
     std::unique_ptr<Mounted> mounted_;
     std::unique_ptr<Mounted> volume_;
     std::unique_ptr<Mounted> below_;

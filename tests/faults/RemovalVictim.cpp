@@ -1,9 +1,13 @@
 // The program that the harness kills and starves: a removal through the gate.
 //
-//   removal_victim MODE ROOT URL [KEEPER]
+//   removal_victim [--history FILE] MODE ROOT URL [KEEPER]
+//   removal_victim --history FILE recover
+//   removal_victim --history FILE several|several-permanent ROOT URL...
 //
 // Prints "descriptors BEFORE AFTER" and then "gone BYTES PLACE" or "stays PLACE: SENTENCE", where PLACE is
-// "-" where there is none. With a KEEPER the item goes as its duplicate.
+// "-" where there is none. With a KEEPER the item goes as its duplicate. With a FILE the run is recorded
+// there, and journaled beside it; "unrecorded SENTENCE" stands below where that failed. "recover" brings what
+// the journals tell into it, and "several" removes many items in one run.
 //
 // MODE is "trash" or "permanent", or one of the naive ways that the suites have to find out:
 //   late-note    into the Trash first, and the note of it after that
@@ -12,6 +16,8 @@
 //   hopeful      told as gone whatever happened
 //   beside       the item is unlinked, and its note by its name in the folder beside its own
 //   in-place     a folder is removed where it stands, what is left of it is told as gone
+//   unjournaled, unjournaled-permanent    the run is recorded at its end, without a journal
+//   late-journal, late-journal-permanent  what is journaled is what was done
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -20,14 +26,19 @@
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/Error.h"
 #include "platform/Path.h"
 #include "platform/SHA256.h"
 #include "platform/StandardFolders.h"
+#include "removal/CleanupHistoryStore.h"
 #include "removal/FileDeleter.h"
+#include "removal/RemovalJournal.h"
+#include "removal/RemovalRecovery.h"
 #include "support/OpenDescriptors.h"
 
 namespace {
@@ -35,28 +46,59 @@ namespace {
 using larkfold::FileDeleter;
 using larkfold::test::DescriptorBalance;
 
-std::string throughTheGate(bool permanently, const FileDeleter::AllowedRoot& root, const std::string& url,
-                           const FileDeleter::DuplicateVerification* proof) {
-    FileDeleter::Request request{.urls = {url},
+using Strings = std::vector<std::string>;
+using Store = larkfold::CleanupHistoryStore;
+using Root = FileDeleter::AllowedRoot;
+
+FileDeleter::DeletionResult deleteAll(bool permanently, const Root& root, const Strings& urls,
+                                      const FileDeleter::DuplicateVerification* proof, Store* history) {
+    FileDeleter::Request request{.urls = urls,
                                  .permanently = permanently,
                                  .allowedRoots = {root},
                                  .duplicateVerifications = {},
                                  .source = "Victim",
                                  .protectRunningApplications = false};
     if (proof != nullptr) {
-        request.duplicateVerifications[url] = *proof;
+        request.duplicateVerifications[urls.front()] = *proof;
     }
-    FileDeleter gate(nullptr, [] { return std::vector<larkfold::RunningApplication>(); });
-    const auto result = gate.deleteItems(request, nullptr, {});
+    FileDeleter gate(history, [] { return std::vector<larkfold::RunningApplication>(); });
+    return gate.deleteItems(request, nullptr, {});
+}
+
+std::string reportOf(const FileDeleter::DeletionResult& result) {
+    const std::string unrecorded =
+        result.historyError ? "\nunrecorded " + *result.historyError : std::string();
     const larkfold::CleanupOperation::Item& item = result.operation.items.at(0);
     if (!item.error) {
-        return "gone " + std::to_string(item.logicalBytes.value_or(-1)) + " " + item.trashPath.value_or("-");
+        return "gone " + std::to_string(item.logicalBytes.value_or(-1)) + " " + item.trashPath.value_or("-") +
+               unrecorded;
     }
     const std::string opening = "kept at “";
     const std::size_t at = item.error->find(opening);
     const std::string rest =
         at == std::string::npos ? std::string() : item.error->substr(at + opening.size());
-    return "stays " + (rest.empty() ? "-" : rest.substr(0, rest.find("”"))) + ": " + *item.error;
+    return "stays " + (rest.empty() ? "-" : rest.substr(0, rest.find("”"))) + ": " + *item.error + unrecorded;
+}
+
+// What keeps no journal while it goes on: recorded at the end, or journaled then and recorded after that.
+FileDeleter::DeletionResult recordedLate(bool isJournaled, bool permanently, const Root& root,
+                                         const std::string& url, Store& history) {
+    auto result = deleteAll(permanently, root, {url}, nullptr, nullptr);
+    if (isJournaled) {
+        larkfold::RemovalJournalContent plan;
+        plan.id = result.operation.id;
+        plan.startedAt = result.operation.startedAt;
+        plan.permanent = permanently;
+        plan.items.resize(1);
+        plan.items[0].path = url;
+        larkfold::RemovalJournal journal(std::string(larkfold::parentPath(history.url())), plan);
+        journal.didHandle(0, result.operation.items.at(0));
+        history.append(result.operation);
+        journal.discard();
+    } else {
+        history.append(result.operation);
+    }
+    return result;
 }
 
 std::string naively(std::string_view mode, const std::string& url) {
@@ -102,27 +144,53 @@ std::string naively(std::string_view mode, const std::string& url) {
     return isMoved || mode == "hopeful" ? "gone 0 " + place : "stays -: It could not be moved to the Trash.";
 }
 
+std::string answer(std::string_view mode, Store* history, const Root& root, const Strings& urls,
+                   const FileDeleter::DuplicateVerification* proof) {
+    const bool isPermanent = mode.ends_with("permanent");
+    if (mode == "recover") {
+        const auto report = larkfold::RemovalRecovery(*history).recover({});
+        return "recovered " + std::to_string(report.recordedCount);
+    }
+    if (mode.starts_with("several")) {
+        return reportOf(deleteAll(isPermanent, root, urls, nullptr, history));
+    }
+    const std::string& url = urls.at(0);
+    if (mode == "trash" || mode == "permanent") {
+        return reportOf(deleteAll(isPermanent, root, {url}, proof, history));
+    }
+    if (mode.starts_with("unjournaled") || mode.starts_with("late-journal")) {
+        return reportOf(recordedLate(mode.starts_with("late-journal"), isPermanent, root, url, *history));
+    }
+    return naively(mode, url);
+}
+
 }  // namespace
 
 int main(int count, char** words) {
-    if (count != 4 && count != 5) {
+    Strings rest(words + 1, words + count);
+    std::optional<Store> history;
+    if (rest.size() > 2 && rest[0] == "--history") {
+        history.emplace(rest[1]);
+        rest.erase(rest.begin(), rest.begin() + 2);
+    }
+    if (rest.empty() || (rest[0] == "recover" ? !history : rest.size() < 3)) {
         return 2;
     }
-    const std::string_view mode = words[1];
-    const auto root = FileDeleter::AllowedRoot::at(words[2]);
-    const std::string url = words[3];
+    const std::string mode = rest[0];
+    rest.erase(rest.begin());
     FileDeleter::DuplicateVerification proof;
-    if (count == 5) {
-        proof = {.keeper = words[4], .sha256 = larkfold::fileSHA256(words[4], {})};
+    const bool hasKeeper = rest.size() == 3 && !mode.starts_with("several");
+    if (hasKeeper) {
+        proof = {.keeper = rest[2], .sha256 = larkfold::fileSHA256(rest[2], {})};
     }
+    const Root root = rest.empty() ? Root() : Root::at(rest[0]);
+    const Strings urls(rest.begin() + (rest.empty() ? 0 : 1), rest.end());
     std::string report;
     int code = 0;
     const DescriptorBalance descriptors;
     raise(SIGUSR1);
     try {
-        report = mode == "trash" || mode == "permanent"
-                     ? throughTheGate(mode == "permanent", root, url, count == 5 ? &proof : nullptr)
-                     : naively(mode, url);
+        report = answer(mode, history ? &*history : nullptr, root, urls, hasKeeper ? &proof : nullptr);
     } catch (const std::exception& error) {
         report = std::string("untyped ") + error.what();
         code = 5;

@@ -1,0 +1,388 @@
+// A removal is killed at every system call, and so is the recovery after it: the start after that tells every
+// item that moved, went or rests, in the history and once.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "faults/PrivateNamespace.h"
+#include "faults/RecordOracle.h"
+#include "faults/RemovalSubject.h"
+#include "faults/SystemCallHarness.h"
+#include "platform/Path.h"
+#include "removal/CleanupHistoryStore.h"
+#include "removal/RemovalRecovery.h"
+
+namespace larkfold::test {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+Watcher killAt(std::uint64_t stop) {
+    return [stop](const SystemCall& call) {
+        return call.stop == stop ? Verdict{.kind = Verdict::Kind::kill} : Verdict{};
+    };
+}
+
+// --- The recovery is killed
+
+// The moments of a removal after which the recovery has something else to do each: the last stop at which the
+// item was in its place, the first one after its move, and a later one.
+std::vector<std::uint64_t> momentsOf(RemovalSubject& subject) {
+    std::vector<std::uint64_t> moments;
+    std::uint64_t lastChange = 0;
+    subject.run("", [&](const SystemCall& call) {
+        const bool isMove = call.number == SYS_renameat2;
+        const bool isRemoval = call.number == SYS_unlinkat;
+        if (isMove || isRemoval) {
+            moments.push_back(call.stop);
+            lastChange = call.stop;
+        }
+        return Verdict{};
+    });
+    // The outcome stands in the journal, and the history does not have it yet.
+    moments.push_back(lastChange + 6);
+    return moments;
+}
+
+TEST(RemovalRecoveryKill, atEverySystemCallOfTheRecovery_theNextOneTellsItOnce) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        int kills = 0;
+        const bool isBrief = thoroughness() == Thoroughness::brief;
+        const bool isFull = thoroughness() == Thoroughness::full;
+        for (const Scenario scenario : removableScenarios) {
+            RemovalSubject subject(scenario, true);
+            RecordOracle record;
+            const std::uint64_t stride = isFull ? 1 : isBrief ? 41 : 7;
+            const std::vector<std::uint64_t> moments = momentsOf(subject);
+            const std::size_t step = !isFull && moments.size() > 8 ? 3 : 1;
+            for (std::size_t moment = 0; moment < moments.size(); moment += step) {
+                for (std::uint64_t at = moment % stride;; at += stride) {
+                    ASSERT_TRUE(subject.run("", killAt(moments[moment])).wasKilledByWatcher);
+                    const ProgramOutcome recovery = subject.recover(killAt(at));
+                    std::string problem = record.problemAfterRecovery(subject);
+                    if (problem.empty()) {
+                        problem = record.problemAfterRestoring(subject);
+                    }
+                    ASSERT_EQ(problem, "") << nameOf(scenario) << ", killed at stop " << moments[moment]
+                                           << ", its recovery at stop " << at << "\n"
+                                           << recovery.output;
+                    if (!recovery.wasKilledByWatcher) {
+                        break;
+                    }
+                    ++kills;
+                }
+            }
+            std::printf("%s: told as in place %d, in Trash %d, aside %d, gone %d\n", nameOf(scenario),
+                        record.inPlace, record.inTrash, record.aside, record.gone);
+            std::fflush(stdout);
+            EXPECT_GT(record.inPlace, 0);
+            EXPECT_GT(record.inTrash + record.aside + record.gone, 0);
+        }
+        std::printf("%d kill points of the recovery\n", kills);
+        EXPECT_GT(kills, 50);
+    }));
+}
+
+// --- Several items
+
+// Five items in one run, one of which cannot go.
+struct SeveralItems {
+    explicit SeveralItems(bool permanent) : isPermanent(permanent) {
+        setenv("HOME", home.c_str(), 1);
+        unsetenv("XDG_DATA_HOME");
+    }
+
+    void build() const {
+        for (const std::string& top : {home, root, history}) {
+            for (const auto& entry : fs::directory_iterator(top)) {
+                removeTree(entry.path().string());
+            }
+        }
+        writeBytes(root + "/first", "first");
+        fs::create_directories(root + "/second/inner");
+        writeBytes(root + "/second/inner/a", "a");
+        writeBytes(root + "/second/b", "b");
+        fs::create_symlink("nowhere", root + "/a link");
+        writeBytes(root + "/third one", "third");
+        writeBytes(root + "/\xff raw", "raw");
+        writeBytes(root + "/bystander", "bystander");
+    }
+
+    std::vector<std::string> urls() const {
+        return {root + "/first", root + "/second", root + "/a link", root + "/third one", root + "/\xff raw"};
+    }
+
+    ProgramOutcome run(const Watcher& watcher) const {
+        build();
+        std::vector<std::string> arguments = {LARKFOLD_REMOVAL_VICTIM, "--history", historyFile(),
+                                              isPermanent ? "several-permanent" : "several", root};
+        for (const std::string& url : urls()) {
+            arguments.push_back(url);
+        }
+        return runWatched(arguments, watcher);
+    }
+
+    std::string historyFile() const { return history + "/cleanup-history.json"; }
+
+    static bool stands(const std::string& path) { return fs::exists(fs::symlink_status(path)); }
+
+    // Below the first path that ends in `name` in one of the private folders; empty where there is none.
+    std::string asideOf(const std::string& name) const {
+        for (const auto& entry : fs::directory_iterator(root)) {
+            if (entry.path().filename().string().starts_with(".larkfold-removing-") &&
+                stands(entry.path().string() + "/" + name)) {
+                return entry.path().string() + "/" + name;
+            }
+        }
+        return {};
+    }
+
+    std::string problemOf(const CleanupOperation::Item& item) const {
+        const std::string name(lastPathComponent(item.originalPath));
+        const std::string aside = asideOf(name);
+        const std::string trashed = home + "/.local/share/Trash/files/" + name;
+        const bool isInPlace = stands(item.originalPath);
+        const int places = (isInPlace ? 1 : 0) + (aside.empty() ? 0 : 1) + (stands(trashed) ? 1 : 0);
+        if (places > 1 || (places == 0 && !isPermanent)) {
+            return "there " + std::to_string(places) + " times";
+        }
+        if (isInPlace) {
+            const bool isRefused = name == "a link" && item.error &&
+                                   item.error->find("This path is protected") != std::string::npos;
+            return isRefused || (item.error && item.error->find("in its place") != std::string::npos)
+                       ? ""
+                       : "in its place, and told otherwise";
+        }
+        if (!aside.empty()) {
+            return item.error && item.error->find("“" + displayText(aside) + "”") != std::string::npos
+                       ? ""
+                       : "aside, and told otherwise";
+        }
+        if (stands(trashed)) {
+            return item.trashPath == trashed && !item.error ? "" : "in the Trash, and told otherwise";
+        }
+        return !item.error && !item.trashPath ? "" : "gone, and told otherwise";
+    }
+
+    // After the recovery. `isRecorded`: the history had it before.
+    std::string problem() const {
+        CleanupHistoryStore store(historyFile());
+        const auto report = RemovalRecovery(store).recover({});
+        const auto operations = store.load();
+        if (!report.problems.empty() || operations.size() > 1) {
+            return "told twice, or a problem";
+        }
+        if (contentOf(root + "/bystander") != "bystander") {
+            return "the bystander went";
+        }
+        if (operations.empty()) {
+            const auto all = urls();
+            return std::all_of(all.begin(), all.end(), stands) ? "" : "something went untold";
+        }
+        if (operations.front().items.size() != urls().size()) {
+            return "not every item is told";
+        }
+        for (const CleanupOperation::Item& item : operations.front().items) {
+            if (const std::string wrong = problemOf(item); !wrong.empty()) {
+                return displayText(item.originalPath) + " is " + wrong;
+            }
+        }
+        return "";
+    }
+
+    bool isPermanent;
+    TemporaryTree tree;
+    Mounted disk{"none", tree.folder("disk"), "tmpfs", 0, "mode=0755"};
+    std::string home = tree.folder("disk/home");
+    std::string root = tree.folder("disk/root");
+    std::string history = tree.folder("history");
+};
+
+TEST(RemovalRecoveryKill, atEverySystemCallOfSeveralItems_tellsEachOfThem) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        int kills = 0;
+        for (const bool isPermanent : {false, true}) {
+            const SeveralItems items(isPermanent);
+            const std::uint64_t stride = thoroughness() == Thoroughness::full    ? 1
+                                         : thoroughness() == Thoroughness::brief ? 61
+                                                                                 : 5;
+            for (std::uint64_t at = 0;; at += stride) {
+                const ProgramOutcome outcome = items.run(killAt(at));
+                ASSERT_EQ(items.problem(), "") << "killed at stop " << at;
+                if (!outcome.wasKilledByWatcher) {
+                    ASSERT_TRUE(outcome.hasExited) << outcome.output;
+                    break;
+                }
+                ++kills;
+            }
+        }
+        std::printf("%d kill points of five items\n", kills);
+        EXPECT_GT(kills, 50);
+    }));
+}
+
+// --- Another window
+
+// At each system call of a removal another window starts and looks for what was left.
+TEST(RemovalRecoveryBesideARun, atEverySystemCall_leavesItsJournalAlone) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        int looks = 0;
+        for (const Scenario scenario : {Scenario::file, Scenario::treeForGood}) {
+            const std::uint64_t stride = thoroughness() == Thoroughness::brief ? 31 : 3;
+            for (std::uint64_t at = 0;; at += stride) {
+                RemovalSubject subject(scenario, true);
+                bool hasLooked = false;
+                RemovalRecovery::Report report;
+                const ProgramOutcome outcome = subject.run("", [&](const SystemCall& call) {
+                    if (call.stop == at) {
+                        hasLooked = true;
+                        CleanupHistoryStore other(subject.historyFile());
+                        report = RemovalRecovery(other).recover({});
+                    }
+                    return Verdict{};
+                });
+                if (!hasLooked) {
+                    break;
+                }
+                ++looks;
+                ASSERT_THAT(outcome.output, HasSubstr("\ngone ")) << at;
+                ASSERT_THAT(report.problems, IsEmpty()) << at;
+                ASSERT_THAT(report.leftovers, IsEmpty()) << at;
+                // The run records itself; the other window never did.
+                CleanupHistoryStore history(subject.historyFile());
+                const auto operations = history.load();
+                ASSERT_EQ(operations.size(), 1U) << at;
+                ASSERT_FALSE(operations.front().items.at(0).error) << at;
+                ASSERT_FALSE(operations.front().volumes.empty() || !operations.front().volumes.front().after)
+                    << at;
+                ASSERT_THAT(subject.journals(), IsEmpty()) << at;
+            }
+        }
+        std::printf("%d moments of another window\n", looks);
+        EXPECT_GT(looks, 20);
+    }));
+}
+
+// --- Errors
+
+bool isOfTheJournal(const SystemCall& call) {
+    switch (call.number) {
+        case SYS_openat:
+        case SYS_unlink:
+            return call.text(call.number == SYS_openat ? 1 : 0).find("/cleanup-journal-") !=
+                   std::string::npos;
+        case SYS_write:
+        case SYS_fsync:
+        case SYS_flock:
+        case SYS_fchmod:
+        case SYS_fstat:
+        case SYS_newfstatat:
+            return call.descriptorPath(0).find("/cleanup-journal-") != std::string::npos;
+        default:
+            return false;
+    }
+}
+
+// Where the journal cannot be kept, the item goes all the same, and the history has it.
+TEST(RemovalJournalInjection, eachErrorAtEachCallOfTheJournal_stopsNoRemoval) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        int injected = 0;
+        for (const Scenario scenario : {Scenario::file, Scenario::treeForGood}) {
+            RemovalSubject subject(scenario, true);
+            for (const bool goesOn : {false, true}) {
+                for (const int error : {EIO, ENOSPC, EDQUOT, EACCES, EMFILE, ENOLCK}) {
+                    for (int wanted = 0;; ++wanted) {
+                        int seen = 0;
+                        std::string last;
+                        const ProgramOutcome outcome = subject.run("", [&](const SystemCall& call) {
+                            if (!call.isEntry || !isOfTheJournal(call)) {
+                                return Verdict{};
+                            }
+                            last = " number " + std::to_string(call.number) + " " + call.descriptorPath(0);
+                            const bool strikes = seen == wanted || (goesOn && seen > wanted);
+                            ++seen;
+                            return strikes ? Verdict{.kind = Verdict::Kind::fail, .value = error} : Verdict{};
+                        });
+                        if (seen <= wanted) {
+                            break;
+                        }
+                        ++injected;
+                        ASSERT_THAT(outcome.output, HasSubstr("\ngone "))
+                            << nameOf(scenario) << ", error " << error << " in call " << wanted << last;
+                        const RemovalReport report = parseRemoval(subject, outcome.output);
+                        ASSERT_EQ(report.descriptorsBefore, report.descriptorsAfter) << wanted;
+                        // What could not be removed at the end goes at the next start, and is told once.
+                        RecordOracle record;
+                        CleanupHistoryStore history(subject.historyFile());
+                        const auto left = RemovalRecovery(history).recover({});
+                        ASSERT_THAT(left.problems, IsEmpty()) << wanted;
+                        ASSERT_EQ(history.load().size(), 1U) << wanted;
+                        ASSERT_FALSE(history.load().front().items.front().error) << wanted;
+                        ASSERT_THAT(subject.journals(), IsEmpty()) << wanted;
+                    }
+                }
+            }
+        }
+        std::printf("%d errors in the journal's calls\n", injected);
+        EXPECT_GT(injected, 50);
+    }));
+}
+
+// A line that was cut short is not written behind, so that what stands before it still counts.
+TEST(RemovalJournalInjection, aDiskThatFillsUpOnTheWay_leavesAJournalThatIsRead) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        for (const Scenario scenario : {Scenario::file, Scenario::fileForGood}) {
+            RemovalSubject subject(scenario, true);
+            for (int wanted = 1; wanted < 4; ++wanted) {
+                int writes = 0;
+                std::uint64_t end = 0;
+                const auto cutShort = [&](const SystemCall& call, std::uint64_t killedAt) {
+                    if (call.stop == killedAt) {
+                        return Verdict{.kind = Verdict::Kind::kill};
+                    }
+                    end = call.stop;
+                    if (!call.isEntry || call.number != SYS_write || !isOfTheJournal(call)) {
+                        return Verdict{};
+                    }
+                    const int number = writes++;
+                    if (number == wanted) {
+                        return Verdict{.kind = Verdict::Kind::shorten,
+                                       .value = static_cast<std::int64_t>(call.arguments[2] / 2)};
+                    }
+                    return number > wanted ? Verdict{.kind = Verdict::Kind::fail, .value = ENOSPC}
+                                           : Verdict{};
+                };
+                subject.run("", [&](const SystemCall& call) { return cutShort(call, ~std::uint64_t{0}); });
+                for (std::uint64_t at = end - std::min<std::uint64_t>(end, 120); at < end; at += 4) {
+                    writes = 0;
+                    subject.run("", [&](const SystemCall& call) { return cutShort(call, at); });
+                    RecordOracle record;
+                    const std::string problem = record.problemAfterRecovery(subject);
+                    // What went for good after that may not be claimed: nothing tells that it was to go.
+                    const bool isNotClaimed = record.gone == 1 && subject.isPermanent() &&
+                                              problem.find("was found neither") != std::string::npos;
+                    ASSERT_TRUE(problem.empty() || isNotClaimed) << problem << ", killed at " << at;
+                }
+            }
+        }
+    }));
+}
+
+}  // namespace
+}  // namespace larkfold::test
