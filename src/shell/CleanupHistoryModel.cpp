@@ -16,6 +16,7 @@
 #include "platform/qt/PathText.h"
 #include "removal/CleanupHistoryStore.h"
 #include "removal/CleanupTexts.h"
+#include "removal/RemovalRecovery.h"
 #include "shell/DateTexts.h"
 
 namespace larkfold {
@@ -124,12 +125,15 @@ void CleanupHistoryModel::clear() {
     setClearConfirmation(false);
     clearRun_ = context_.run<bool>(
         [store = &world_.store](std::stop_token) {
+            // First what would come into the history otherwise.
+            RemovalRecovery(*store).forget();
             store->clear();
             return true;
         },
         [this](Outcome<bool> outcome) {
             try {
                 outcome.get();
+                setJournalProblem({});
                 load();
             } catch (...) {
                 setError(descriptionOf(std::current_exception()));
@@ -145,6 +149,13 @@ void CleanupHistoryModel::setError(const QString& description, const QString& hi
 
 void CleanupHistoryModel::dismissError() {
     setError({});
+}
+
+void CleanupHistoryModel::setJournalProblem(const QString& sentences) {
+    if (journalProblem_ != sentences) {
+        journalProblem_ = sentences;
+        emit stateChanged();
+    }
 }
 
 // MARK: The way back from Trash

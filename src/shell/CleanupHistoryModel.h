@@ -42,6 +42,8 @@ class CleanupHistoryModel : public QAbstractListModel {
     Q_PROPERTY(QString errorHint READ errorHint NOTIFY stateChanged)
     // Whether reading it failed, so that reading it once more may help.
     Q_PROPERTY(bool isUnreadable READ isUnreadable NOTIFY stateChanged)
+    // Why a removal that was interrupted is missing here; empty where none is.
+    Q_PROPERTY(QString journalProblem READ journalProblem NOTIFY stateChanged)
     Q_PROPERTY(bool canClear READ canClear NOTIFY stateChanged)
     Q_PROPERTY(bool clearConfirmation READ clearConfirmation WRITE setClearConfirmation NOTIFY
                    clearConfirmationChanged)
@@ -85,7 +87,7 @@ public:
     QString error() const { return error_; }
     QString errorHint() const { return errorHint_; }
     bool isUnreadable() const { return isUnreadable_; }
-    bool canClear() const { return hasOperations() || isUnreadable_; }
+    bool canClear() const { return hasOperations() || isUnreadable_ || !journalProblem_.isEmpty(); }
     bool clearConfirmation() const { return clearConfirmation_; }
     void setClearConfirmation(bool shown);
     QString placeHint() const;
@@ -106,6 +108,9 @@ public:
     // The second press of "Clear history".
     Q_INVOKABLE void clear();
     Q_INVOKABLE void dismissError();
+    QString journalProblem() const { return journalProblem_; }
+    void setJournalProblem(const QString& sentences);
+    Q_INVOKABLE void dismissJournalProblem() { setJournalProblem({}); }
     Q_INVOKABLE void copyPath(int row) const;
 
     int rowCount(const QModelIndex& parent = {}) const override;
@@ -142,6 +147,7 @@ private:
     std::set<UUID> expanded_;
     QString error_;
     QString errorHint_;
+    QString journalProblem_;
     bool hasAnswer_ = false;
     bool isRead_ = false;
     bool isUnreadable_ = false;

@@ -69,6 +69,7 @@ MainView::MainView(World world, QObject* parent)
                        .notifications = world_.notifications,
                        .store = historyStore_,
                        .reveal = world_.reveal}),
+      interruptedRemoval_({.mainQueue = world_.mainQueue, .store = historyStore_, .reveal = world_.reveal}),
       historyManager_(world_.defaults, world_.mainQueue),
       recentScans_(historyManager_, scannerViewModel_),
       dropContext_(world_.mainQueue, "drop") {
@@ -137,6 +138,9 @@ void MainView::observeRemoval() {
     });
     connect(&scannerViewModel_, &DiskScannerViewModel::cleanupFinished, &cleanupResult_,
             &CleanupResultPresenter::show);
+    connect(&interruptedRemoval_, &InterruptedRemovalModel::problemsFound, &cleanupHistory_,
+            &CleanupHistoryModel::setJournalProblem);
+    interruptedRemoval_.recover();
 }
 
 void MainView::reviewMarked() {

@@ -25,6 +25,7 @@
 #include "shell/CleanupResultPresenter.h"
 #include "shell/CleanupReviewModel.h"
 #include "shell/DiskSpacePresenter.h"
+#include "shell/InterruptedRemovalModel.h"
 #include "shell/PermissionManager.h"
 #include "shell/QmlFolderChooser.h"
 #include "shell/RecentScansModel.h"
@@ -43,6 +44,7 @@ class MainView : public QObject {
     Q_PROPERTY(larkfold::CleanupReviewModel* cleanupReview READ cleanupReview CONSTANT)
     Q_PROPERTY(larkfold::CleanupResultPresenter* cleanupResult READ cleanupResult CONSTANT)
     Q_PROPERTY(larkfold::CleanupHistoryModel* cleanupHistory READ cleanupHistory CONSTANT)
+    Q_PROPERTY(larkfold::InterruptedRemovalModel* interruptedRemoval READ interruptedRemoval CONSTANT)
     Q_PROPERTY(larkfold::RecentScansModel* recentScans READ recentScans CONSTANT)
     // The tabs there are, each {value, title, icon}, in the order of the sidebar.
     Q_PROPERTY(QVariantList tabs READ tabs CONSTANT)
@@ -88,6 +90,7 @@ public:
     CleanupReviewModel* cleanupReview() { return &cleanupReview_; }
     CleanupResultPresenter* cleanupResult() { return &cleanupResult_; }
     CleanupHistoryModel* cleanupHistory() { return &cleanupHistory_; }
+    InterruptedRemovalModel* interruptedRemoval() { return &interruptedRemoval_; }
 
     ScanHistoryManager& historyManager() { return historyManager_; }
     RecentScansModel* recentScans() { return &recentScans_; }
@@ -157,6 +160,7 @@ private:
     DiskScannerViewModel scannerViewModel_;
     DiskSpacePresenter diskSpace_;
     CleanupHistoryModel cleanupHistory_;
+    InterruptedRemovalModel interruptedRemoval_;
     ScanHistoryManager historyManager_;
     RecentScansModel recentScans_;
     int selectedTab_ = 0;

@@ -70,7 +70,9 @@ constexpr std::array kSections{
             "Larkfold keeps a few files of its own, which nobody but your account can read:\n"
             "• Your settings, the folders you scanned, added or watch, and sizes measured in them\n"
             "• The index of the latest scan, with the names and sizes of files\n"
-            "• The latest hundred cleanups, with the paths of what was removed\n"
+            "• The latest hundred cleanups, with the paths of what was removed, and while one is under way "
+            "what "
+            "it is about to remove\n"
             "\n"
             "“Forget saved scan…” removes the index, and “Clear history” the record of cleanups. Copies that "
             "Project Archive makes lie where you put them.",

@@ -19,6 +19,6 @@ std::span<const Section> sections();
 const char* closingLine();
 
 // Raised with each change that users should know of.
-inline constexpr int revision = 1;
+inline constexpr int revision = 2;
 
 }  // namespace larkfold::privacy

@@ -9,6 +9,7 @@ The folder that is mapped is /usr/share unless another is named.
 import json
 import os
 import sys
+import zlib
 from pathlib import Path
 
 from larkfold_driver import Session
@@ -174,6 +175,38 @@ def cleanup(program, folder, suffix, dark):
             larkfold.screenshot(folder / f"history-error-{suffix}.png")
 
 
+def journal_line(fields):
+    """A line of a removal's journal; see docs/removal-journal-format.md."""
+    text = json.dumps(fields, separators=(",", ":"))
+    return f"{zlib.crc32(text.encode()):08x} {text}\n"
+
+
+def interrupted_removal(program, folder, suffix, dark):
+    """What the program asks after it ended while it was removing a folder for good."""
+    with Session(dark=dark) as session:
+        item = session.home / "Projects/holiday-2025"
+        aside = item.parent / ".larkfold-removing-0"
+        files(item, {"master.mov": 4_000_000})
+        values = item.stat()
+        identity = {"volume": values.st_dev, "file": values.st_ino}
+        data = session.home / ".local/share/Larkfold"
+        data.mkdir(parents=True)
+        (data / "cleanup-journal-0.jsonl").write_text("".join(map(journal_line, [
+            {"version": 1, "id": "4B1E36E2-0A1C-4B2E-9E52-6C0F5D6D2F01", "startedAt": 785692800.0, "source": "Disk analysis",
+             "permanent": True, "volumes": [], "trashes": [], "items": 1},
+            {"path": str(item), **identity, "staging": aside.name},
+            {"event": "move", "when": 785692800.5, "item": 0, "from": str(item), **identity, "to": str(aside / item.name)},
+        ])), encoding="utf-8")
+        aside.mkdir(mode=0o700)
+        item.rename(aside / item.name)
+        with session.start(program) as larkfold:
+            larkfold.find("A removal was interrupted")
+            small_and_usual(larkfold, folder, "interrupted-removal", suffix)
+            larkfold.find("Restore", role="push button", inside="dialog").press()
+            larkfold.find("The item is back")
+            larkfold.screenshot(folder / f"interrupted-removal-restored-{suffix}.png")
+
+
 def review(larkfold, folder, suffix):
     larkfold.key("Delete")
     larkfold.find("Review cleanup")
@@ -218,7 +251,8 @@ def settings(program, folder, suffix, dark):
             larkfold.screenshot(folder / f"privacy-{suffix}.png")
 
 
-SCREENS = {"next_day": next_day, "first_run": first_run, "main_window": main_window, "cleanup": cleanup, "settings": settings}
+SCREENS = {"next_day": next_day, "first_run": first_run, "main_window": main_window, "cleanup": cleanup,
+           "interrupted_removal": interrupted_removal, "settings": settings}
 
 
 def main():

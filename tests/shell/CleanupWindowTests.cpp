@@ -1,17 +1,21 @@
 // The way of a removal in the real window: marks, review, decisions, banner, history. By keys wherever a
 // person could.
 
+#include <sys/stat.h>
 #include <QAccessible>
 #include <QtQml/QQmlExtensionPlugin>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
 #include "WindowFixture.h"
 #include "disk/MarkTexts.h"
 #include "platform/FileIdentity.h"
+#include "platform/ItemIdentities.h"
 #include "platform/StandardFolders.h"
 #include "removal/CleanupHistoryStore.h"
+#include "removal/RemovalJournalContent.h"
 #include "shell/ShellTexts.h"
 #include "support/GateThatTells.h"
 
@@ -540,6 +544,95 @@ TEST_F(CleanupWindowTest, theHistoryIsWalkedByKeys) {
     view().setSelectedTab(0);
     EXPECT_TRUE(eventually([this] { return isShown("Scan Folder"); }));
     EXPECT_FALSE(isShown("Locate in Trash"));
+}
+
+// --- What a removal left that did not come to its end
+
+class InterruptedWindowTest : public CleanupWindowTest {
+protected:
+    // The program ended after the item of a removal for good had been put aside.
+    void putAside() {
+        const std::string path = tree_.file("home/letters", "Dear Ada");
+        const std::string place = tree_.path("home/.larkfold-removing-0/letters");
+        RemovalJournalContent plan;
+        plan.id = UUID::make();
+        plan.startedAt = dateFromSecondsSince1970(1'764'000'000);
+        plan.source = "Disk analysis";
+        plan.permanent = true;
+        plan.items.resize(1);
+        plan.items[0].path = path;
+        plan.items[0].identity = itemIdentities({path}).front();
+        plan.items[0].stagingName = ".larkfold-removing-0";
+        surroundings_.file("cleanup-journal-0.jsonl", plan.plan() + RemovalJournalContent::lineOfMove(
+                                                                        0,
+                                                                        {.realPath = path,
+                                                                         .identity = *plan.items[0].identity,
+                                                                         .logicalBytes = 8,
+                                                                         .place = place},
+                                                                        plan.startedAt));
+        tree_.folder("home/.larkfold-removing-0");
+        ASSERT_EQ(chmod(tree_.path("home/.larkfold-removing-0").c_str(), 0700), 0);
+        ASSERT_EQ(rename(path.c_str(), place.c_str()), 0);
+    }
+    bool isBack() const { return contentOf(tree_.path("home/letters")) == "Dear Ada"; }
+};
+
+TEST_F(InterruptedWindowTest, whatLiesAside_isOffered_andReturnBringsItBack) {
+    putAside();
+    startAfterFirstRun();
+    ASSERT_TRUE(eventually([this] { return isShown("A removal was interrupted"); }));
+    ASSERT_TRUE(hasFocus("Restore")) << focusName().toStdString();
+    EXPECT_FALSE(isBack());
+    key(Qt::Key_Return);
+    ASSERT_TRUE(eventually([this] { return isShown("The item is back"); }));
+    EXPECT_TRUE(isBack());
+    EXPECT_FALSE(FileIdentity::of(tree_.path("home/.larkfold-removing-0")));
+    ASSERT_TRUE(hasFocus("Close")) << focusName().toStdString();
+    key(Qt::Key_Return);
+    EXPECT_TRUE(isClosed("The item is back"));
+    const auto operations = CleanupHistoryStore(historyFile()).load();
+    ASSERT_EQ(operations.size(), 1u);
+    EXPECT_TRUE(operations.front().items.at(0).error);
+}
+
+TEST_F(InterruptedWindowTest, escape_leavesItWhereItLies_andItIsOfferedAgain) {
+    putAside();
+    startAfterFirstRun();
+    ASSERT_TRUE(hasFocus("Restore")) << focusName().toStdString();
+    key(Qt::Key_Escape);
+    EXPECT_TRUE(isClosed("A removal was interrupted"));
+    EXPECT_FALSE(isBack());
+    engine_.reset();
+    app_.reset();
+    start();
+    EXPECT_TRUE(eventually([this] { return isShown("A removal was interrupted"); }));
+}
+
+TEST_F(InterruptedWindowTest, aTakenName_isTold_andNothingIsReplaced) {
+    putAside();
+    startAfterFirstRun();
+    ASSERT_TRUE(hasFocus("Restore")) << focusName().toStdString();
+    tree_.file("home/letters", "new ones");
+    key(Qt::Key_Return);
+    ASSERT_TRUE(eventually([this] { return isShown("The item could not be restored"); }));
+    EXPECT_EQ(contentOf(tree_.path("home/letters")), "new ones");
+    EXPECT_EQ(contentOf(tree_.path("home/.larkfold-removing-0/letters")), "Dear Ada");
+    // No file manager answers here, and that is told too.
+    click("Show in File Manager");
+    EXPECT_TRUE(eventually([this] { return !view().interruptedRemoval()->revealProblem().isEmpty(); }));
+}
+
+TEST_F(InterruptedWindowTest, aDamagedJournal_isToldInTheHistory_andGoesWithIt) {
+    const std::string journal = surroundings_.file("cleanup-journal-0.jsonl", "damaged\n");
+    startAfterFirstRun();
+    view().setSelectedTab(5);
+    ASSERT_TRUE(eventually([this] { return !view().cleanupHistory()->journalProblem().isEmpty(); }));
+    EXPECT_TRUE(view().cleanupHistory()->canClear());
+    click("Clear history");
+    ASSERT_TRUE(eventually([this] { return isShown("Clear cleanup history?"); }));
+    view().cleanupHistory()->clear();
+    EXPECT_TRUE(eventually([this] { return view().cleanupHistory()->journalProblem().isEmpty(); }));
+    EXPECT_FALSE(FileIdentity::of(journal));
 }
 
 }  // namespace

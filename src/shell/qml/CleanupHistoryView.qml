@@ -77,6 +77,15 @@ T.Control {
             detail: tab.history.errorHint
             onDismissed: tab.history.dismissError()
         }
+        InlineMessage {
+            visible: tab.history.journalProblem.length > 0
+            Layout.fillWidth: true
+            Layout.leftMargin: Theme.space5
+            Layout.rightMargin: Theme.space5
+            Layout.bottomMargin: Theme.space3
+            text: tab.history.journalProblem
+            onDismissed: tab.history.dismissJournalProblem()
+        }
 
         Hairline {
             Layout.fillWidth: true

@@ -114,6 +114,38 @@ T.Control {
         }
     }
 
+    // Made when they are first needed; what the first asks about may be known before this frame stands.
+    Loader {
+        id: interruptedRemoval
+        active: false
+        Component.onCompleted: active = frame.view.interruptedRemoval.isAsking
+        // qmllint disable unqualified
+        sourceComponent: InterruptedRemovalAlert {
+            removal: frame.view.interruptedRemoval
+        }
+        // qmllint enable unqualified
+    }
+    Loader {
+        id: interruptedRemovalOutcome
+        active: false
+        // qmllint disable unqualified
+        sourceComponent: InterruptedRemovalOutcome {
+            removal: frame.view.interruptedRemoval
+        }
+        // qmllint enable unqualified
+    }
+    Connections {
+        target: frame.view.interruptedRemoval
+
+        function onChanged() {
+            if (frame.view.interruptedRemoval.isAsking) {
+                interruptedRemoval.active = true;
+            } else if (frame.view.interruptedRemoval.isTold) {
+                interruptedRemovalOutcome.active = true;
+            }
+        }
+    }
+
     // Made when it is first needed, and kept: what it leaves gets the keyboard back.
     Loader {
         id: forgetScan
