@@ -1,6 +1,8 @@
 #include "faults/RecordOracle.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <vector>
 
 #include "platform/Error.h"
 #include "removal/CleanupHistoryStore.h"
@@ -9,10 +11,19 @@ namespace larkfold::test {
 
 namespace {
 
+// Without the notes of a Trash that are on their way out: they are files, and no item lies in them.
+std::vector<RemovalSubject::PrivateFolder> privateFoldersOf(const RemovalSubject& subject) {
+    auto folders = subject.privateFolders();
+    std::erase_if(folders, [&subject](const auto& folder) {
+        return !std::filesystem::is_directory(subject.pathOf(folder.path));
+    });
+    return folders;
+}
+
 std::string problemOfItem(const RemovalSubject& subject, const CleanupOperation& operation,
                           const std::vector<RemovalRecovery::Leftover>& leftovers, RecordOracle& counts) {
     const CleanupOperation::Item& item = operation.items.front();
-    const auto folders = subject.privateFolders();
+    const auto folders = privateFoldersOf(subject);
     const auto held =
         std::find_if(folders.begin(), folders.end(), [](const auto& folder) { return !folder.isEmpty; });
     if (std::any_of(folders.begin(), folders.end(), [](const auto& folder) { return folder.isEmpty; })) {
@@ -83,7 +94,7 @@ std::string RecordOracle::problemAfterRestoring(RemovalSubject& subject) {
     CleanupHistoryStore history(subject.historyFile());
     RemovalRecovery recovery(history);
     for (const RemovalRecovery::Leftover& leftover : report.leftovers) {
-        const auto folders = subject.privateFolders();
+        const auto folders = privateFoldersOf(subject);
         const bool isWhole = std::any_of(folders.begin(), folders.end(),
                                          [](const auto& folder) { return folder.holdsAllOfIt; });
         if (const auto problem = recovery.restore(leftover)) {
@@ -96,7 +107,7 @@ std::string RecordOracle::problemAfterRestoring(RemovalSubject& subject) {
         if (!isWhole && !leftover.maybePart) {
             return "a part of it is gone, and was offered as the whole";
         }
-        if (!subject.privateFolders().empty() || !subject.journals().empty()) {
+        if (!privateFoldersOf(subject).empty() || !subject.journals().empty()) {
             return "the private folder or the journal was left behind";
         }
     }

@@ -124,7 +124,9 @@ void killEverywhere(Scenario scenario, const std::string& mode, KillTally& tally
             tally.first = "killed at stop " + std::to_string(at) + ": " + problem;
         }
         if (!outcome.wasKilledByWatcher) {
-            ASSERT_TRUE(outcome.hasExited && outcome.exitCode == 0) << outcome.output;
+            ASSERT_TRUE(outcome.hasExited && outcome.exitCode == 0)
+                << "stop " << at << ", signal " << outcome.signal << ", code " << outcome.exitCode << "\n"
+                << outcome.output;
             ASSERT_FALSE(isAtPlace) << outcome.output;
             return;
         }

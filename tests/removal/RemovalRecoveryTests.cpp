@@ -363,6 +363,13 @@ TEST_F(RemovalRecoveryTest, aPrivateFolderWithSomethingElseInIt_stays) {
     EXPECT_EQ(contentOf(aside("another name")), "0123");
 }
 
+// In a folder that hands its group on, the private one does so too, and is closed all the same.
+TEST_F(RemovalRecoveryTest, aPrivateFolderThatHandsItsGroupOn_counts) {
+    putAside(tree.file("files/a", "0123"));
+    ASSERT_EQ(chmod(tree.path("files/" + std::string(staging)).c_str(), 02700), 0);
+    EXPECT_THAT(recover().leftovers, SizeIs(1));
+}
+
 // The way on a disk that has no room for a folder.
 TEST_F(RemovalRecoveryTest, anItemUnderThePrivateName_isOfferedAndRestored) {
     const std::string file = tree.file("files/a", "0123");

@@ -62,7 +62,7 @@ FileDescriptor openStaging(int parent, const std::string& name) {
     FileDescriptor folder = path_descriptors::openBelow(parent, name, O_RDONLY | O_DIRECTORY, false);
     const auto place = folder ? path_descriptors::placeOf(folder.get()) : std::nullopt;
     const bool isOurs =
-        place && place->owner == ::geteuid() && (place->mode & 07777U) == 0700U && S_ISDIR(place->mode);
+        place && place->owner == ::geteuid() && (place->mode & 0777U) == 0700U && S_ISDIR(place->mode);
     return isOurs ? std::move(folder) : FileDescriptor();
 }
 
