@@ -341,10 +341,10 @@ void DiskScannerViewModel::restoreSavedScanIfNeeded() {
         [index](std::stop_token stop) {
             ScanResult result = SavedScanLoader::load(index, std::nullopt, stop);
             const bool skipsHiddenFiles = SavedScanLoader::skipHiddenFiles(index);
-            RemovalGround ground(openRootOf(scopeOf(result), result.rootPath), stop);
-            ground.takeMap(result.rootNode->url(), stop);
-            ground.askForRules();
-            return SavedScan{.map = {.result = std::move(result), .ground = std::move(ground)},
+            RemovalScope removalScope(openRootOf(scopeOf(result), result.rootPath), stop);
+            removalScope.takeMap(result.rootNode->url(), stop);
+            removalScope.askForRules();
+            return SavedScan{.map = {.result = std::move(result), .removalScope = std::move(removalScope)},
                              .skipsHiddenFiles = skipsHiddenFiles};
         },
         [this](Outcome<SavedScan> outcome) { finishRestore(std::move(outcome)); });
@@ -535,8 +535,8 @@ std::optional<std::string> DiskScannerViewModel::whyNotMarked(const FileNode& no
     if (scanResult_ && node == *scanResult_->rootNode) {
         return mark_texts::rootCannotBeMarked;
     }
-    using Answer = RemovalGround::Answer;
-    switch (ground_ ? ground_->mayMark(node.url()) : Answer::refused) {
+    using Answer = RemovalScope::Answer;
+    switch (removalScope_ ? removalScope_->mayMark(node.url()) : Answer::refused) {
         case Answer::allowed:
             return std::nullopt;
         case Answer::unknownRoot:
@@ -595,7 +595,7 @@ void DiskScannerViewModel::dismissMarkNotice() {
 // tell stays marked, and the review tells of it.
 void DiskScannerViewModel::checkMarks() {
     constexpr std::size_t portion = 4'096;
-    if (markTask_ || uncheckedMarks_.empty() || !ground_) {
+    if (markTask_ || uncheckedMarks_.empty() || !removalScope_) {
         return;
     }
     const std::size_t count = std::min(portion, uncheckedMarks_.size());
@@ -607,14 +607,14 @@ void DiskScannerViewModel::checkMarks() {
     for (const FileNode::Pointer& node : nodes) {
         urls.push_back(node->url());
     }
-    markTask_ = reviewContext_.run<RemovalGround::Judgements>(
-        [ground = ground_, urls = std::move(urls)](const std::stop_token& stop) {
-            return ground->ask(urls, nullptr, stop);
+    markTask_ = reviewContext_.run<RemovalScope::Judgements>(
+        [removalScope = removalScope_, urls = std::move(urls)](const std::stop_token& stop) {
+            return removalScope->ask(urls, nullptr, stop);
         },
-        [this, nodes = std::move(nodes)](Outcome<RemovalGround::Judgements> outcome) {
+        [this, nodes = std::move(nodes)](Outcome<RemovalScope::Judgements> outcome) {
             markTask_ = Run();
             try {
-                const RemovalGround::Judgements& judgements = outcome.get();
+                const RemovalScope::Judgements& judgements = outcome.get();
                 std::vector<FileNode::Pointer> refused;
                 for (std::size_t index = 0; index < nodes.size(); ++index) {
                     using Verdict = removal_rules::Judgement::Verdict;
@@ -661,7 +661,7 @@ void DiskScannerViewModel::prepareReview() {
     review_.reset();
     reviewProgress_ = {.answered = 0, .total = static_cast<std::int64_t>(marks_.ids().size()), .awaited = {}};
     preparation_ = std::make_unique<RemovalReviewPreparation>(
-        world_.mainQueue, reviewContext_, ground_, marks_.nodes(),
+        world_.mainQueue, reviewContext_, removalScope_, marks_.nodes(),
         [this](const FileNode& node) { return marks_.isInTree(node); },
         [this](const RemovalReviewPreparation::Progress& progress) {
             if (progress != reviewProgress_) {
@@ -728,7 +728,7 @@ std::vector<CleanupPreviewItem> DiskScannerViewModel::reviewItems() const {
 // --------------------------------------------------------------------------------------------------------
 
 void DiskScannerViewModel::deleteSelected(bool permanently, std::shared_ptr<const RemovalReview> confirmed) {
-    if (!isIdle() || !scanResult_ || !ground_ || preparation_) {
+    if (!isIdle() || !scanResult_ || !removalScope_ || preparation_) {
         return;
     }
     if (!confirmed) {
@@ -749,12 +749,12 @@ void DiskScannerViewModel::deleteSelected(bool permanently, std::shared_ptr<cons
             }
         });
     deletionTask_ = removalContext_.run<Removal>(
-        [gate = deleter_, reports, shown = confirmed->shown, ground = ground_, permanently,
+        [gate = deleter_, reports, shown = confirmed->shown, removalScope = removalScope_, permanently,
          root = scanResult_->rootPath](std::stop_token stop) {
             FileDeleter::Request request{
                 .urls = {},
                 .permanently = permanently,
-                .allowedRoots = {{.path = ground->openRoot(), .identity = ground->identity()}},
+                .allowedRoots = {{.path = removalScope->openRoot(), .identity = removalScope->identity()}},
                 .duplicateVerifications = {},
                 .source = "Disk analysis",
                 .protectRunningApplications = false};
@@ -983,7 +983,7 @@ void DiskScannerViewModel::startScan(const std::string& path, DiskScanOptions op
     setHoveredNode(nullptr);
     navigationStack_.clear();
     scanResult_.reset();
-    ground_.reset();
+    removalScope_.reset();
     rulesTask_.drop();
     clearSelection();
     setMarkNotice(std::nullopt);
@@ -1000,15 +1000,15 @@ void DiskScannerViewModel::startScan(const std::string& path, DiskScanOptions op
     auto scanner = std::make_shared<DiskScanner>(indexURL());
     scanTask_ = scanContext_.run<ScannedMap>(
         [scanner, reports, path, scope, chosen = scanOptions_](std::stop_token stop) {
-            RemovalGround ground(openRootOf(scope, path), stop);
+            RemovalScope removalScope(openRootOf(scope, path), stop);
             ScanResult result = scanner->scan(
                 path, chosen, stop, [&reports](const ScanProgress& progress) { reports.report(progress); });
             if (stop.stop_requested()) {
                 throw CancellationError();
             }
-            ground.takeMap(result.rootNode->url(), stop);
-            ground.askForRules();
-            return ScannedMap{.result = std::move(result), .ground = std::move(ground)};
+            removalScope.takeMap(result.rootNode->url(), stop);
+            removalScope.askForRules();
+            return ScannedMap{.result = std::move(result), .removalScope = std::move(removalScope)};
         },
         [this](Outcome<ScannedMap> outcome) { finishScan(std::move(outcome)); });
 }
@@ -1028,8 +1028,8 @@ std::string DiskScannerViewModel::openRootOf(ScanScope scope, const std::string&
 void DiskScannerViewModel::takeMap(ScannedMap map) {
     scanResult_ = std::move(map.result);
     marks_.begin(scanResult_->rootNode);
-    ground_ = std::make_shared<const RemovalGround>(std::move(map.ground));
-    if (!ground_->hasRules()) {
+    removalScope_ = std::make_shared<const RemovalScope>(std::move(map.removalScope));
+    if (!removalScope_->hasRules()) {
         awaitRules();
     }
 }
@@ -1037,15 +1037,15 @@ void DiskScannerViewModel::takeMap(ScannedMap map) {
 // Where the disk was too slow to tell the protected places with the map, for as long as it takes. Until then
 // nothing can be marked, and that is told.
 void DiskScannerViewModel::awaitRules() {
-    rulesTask_ = reviewContext_.run<RemovalGround>(
-        [ground = *ground_](const std::stop_token& stop) mutable {
-            ground.awaitRules(stop);
-            return std::move(ground);
+    rulesTask_ = reviewContext_.run<RemovalScope>(
+        [removalScope = *removalScope_](const std::stop_token& stop) mutable {
+            removalScope.awaitRules(stop);
+            return std::move(removalScope);
         },
-        [this](Outcome<RemovalGround> outcome) {
+        [this](Outcome<RemovalScope> outcome) {
             rulesTask_ = Run();
             try {
-                ground_ = std::make_shared<const RemovalGround>(std::move(outcome.get()));
+                removalScope_ = std::make_shared<const RemovalScope>(std::move(outcome.get()));
             } catch (const std::exception&) {
                 // They stay unknown.
             }

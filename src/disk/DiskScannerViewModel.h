@@ -22,9 +22,9 @@
 #include "disk/FileNode.h"
 #include "disk/FolderChooser.h"
 #include "disk/IndexRefresh.h"
-#include "disk/RemovalGround.h"
 #include "disk/RemovalMarks.h"
 #include "disk/RemovalReview.h"
+#include "disk/RemovalScope.h"
 #include "disk/ScanChangeTracker.h"
 #include "disk/ScanProgress.h"
 #include "disk/ScanResult.h"
@@ -240,12 +240,12 @@ signals:
     void skipHiddenFilesChanged();
 
 private:
-    using GroundPointer = std::shared_ptr<const RemovalGround>;
+    using RemovalScopePointer = std::shared_ptr<const RemovalScope>;
 
     // A tree of a scan, and what may be removed from it.
     struct ScannedMap {
         ScanResult result;
-        RemovalGround ground;
+        RemovalScope removalScope;
     };
     // A tree of the saved index, and what it was scanned with.
     struct SavedScan {
@@ -332,7 +332,7 @@ private:
     bool showDeleteConfirmation_ = false;
     RemovalReviewPreparation::Progress reviewProgress_;
     std::shared_ptr<const RemovalReview> review_;
-    GroundPointer ground_;  // of the map on screen
+    RemovalScopePointer removalScope_;  // of the map on screen
     ScanScope scanScope_ = ScanScope::selectedFolder;
     std::optional<std::string> savedScanNotice_;
     bool hasSavedIndex_ = false;

@@ -31,14 +31,14 @@ CleanupPreviewItem RemovalReview::itemOf(const FileNode& node) {
 }
 
 RemovalReviewPreparation::RemovalReviewPreparation(MainQueue& mainQueue, SerialContext& context,
-                                                   std::shared_ptr<const RemovalGround> ground,
+                                                   std::shared_ptr<const RemovalScope> removalScope,
                                                    std::vector<FileNode::Pointer> marked,
                                                    std::function<bool(const FileNode&)> isInTree,
                                                    std::function<void(const Progress&)> onProgress,
                                                    std::function<void(Outcome<Prepared>)> onEnd)
     : mainQueue_(mainQueue),
       context_(context),
-      ground_(std::move(ground)),
+      removalScope_(std::move(removalScope)),
       marked_(std::move(marked)),
       isInTree_(std::move(isInTree)),
       onProgress_(std::move(onProgress)),
@@ -90,9 +90,11 @@ void RemovalReviewPreparation::askTheDisk() {
             }
         });
     run_ = context_.run<Judged>(
-        [ground = ground_, reports, items = std::move(items_)](const std::stop_token& stop) mutable {
+        [removalScope = removalScope_, reports,
+         items = std::move(items_)](const std::stop_token& stop) mutable {
             return judge(
-                *ground, std::move(items), [&](const Progress& progress) { reports.report(progress); }, stop);
+                *removalScope, std::move(items), [&](const Progress& progress) { reports.report(progress); },
+                stop);
         },
         [this](Outcome<Judged> outcome) { finish(std::move(outcome)); });
 }
@@ -102,7 +104,7 @@ void RemovalReviewPreparation::askTheDisk() {
 // 3. Without what is refused; what could not be told keeps the reason.
 // 4. What of it is shown.
 RemovalReviewPreparation::Judged RemovalReviewPreparation::judge(
-    const RemovalGround& ground, std::vector<CleanupPreviewItem> items,
+    const RemovalScope& removalScope, std::vector<CleanupPreviewItem> items,
     const std::function<void(const Progress&)>& report, const std::stop_token& stop) {
     std::vector<std::size_t> order(items.size());
     std::iota(order.begin(), order.end(), std::size_t{0});
@@ -120,7 +122,7 @@ RemovalReviewPreparation::Judged RemovalReviewPreparation::judge(
                 .total = total,
                 .awaited = answered < urls.size() ? urls[answered] : std::string()});
     };
-    const RemovalGround::Judgements judgements = ground.ask(urls, tell, stop);
+    const RemovalScope::Judgements judgements = removalScope.ask(urls, tell, stop);
 
     Judged judged;
     judged.isAnotherFolder = judgements.isAnotherFolder;

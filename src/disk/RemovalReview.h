@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "disk/FileNode.h"
-#include "disk/RemovalGround.h"
+#include "disk/RemovalScope.h"
 #include "platform/MainQueue.h"
 #include "platform/SerialContext.h"
 #include "removal/CleanupPreviewItem.h"
@@ -52,7 +52,7 @@ public:
     // constructor; destroying the preparation asks the disk's context to stop, at once, and nothing is called
     // any more. Queue and context outlive it.
     RemovalReviewPreparation(MainQueue& mainQueue, SerialContext& context,
-                             std::shared_ptr<const RemovalGround> ground,
+                             std::shared_ptr<const RemovalScope> removalScope,
                              std::vector<FileNode::Pointer> marked,
                              std::function<bool(const FileNode&)> isInTree,
                              std::function<void(const Progress&)> onProgress,
@@ -73,14 +73,14 @@ private:
     void later(void (RemovalReviewPreparation::*step)());
     void gather();
     void askTheDisk();
-    static Judged judge(const RemovalGround& ground, std::vector<CleanupPreviewItem> items,
+    static Judged judge(const RemovalScope& removalScope, std::vector<CleanupPreviewItem> items,
                         const std::function<void(const Progress&)>& report, const std::stop_token& stop);
     Prepared preparedOf(Judged judged) const;
     void finish(Outcome<Judged> outcome);
 
     MainQueue& mainQueue_;
     SerialContext& context_;
-    std::shared_ptr<const RemovalGround> ground_;
+    std::shared_ptr<const RemovalScope> removalScope_;
     std::vector<FileNode::Pointer> marked_;
     std::size_t nextMarked_ = 0;
     std::function<bool(const FileNode&)> isInTree_;

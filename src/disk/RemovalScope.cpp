@@ -1,4 +1,4 @@
-#include "disk/RemovalGround.h"
+#include "disk/RemovalScope.h"
 
 #include <chrono>
 #include <utility>
@@ -15,10 +15,10 @@ constexpr std::chrono::seconds answerTimeout{10};
 
 }  // namespace
 
-RemovalGround::RemovalGround(std::string openRoot, const std::stop_token& stop)
+RemovalScope::RemovalScope(std::string openRoot, const std::stop_token& stop)
     : openRoot_(std::move(openRoot)), identity_(DurableIdentity::ofFolder(openRoot_, answerTimeout, stop)) {}
 
-void RemovalGround::takeMap(std::string mapRoot, const std::stop_token& stop) {
+void RemovalScope::takeMap(std::string mapRoot, const std::stop_token& stop) {
     mapRoot_ = std::move(mapRoot);
     const auto now = DurableIdentity::ofFolder(openRoot_, answerTimeout, stop);
     if (!now || !identity_ || !now->isSameAs(*identity_)) {
@@ -26,7 +26,7 @@ void RemovalGround::takeMap(std::string mapRoot, const std::stop_token& stop) {
     }
 }
 
-void RemovalGround::askForRules() {
+void RemovalScope::askForRules() {
     const auto real = pathWithLinksResolved(mapRoot_);
     removal_rules::Judge judge({openRoot_});
     if (real && judge.isUsable()) {
@@ -35,7 +35,7 @@ void RemovalGround::askForRules() {
     }
 }
 
-void RemovalGround::awaitRules(const std::stop_token& stop) {
+void RemovalScope::awaitRules(const std::stop_token& stop) {
     const LinkResolution real = resolveLinks({mapRoot_}, nullptr, stop).front();
     removal_rules::Judge judge({openRoot_}, stop);
     if (real.path && judge.isUsable()) {
@@ -44,7 +44,7 @@ void RemovalGround::awaitRules(const std::stop_token& stop) {
     }
 }
 
-RemovalGround::Answer RemovalGround::mayMark(const std::string& url) const {
+RemovalScope::Answer RemovalScope::mayMark(const std::string& url) const {
     if (!judge_) {
         return Answer::notToldYet;
     }
@@ -58,9 +58,9 @@ RemovalGround::Answer RemovalGround::mayMark(const std::string& url) const {
     return identity_ ? Answer::allowed : Answer::unknownRoot;
 }
 
-RemovalGround::Judgements RemovalGround::ask(const std::vector<std::string>& urls,
-                                             const std::function<void(std::size_t)>& onAnswered,
-                                             const std::stop_token& stop) const {
+RemovalScope::Judgements RemovalScope::ask(const std::vector<std::string>& urls,
+                                           const std::function<void(std::size_t)>& onAnswered,
+                                           const std::stop_token& stop) const {
     const auto now = DurableIdentity::ofFolder(openRoot_, answerTimeout, stop);
     if (now && identity_ && !now->isSameAs(*identity_)) {
         return {.items = std::vector<removal_rules::Judgement>(urls.size()), .isAnotherFolder = true};

@@ -19,7 +19,7 @@
 
 namespace larkfold {
 
-class RemovalGround {
+class RemovalScope {
 public:
     // What the text of a path says of its item.
     enum class Answer {
@@ -35,9 +35,9 @@ public:
         bool isAnotherFolder = false;  // another one stands in the place of the open folder: all are refused
     };
 
-    RemovalGround() = default;
+    RemovalScope() = default;
     // With the folder at `openRoot` as it stands now. Waits for its disk as long as a scan does.
-    RemovalGround(std::string openRoot, const std::stop_token& stop);
+    RemovalScope(std::string openRoot, const std::stop_token& stop);
 
     // To be called when the map is complete: `mapRoot` is the path of its root. A folder that is another one
     // by now than at the beginning is unknown from here on.
