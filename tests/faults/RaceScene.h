@@ -21,6 +21,7 @@
 #include <string>
 #include <vector>
 
+#include "faults/IndexOracle.h"
 #include "faults/PrivateNamespace.h"
 #include "removal/FileDeleter.h"
 #include "support/TemporaryTree.h"
@@ -92,6 +93,7 @@ public:
     std::string trash() const { return path("home/.local/share/Trash"); }
 
 private:
+    QuickFolder quick_;  // other users reach what is made there
     TemporaryTree tree_;
     Mounted disk_;
     std::string homeBefore_;

@@ -106,6 +106,7 @@ TEST(RaceOfUsersControl, emptyingByName_isFoundOut) {
 // --- A disk without room for a private folder
 
 struct FullDisk {
+    QuickFolder quick;
     TemporaryTree tree;
     std::string path = tree.folder("disk");
     Mounted disk{"none", path, "tmpfs", 0, "mode=0755,nr_inodes=64"};
