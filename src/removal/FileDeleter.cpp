@@ -104,6 +104,7 @@ struct FileDeleter::Run {
         plan.permanent = operation.permanent;
         plan.volumes = operation.volumes;
         std::vector<std::string> volumes;
+        volumes.reserve(operation.volumes.size());
         for (const CleanupOperation::VolumeChange& volume : operation.volumes) {
             volumes.push_back(volume.path);
         }

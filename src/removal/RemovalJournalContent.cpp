@@ -160,11 +160,10 @@ const nlohmann::json& listOf(const nlohmann::json& object, const char* key) {
     return *value;
 }
 
-const nlohmann::json& elementOf(const nlohmann::json& value) {
+void requireObject(const nlohmann::json& value) {
     if (!value.is_object()) {
         throw Damaged();
     }
-    return value;
 }
 
 // Tells how many items follow.
@@ -182,12 +181,13 @@ std::uint64_t readHead(const nlohmann::json& object, Content& content) {
     }
     content.permanent = permanent->get<bool>();
     for (const nlohmann::json& volume : listOf(object, "volumes")) {
-        content.volumes.push_back({.path = bytesOf(elementOf(volume), "path"),
-                                   .before = integerOf(volume, "before"),
-                                   .after = std::nullopt});
+        requireObject(volume);
+        content.volumes.push_back(
+            {.path = bytesOf(volume, "path"), .before = integerOf(volume, "before"), .after = std::nullopt});
     }
     for (const nlohmann::json& trash : listOf(object, "trashes")) {
-        content.trashes.push_back(pathOf(elementOf(trash), "path"));
+        requireObject(trash);
+        content.trashes.push_back(pathOf(trash, "path"));
     }
     return numberOf(object, "items");
 }

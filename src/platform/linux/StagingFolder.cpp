@@ -100,9 +100,9 @@ StagingFolder::StagingFolder(int parent, const std::string& realPath, const Plac
 void StagingFolder::useParent(int problem) {
     const auto place = path_descriptors::placeOf(parent_);
     if (!place || !isClosedToOthers(*place, item_)) {
-        throw Refusal(Reason::openToOthers, problem == 0
-                                                ? "The file system keeps no rights of its own for it."
-                                                : "The disk is full: make some room first.");
+        throw Refusal(Reason::openToOthers,
+                      problem == 0 ? "Its file system keeps no rights. Nothing was changed."
+                                   : "The disk is full: make some room first. Nothing was changed.");
     }
     folder_ = FileDescriptor(::fcntl(parent_, F_DUPFD_CLOEXEC, 0));
     if (!folder_) {

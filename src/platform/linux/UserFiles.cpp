@@ -217,8 +217,7 @@ constexpr std::string_view sentences[] = {
     "This item is in Trash already. To remove it for good, choose permanent deletion.",
     "This folder holds the Trash itself, so it cannot be moved there. Nothing was changed.",
     "No Trash on this volume can take this item, so it stays where it is.",
-    "Other users may write in the folder of this item, so it can be removed safely only by way of a private "
-    "folder beside it, and none could be made. Nothing was changed.",
+    "Other users may write in the folder of this item, and no private folder can be made in it.",
     "This folder could not be removed whole: a part of it has gone.",
 };
 static_assert(std::size(sentences) == static_cast<std::size_t>(Reason::removedInPart) + 1);
@@ -775,14 +774,16 @@ struct HeldItem::Impl {
     }
 
     [[noreturn]] void failRemoval(const Emptied& emptied, std::string restsAt) const {
-        const SystemError error(Operation::remove, emptied.problem, realPath);
+        const auto reason = [&] {
+            return SystemError(Operation::remove, emptied.problem, realPath).description();
+        };
         if (emptied.hasBegun) {
-            throw Refusal(Reason::removedInPart, error.description(), std::move(restsAt));
+            throw Refusal(Reason::removedInPart, reason(), std::move(restsAt));
         }
         if (emptied.problem == ELOOP || emptied.problem == EXDEV || !restsAt.empty()) {
-            throw Refusal(Reason::unsafePath, error.description(), std::move(restsAt));
+            throw Refusal(Reason::unsafePath, reason(), std::move(restsAt));
         }
-        throw error;
+        throw SystemError(Operation::remove, emptied.problem, realPath);
     }
 
     static int unlinkItem(int folder, const std::string& item, int flags) {
