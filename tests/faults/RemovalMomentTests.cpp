@@ -133,11 +133,12 @@ MomentRun runWithActAt(RemovalSubject& subject, const std::string& mode, std::ui
             run.timeline.move = now;
         } else if (call.number == SYS_openat && call.text(1) == "/proc/self/mountinfo") {
             run.timeline.tableRead = now;
+        } else if (call.number == SYS_newfstatat && call.text(1).starts_with("/") &&
+                   call.text(1).ends_with(".trashinfo")) {
+            run.timeline.noteLook = now;
         } else if (call.number == SYS_openat && (call.arguments[2] & O_PATH) != 0 &&
                    call.text(1).starts_with("/")) {
-            if (call.text(1).ends_with(".trashinfo")) {
-                run.timeline.noteLook = now;
-            } else if (call.text(1).find("/files/item") != std::string::npos) {
+            if (call.text(1).find("/files/item") != std::string::npos) {
                 run.timeline.itemLook = now;
             }
         }

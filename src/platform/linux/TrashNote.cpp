@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -21,7 +22,6 @@ namespace larkfold {
 
 namespace {
 
-using path_descriptors::Place;
 using Operation = SystemError::Operation;
 
 // Who has a full disk needs to know that there is a way that needs no room.
@@ -59,9 +59,19 @@ std::string noteName(const std::string& trashed) {
     return trashed + std::string(trash::noteSuffix);
 }
 
-bool isFile(int descriptor, const Place& place) {
-    const auto now = descriptor < 0 ? std::nullopt : path_descriptors::placeOf(descriptor);
-    return now && now->identity == place.identity && now->mount == place.mount;
+// Which item the name in the folder leads to, links not followed; with an empty name the folder's descriptor
+// itself. Asked in a second way where the first one fails: a note that cannot be told from others is left
+// behind.
+std::optional<FileIdentity> identityAt(int folder, const std::string& name) {
+    struct stat values;
+    if (::fstatat(folder, name.c_str(), &values, AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH) == 0) {
+        return FileIdentity{values.st_dev, values.st_ino};
+    }
+    struct statx more;
+    if (::statx(folder, name.c_str(), AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH, STATX_INO, &more) == 0) {
+        return FileIdentity{makedev(more.stx_dev_major, more.stx_dev_minor), more.stx_ino};
+    }
+    return std::nullopt;
 }
 
 FileDescriptor openPlace(int folder, const std::string& name) {
@@ -70,8 +80,8 @@ FileDescriptor openPlace(int folder, const std::string& name) {
 
 }  // namespace
 
-TrashNote::TrashNote(FileDescriptor info, std::string name, FileDescriptor note, Place place)
-    : info_(std::move(info)), name_(std::move(name)), note_(std::move(note)), place_(place) {}
+TrashNote::TrashNote(FileDescriptor info, std::string name, FileDescriptor note, FileIdentity identity)
+    : info_(std::move(info)), name_(std::move(name)), note_(std::move(note)), identity_(identity) {}
 
 std::expected<TrashNote, int> TrashNote::write(const trash::Folder& folder, const std::string& trashed,
                                                const std::string& itemPath, std::int64_t secondsSince1970) {
@@ -94,32 +104,34 @@ std::expected<TrashNote, int> TrashNote::write(const trash::Folder& folder, cons
         }
         fail(Operation::create, errno, path);
     }
-    FileDescriptor held;
-    std::optional<Place> place;
+    const auto identity = identityAt(descriptor.get(), {});
+    if (!identity) {
+        // It is left, empty: without its identity it cannot be told from a file of another program.
+        fail(Operation::create, errno, path);
+    }
+    // Held until it was removed, so that its number is not used again.
+    FileDescriptor held(::fcntl(descriptor.get(), F_DUPFD_CLOEXEC, 0));
+    const int problem = held ? 0 : errno;
+    TrashNote note(std::move(info), name, held ? std::move(held) : std::move(descriptor), *identity);
     try {
-        held = path_descriptors::openAgain(descriptor.get(), O_PATH);
-        place = held ? path_descriptors::placeOf(held.get()) : std::nullopt;
-        if (!place) {
-            fail(Operation::create, errno, path);
+        if (problem != 0) {
+            fail(Operation::create, problem, path);
         }
         writeText(descriptor.get(), trash::noteFor(folder, itemPath, secondsSince1970), path);
-        if (const int problem = sync(descriptor.get())) {
-            fail(Operation::sync, problem, path);
+        if (const int unsynced = sync(descriptor.get())) {
+            fail(Operation::sync, unsynced, path);
         }
         if (!descriptor.close()) {
             fail(Operation::write, errno, path);
         }
     } catch (...) {
-        // Without its identity it is left: an empty note disturbs nobody, and another's may stand there.
-        if (place) {
-            TrashNote(std::move(info), name, std::move(held), *place).remove();
-        }
+        note.remove();
         throw;
     }
-    return TrashNote(std::move(info), name, std::move(held), *place);
+    return note;
 }
 
-std::optional<TrashNote> TrashNote::find(const std::string& trashPath, const Place& files,
+std::optional<TrashNote> TrashNote::find(const std::string& trashPath, const FileIdentity& files,
                                          const std::string& trashed) {
     const FileDescriptor trash = path_descriptors::openWithoutLinks(trashPath, O_PATH | O_DIRECTORY);
     if (!trash) {
@@ -127,7 +139,7 @@ std::optional<TrashNote> TrashNote::find(const std::string& trashPath, const Pla
     }
     const FileDescriptor filesNow =
         path_descriptors::openBelow(trash.get(), "files", O_PATH | O_DIRECTORY, false);
-    if (!isFile(filesNow.get(), files)) {
+    if (!filesNow || identityAt(filesNow.get(), {}) != files) {
         return std::nullopt;
     }
     FileDescriptor info = path_descriptors::openBelow(trash.get(), "info", O_PATH | O_DIRECTORY, false);
@@ -136,15 +148,15 @@ std::optional<TrashNote> TrashNote::find(const std::string& trashPath, const Pla
     if (!place || !S_ISREG(place->mode)) {
         return std::nullopt;
     }
-    return TrashNote(std::move(info), noteName(trashed), std::move(note), *place);
+    return TrashNote(std::move(info), noteName(trashed), std::move(note), place->identity);
 }
 
 bool TrashNote::standsInItsFolder() const {
-    return isFile(openPlace(info_.get(), name_).get(), place_);
+    return identityAt(info_.get(), name_) == identity_;
 }
 
 bool TrashNote::standsAt(const std::string& path) const {
-    return isFile(openPlace(AT_FDCWD, path).get(), place_);
+    return identityAt(AT_FDCWD, path) == identity_;
 }
 
 void TrashNote::remove() const {
@@ -153,7 +165,7 @@ void TrashNote::remove() const {
         return;
     }
     int result = -1;
-    if (isFile(openPlace(info_.get(), aside).get(), place_)) {
+    if (identityAt(info_.get(), aside) == identity_) {
         do {
             result = ::unlinkat(info_.get(), aside.c_str(), 0);
         } while (result != 0 && errno == EINTR);

@@ -11,8 +11,8 @@
 #include <optional>
 #include <string>
 
+#include "platform/FileIdentity.h"
 #include "platform/linux/FileDescriptor.h"
-#include "platform/linux/PathDescriptors.h"
 #include "platform/linux/Trash.h"
 
 namespace larkfold {
@@ -27,7 +27,7 @@ public:
 
     // The note of the item `trashed`, whose folder `files` is held, in the Trash at `trashPath`, a path
     // without links. Nothing where that Trash holds another `files` by now, or has no such note.
-    static std::optional<TrashNote> find(const std::string& trashPath, const path_descriptors::Place& files,
+    static std::optional<TrashNote> find(const std::string& trashPath, const FileIdentity& files,
                                          const std::string& trashed);
 
     // Whether it is what the file name leads to: in its own folder, whatever became of that; or by the path.
@@ -39,12 +39,12 @@ public:
     void remove() const;
 
 private:
-    TrashNote(FileDescriptor info, std::string name, FileDescriptor note, path_descriptors::Place place);
+    TrashNote(FileDescriptor info, std::string name, FileDescriptor note, FileIdentity identity);
 
     FileDescriptor info_;
     std::string name_;
     FileDescriptor note_;
-    path_descriptors::Place place_;
+    FileIdentity identity_;
 };
 
 }  // namespace larkfold

@@ -352,7 +352,7 @@ struct HeldItem::Impl {
         values.allocatedSize = place.allocated;
         // 4. Its note: the one that belongs to it now.
         if (membership().isItem) {
-            note = TrashNote::find(std::string(parentPath(folder.path)), parentPlace, name);
+            note = TrashNote::find(std::string(parentPath(folder.path)), parentPlace.identity, name);
         }
     }
 
