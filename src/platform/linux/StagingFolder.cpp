@@ -121,7 +121,8 @@ void StagingFolder::discard() const {
     const FileDescriptor named(::openat(parent_, made_.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     const auto now = named ? path_descriptors::placeOf(named.get()) : std::nullopt;
     const auto held = path_descriptors::placeOf(folder_.get());
-    if (now && held && now->identity == held->identity) {
+    // What cannot be compared is taken for it: only an empty folder of this name can go.
+    if (!now || !held || now->identity == held->identity) {
         while (::unlinkat(parent_, made_.c_str(), AT_REMOVEDIR) != 0 && errno == EINTR) {
         }
     }
