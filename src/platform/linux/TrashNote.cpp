@@ -111,12 +111,13 @@ std::expected<TrashNote, int> TrashNote::write(const trash::Folder& folder, cons
     }
     // Held until it was removed, so that its number is not used again.
     FileDescriptor held(::fcntl(descriptor.get(), F_DUPFD_CLOEXEC, 0));
-    const int problem = held ? 0 : errno;
-    TrashNote note(std::move(info), name, held ? std::move(held) : std::move(descriptor), *identity);
+    if (!held) {
+        const int problem = errno;
+        TrashNote(std::move(info), name, std::move(descriptor), *identity).remove();
+        fail(Operation::create, problem, path);
+    }
+    TrashNote note(std::move(info), name, std::move(held), *identity);
     try {
-        if (problem != 0) {
-            fail(Operation::create, problem, path);
-        }
         writeText(descriptor.get(), trash::noteFor(folder, itemPath, secondsSince1970), path);
         if (const int unsynced = sync(descriptor.get())) {
             fail(Operation::sync, unsynced, path);
