@@ -94,12 +94,13 @@ Strings makeFiles(const std::string& folder, int count, bool nested) {
 }
 
 // With the history and the journal, as the program has it.
-larkfold::FileDeleter::DeletionResult gate(const Strings& paths, const std::string& root, bool permanently) {
+larkfold::FileDeleter::DeletionResult gate(const Strings& paths,
+                                           const larkfold::FileDeleter::AllowedRoot& root, bool permanently) {
     larkfold::CleanupHistoryStore history;
     larkfold::FileDeleter deleter(&history);
     auto result = deleter.deleteItems({.urls = paths,
                                        .permanently = permanently,
-                                       .allowedRoots = {larkfold::FileDeleter::AllowedRoot::at(root)},
+                                       .allowedRoots = {root},
                                        .duplicateVerifications = {},
                                        .source = "benchmark",
                                        .protectRunningApplications = false},
@@ -167,39 +168,49 @@ int main(int count, char** raw) {
     if (arguments.size() == 4 && (mode == "trash" || mode == "folder" || mode == "remove")) {
         const std::string& folder = arguments[1];
         const int files = std::atoi(arguments[2].c_str());
-        const std::string home = folder + "/home";
-        const std::string bare = folder + "/bare";
-        setenv("HOME", home.c_str(), 1);
         unsetenv("XDG_DATA_HOME");
-        for (int round = std::atoi(arguments[3].c_str()); round > 0; --round) {
-            run({"rm", "-rf", home, bare});
+        const int rounds = std::atoi(arguments[3].c_str());
+        for (int round = 0; round < rounds; ++round) {
+            // Each round has folders of its own, and nothing is cleared away before the end: ext4 does not
+            // use an inode again that went a moment ago, and passes each of them when it looks for a free
+            // one.
+            const std::string top = folder + "/" + std::to_string(round);
+            const std::string home = top + "/home";
+            const std::string bare = top + "/bare";
+            setenv("HOME", home.c_str(), 1);
             // Where the program keeps its own files is there from its first start.
             run({"mkdir", "-p", home + "/.local/share/Larkfold", bare + "/files", bare + "/info"});
-            if (mode == "trash") {
-                const Strings mine = makeFiles(home + "/things", files, false);
-                const Strings others = makeFiles(folder + "/bare/things", files, false);
-                run({"sync"});
-                theirs.push_back(secondsOf([&] { bareTrash(others, bare); }));
-                run({"sync"});
-                ours.push_back(secondsOf([&] { gate(mine, home, false); }));
-            } else if (mode == "folder") {
-                makeFiles(home + "/things", files, true);
-                walk(home + "/things");
-                theirs.push_back(secondsOf([&] { walk(home + "/things"); }));
-                ours.push_back(secondsOf([&] { gate({home + "/things"}, home, false); }));
-            } else {
-                makeFiles(home + "/things", files, true);
-                makeFiles(bare + "/things", files, true);
-                run({"sync"});
-                theirs.push_back(secondsOf([&] {
+            const bool isNested = mode != "trash";
+            const Strings mine = makeFiles(home + "/things", files, isNested);
+            const Strings others = makeFiles(bare + "/things", files, isNested);
+            const auto bareWork = [&] {
+                if (mode == "trash") {
+                    bareTrash(others, bare);
+                } else if (mode == "folder") {
+                    walk(bare + "/things");
+                } else {
                     run({"du", "-s", "--apparent-size", bare + "/things"});
                     run({"rm", "-rf", bare + "/things"});
-                }));
+                }
+            };
+            // Who made the map has taken the root's identity.
+            const auto root = larkfold::FileDeleter::AllowedRoot::at(home);
+            const auto gateWork = [&] {
+                gate(mode == "trash" ? mine : Strings{home + "/things"}, root, mode == "remove");
+            };
+            if (mode == "folder") {
+                walk(home + "/things");
+                walk(bare + "/things");
+            }
+            // Neither has always the better place in the turn.
+            for (const bool isGate : {round % 2 == 0, round % 2 != 0}) {
                 run({"sync"});
-                ours.push_back(secondsOf([&] { gate({home + "/things"}, home, true); }));
+                (isGate ? ours : theirs).push_back(isGate ? secondsOf(gateWork) : secondsOf(bareWork));
             }
         }
-        run({"rm", "-rf", home, bare});
+        for (int round = 0; round < rounds; ++round) {
+            run({"rm", "-rf", folder + "/" + std::to_string(round)});
+        }
     } else if (arguments.size() == 3 && mode == "hash") {
         std::string digest;
         digest = larkfold::fileSHA256(arguments[1], {});

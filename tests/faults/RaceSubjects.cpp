@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -306,18 +307,58 @@ ProvedDuplicates::~ProvedDuplicates() {
     close(folder_);
 }
 
+namespace {
+
+// How long an attempt takes, as the attacker sees it: on another machine it is another time.
+class Rhythm {
+public:
+    void see(const Turn& turn, int item) {
+        if (item == item_ && turn.number == turn_) {
+            return;
+        }
+        const Clock::time_point now = Clock::now();
+        // Of the last item of a turn nobody sees the end.
+        if (item == item_ + 1 && turn.number == turn_) {
+            usual_ = (7 * usual_ + (now - began_)) / 8;
+        }
+        item_ = item;
+        turn_ = turn.number;
+        began_ = now;
+    }
+
+    // Until a moment that is drawn; false where the attempt was over before.
+    bool waitWithin(const Turn& turn, int item, Dice& dice) const {
+        const auto until = began_ + usual_ * dice.below(1'500) / 1'000;
+        while (Clock::now() < until) {
+            if (turn.item != item) {
+                return false;
+            }
+            __builtin_ia32_pause();
+        }
+        return turn.item == item;
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    int item_ = -1;
+    std::uint32_t turn_ = 0;
+    Clock::time_point began_{};
+    Clock::duration usual_ = std::chrono::microseconds(50);
+};
+
+}  // namespace
+
 Attack ProvedDuplicates::attack() const {
     const int folder = folder_;
-    const auto strike = [folder](Turn& turn, int item, Dice& dice) {
+    const auto strike = [folder, rhythm = Rhythm()](Turn& turn, int item, Dice& dice) mutable {
         const auto index = static_cast<std::size_t>(item);
+        rhythm.see(turn, item);
         if (turn.marks[index] != 0) {
             return false;  // once for each, or nothing would ever be proved
         }
-        // At any moment of an attempt.
-        for (std::uint32_t wait = dice.below(1U << (4 + dice.below(10))); wait > 0; --wait) {
-            __builtin_ia32_pause();
-        }
-        if (turn.item != item) {
+        // At any moment of an attempt, and now and then later than it takes: some have to be left alone.
+        if (!rhythm.waitWithin(turn, item, dice)) {
             return false;
         }
         const std::string duplicate = numbered("item-", item);

@@ -300,6 +300,7 @@ struct HeldItem::Impl {
     Place parentPlace;
     Place place;
     ItemValues values;
+    trash::Membership membership;
     std::optional<TrashNote> note;  // of an item that lies in a Trash
     std::optional<Place> hashed;    // as it was when its content was last read
 
@@ -351,13 +352,11 @@ struct HeldItem::Impl {
         values.fileSize = place.size;
         values.allocatedSize = place.allocated;
         // 4. Its note: the one that belongs to it now.
-        if (membership().isItem) {
+        membership =
+            trash::membershipOf(realPath, session->homeTrash, session->mounts.mountPoint(place.mount));
+        if (membership.isItem) {
             note = TrashNote::find(std::string(parentPath(folder.path)), parentPlace.identity, name);
         }
-    }
-
-    trash::Membership membership() const {
-        return trash::membershipOf(realPath, session->homeTrash, session->mounts.mountPoint(place.mount));
     }
 
     // --- Hashing.
@@ -507,7 +506,7 @@ struct HeldItem::Impl {
     // --- Trash.
 
     bool cannotGoIntoTrash() const {
-        return membership().isInside || (session->homeTrash && isAtOrBelow(*session->homeTrash, realPath));
+        return membership.isInside || (session->homeTrash && isAtOrBelow(*session->homeTrash, realPath));
     }
 
     void prepareTrash() {
@@ -545,7 +544,7 @@ struct HeldItem::Impl {
     }
 
     std::string putIntoTrash(const Measure& measured, const Proof& proof, const Way& way) {
-        if (membership().isInside) {
+        if (membership.isInside) {
             throw Refusal(Reason::alreadyInTrash);
         }
         if (session->homeTrash && isAtOrBelow(*session->homeTrash, realPath)) {
