@@ -20,6 +20,7 @@
 #include "platform/ThreadName.h"
 #include "platform/UUID.h"
 #include "platform/linux/FileDescriptor.h"
+#include "platform/linux/SystemCalls.h"
 
 #ifndef __linux__
 #error "This file is for Linux."
@@ -34,31 +35,17 @@ using Operation = SystemError::Operation;
 // Between the making of the file and its lock somebody who looks for left files may take and remove it.
 constexpr int mostAttempts = 8;
 
-// Calls again as long as a signal interrupts.
-template <typename Call>
-auto uninterrupted(Call call) {
-    auto result = call();
-    while (result < 0 && errno == EINTR) {
-        result = call();
-    }
-    return result;
-}
+using system_calls::uninterrupted;
 
-void writeAll(int descriptor, std::string_view bytes, const std::string& path) {
-    while (!bytes.empty()) {
-        const ssize_t written =
-            uninterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });
-        if (written <= 0) {
-            // That nothing is written is not said to happen for files; taken for a full disk.
-            throw SystemError(Operation::write, written < 0 ? errno : ENOSPC, path);
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(written));
+void write(int descriptor, std::string_view bytes, const std::string& path) {
+    if (const int problem = system_calls::writeAll(descriptor, bytes)) {
+        throw SystemError(Operation::write, problem, path);
     }
 }
 
-void syncDescriptor(int descriptor, const std::string& path) {
-    if (uninterrupted([&] { return ::fsync(descriptor); }) != 0) {
-        throw SystemError(Operation::sync, errno, path);
+void sync(int descriptor, const std::string& path) {
+    if (const int problem = system_calls::sync(descriptor)) {
+        throw SystemError(Operation::sync, problem, path);
     }
 }
 
@@ -92,8 +79,8 @@ struct AppendFile::Impl {
             const std::string bytes = std::exchange(beginning, nullptr)();
             createFolders(folder);
             make();
-            writeAll(descriptor.get(), bytes, path);
-            syncDescriptor(descriptor.get(), path);
+            write(descriptor.get(), bytes, path);
+            sync(descriptor.get(), path);
             syncFolder(folder);
         } catch (const std::exception&) {
             discard();
@@ -167,7 +154,7 @@ bool AppendFile::isBegun() {
 
 void AppendFile::append(std::string_view bytes) {
     if (isBegun()) {
-        writeAll(impl_->descriptor.get(), bytes, impl_->path);
+        write(impl_->descriptor.get(), bytes, impl_->path);
     }
 }
 
@@ -262,8 +249,8 @@ void LeftAppendFile::append(std::size_t length, std::string_view bytes) {
         0) {
         throw SystemError(Operation::write, errno, impl_->path);
     }
-    writeAll(impl_->descriptor.get(), bytes, impl_->path);
-    syncDescriptor(impl_->descriptor.get(), impl_->path);
+    write(impl_->descriptor.get(), bytes, impl_->path);
+    sync(impl_->descriptor.get(), impl_->path);
 }
 
 void LeftAppendFile::remove() {

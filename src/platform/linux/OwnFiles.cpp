@@ -13,6 +13,7 @@
 #include "platform/Path.h"
 #include "platform/UUID.h"
 #include "platform/linux/FileDescriptor.h"
+#include "platform/linux/SystemCalls.h"
 
 #ifndef __linux__
 #error "This file is for Linux."
@@ -28,15 +29,7 @@ using Operation = SystemError::Operation;
     throw SystemError(operation, errno, path);
 }
 
-// Calls again as long as a signal interrupts.
-template <typename Call>
-auto uninterrupted(Call call) {
-    auto result = call();
-    while (result < 0 && errno == EINTR) {
-        result = call();
-    }
-    return result;
-}
+using system_calls::uninterrupted;
 
 FileDescriptor open(const std::string& path, int flags, Operation operation, unsigned mode = 0) {
     FileDescriptor descriptor(uninterrupted([&] { return ::open(path.c_str(), flags | O_CLOEXEC, mode); }));
@@ -44,21 +37,6 @@ FileDescriptor open(const std::string& path, int flags, Operation operation, uns
         fail(operation, path);
     }
     return descriptor;
-}
-
-void writeAll(int descriptor, std::string_view bytes, const std::string& path) {
-    while (!bytes.empty()) {
-        const ssize_t written =
-            uninterrupted([&] { return ::write(descriptor, bytes.data(), bytes.size()); });
-        if (written < 0) {
-            fail(Operation::write, path);
-        }
-        if (written == 0) {
-            // Not said to happen for files; taken for a full disk rather than tried forever.
-            throw SystemError(Operation::write, ENOSPC, path);
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(written));
-    }
 }
 
 // Removes the file at the end unless it was kept.
@@ -88,7 +66,9 @@ std::string writeTemporary(const std::string& folder, std::string_view bytes, co
     if (uninterrupted([&] { return ::fchmod(descriptor.get(), 0600); }) != 0) {
         fail(Operation::permissions, path);
     }
-    writeAll(descriptor.get(), bytes, path);
+    if (const int problem = system_calls::writeAll(descriptor.get(), bytes)) {
+        throw SystemError(Operation::write, problem, path);
+    }
     if (!descriptor.close() && errno != EINTR) {
         fail(Operation::write, path);
     }
@@ -158,8 +138,8 @@ void removeFile(const std::string& path) {
 void replaceFile(const std::string& replacement, const std::string& target) {
     {
         const FileDescriptor descriptor = open(replacement, O_RDONLY | O_NOFOLLOW, Operation::replace);
-        if (uninterrupted([&] { return ::fsync(descriptor.get()); }) != 0) {
-            fail(Operation::sync, replacement);
+        if (const int problem = system_calls::sync(descriptor.get())) {
+            throw SystemError(Operation::sync, problem, replacement);
         }
     }
     if (::rename(replacement.c_str(), target.c_str()) != 0) {
@@ -171,8 +151,8 @@ void replaceFile(const std::string& replacement, const std::string& target) {
 void syncFolder(const std::string& folder) {
     const FileDescriptor descriptor = open(folder, O_RDONLY | O_DIRECTORY, Operation::sync);
     // EINVAL: this kind of file system has no such operation for folders. There is nothing that could fail.
-    if (uninterrupted([&] { return ::fsync(descriptor.get()); }) != 0 && errno != EINVAL) {
-        fail(Operation::sync, folder);
+    if (const int problem = system_calls::sync(descriptor.get()); problem != 0 && problem != EINVAL) {
+        throw SystemError(Operation::sync, problem, folder);
     }
 }
 

@@ -6,13 +6,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <string_view>
 #include <utility>
 
 #include "platform/Error.h"
 #include "platform/Path.h"
 #include "platform/UUID.h"
 #include "platform/UserFiles.h"
+#include "platform/linux/SystemCalls.h"
 
 #ifndef __linux__
 #error "This file is for Linux."
@@ -32,27 +32,6 @@ using Operation = SystemError::Operation;
             "The disk is full, and Trash keeps a note of each item; permanent deletion needs no room.");
     }
     throw SystemError(operation, code, path);
-}
-
-void writeText(int descriptor, std::string_view bytes, const std::string& path) {
-    while (!bytes.empty()) {
-        const ssize_t written = ::write(descriptor, bytes.data(), bytes.size());
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            fail(Operation::write, written < 0 ? errno : ENOSPC, path);
-        }
-        bytes.remove_prefix(static_cast<std::size_t>(written));
-    }
-}
-
-int sync(int descriptor) {
-    int result;
-    do {
-        result = ::fsync(descriptor);
-    } while (result != 0 && errno == EINTR);
-    return result == 0 ? 0 : errno;
 }
 
 std::string noteName(const std::string& trashed) {
@@ -92,12 +71,10 @@ std::expected<TrashNote, int> TrashNote::write(const trash::Folder& folder, cons
     if (!info) {
         fail(Operation::create, errno, path);
     }
-    int opened;
-    do {
-        opened = ::openat(folder.info.get(), name.c_str(),
-                          O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    } while (opened < 0 && errno == EINTR);
-    FileDescriptor descriptor(opened);
+    FileDescriptor descriptor(system_calls::uninterrupted([&] {
+        return ::openat(folder.info.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                        0600);
+    }));
     if (!descriptor) {
         if (errno == EEXIST || errno == ENAMETOOLONG) {
             return std::unexpected(errno);
@@ -118,8 +95,11 @@ std::expected<TrashNote, int> TrashNote::write(const trash::Folder& folder, cons
     }
     TrashNote note(std::move(info), name, std::move(held), *identity);
     try {
-        writeText(descriptor.get(), trash::noteFor(folder, itemPath, secondsSince1970), path);
-        if (const int unsynced = sync(descriptor.get())) {
+        if (const int unwritten = system_calls::writeAll(
+                descriptor.get(), trash::noteFor(folder, itemPath, secondsSince1970))) {
+            fail(Operation::write, unwritten, path);
+        }
+        if (const int unsynced = system_calls::sync(descriptor.get())) {
             fail(Operation::sync, unsynced, path);
         }
         if (!descriptor.close()) {
@@ -167,9 +147,7 @@ void TrashNote::remove() const {
     }
     int result = -1;
     if (identityAt(info_.get(), aside) == identity_) {
-        do {
-            result = ::unlinkat(info_.get(), aside.c_str(), 0);
-        } while (result != 0 && errno == EINTR);
+        result = system_calls::uninterrupted([&] { return ::unlinkat(info_.get(), aside.c_str(), 0); });
     }
     if (result != 0) {
         path_descriptors::moveWithoutReplacing(info_.get(), aside, info_.get(), name_, false);
