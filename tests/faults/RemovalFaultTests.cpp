@@ -101,9 +101,10 @@ void killEverywhere(Scenario scenario, const std::string& mode, KillTally& tally
     });
     const std::uint64_t dense = firstChange - std::min(margin, firstChange);
     const bool isBrief = thoroughness() == Thoroughness::brief;
-    const std::uint64_t before = thoroughness() == Thoroughness::full ? 1 : isBrief ? 173 : 16;
+    const bool isFull = thoroughness() == Thoroughness::full;
+    const std::uint64_t before = isFull ? 1 : isBrief ? 173 : 16;
     // A control has to be found out, and the moment for that may be a single one.
-    const std::uint64_t within = isBrief && mode.empty() ? 3 : 1;
+    const std::uint64_t within = isFull || !mode.empty() ? 1 : isBrief ? 7 : 2;
     for (std::uint64_t at = 0;; at += at < dense ? std::min(before, dense - at) : within) {
         const ProgramOutcome outcome = subject.run(mode, [at](const SystemCall& call) {
             return call.stop == at ? Verdict{.kind = Verdict::Kind::kill} : Verdict{};
@@ -491,11 +492,11 @@ void expectSomeGone(int gone) {
 const std::vector<Scenario> removable(std::begin(removableScenarios), std::end(removableScenarios));
 
 TEST(RemovalInjection, eachErrorAtEachCall_isToldAndLosesNothing) {
-    EXPECT_TRUE(inPrivateNamespace([] { expectSomeGone(injectInto(removable, false, strideOf(2))); }));
+    EXPECT_TRUE(inPrivateNamespace([] { expectSomeGone(injectInto(removable, false, strideOf(4))); }));
 }
 
 TEST(RemovalInjection, callsThatGoOnFailing_areToldAndLoseNothing) {
-    EXPECT_TRUE(inPrivateNamespace([] { injectInto(removable, true, strideOf(4)); }));
+    EXPECT_TRUE(inPrivateNamespace([] { injectInto(removable, true, strideOf(6)); }));
 }
 
 // What a path tells that is not what it was, and a file system that is like no other.
