@@ -177,7 +177,7 @@ private:
     }
 
     int unlinkFrom(int folder, const char* name, int flags) {
-        if (!hasBegun_ && mayBegin_ && !mayBegin_()) {
+        if (!hasBegun_ && !mayBegin_()) {
             return EXDEV;
         }
         for (bool hasRights = false;; hasRights = true) {

@@ -15,6 +15,6 @@ struct Emptied {
 // with a bounded number of descriptors. Where the folder or one inside may not be read or written though the
 // user owns it, it is given the owner's rights.
 // `mayBegin` is asked immediately before anything goes: where it says no, EXDEV is told and all of it stands.
-Emptied emptyFolder(int folder, const std::function<bool()>& mayBegin = nullptr);
+Emptied emptyFolder(int folder, const std::function<bool()>& mayBegin);
 
 }  // namespace larkfold

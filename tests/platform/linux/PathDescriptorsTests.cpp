@@ -107,7 +107,7 @@ TEST(EmptyFolder, takesWhatIsInTheFolderThatIsHeld_whereverItIsAndNothingElse) {
     const FileDescriptor held = folderAt(tree.path("folder"));
     std::filesystem::rename(tree.path("folder"), tree.path("moved"));
     tree.file("folder/file", "another one");
-    const Emptied emptied = emptyFolder(held.get());
+    const Emptied emptied = emptyFolder(held.get(), [] { return true; });
     EXPECT_EQ(emptied.problem, 0);
     EXPECT_TRUE(emptied.hasBegun);
     EXPECT_TRUE(std::filesystem::is_empty(tree.path("moved")));
@@ -117,10 +117,22 @@ TEST(EmptyFolder, takesWhatIsInTheFolderThatIsHeld_whereverItIsAndNothingElse) {
 TEST(EmptyFolder, whatIsNoFolder_staysAndIsTold) {
     TemporaryTree tree;
     const FileDescriptor file(::open(tree.file("file", "x").c_str(), O_PATH | O_CLOEXEC));
-    const Emptied emptied = emptyFolder(file.get());
+    const Emptied emptied = emptyFolder(file.get(), [] { return true; });
     EXPECT_EQ(emptied.problem, ENOTDIR);
     EXPECT_FALSE(emptied.hasBegun);
     EXPECT_EQ(contentOf(tree.path("file")), "x");
+}
+
+TEST(EmptyFolder, whereTheLastQuestionIsDenied_allOfItStands) {
+    TemporaryTree tree;
+    tree.file("folder/inside/file", "x");
+    tree.file("folder/file", "y");
+    const FileDescriptor held = folderAt(tree.path("folder"));
+    const Emptied emptied = emptyFolder(held.get(), [] { return false; });
+    EXPECT_EQ(emptied.problem, EXDEV);
+    EXPECT_FALSE(emptied.hasBegun);
+    EXPECT_EQ(contentOf(tree.path("folder/inside/file")), "x");
+    EXPECT_EQ(contentOf(tree.path("folder/file")), "y");
 }
 
 }  // namespace
