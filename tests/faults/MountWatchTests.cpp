@@ -4,15 +4,18 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <optional>
 #include <string>
 
+#include "faults/IndexOracle.h"
 #include "faults/PrivateNamespace.h"
 #include "platform/linux/PathDescriptors.h"
 #include "support/TemporaryTree.h"
+#include "support/UnprivilegedUser.h"
 
 namespace larkfold::test {
 namespace {
@@ -21,6 +24,27 @@ std::uint64_t mountAt(const std::string& path) {
     const FileDescriptor descriptor(open(path.c_str(), O_PATH | O_CLOEXEC));
     return path_descriptors::placeOf(descriptor.get()).value().mount;
 }
+
+FileDescriptor held(const std::string& folder) {
+    return FileDescriptor(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
+// While it lives, `folder` is the root of all paths. Assertions wait until it is gone: they print.
+class ChangedRoot {
+public:
+    explicit ChangedRoot(const std::string& folder) : before_(held("/")) {
+        EXPECT_EQ(chroot(folder.c_str()), 0);
+    }
+    ~ChangedRoot() {
+        EXPECT_EQ(fchdir(before_.get()), 0);
+        EXPECT_EQ(chroot("."), 0);
+    }
+    ChangedRoot(const ChangedRoot&) = delete;
+    ChangedRoot& operator=(const ChangedRoot&) = delete;
+
+private:
+    FileDescriptor before_;
+};
 
 TEST(MountWatch, tellsWhatComesAndGoes) {
     EXPECT_TRUE(inPrivateNamespace([] {
@@ -81,6 +105,170 @@ TEST(MountWatch, inAChangedRoot_tellsOfWhatIsBelowItOnly) {
         ASSERT_EQ(chroot("."), 0);
         EXPECT_FALSE(plain);
         EXPECT_TRUE(atDead);
+    }));
+}
+
+// --- Within a folder that is held
+
+TEST(MountWithin, whatIsMountedInAHeldFolder_isTold_andWhatIsMountedOnItIsNot) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        const std::string folder = tree.folder("folder");
+        const Mounted own("none", folder, "tmpfs", 0, "size=1m");
+        const std::string inner = tree.folder("folder/deep/inner");
+        const FileDescriptor top = held(folder);
+        MountWatch watch;
+        EXPECT_FALSE(watch.hasMountWithin(top.get(), folder)) << "its own mount is none within it";
+        {
+            const Mounted mounted("none", inner, "tmpfs", 0, "size=1m");
+            EXPECT_TRUE(watch.hasMountWithin(top.get(), folder));
+        }
+        EXPECT_FALSE(watch.hasMountWithin(top.get(), folder));
+    }));
+}
+
+TEST(MountWithin, whatCannotBeAskedWhereItIs_countsAsIfItHeldOne) {
+    MountWatch watch;
+    EXPECT_TRUE(watch.hasMountWithin(-1, "/nowhere"));
+}
+
+TEST(MountWithin, whereNoMountsAreTold_countsAsIfItHeldOne) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        const FileDescriptor folder = held(tree.folder("root/folder"));
+        std::optional<bool> without;
+        {
+            const ChangedRoot root(tree.path("root"));
+            MountWatch watch;
+            without = watch.hasMountWithin(folder.get(), "/folder");
+        }
+        EXPECT_EQ(without, true);
+        MountWatch watch;
+        EXPECT_FALSE(watch.hasMountWithin(folder.get(), tree.path("root/folder"))) << "there is none";
+    }));
+}
+
+// The paths name another folder of the same name on the way: which one it is, is told by the folders.
+TEST(MountWithin, aMountInAnotherFolderOfTheSameName_isNoneOfThisOne) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        const Mounted disk("none", tree.folder("disk"), "tmpfs", 0, "size=1m");
+        const FileDescriptor folder = held(tree.folder("disk/folder"));
+        const Mounted elsewhere("none", tree.folder("disk/other/folder/inner"), "tmpfs", 0, "size=1m");
+        MountWatch watch;
+        EXPECT_FALSE(watch.hasMountWithin(folder.get(), tree.path("disk/folder")));
+        EXPECT_TRUE(watch.hasMountWithin(held(tree.path("disk/other/folder")).get(), ""));
+    }));
+}
+
+// The way up ends at the root of all paths, where ".." leads nowhere else.
+TEST(MountWithin, aMountInAnotherFolderOfTheSameNameOnTheMountOfTheRoot_isNoneOfThisOne) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        const Mounted disk("none", tree.folder("root"), "tmpfs", 0, "size=1m");
+        const Mounted list("/proc", tree.folder("root/proc"), "none", MS_BIND | MS_REC, "");
+        const FileDescriptor folder = held(tree.folder("root/folder"));
+        const FileDescriptor other = held(tree.folder("root/other/folder"));
+        const Mounted elsewhere("none", tree.folder("root/other/folder/inner"), "tmpfs", 0, "size=1m");
+        std::optional<bool> here;
+        std::optional<bool> there;
+        {
+            const ChangedRoot root(tree.path("root"));
+            MountWatch watch;
+            here = watch.hasMountWithin(folder.get(), "/folder");
+            there = watch.hasMountWithin(other.get(), "/other/folder");
+        }
+        EXPECT_EQ(here, false);
+        EXPECT_EQ(there, true);
+    }));
+}
+
+// A folder that shows itself once more within itself: above the inner one is the same folder, and another
+// mount.
+TEST(MountWithin, wayUp_doesNotEndWhereAFolderShowsItselfASecondTime) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        const Mounted disk("none", tree.folder("disk"), "tmpfs", 0, "size=1m");
+        tree.folder("disk/folder");
+        tree.folder("disk/other/folder/inner");
+        const Mounted second(tree.path("disk"), tree.folder("disk/second"), "none", MS_BIND, "");
+        const FileDescriptor folder = held(tree.path("disk/second/folder"));
+        const Mounted elsewhere("none", tree.path("disk/second/other/folder/inner"), "tmpfs", 0, "size=1m");
+        MountWatch watch;
+        EXPECT_FALSE(watch.hasMountWithin(folder.get(), tree.path("disk/second/folder")));
+        EXPECT_TRUE(watch.hasMountWithin(held(tree.path("disk/second/other/folder")).get(), ""));
+    }));
+}
+
+// Its path cannot be told, and the one that is known is not its own any more.
+TEST(MountWithin, aFolderThatWasMovedMeanwhile_isFoundByWhatItIs) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        const Mounted disk("none", tree.folder("root"), "tmpfs", 0, "size=1m");
+        const Mounted list("/proc/self/mountinfo", tree.file("root/proc/self/mountinfo"), "none", MS_BIND,
+                           "");
+        const FileDescriptor folder = held(tree.folder("root/now/folder"));
+        const std::string inner = tree.folder("root/now/folder/deep/inner");
+        std::optional<bool> atDeep;
+        std::optional<bool> empty;
+        {
+            const Mounted mounted("none", inner, "tmpfs", 0, "size=1m");
+            const ChangedRoot root(tree.path("root"));
+            MountWatch watch;
+            atDeep = watch.hasMountWithin(folder.get(), "/before/folder");
+        }
+        {
+            const ChangedRoot root(tree.path("root"));
+            MountWatch watch;
+            empty = watch.hasMountWithin(folder.get(), "/before/folder");
+        }
+        EXPECT_EQ(atDeep, true);
+        EXPECT_EQ(empty, false);
+    }));
+}
+
+// Something may be mounted in it as far as anybody can tell: the way that would tell is covered.
+TEST(MountWithin, whereAMountOfSuchANameCannotBeReached_countsAsIfItHeldOne) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        const Mounted disk("none", tree.folder("disk"), "tmpfs", 0, "size=1m");
+        const FileDescriptor folder = held(tree.folder("disk/folder"));
+        tree.folder("disk/other/folder");
+        const Mounted one("none", tree.folder("disk/other/folder/one"), "tmpfs", 0, "size=1m");
+        const Mounted two("none", tree.folder("disk/other/folder/two"), "tmpfs", 0, "size=1m");
+        MountWatch watch;
+        EXPECT_FALSE(watch.hasMountWithin(folder.get(), tree.path("disk/folder")));
+        {
+            const Mounted cover("none", tree.path("disk/other"), "tmpfs", 0, "size=1m");
+            EXPECT_TRUE(watch.hasMountWithin(folder.get(), tree.path("disk/folder")));
+        }
+        EXPECT_FALSE(watch.hasMountWithin(folder.get(), tree.path("disk/folder")));
+    }));
+}
+
+TEST(MountWithin, whereTheWayUpIsClosedToTheUser_countsAsIfItHeldOne) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "Only the superuser can mount something where somebody else may not go.";
+    }
+    EXPECT_TRUE(inPrivateNamespace([] {
+        const QuickFolder quick;
+        TemporaryTree tree;
+        ASSERT_EQ(chmod(tree.root().c_str(), 0755), 0);
+        const Mounted disk("none", tree.folder("disk"), "tmpfs", 0, "mode=0755,size=1m");
+        const std::string folder = tree.folder("disk/folder");
+        const std::string closed = tree.folder("disk/other/folder");
+        const Mounted elsewhere("none", tree.folder("disk/other/folder/inner"), "tmpfs", 0, "size=1m");
+        ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
+        ASSERT_EQ(chmod(tree.path("disk/other").c_str(), 0755), 0);
+        for (const mode_t mode : {0755U, 0U}) {
+            ASSERT_EQ(chmod(closed.c_str(), mode), 0);
+            EXPECT_TRUE(asUnprivilegedUser([&](const std::string&) {
+                const FileDescriptor top = held(folder);
+                ASSERT_TRUE(top);
+                MountWatch watch;
+                EXPECT_EQ(watch.hasMountWithin(top.get(), folder), mode == 0);
+            }));
+        }
     }));
 }
 
