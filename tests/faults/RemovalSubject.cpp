@@ -218,8 +218,8 @@ ProgramOutcome RemovalSubject::run(const std::string& mode, const Watcher& watch
     return runWatched(arguments, watcher);
 }
 
-ProgramOutcome RemovalSubject::recover(const Watcher& watcher) const {
-    return runWatched({LARKFOLD_REMOVAL_VICTIM, "--history", historyFile(), "recover"}, watcher);
+ProgramOutcome RemovalSubject::recover(const Watcher& watcher, const std::string& mode) const {
+    return runWatched({LARKFOLD_REMOVAL_VICTIM, "--history", historyFile(), mode}, watcher);
 }
 
 std::vector<std::string> RemovalSubject::journals() const {

@@ -55,8 +55,9 @@ public:
     // The disk as it was is built anew, and the victim runs. An empty `mode` is the gate's own.
     ProgramOutcome run(const std::string& mode, const Watcher& watcher);
 
-    // The victim once more, without building anything: it brings what the journals tell into the history.
-    ProgramOutcome recover(const Watcher& watcher) const;
+    // The victim once more, without building anything: it brings what the journals tell into the history, and
+    // in the mode "restore" puts back what lies aside.
+    ProgramOutcome recover(const Watcher& watcher, const std::string& mode = "recover") const;
     std::string historyFile() const { return historyFolder_ + "/cleanup-history.json"; }
     std::vector<std::string> journals() const;
 

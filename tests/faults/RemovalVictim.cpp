@@ -1,13 +1,14 @@
 // The program that the harness kills and starves: a removal through the gate.
 //
 //   removal_victim [--history FILE] MODE ROOT URL [KEEPER]
-//   removal_victim --history FILE recover
+//   removal_victim --history FILE recover|restore|restore-unseen
 //   removal_victim --history FILE several|several-permanent ROOT URL...
 //
 // Prints "descriptors BEFORE AFTER" and then "gone BYTES PLACE" or "stays PLACE: SENTENCE", where PLACE is
 // "-" where there is none. With a KEEPER the item goes as its duplicate. With a FILE the run is recorded
 // there, and journaled beside it; "unrecorded SENTENCE" stands below where that failed. "recover" brings what
-// the journals tell into it, and "several" removes many items in one run.
+// the journals tell into it, "restore" puts back what lies aside as well, and "several" removes many items in
+// one run.
 //
 // MODE is "trash" or "permanent", or one of the naive ways that the suites have to find out:
 //   late-note    into the Trash first, and the note of it after that
@@ -18,6 +19,7 @@
 //   in-place     a folder is removed where it stands, what is left of it is told as gone
 //   unjournaled, unjournaled-permanent    the run is recorded at its end, without a journal
 //   late-journal, late-journal-permanent  what is journaled is what was done
+//   restore-unseen  what lies aside is put back by its path, whatever it is by then
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -144,12 +146,28 @@ std::string naively(std::string_view mode, const std::string& url) {
     return isMoved || mode == "hopeful" ? "gone 0 " + place : "stays -: It could not be moved to the Trash.";
 }
 
+std::string restored(bool isUnseen, Store& history) {
+    larkfold::RemovalRecovery recovery(history);
+    for (const auto& leftover : recovery.recover({}).leftovers) {
+        if (isUnseen) {
+            renameat2(AT_FDCWD, leftover.item.path.c_str(), AT_FDCWD, leftover.item.originalPath.c_str(),
+                      RENAME_NOREPLACE);
+        } else if (const auto problem = recovery.restore(leftover)) {
+            return "not restored: " + *problem;
+        }
+    }
+    return "restored";
+}
+
 std::string answer(std::string_view mode, Store* history, const Root& root, const Strings& urls,
                    const FileDeleter::DuplicateVerification* proof) {
     const bool isPermanent = mode.ends_with("permanent");
     if (mode == "recover") {
         const auto report = larkfold::RemovalRecovery(*history).recover({});
         return "recovered " + std::to_string(report.recordedCount);
+    }
+    if (mode.starts_with("restore")) {
+        return restored(mode == "restore-unseen", *history);
     }
     if (mode.starts_with("several")) {
         return reportOf(deleteAll(isPermanent, root, urls, nullptr, history));
@@ -173,7 +191,7 @@ int main(int count, char** words) {
         history.emplace(rest[1]);
         rest.erase(rest.begin(), rest.begin() + 2);
     }
-    if (rest.empty() || (rest[0] == "recover" ? !history : rest.size() < 3)) {
+    if (rest.empty() || (rest.size() == 1 ? !history : rest.size() < 3)) {
         return 2;
     }
     const std::string mode = rest[0];

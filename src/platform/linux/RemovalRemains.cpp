@@ -266,10 +266,13 @@ void discardEmptyStaging(const std::string& path, const std::string& stagingName
 // 3. What arrived: somebody may have exchanged it in between.
 // 4. The private folder, which is empty now.
 Restoring restore(const AsideItem& item) {
-    // Who does not answer this one does not get the others, which have no limit.
-    const auto isAnswered = expendable_call::run<bool>(
-        [path = item.originalPath] { return static_cast<bool>(openParent(path)); });
-    if (!isAnswered.value_or(false)) {
+    // Who does not answer this one does not get the others, which have no limit. A name is asked for: the top
+    // of a mount is opened without its file system.
+    const auto isThere = expendable_call::run<bool>([path = item.originalPath, name = item.stagingName] {
+        const FileDescriptor folder = openParent(path);
+        return folder && (hold(folder.get(), name), true);
+    });
+    if (!isThere.value_or(false)) {
         return Restoring::unreachable;
     }
     const FileDescriptor parent = openParent(item.originalPath);
