@@ -12,10 +12,13 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "faults/PrivateNamespace.h"
 #include "platform/OwnFiles.h"
 #include "platform/Path.h"
+#include "platform/UserFiles.h"
 #include "removal/FileDeleter.h"
 #include "support/TemporaryTree.h"
 #include "support/UnprivilegedUser.h"
@@ -165,6 +168,33 @@ TEST(TrashOfTheHome, thatCannotBeUsed_takesNothing) {
             EXPECT_FALSE(own_files::exists(trash + "/info/x.trashinfo"));
         });
     }
+}
+
+TEST(TrashOfTheHome, thatCannotBeTold_leavesAFolderToTheTrashOfItsVolume) {
+    IN_VOLUMES({
+        const std::string circle = joinedPath(volumes.home, "circle");
+        ASSERT_EQ(symlink(circle.c_str(), circle.c_str()), 0);
+        setenv("XDG_DATA_HOME", circle.c_str(), 1);
+        const std::string folder = joinedPath(volumes.home, "folder");
+        volumes.file(joinedPath(folder, "x"));
+        const std::string trash = joinedPath(volumes.homeVolume.path(), Volumes::own());
+        EXPECT_EQ(Volumes::trashPathOf(folder), trash + "/files/folder");
+        EXPECT_EQ(contentOf(trash + "/files/folder/x"), "content");
+        EXPECT_TRUE(own_files::exists(trash + "/info/folder.trashinfo"));
+    });
+}
+
+// A file system that does not keep when an item was made: it is what it is without that.
+TEST(TrashOfAVolume, thatKeepsNoTimesOfMaking_takesAnItem) {
+    IN_VOLUMES({
+        const std::string top = joinedPath(volumes.homeVolume.path(), "ramfs");
+        own_files::createFolders(top);
+        const Mounted mounted("none", top, "ramfs", 0, "mode=0755");
+        const std::string path = volumes.file(joinedPath(top, "x"));
+        EXPECT_EQ(DurableIdentity::ofFolder(top)->madeAt, std::nullopt);
+        EXPECT_EQ(Volumes::trashPathOf(path), joinedPath(top, Volumes::own() + "/files/x"));
+        EXPECT_EQ(contentOf(joinedPath(top, Volumes::own() + "/files/x")), "content");
+    });
 }
 
 TEST(TrashOfAVolume, isMadeAtItsTop_andNotesThePathBelowIt) {
@@ -378,6 +408,30 @@ TEST(Mounts, themselves_stay) {
     });
 }
 
+// Whoever holds an item without asking what it is: a mount is not taken away from under its folder.
+TEST(Mounts, thatAreHeldWithoutAQuestion_stay) {
+    IN_VOLUMES({
+        const std::string precious = volumes.file(joinedPath(volumes.other.path(), "precious"));
+        const std::string file = volumes.file(joinedPath(volumes.homeVolume.path(), "folder/file"), "below");
+        std::optional<Mounted> overFile(std::in_place, precious, file, "", MS_BIND, "");
+        user_files::Session session({{.path = volumes.homeVolume.path(),
+                                      .identity = DurableIdentity::ofFolder(volumes.homeVolume.path())}});
+        try {
+            user_files::HeldItem::hold(session, file, [](const std::string&) {
+                return true;
+            }).removePermanently({}, {.stagingName = ".larkfold-removing-test", .announce = {}});
+            ADD_FAILURE() << "it went";
+        } catch (const user_files::Refusal& refusal) {
+            EXPECT_EQ(refusal.reason(), user_files::Refusal::Reason::unsafePath);
+        }
+        EXPECT_EQ(contentOf(precious), "content");
+        overFile.reset();
+        EXPECT_EQ(contentOf(file), "below");
+        using Iterator = std::filesystem::directory_iterator;
+        EXPECT_EQ(std::distance(Iterator(parentPath(file)), Iterator()), 1) << "no private folder is left";
+    });
+}
+
 // The run is told of it at once: what was no mount when it began is one when its turn comes.
 TEST(Mounts, thatComeInTheMiddleOfARun_keepTheFolder) {
     IN_VOLUMES({
@@ -437,6 +491,54 @@ TEST(DeadVolume, keepsItsItems_andNobodyWaitsForIt) {
                 << path;
         }
         EXPECT_EQ(contentOf(copy), "content");
+    });
+}
+
+// A root on it is asked for once, and no item in it is touched; another root of the same run is as good as
+// ever.
+TEST(DeadVolume, thatIsARoot_keepsItsItemsAndHoldsUpNoOthers) {
+    IN_VOLUMES({
+        const std::string top = joinedPath(volumes.homeVolume.path(), "dead");
+        const std::string other = volumes.file(joinedPath(volumes.home, "other"));
+        own_files::createFolders(top);
+        const auto chosen = FileDeleter::AllowedRoot::at(top);
+        const DeadMount dead(top);
+        FileDeleter gate(nullptr);
+        const auto result =
+            gate.deleteItems({.urls = {joinedPath(top, "x"), other},
+                              .permanently = true,
+                              .allowedRoots = {chosen, FileDeleter::AllowedRoot::at(volumes.home)},
+                              .duplicateVerifications = {},
+                              .source = "Test",
+                              .protectRunningApplications = false},
+                             nullptr, {});
+        ASSERT_THAT(result.failedDeletions, SizeIs(1));
+        EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("did not answer in time"));
+        EXPECT_EQ(result.successfulDeletions, std::vector<std::string>{other});
+    });
+}
+
+// It answers, and says that it cannot tell what it is: that is the answer.
+TEST(VolumeOfAProgram, thatIsARootAndCannotBeLookedAt_isToldAsThat) {
+    IN_VOLUMES({
+        const std::string top = joinedPath(volumes.homeVolume.path(), "program");
+        own_files::createFolders(top);
+        const auto chosen = FileDeleter::AllowedRoot::at(top);
+        const DeadMount served(top, DeadMount::Greeting::answered);
+        const std::jthread server([&served] { served.denyUntilUnmounted(); });
+        FileDeleter gate(nullptr);
+        const auto result = gate.deleteItems({.urls = {joinedPath(top, "x")},
+                                              .permanently = true,
+                                              .allowedRoots = {chosen},
+                                              .duplicateVerifications = {},
+                                              .source = "Test",
+                                              .protectRunningApplications = false},
+                                             nullptr, {});
+        ASSERT_THAT(result.failedDeletions, SizeIs(1));
+        EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("could not be read: "));
+        EXPECT_THAT(result.failedDeletions.front().description(),
+                    testing::Not(HasSubstr("did not answer in time")));
+        umount2(top.c_str(), MNT_DETACH);
     });
 }
 
