@@ -137,6 +137,16 @@ TEST(RemovalHolder, thatHasNoRoomAndWhoseFolderCannotBeLookedAt_keepsTheItem) {
 
 // --- The private folder, at the end
 
+TEST(RemovalHolder, thatCannotBeOpenedAtTheEnd_isRemovedAllTheSame) {
+    IN_PRIVATE({
+        RemovalSubject subject(Scenario::fileForGood);
+        expectStays(subject,
+                    Script().fail(moves, EIO).fail(atBeginning(SYS_openat, ".larkfold-removing-"), EMFILE),
+                    "the disk reported an error");
+        EXPECT_EQ(subject.harm(), "");
+    });
+}
+
 TEST(RemovalHolder, thatCannotBeComparedAtTheEnd_isRemovedAllTheSame) {
     IN_PRIVATE({
         RemovalSubject subject(Scenario::fileForGood);
@@ -245,6 +255,120 @@ TEST(RemovalNote, thatIsAFolder_isNoNoteAndStays) {
         EXPECT_EQ(readBytes(note + "/inside"), "precious");
         EXPECT_TRUE(subject.privateFolders().empty());
         EXPECT_EQ(subject.harm(), "");
+    });
+}
+
+TEST(RemovalNote, thatIsGoneWhereItIsToBeTakenBack_isOfNoAccount) {
+    IN_PRIVATE({
+        RemovalSubject subject(Scenario::file);
+        const std::string note = subject.pathOf(homeTrash) + "/info/item.txt.trashinfo";
+        expectStays(subject,
+                    Script().beforeFailing(moves, EIO,
+                                           [&](const SystemCall&) { ASSERT_EQ(unlink(note.c_str()), 0); }),
+                    "the disk reported an error");
+        EXPECT_EQ(subject.harm(), "");
+    });
+}
+
+TEST(RemovalNote, thatIsDeletedAfterTheMove_isWrittenAgain) {
+    IN_PRIVATE({
+        RemovalSubject subject(Scenario::file);
+        const std::string note = subject.pathOf(homeTrash) + "/info/item.txt.trashinfo";
+        expectGoes(subject, Script().afterwards(
+                                moves, [&](const SystemCall&) { ASSERT_EQ(unlink(note.c_str()), 0); }));
+        EXPECT_EQ(subject.harm(), "");
+    });
+}
+
+TEST(RemovalNote, overWhichAnotherFileLies_isLeftToThatAndTheItemGoesUnderAnotherName) {
+    IN_PRIVATE({
+        RemovalSubject subject(Scenario::file);
+        const std::string note = subject.pathOf(homeTrash) + "/info/item.txt.trashinfo";
+        Script script;
+        script.afterwards(moves, [&](const SystemCall&) {
+            writeBytes(subject.pathOf("outside/theirs"), "another program's");
+            ASSERT_EQ(rename(subject.pathOf("outside/theirs").c_str(), note.c_str()), 0);
+        });
+        const RemovalReport report = runThrough(subject, script);
+        EXPECT_TRUE(report.isGone) << report.sentence;
+        EXPECT_FALSE(subject.isAtPlace());
+        EXPECT_THAT(subject.wholeInTrash(), ElementsAre(report.place));
+        EXPECT_NE(report.place, std::string(homeFiles) + "/item.txt");
+        EXPECT_TRUE(subject.hasCompleteNote(report.place));
+        EXPECT_EQ(readBytes(note), "another program's");
+        EXPECT_EQ(subject.harm(), "");
+    });
+}
+
+TEST(RemovalNote, whoseFolderIsExchangedAfterTheMove_isTakenBackFromThereAndWrittenInTheNewOne) {
+    IN_PRIVATE({
+        RemovalSubject subject(Scenario::file);
+        const std::string info = subject.pathOf(homeTrash) + "/info";
+        Script script;
+        script.afterwards(moves, [&](const SystemCall&) {
+            ASSERT_EQ(rename(info.c_str(), (info + "-before").c_str()), 0);
+            fs::create_directory(info);
+        });
+        const RemovalReport report = runThrough(subject, script);
+        EXPECT_TRUE(report.isGone) << report.sentence;
+        EXPECT_FALSE(subject.isAtPlace());
+        EXPECT_THAT(subject.wholeInTrash(), ElementsAre(report.place));
+        EXPECT_TRUE(subject.hasCompleteNote(report.place));
+        EXPECT_FALSE(stands(info + "-before/item.txt.trashinfo"));
+        EXPECT_TRUE(stands(info + "-before/old.trashinfo"));
+    });
+}
+
+// --- Names that have to be taken first
+
+TEST(RemovalPlaceholder, whoseNameIsTaken_isMadeUnderAnother) {
+    IN_PRIVATE({
+        RemovalSubject subject(Scenario::file);
+        const std::string stray = subject.pathOf(homeFiles) + "/item.txt";
+        Script script;
+        script.before(any(SYS_openat2), [&](const SystemCall&) { writeBytes(stray, "stray"); })
+            .failAlways(moves, ENOSYS);
+        expectGoes(subject, std::move(script));
+        EXPECT_EQ(readBytes(stray), "stray");
+        EXPECT_EQ(subject.harm(), "");
+    });
+}
+
+TEST(RemovalPlaceholder, whoseReplacementIsInterrupted_isReplacedAgain) {
+    IN_PRIVATE({
+        RemovalSubject subject(Scenario::file);
+        expectGoes(subject, Script().failAlways(moves, ENOSYS).fail(movesPlainly, EINTR));
+        EXPECT_EQ(subject.harm(), "");
+    });
+}
+
+// --- What is mounted in what arrived
+
+TEST(RemovalMount, thatComesIntoTheFolderAfterTheMove_bringsItBackWithTheMount) {
+    IN_PRIVATE({
+        for (const Scenario scenario : {Scenario::folder, Scenario::treeForGood}) {
+            RemovalSubject subject(scenario);
+            bool isMounted = false;
+            Script script;
+            script.afterwards(moves, [&](const SystemCall& call) {
+                const std::string inner = call.descriptorPath(2) + "/" + call.text(3) + "/empty";
+                ASSERT_EQ(mount("none", inner.c_str(), "tmpfs", 0, "size=1m"), 0);
+                isMounted = true;
+                writeBytes(inner + "/theirs", "precious");
+            });
+            const RemovalReport report = runThrough(subject, script);
+            EXPECT_FALSE(report.isGone);
+            EXPECT_THAT(report.sentence, HasSubstr(unsafeText));
+            EXPECT_EQ(report.place, "");
+            ASSERT_TRUE(isMounted);
+            EXPECT_EQ(readBytes(subject.url() + "/empty/theirs"), "precious");
+            ASSERT_EQ(umount2((subject.url() + "/empty").c_str(), MNT_DETACH), 0);
+            subject.look();
+            EXPECT_TRUE(subject.isWholeAtPlace());
+            EXPECT_TRUE(subject.privateFolders().empty());
+            EXPECT_THAT(subject.newNotesWithoutItem(), IsEmpty());
+            EXPECT_EQ(subject.harm(), "");
+        }
     });
 }
 
@@ -359,6 +483,27 @@ TEST(RemovalOfACopy, whoseOtherCopyChangesBeforeTheLastLook_isPutBack) {
             EXPECT_EQ(readBytes(keeper), "something else");
             EXPECT_THAT(subject.journals(), IsEmpty());
         }
+    });
+}
+
+TEST(RemovalOfACopy, whichCannotBeLookedAtForTheLastTime_isPutBack) {
+    IN_PRIVATE({
+        const Which looksAtTheKeeper =
+            after(after(moves, on(SYS_close, "keeper.txt")), on(SYS_statx, "keeper.txt"));
+        const Which looksAtIt = after(looksAtTheKeeper, on(SYS_statx, "item.txt"));
+        RemovalSubject subject(Scenario::duplicate);
+        expectStays(subject, Script().fail(looksAtIt, EIO), changedText, "permanent");
+        EXPECT_EQ(subject.harm(), "");
+        // In the Trash it is looked at once before, by its path.
+        RemovalSubject trashed(Scenario::duplicate);
+        const Which looksAtThatKeeper =
+            after(after(moves, on(SYS_close, "keeper.txt")), on(SYS_statx, "keeper.txt"));
+        expectStays(
+            trashed,
+            Script().fail(
+                after(after(looksAtThatKeeper, on(SYS_statx, "item.txt")), on(SYS_statx, "item.txt")), EIO),
+            changedText);
+        EXPECT_EQ(trashed.harm(), "");
     });
 }
 

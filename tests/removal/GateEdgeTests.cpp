@@ -40,6 +40,21 @@ TEST(GateEdge, whatNoRunningApplicationOwns_goes) {
                 ElementsAre(tree.path("letters/x")));
 }
 
+TEST(GateEdge, whatLiesInARootOfWhichNothingWasKnown_stays) {
+    TemporaryTree tree;
+    const std::string file = tree.file("letters/x", "x");
+    FileDeleter gate(nullptr);
+    FileDeleter::Request asked = request(tree, file);
+    asked.allowedRoots.front().identity.reset();
+    for (const bool permanently : {false, true}) {
+        asked.permanently = permanently;
+        const auto result = gate.deleteItems(asked, nullptr, {});
+        ASSERT_THAT(result.failedDeletions, SizeIs(1));
+        EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("outside the selected folder"));
+        EXPECT_EQ(contentOf(file), "x");
+    }
+}
+
 // The copy that stays was last changed long before: its times are proof enough that nobody changes it.
 TEST(GateEdge, aCopyLeftAloneForLong_provesADuplicate) {
     const std::string old = "/usr/share/common-licenses/GPL-2";

@@ -136,6 +136,24 @@ TEST_F(HeldItemTest, preparedTwice_goesWithOneNote) {
     EXPECT_FALSE(own_files::exists(item));
 }
 
+TEST_F(HeldItemTest, whosePreparedNameIsTaken_goesUnderAnother) {
+    const std::string item = tree.folder("home/item");
+    tree.file("home/item/inside", "content");
+    tree.file(std::string("home/.local/share/Trash/info/") + itemsNote, "another's");
+    std::string went;
+    {
+        Session run = session();
+        HeldItem held = hold(run, item);
+        held.prepareTrash();
+        went = held.putIntoTrash(held.measure({}), {}, {});
+    }
+    EXPECT_NE(went, files + "/item");
+    EXPECT_EQ(contentOf(went + "/inside"), "content");
+    EXPECT_EQ(contentOf(info + "/" + itemsNote), "another's");
+    EXPECT_TRUE(own_files::exists(info + went.substr(files.size()) + ".trashinfo"));
+    EXPECT_EQ(notes().size(), 2U);
+}
+
 TEST_F(HeldItemTest, thatLiesInTrash_getsNoSecondNoteAndStays) {
     const std::string item = tree.folder("home/.local/share/Trash/files/item");
     tree.file("home/.local/share/Trash/files/item/inside", "content");
@@ -209,6 +227,17 @@ TEST_F(HeldItemTest, inARootOfWhichNothingWasKnown_isNotHeld) {
     EXPECT_THAT(run.roots(), IsEmpty());
     EXPECT_THROW(hold(run, item), Refusal);
     EXPECT_EQ(contentOf(item), "content");
+}
+
+TEST_F(HeldItemTest, inARootThatLeadsNowhereByNow_isNotHeld) {
+    const std::string item = tree.file("root/item", "content");
+    const Root chosen{.path = tree.path("root"), .identity = DurableIdentity::ofFolder(tree.path("root"))};
+    fs::rename(tree.path("root"), tree.path("before"));
+    tree.link("root", tree.path("root"));
+    Session run({chosen});
+    EXPECT_THAT(run.roots(), IsEmpty());
+    EXPECT_THROW(hold(run, item), Refusal);
+    EXPECT_EQ(contentOf(tree.path("before/item")), "content");
 }
 
 TEST_F(HeldItemTest, inARootThatIsAnotherFolderByNow_isNotHeld) {

@@ -86,6 +86,18 @@ TEST_F(IsSafeTest, aRootThatCannotBeTold_leavesItsItemsUnanswered) {
     EXPECT_FALSE(judge.allows(tree.path("circle/x"))) << "by itself it opens nothing";
 }
 
+TEST_F(IsSafeTest, whereNeitherTheHomeNorARootCanBeTold_theHomeIsTheReason) {
+    setenv("HOME", tree.link("home-circle", "home-circle").c_str(), 1);
+    tree.link("root-circle", "root-circle");
+    const Judge judge({tree.path("root-circle")}, std::stop_token());
+    EXPECT_FALSE(judge.isUsable());
+    const auto judgements = judge.judgeEach({tree.path("root-circle/x")}, nullptr, {});
+    EXPECT_THAT(verdictsOf(judgements), ElementsAre(Verdict::unanswered));
+    EXPECT_NE(judgements.front().reason->description().find("home-circle"), std::string::npos)
+        << judgements.front().reason->description();
+    EXPECT_FALSE(judge.allows(tree.path("root-circle/x")));
+}
+
 TEST_F(IsSafeTest, aStopIsObeyed) {
     std::stop_source stop;
     stop.request_stop();
