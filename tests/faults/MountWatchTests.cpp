@@ -246,6 +246,27 @@ TEST(MountWithin, whereAMountOfSuchANameCannotBeReached_countsAsIfItHeldOne) {
     }));
 }
 
+// What covers the way has a folder of the same name, which is not the one that the mount is in.
+TEST(MountWithin, aMountWhoseFolderIsCoveredByItsLike_isNotTakenForOneOfThatFolder) {
+    EXPECT_TRUE(inPrivateNamespace([] {
+        TemporaryTree tree;
+        const Mounted disk("none", tree.folder("root"), "tmpfs", 0, "size=1m");
+        const Mounted list("/proc/self/mountinfo", tree.file("root/proc/self/mountinfo"), "none", MS_BIND,
+                           "");
+        const FileDescriptor folder = held(tree.folder("root/now/folder"));
+        const Mounted mounted("none", tree.folder("root/now/folder/inner"), "tmpfs", 0, "size=1m");
+        const Mounted cover("none", tree.path("root/now"), "tmpfs", 0, "size=1m");
+        tree.folder("root/now/folder");
+        std::optional<bool> told;
+        {
+            const ChangedRoot root(tree.path("root"));
+            MountWatch watch;
+            told = watch.hasMountWithin(folder.get(), "/before/folder");
+        }
+        EXPECT_EQ(told, true);
+    }));
+}
+
 TEST(MountWithin, whereTheWayUpIsClosedToTheUser_countsAsIfItHeldOne) {
     if (geteuid() != 0) {
         GTEST_SKIP() << "Only the superuser can mount something where somebody else may not go.";

@@ -20,12 +20,13 @@ namespace {
 // How often a folder that does not come to rest is asked for its path.
 constexpr int mostAttempts = 8;
 
-// Whether the folder at `path` is the one that `top` tells of, or lies below it on the same mount. Nothing
-// where it does not stand there any more.
+// Whether the folder at `path`, in which something is mounted on the mount of `top`, is the one that `top`
+// tells of, or lies below it on the same mount. Nothing where it does not stand there any more, or another
+// mount covers the way to it.
 std::optional<bool> liesWithin(const std::string& path, const path_descriptors::Place& top) {
     FileDescriptor at = path_descriptors::openWithoutLinks(path, O_PATH | O_DIRECTORY);
     auto place = at ? path_descriptors::placeOf(at.get()) : std::nullopt;
-    if (!place) {
+    if (!place || place->mount != top.mount) {
         return std::nullopt;
     }
     while (place->mount == top.mount) {
