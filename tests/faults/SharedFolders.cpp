@@ -13,6 +13,8 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <set>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -63,8 +65,8 @@ bool isAlive(int descriptor) {
     return fstat(descriptor, &values) == 0 && values.st_nlink > 0;
 }
 
-// The name of a private folder of the gate in the folder; empty where there is none.
-std::string privateFolderIn(int folder) {
+// The name of a private folder of the gate in the folder, but for those `known`; empty where there is none.
+std::string privateFolderIn(int folder, const std::set<std::string>& known) {
     const int again = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     DIR* listing = again < 0 ? nullptr : fdopendir(again);
     std::string found;
@@ -73,7 +75,8 @@ std::string privateFolderIn(int folder) {
         if (entry == nullptr) {
             break;
         }
-        if (std::string_view(entry->d_name).starts_with(".larkfold-removing-")) {
+        if (std::string_view(entry->d_name).starts_with(".larkfold-removing-") &&
+            !known.contains(entry->d_name)) {
             found = entry->d_name;
         }
     }
@@ -150,8 +153,8 @@ void SharedFolders::make() {
 
 Attack SharedFolders::attack() const {
     const auto isOther = std::make_shared<bool>(false);
-    const auto strike = [path = folderPath_, isOther, folder = -1](Turn& /*turn*/, int item,
-                                                                   Dice& dice) mutable {
+    const auto strike = [path = folderPath_, isOther, folder = -1, struck = std::set<std::string>()](
+                            Turn& /*turn*/, int item, Dice& dice) mutable {
         if (!*isOther) {
             require(setgid(otherUser) == 0 && setuid(otherUser) == 0, "becoming the other user");
             *isOther = true;
@@ -162,16 +165,20 @@ Attack SharedFolders::attack() const {
                 close(folder);
             }
             folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+            struck.clear();
         }
         const std::string name = numbered("item-", item);
         if (dice.below(8) == 0) {
             return renameat2(folder, name.c_str(), folder, numbered("other-", item).c_str(),
                              RENAME_EXCHANGE) == 0;
         }
-        const std::string made = privateFolderIn(folder);
+        // Each of them once: what stands at its name after that would get from there to the place of another
+        // item, and that is what this one is then.
+        const std::string made = privateFolderIn(folder, struck);
         if (made.empty()) {
             return false;
         }
+        struck.insert(made);
         const std::string lure = numbered("lure-", item);
         switch (dice.below(3)) {
             case 0:

@@ -95,7 +95,7 @@ TEST(RaceOfUsersControl, emptyingByName_isFoundOut) {
         RaceDisk disk;
         SharedFolders subject(disk);
         const RaceFigures figures =
-            race(subject, subject.attack(), asRemovingUser(emptyByName), true, 40'000);
+            race(subject, subject.attack(), asRemovingUser(emptyByName), true, 400'000);
         std::printf("emptied by name: found out within %llu attempts: %s\n",
                     static_cast<unsigned long long>(figures.attempts),
                     figures.violations.empty() ? "no" : figures.violations.front().c_str());
