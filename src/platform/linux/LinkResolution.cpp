@@ -144,6 +144,9 @@ std::vector<LinkResolution> resolveLinks(const std::vector<std::string>& paths,
                                          const std::function<void(std::size_t)>& onAnswered,
                                          const std::stop_token& stop) {
     constexpr std::chrono::milliseconds interval{50};
+    if (stop.stop_requested()) {
+        throw CancellationError();
+    }
     struct Shared {
         std::mutex mutex;
         std::condition_variable_any finished;
