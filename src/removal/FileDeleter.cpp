@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/Path.h"
+#include "platform/RemovalRemains.h"
 #include "platform/UUID.h"
 #include "platform/UserFiles.h"
 #include "platform/Volumes.h"
@@ -102,6 +103,14 @@ struct FileDeleter::Run {
         plan.source = operation.source;
         plan.permanent = operation.permanent;
         plan.volumes = operation.volumes;
+        std::vector<std::string> volumes;
+        volumes.reserve(operation.volumes.size());
+        for (const CleanupOperation::VolumeChange& volume : operation.volumes) {
+            volumes.push_back(volume.path);
+        }
+        if (!operation.permanent) {
+            plan.trashes = user_files::trashFolders(volumes);
+        }
         for (std::size_t index = 0; index < workList.size(); ++index) {
             plan.items.push_back({.path = workList[index],
                                   .identity = {},

@@ -5,22 +5,12 @@
 
 #include "platform/Error.h"
 #include "platform/ItemIdentities.h"
-#include "platform/RemovalRemains.h"
 
 namespace larkfold {
 
 namespace {
 
-// What has to be asked of the disk comes in here, on the thread that writes the plan.
-std::string completedPlan(RemovalJournalContent content) {
-    if (!content.permanent) {
-        std::vector<std::string> volumes;
-        volumes.reserve(content.volumes.size());
-        for (const CleanupOperation::VolumeChange& volume : content.volumes) {
-            volumes.push_back(volume.path);
-        }
-        content.trashes = user_files::trashFolders(volumes);
-    }
+std::string planWithIdentities(RemovalJournalContent content) {
     std::vector<std::string> paths;
     paths.reserve(content.items.size());
     for (const RemovalJournalContent::Item& item : content.items) {
@@ -37,7 +27,7 @@ std::string completedPlan(RemovalJournalContent content) {
 
 RemovalJournal::RemovalJournal(std::string folder, RemovalJournalContent plan)
     : file_(std::move(folder), std::string(namePrefix), std::string(nameSuffix),
-            [plan = std::move(plan)] { return completedPlan(plan); }) {}
+            [plan = std::move(plan)] { return planWithIdentities(plan); }) {}
 
 void RemovalJournal::willMove(std::size_t item, const RemovalJournalContent::Move& move) {
     if (file_.isBegun()) {

@@ -22,9 +22,9 @@ public:
     static constexpr std::string_view namePrefix = "cleanup-journal-";
     static constexpr std::string_view nameSuffix = ".jsonl";
 
-    // Begins to write the plan, on another thread: the caller may examine and measure meanwhile. The folders
-    // of the Trash and the identities of the items are taken there too, each within a short wait; it has to
-    // move nothing before `willMove` came back.
+    // Begins to write the plan, on another thread: the caller may examine and measure meanwhile. The
+    // identities of the items are taken there too, within a short wait; it has to move nothing before
+    // `willMove` came back.
     RemovalJournal(std::string folder, RemovalJournalContent plan);
 
     // Before each attempt to move the item with this number. The first call waits until the plan is on the
