@@ -110,6 +110,14 @@ TEST(MountWatch, inAChangedRoot_tellsOfWhatIsBelowItOnly) {
 
 // --- Within a folder that is held
 
+// What is told of the held folder where `root` is the root of all paths.
+bool hasMountWithinSeenFrom(const std::string& root, const FileDescriptor& folder,
+                            const std::string& usualPath) {
+    const ChangedRoot changed(root);
+    MountWatch watch;
+    return watch.hasMountWithin(folder.get(), usualPath);
+}
+
 TEST(MountWithin, whatIsMountedInAHeldFolder_isTold_andWhatIsMountedOnItIsNot) {
     EXPECT_TRUE(inPrivateNamespace([] {
         TemporaryTree tree;
@@ -136,13 +144,7 @@ TEST(MountWithin, whereNoMountsAreTold_countsAsIfItHeldOne) {
     EXPECT_TRUE(inPrivateNamespace([] {
         TemporaryTree tree;
         const FileDescriptor folder = held(tree.folder("root/folder"));
-        std::optional<bool> without;
-        {
-            const ChangedRoot root(tree.path("root"));
-            MountWatch watch;
-            without = watch.hasMountWithin(folder.get(), "/folder");
-        }
-        EXPECT_EQ(without, true);
+        EXPECT_TRUE(hasMountWithinSeenFrom(tree.path("root"), folder, "/folder"));
         MountWatch watch;
         EXPECT_FALSE(watch.hasMountWithin(folder.get(), tree.path("root/folder"))) << "there is none";
     }));
@@ -170,16 +172,8 @@ TEST(MountWithin, aMountInAnotherFolderOfTheSameNameOnTheMountOfTheRoot_isNoneOf
         const FileDescriptor folder = held(tree.folder("root/folder"));
         const FileDescriptor other = held(tree.folder("root/other/folder"));
         const Mounted elsewhere("none", tree.folder("root/other/folder/inner"), "tmpfs", 0, "size=1m");
-        std::optional<bool> here;
-        std::optional<bool> there;
-        {
-            const ChangedRoot root(tree.path("root"));
-            MountWatch watch;
-            here = watch.hasMountWithin(folder.get(), "/folder");
-            there = watch.hasMountWithin(other.get(), "/other/folder");
-        }
-        EXPECT_EQ(here, false);
-        EXPECT_EQ(there, true);
+        EXPECT_FALSE(hasMountWithinSeenFrom(tree.path("root"), folder, "/folder"));
+        EXPECT_TRUE(hasMountWithinSeenFrom(tree.path("root"), other, "/other/folder"));
     }));
 }
 
@@ -209,21 +203,11 @@ TEST(MountWithin, aFolderThatWasMovedMeanwhile_isFoundByWhatItIs) {
                            "");
         const FileDescriptor folder = held(tree.folder("root/now/folder"));
         const std::string inner = tree.folder("root/now/folder/deep/inner");
-        std::optional<bool> atDeep;
-        std::optional<bool> empty;
         {
             const Mounted mounted("none", inner, "tmpfs", 0, "size=1m");
-            const ChangedRoot root(tree.path("root"));
-            MountWatch watch;
-            atDeep = watch.hasMountWithin(folder.get(), "/before/folder");
+            EXPECT_TRUE(hasMountWithinSeenFrom(tree.path("root"), folder, "/before/folder"));
         }
-        {
-            const ChangedRoot root(tree.path("root"));
-            MountWatch watch;
-            empty = watch.hasMountWithin(folder.get(), "/before/folder");
-        }
-        EXPECT_EQ(atDeep, true);
-        EXPECT_EQ(empty, false);
+        EXPECT_FALSE(hasMountWithinSeenFrom(tree.path("root"), folder, "/before/folder"));
     }));
 }
 
@@ -257,13 +241,7 @@ TEST(MountWithin, aMountWhoseFolderIsCoveredByItsLike_isNotTakenForOneOfThatFold
         const Mounted mounted("none", tree.folder("root/now/folder/inner"), "tmpfs", 0, "size=1m");
         const Mounted cover("none", tree.path("root/now"), "tmpfs", 0, "size=1m");
         tree.folder("root/now/folder");
-        std::optional<bool> told;
-        {
-            const ChangedRoot root(tree.path("root"));
-            MountWatch watch;
-            told = watch.hasMountWithin(folder.get(), "/before/folder");
-        }
-        EXPECT_EQ(told, true);
+        EXPECT_TRUE(hasMountWithinSeenFrom(tree.path("root"), folder, "/before/folder"));
     }));
 }
 

@@ -10,7 +10,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <string>
 
 #include "faults/PrivateNamespace.h"
@@ -20,6 +19,7 @@
 #include "removal/CleanupHistoryStore.h"
 #include "removal/CleanupTexts.h"
 #include "removal/RemovalRecovery.h"
+#include "support/TemporaryTree.h"
 
 namespace larkfold::test {
 namespace {
@@ -31,11 +31,6 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 constexpr const char* anothers = "a file of somebody else";
-
-std::string contentOf(const std::string& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 // The removal is killed where the item lies in its private folder and nothing of it has gone.
 void leaveAside(RemovalSubject& subject) {
