@@ -107,9 +107,7 @@ struct KillTally {
 
 void killEverywhere(HistorySubject& subject, const std::string& mode, KillTally& tally) {
     for (std::uint64_t at = 0;; ++at) {
-        const ProgramOutcome outcome = subject.run(mode, [at](const SystemCall& call) {
-            return call.stop == at ? Verdict{.kind = Verdict::Kind::kill} : Verdict{};
-        });
+        const ProgramOutcome outcome = subject.run(mode, killAt(at));
         if (!outcome.wasKilledByWatcher) {
             ASSERT_TRUE(outcome.hasExited && outcome.exitCode == 0) << outcome.output;
             ASSERT_TRUE(subject.holdsNew());
@@ -152,9 +150,7 @@ TEST(HistoryKill, atEverySystemCall_leavesTheWholeOldOrTheWholeNewHistory) {
 TEST(HistoryKill, afterwards_theNextAppendSucceeds) {
     HistorySubject subject(3);
     for (std::uint64_t at = 0;; at += 3) {
-        const ProgramOutcome outcome = subject.run("append", [at](const SystemCall& call) {
-            return call.stop == at ? Verdict{.kind = Verdict::Kind::kill} : Verdict{};
-        });
+        const ProgramOutcome outcome = subject.run("append", killAt(at));
         CleanupHistoryStore store(subject.file());
         const std::size_t before = store.load().size();
         store.append(historyRecord(7));  // whoever was killed holds no lock

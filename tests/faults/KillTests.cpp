@@ -27,9 +27,7 @@ struct Tally {
 void killEverywhere(SwapSubject& subject, const std::string& mode, std::uint64_t first, std::uint64_t stride,
                     Tally& tally) {
     for (std::uint64_t at = first;; at += stride) {
-        const ProgramOutcome outcome = subject.run(mode, [at](const SystemCall& call) {
-            return call.stop == at ? Verdict{.kind = Verdict::Kind::kill} : Verdict{};
-        });
+        const ProgramOutcome outcome = subject.run(mode, killAt(at));
         if (!outcome.wasKilledByWatcher) {
             ASSERT_TRUE(outcome.hasExited && outcome.exitCode == 0) << outcome.output;
             return;
@@ -91,9 +89,7 @@ TEST(Kill, afterwards_aNewScanSucceeds) {
     const QuickFolder quick;
     SwapSubject subject(Before::indexWithJournal);
     for (std::uint64_t at = 5;; at += 29 * stride()) {
-        const ProgramOutcome killed = subject.run("scan", [at](const SystemCall& call) {
-            return call.stop == at ? Verdict{.kind = Verdict::Kind::kill} : Verdict{};
-        });
+        const ProgramOutcome killed = subject.run("scan", killAt(at));
         makeIndex(subject.root(), subject.indexFile());
         EXPECT_EQ(describeIndex(subject.indexFile()), subject.newIndex()) << "after a kill at stop " << at;
         if (!killed.wasKilledByWatcher) {

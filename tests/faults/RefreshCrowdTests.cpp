@@ -302,10 +302,8 @@ TEST(RefreshKill, ofAMerge_andThenOfTheScanOverIt_leavesTheWholeOldOrTheWholeNew
             for (const auto& [path, bytes] : remains) {
                 writeBytes(path, bytes);
             }
-            const ProgramOutcome scan = runWatched(
-                {LARKFOLD_VICTIM, "scan", other, subject.indexFile()}, [at](const SystemCall& call) {
-                    return call.stop == at ? Verdict{.kind = Verdict::Kind::kill} : Verdict{};
-                });
+            const ProgramOutcome scan =
+                runWatched({LARKFOLD_VICTIM, "scan", other, subject.indexFile()}, killAt(at));
             const std::string found = describeIndex(subject.indexFile());
             ++(found == newIndex ? newStood : oldStood);
             EXPECT_THAT(found, AnyOf(newIndex, subject.described(0)))

@@ -22,12 +22,6 @@ using testing::IsEmpty;
 // More files than the library keeps changed pages of in memory.
 constexpr int manyFiles = 6'000;
 
-Watcher killAt(std::uint64_t stop) {
-    return [stop](const SystemCall& call) {
-        return call.stop == stop ? Verdict{.kind = Verdict::Kind::kill} : Verdict{};
-    };
-}
-
 struct Tally {
     int kills = 0;
     std::map<int, int> states;  // how often each was found

@@ -106,9 +106,7 @@ void killEverywhere(Scenario scenario, const std::string& mode, KillTally& tally
     // A control has to be found out, and the moment for that may be a single one.
     const std::uint64_t within = isFull || !mode.empty() ? 1 : isBrief ? 7 : 2;
     for (std::uint64_t at = 0;; at += at < dense ? std::min(before, dense - at) : within) {
-        const ProgramOutcome outcome = subject.run(mode, [at](const SystemCall& call) {
-            return call.stop == at ? Verdict{.kind = Verdict::Kind::kill} : Verdict{};
-        });
+        const ProgramOutcome outcome = subject.run(mode, killAt(at));
         subject.look();
         std::string problem = subject.harm();
         if (problem.empty()) {

@@ -33,12 +33,6 @@ namespace fs = std::filesystem;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-Watcher killAt(std::uint64_t stop) {
-    return [stop](const SystemCall& call) {
-        return call.stop == stop ? Verdict{.kind = Verdict::Kind::kill} : Verdict{};
-    };
-}
-
 // --- The recovery is killed
 
 // The moments of a removal after which the recovery has something else to do each: the entries and exits of

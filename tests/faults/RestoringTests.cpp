@@ -117,11 +117,7 @@ TEST_P(Restoring, killedAtEverySystemCall_isInOnePlaceAndOfferedAsLongAsItLiesAs
                                                                              : 37;
         for (std::uint64_t at = 0;; at += stride) {
             leaveAside(subject);
-            const ProgramOutcome outcome = subject.recover(
-                [at](const SystemCall& call) {
-                    return call.stop == at ? Verdict{.kind = Verdict::Kind::kill} : Verdict{};
-                },
-                "restore");
+            const ProgramOutcome outcome = subject.recover(killAt(at), "restore");
             CleanupHistoryStore history(subject.historyFile());
             RemovalRecovery recovery(history);
             const RemovalRecovery::Report report = recovery.recover({});

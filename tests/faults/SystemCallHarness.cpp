@@ -294,6 +294,12 @@ std::string SystemCall::descriptorPath(std::size_t index) const {
     return length < 0 ? std::string() : std::string(path.data(), static_cast<std::size_t>(length));
 }
 
+Watcher killAt(std::uint64_t stop) {
+    return [stop](const SystemCall& call) {
+        return call.stop == stop ? Verdict{.kind = Verdict::Kind::kill} : Verdict{};
+    };
+}
+
 ProgramOutcome runWatched(const std::vector<std::string>& arguments, const Watcher& watcher,
                           std::chrono::seconds limit) {
     return Session(arguments, watcher, limit).run();

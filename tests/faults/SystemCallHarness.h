@@ -61,6 +61,9 @@ struct ProgramOutcome {
 
 using Watcher = std::function<Verdict(const SystemCall&)>;
 
+// Kills the program at that stop, and lets it be otherwise.
+Watcher killAt(std::uint64_t stop);
+
 // Runs `arguments[0]`. A program that is not done after `limit` is killed and told as overdue.
 ProgramOutcome runWatched(const std::vector<std::string>& arguments, const Watcher& watcher,
                           std::chrono::seconds limit = std::chrono::seconds(30));
