@@ -12,7 +12,7 @@
 
 #include "disk/FileNode.h"
 #include "platform/Date.h"
-#include "shell/FileListRows.h"
+#include "shell/disk/FileListRows.h"
 
 namespace larkfold {
 namespace {

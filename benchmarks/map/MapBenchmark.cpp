@@ -4,9 +4,9 @@
 #include <QImage>
 #include <vector>
 
-#include "shell/SunburstReference.h"
-#include "shell/SunburstTrees.h"
-#include "shell/map/SunburstRaster.h"
+#include "shell/disk/map/SunburstRaster.h"
+#include "shell/disk/map/SunburstReference.h"
+#include "shell/disk/map/SunburstTrees.h"
 
 namespace larkfold {
 namespace {

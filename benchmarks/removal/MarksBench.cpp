@@ -27,8 +27,8 @@
 
 #include "platform/UserDefaults.h"
 #include "platform/qt/EventLoopQueue.h"
-#include "shell/Appearance.h"
-#include "shell/LarkfoldApp.h"
+#include "shell/app/Appearance.h"
+#include "shell/app/LarkfoldApp.h"
 
 Q_IMPORT_QML_PLUGIN(Larkfold_ShellPlugin)
 

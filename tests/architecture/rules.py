@@ -71,7 +71,7 @@ USER_FILES_CALLERS = {
 }
 
 # Who may open a connection: what the user is told about privacy rests on this list.
-NETWORK_USERS = {"src/shell/UpdateFetcher.h", "src/shell/UpdateFetcher.cpp"}
+NETWORK_USERS = {"src/shell/updates/UpdateFetcher.h", "src/shell/updates/UpdateFetcher.cpp"}
 
 # Headers that are named after their subject although they declare types as well.
 SUBJECT_HEADERS = {
@@ -79,13 +79,13 @@ SUBJECT_HEADERS = {
     "src/platform/UTF8.h",
     "src/platform/RemovalRemains.h",
     "src/platform/UserFiles.h",
-    "src/platform/linux/FolderRemoval.h",
-    "src/platform/linux/PathDescriptors.h",
-    "src/platform/linux/Trash.h",
+    "src/platform/linux/userfiles/FolderRemoval.h",
+    "src/platform/linux/walk/PathDescriptors.h",
+    "src/platform/linux/userfiles/Trash.h",
     "src/removal/PathRules.h",
     "src/platform/Volumes.h",
-    "src/shell/ForeignTypes.h",
-    "src/shell/PrivacyTexts.h",
+    "src/shell/app/ForeignTypes.h",
+    "src/shell/app/PrivacyTexts.h",
 }
 
 # ---------------------------------------------------------------------------------------------------------------------
@@ -150,6 +150,10 @@ def is_system_part(path):
 DRIVERS_BY_ANOTHER_NAME = {"src/disk/RemovalReview", "src/disk/ScanHistoryManager"}
 
 
+# What lays the map out and draws it is plain C++, beside the items that show it.
+MAP_ENGINE = {f"src/shell/disk/map/Sunburst{part}" for part in ("Geometry", "Layout", "Palette", "Raster")}
+
+
 def is_driver(path):
     stem = PurePosixPath(path).with_suffix("")
     return stem.name.endswith("ViewModel") or str(stem) in DRIVERS_BY_ANOTHER_NAME
@@ -163,7 +167,7 @@ def floor_of(path):
         return "bridge"
     if is_platform(path):
         return "platform"
-    if path.startswith("src/shell/map/"):
+    if str(PurePosixPath(path).with_suffix("")) in MAP_ENGINE:
         return "engine"
     if is_driver(path):
         return "driver"
@@ -195,8 +199,7 @@ def include_rules(path, text, headers):
             beside = str(PurePosixPath(path).parent / header)[len("src/"):]
             name = header
             if name not in headers:
-                # Found beside the includer, or from src/shell, which its own sources have on the search path.
-                name = beside if beside in headers else f"shell/{header}" if folder == "shell" else header
+                name = beside if beside in headers else header
             if name not in headers:
                 breaches.append(f'{where}: "{header}" is no header of this project')
                 continue
@@ -335,8 +338,8 @@ def naming_rule(path, text, all_paths, subjects=SUBJECT_HEADERS):
         return []
     folder = pure.parent
     candidates = [folder / f"{pure.stem}.h"]
-    if folder.name in ("linux", "macos"):
-        candidates.append(folder.parent / f"{pure.stem}.h")
+    if is_system_part(path):
+        candidates.append(PurePosixPath("src/platform") / f"{pure.stem}.h")
     if not any(str(candidate) in all_paths for candidate in candidates):
         return [f"{path}: no header {pure.stem}.h beside it"]
     return []

@@ -78,7 +78,7 @@ class NegativeControls(unittest.TestCase):
     """Each rule, shown a breach, reports it; shown the lawful twin, it stays silent."""
 
     headers = {"platform/Path.h", "platform/qt/Desktop.h", "platform/linux/MountTable.h", "disk/FileNode.h",
-               "disk/DiskScannerViewModel.h", "removal/PathRules.h", "removal/FileDeleter.h", "shell/MapView.h"}
+               "disk/DiskScannerViewModel.h", "removal/PathRules.h", "removal/FileDeleter.h", "shell/disk/map/MapView.h"}
 
     def include(self, path, *lines):
         text = "\n".join(f"#include {line}" for line in lines)
@@ -89,14 +89,14 @@ class NegativeControls(unittest.TestCase):
             ("src/platform/Path.cpp", '"disk/FileNode.h"'),
             ("src/removal/FileDeleter.cpp", '"disk/FileNode.h"'),
             ("src/disk/DiskScanner.cpp", '"removal/FileDeleter.h"'),
-            ("src/disk/DiskScanner.cpp", '"shell/MapView.h"'),
+            ("src/disk/DiskScanner.cpp", '"shell/disk/map/MapView.h"'),
             ("src/disk/DiskScanner.cpp", '"disk/DiskScannerViewModel.h"'),
             ("src/disk/DiskScanner.cpp", '"platform/qt/Desktop.h"'),
             ("src/disk/DiskScanner.cpp", '"platform/linux/MountTable.h"'),
             ("src/platform/Path.h", '"platform/linux/MountTable.h"'),
             ("src/platform/Path.cpp", '"platform/qt/Desktop.h"'),
-            ("src/shell/map/SunburstLayout.cpp", '"MapView.h"'),
-            ("src/disk/DiskScannerViewModel.h", '"shell/MapView.h"'),
+            ("src/shell/disk/map/SunburstLayout.cpp", '"MapView.h"'),
+            ("src/disk/DiskScannerViewModel.h", '"shell/disk/map/MapView.h"'),
             ("src/disk/DiskScanner.cpp", '"somewhere/Else.h"'),
             ("src/unknown/Thing.cpp", "<vector>"),
         ]:
@@ -108,14 +108,14 @@ class NegativeControls(unittest.TestCase):
             ("src/disk/DiskScanner.cpp", "<unistd.h>"),
             ("src/disk/DiskScanner.cpp", "<sys/stat.h>"),
             ("src/platform/Path.cpp", "<fcntl.h>"),
-            ("src/shell/MapView.cpp", "<dirent.h>"),
+            ("src/shell/disk/map/MapView.cpp", "<dirent.h>"),
             ("src/disk/DiskScanner.cpp", "<QString>"),
             ("src/platform/Path.h", "<QtCore/QString>"),
-            ("src/shell/map/SunburstLayout.h", "<QPainter>"),
+            ("src/shell/disk/map/SunburstLayout.h", "<QPainter>"),
             ("src/disk/DiskScannerViewModel.h", "<QQuickItem>"),
             ("src/disk/DiskScannerViewModel.cpp", "<QColor>"),
             ("src/platform/Path.cpp", "<sqlite3.h>"),
-            ("src/shell/MapView.cpp", "<sqlite3.h>"),
+            ("src/shell/disk/map/MapView.cpp", "<sqlite3.h>"),
         ]:
             with self.subTest(path=path, header=header):
                 self.assertEqual(len(self.include(path, header)), 1)
@@ -130,8 +130,8 @@ class NegativeControls(unittest.TestCase):
             ("src/disk/DiskScanner.cpp", '"removal/PathRules.h"'),
             ("src/disk/DiskScannerViewModel.cpp", '"removal/FileDeleter.h"'),
             ("src/disk/DiskScannerViewModel.h", "<QObject>"),
-            ("src/shell/MapView.cpp", '"MapView.h"'),
-            ("src/shell/MapView.cpp", "<QPainter>"),
+            ("src/shell/disk/map/MapView.cpp", '"MapView.h"'),
+            ("src/shell/disk/map/MapView.cpp", "<QPainter>"),
             ("src/disk/FileNode.cpp", '"FileNode.h"'),
         ]:
             with self.subTest(path=path, header=header):
@@ -147,7 +147,7 @@ class NegativeControls(unittest.TestCase):
             with self.subTest(header=header):
                 text = f"#include <{header}>"
                 self.assertEqual(len(rules.network_rule("src/shell/A.cpp", text)), 1)
-                self.assertEqual(rules.network_rule("src/shell/UpdateFetcher.cpp", text), [])
+                self.assertEqual(rules.network_rule("src/shell/updates/UpdateFetcher.cpp", text), [])
         self.assertEqual(rules.network_rule("src/shell/A.cpp", "#include <QObject>\n#include <openssl/evp.h>"), [])
 
     def test_threadsAndLocksAreReported(self):
@@ -195,7 +195,7 @@ class NegativeControls(unittest.TestCase):
 
     def test_aWayBesideTheGateIsFound(self):
         self.assertEqual(rules.user_files_rule("src/removal/FileDeleter.cpp", "user_files::Session s;"), [])
-        self.assertEqual(rules.user_files_rule("src/platform/linux/Trash.cpp", "user_files::Session s;"), [])
+        self.assertEqual(rules.user_files_rule("src/platform/linux/userfiles/Trash.cpp", "user_files::Session s;"), [])
         self.assertEqual(len(rules.user_files_rule("src/cleanup/A.cpp", "user_files::Session s;")), 1)
         self.assertEqual(len(rules.user_files_rule("src/cleanup/A.cpp", '#include "platform/UserFiles.h"')), 1)
         self.assertEqual(rules.user_files_rule("src/cleanup/A.cpp", "// user_files"), [])
@@ -211,15 +211,15 @@ class NegativeControls(unittest.TestCase):
         for text in ['color: "#ff0000"', 'color: "red"', "border.color: 'white'", "Qt.rgba(1, 0, 0, 1)",
                      "readonly property color c: '#80ffffff'"]:
             with self.subTest(text=text):
-                self.assertEqual(len(rules.colour_rule("src/shell/qml/A.qml", text)), 1)
+                self.assertEqual(len(rules.colour_rule("src/shell/kit/A.qml", text)), 1)
         for text in ['color: "transparent"', "color: Theme.text", "color: Qt.darker(Theme.accent)", '// color: "#ff0000"']:
             with self.subTest(text=text):
-                self.assertEqual(rules.colour_rule("src/shell/qml/A.qml", text), [])
-        self.assertEqual(rules.colour_rule("src/shell/qml/Theme.qml", 'color: "#ff0000"'), [])
+                self.assertEqual(rules.colour_rule("src/shell/kit/A.qml", text), [])
+        self.assertEqual(rules.colour_rule("src/shell/kit/Theme.qml", 'color: "#ff0000"'), [])
 
     def test_scriptsInViewsAreReported(self):
-        self.assertEqual(len(rules.view_logic_rule("src/shell/qml/A.qml", 'import "helpers.js" as H')), 1)
-        self.assertEqual(len(rules.view_logic_rule("src/shell/qml/A.qml", "new XMLHttpRequest()")), 1)
+        self.assertEqual(len(rules.view_logic_rule("src/shell/kit/A.qml", 'import "helpers.js" as H')), 1)
+        self.assertEqual(len(rules.view_logic_rule("src/shell/kit/A.qml", "new XMLHttpRequest()")), 1)
 
 
 if __name__ == "__main__":

@@ -15,7 +15,7 @@
 #include "platform/Bookmark.h"
 #include "platform/FolderListing.h"
 #include "platform/Volumes.h"
-#include "platform/linux/ExpendableCall.h"
+#include "platform/linux/calls/ExpendableCall.h"
 #include "support/TemporaryTree.h"
 
 namespace larkfold::test {

@@ -1,5 +1,5 @@
 // The mounts as they are at every moment.
-#include "platform/linux/MountWatch.h"
+#include "platform/linux/mounts/MountWatch.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@
 
 #include "faults/IndexOracle.h"
 #include "faults/PrivateNamespace.h"
-#include "platform/linux/PathDescriptors.h"
+#include "platform/linux/walk/PathDescriptors.h"
 #include "support/TemporaryTree.h"
 #include "support/UnprivilegedUser.h"
 

@@ -76,7 +76,7 @@ class Installed(unittest.TestCase):
 
     def test_the_entry_starts_the_program_and_is_the_windows_own(self):
         self.assertTrue((self.folder / "bin" / self.entry["Exec"]).is_file())
-        main = (SOURCE / "src/shell/main.cpp").read_text()
+        main = (SOURCE / "src/shell/app/main.cpp").read_text()
         self.assertEqual(re.search(r'setDesktopFileName\(QStringLiteral\("(.*)"\)\)', main)[1], IDENTIFIER)
 
     def test_the_icon_is_there_in_every_size_that_its_folder_names(self):

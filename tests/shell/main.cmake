@@ -1,15 +1,15 @@
 # The frame of the window: permissions, the presenter's texts, and the real window (offscreen) with its flows.
 larkfold_test(permission_manager_tests
-  SOURCES "${CMAKE_CURRENT_LIST_DIR}/PermissionManagerTests.cpp"
+  SOURCES "${CMAKE_CURRENT_LIST_DIR}/app/PermissionManagerTests.cpp"
   LIBRARIES larkfold_test_support larkfold_shell_ui Qt6::Test
   LABELS shell)
 
 larkfold_test(presenter_tests
-  SOURCES "${CMAKE_CURRENT_LIST_DIR}/PresenterTests.cpp"
+  SOURCES "${CMAKE_CURRENT_LIST_DIR}/disk/PresenterTests.cpp"
   LIBRARIES larkfold_test_support larkfold_shell_ui Qt6::Test
   LABELS shell)
 
 larkfold_test(main_window_tests
-  SOURCES "${CMAKE_CURRENT_LIST_DIR}/MainWindowTests.cpp" "${CMAKE_CURRENT_LIST_DIR}/WindowFixture.h"
+  SOURCES "${CMAKE_CURRENT_LIST_DIR}/app/MainWindowTests.cpp" "${CMAKE_CURRENT_LIST_DIR}/app/WindowFixture.h"
   LIBRARIES larkfold_test_support larkfold_shell_ui larkfold_shell_uiplugin Qt6::Test
   LABELS shell)

@@ -1,4 +1,4 @@
-#include "platform/linux/ApplicationUnit.h"
+#include "platform/linux/desktop/ApplicationUnit.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/linux/DesktopEntry.h"
+#include "platform/linux/desktop/DesktopEntry.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

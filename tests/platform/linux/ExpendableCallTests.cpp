@@ -1,4 +1,4 @@
-#include "platform/linux/ExpendableCall.h"
+#include "platform/linux/calls/ExpendableCall.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 #include <mutex>
 
 #include "platform/Bookmark.h"
-#include "platform/linux/SecurityLabel.h"
+#include "platform/linux/userfiles/SecurityLabel.h"
 #include "support/TemporaryTree.h"
 
 namespace larkfold {

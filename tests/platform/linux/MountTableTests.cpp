@@ -1,4 +1,4 @@
-#include "platform/linux/MountTable.h"
+#include "platform/linux/mounts/MountTable.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "platform/linux/PathDescriptors.h"
+#include "platform/linux/walk/PathDescriptors.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 #include <string>
 
 #include "platform/OwnFiles.h"
-#include "platform/linux/FolderRemoval.h"
+#include "platform/linux/userfiles/FolderRemoval.h"
 #include "support/TemporaryTree.h"
 
 namespace larkfold::path_descriptors {

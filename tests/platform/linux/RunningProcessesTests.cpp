@@ -1,4 +1,4 @@
-#include "platform/linux/RunningProcesses.h"
+#include "platform/linux/process/RunningProcesses.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "platform/DesktopApplication.h"
-#include "platform/linux/DesktopEntryCatalogue.h"
+#include "platform/linux/desktop/DesktopEntryCatalogue.h"
 #include "support/TemporaryTree.h"
 #include "support/UnprivilegedUser.h"
 

@@ -1,4 +1,4 @@
-#include "platform/linux/Trash.h"
+#include "platform/linux/userfiles/Trash.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "platform/OwnFiles.h"
-#include "platform/linux/FileDescriptor.h"
+#include "platform/linux/calls/FileDescriptor.h"
 #include "support/TemporaryTree.h"
 
 namespace larkfold::trash {

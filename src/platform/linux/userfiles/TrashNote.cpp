@@ -1,0 +1,157 @@
+#include "platform/linux/userfiles/TrashNote.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+#include "platform/Error.h"
+#include "platform/Path.h"
+#include "platform/UUID.h"
+#include "platform/UserFiles.h"
+#include "platform/linux/calls/SystemCalls.h"
+
+#ifndef __linux__
+#error "This file is for Linux."
+#endif
+
+namespace larkfold {
+
+namespace {
+
+using Operation = SystemError::Operation;
+
+// Who has a full disk needs to know that there is a way that needs no room.
+[[noreturn]] void fail(Operation operation, int code, const std::string& path) {
+    if (code == ENOSPC || code == EDQUOT) {
+        throw user_files::Refusal(
+            user_files::Refusal::Reason::noTrash,
+            "The disk is full, and Trash keeps a note of each item; permanent deletion needs no room.");
+    }
+    throw SystemError(operation, code, path);
+}
+
+std::string noteName(const std::string& trashed) {
+    return trashed + std::string(trash::noteSuffix);
+}
+
+// Which item the name in the folder leads to, links not followed; with an empty name the folder's descriptor
+// itself. Asked in a second way where the first one fails: a note that cannot be told from others is left
+// behind.
+std::optional<FileIdentity> identityAt(int folder, const std::string& name) {
+    struct stat values;
+    if (::fstatat(folder, name.c_str(), &values, AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH) == 0) {
+        return FileIdentity{values.st_dev, values.st_ino};
+    }
+    struct statx more;
+    if (::statx(folder, name.c_str(), AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH, STATX_INO, &more) == 0) {
+        return FileIdentity{makedev(more.stx_dev_major, more.stx_dev_minor), more.stx_ino};
+    }
+    return std::nullopt;
+}
+
+FileDescriptor openPlace(int folder, const std::string& name) {
+    return FileDescriptor(::openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+}
+
+}  // namespace
+
+TrashNote::TrashNote(FileDescriptor info, std::string name, FileDescriptor note, FileIdentity identity)
+    : info_(std::move(info)), name_(std::move(name)), note_(std::move(note)), identity_(identity) {}
+
+std::expected<TrashNote, int> TrashNote::write(const trash::Folder& folder, const std::string& trashed,
+                                               const std::string& itemPath, std::int64_t secondsSince1970) {
+    const std::string name = noteName(trashed);
+    const std::string path = folder.pathOfNote(trashed);
+    // Everything that can fail without a trace comes before the note does.
+    FileDescriptor info(::fcntl(folder.info.get(), F_DUPFD_CLOEXEC, 0));
+    if (!info) {
+        fail(Operation::create, errno, path);
+    }
+    FileDescriptor descriptor(system_calls::uninterrupted([&] {
+        return ::openat(folder.info.get(), name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                        0600);
+    }));
+    if (!descriptor) {
+        if (errno == EEXIST || errno == ENAMETOOLONG) {
+            return std::unexpected(errno);
+        }
+        fail(Operation::create, errno, path);
+    }
+    const auto identity = identityAt(descriptor.get(), {});
+    if (!identity) {
+        // It is left, empty: without its identity it cannot be told from a file of another program.
+        fail(Operation::create, errno, path);
+    }
+    // Held until it was removed, so that its number is not used again.
+    FileDescriptor held(::fcntl(descriptor.get(), F_DUPFD_CLOEXEC, 0));
+    if (!held) {
+        const int problem = errno;
+        TrashNote(std::move(info), name, std::move(descriptor), *identity).remove();
+        fail(Operation::create, problem, path);
+    }
+    TrashNote note(std::move(info), name, std::move(held), *identity);
+    try {
+        if (const int unwritten = system_calls::writeAll(
+                descriptor.get(), trash::noteFor(folder, itemPath, secondsSince1970))) {
+            fail(Operation::write, unwritten, path);
+        }
+        if (const int unsynced = system_calls::sync(descriptor.get())) {
+            fail(Operation::sync, unsynced, path);
+        }
+        if (!descriptor.close()) {
+            fail(Operation::write, errno, path);
+        }
+    } catch (...) {
+        note.remove();
+        throw;
+    }
+    return note;
+}
+
+std::optional<TrashNote> TrashNote::find(const std::string& trashPath, const FileIdentity& files,
+                                         const std::string& trashed) {
+    const FileDescriptor trash = path_descriptors::openWithoutLinks(trashPath, O_PATH | O_DIRECTORY);
+    if (!trash) {
+        return std::nullopt;
+    }
+    const FileDescriptor filesNow =
+        path_descriptors::openBelow(trash.get(), "files", O_PATH | O_DIRECTORY, false);
+    if (!filesNow || identityAt(filesNow.get(), {}) != files) {
+        return std::nullopt;
+    }
+    FileDescriptor info = path_descriptors::openBelow(trash.get(), "info", O_PATH | O_DIRECTORY, false);
+    FileDescriptor note = info ? openPlace(info.get(), noteName(trashed)) : FileDescriptor();
+    const auto place = note ? path_descriptors::placeOf(note.get()) : std::nullopt;
+    if (!place || !S_ISREG(place->mode)) {
+        return std::nullopt;
+    }
+    return TrashNote(std::move(info), noteName(trashed), std::move(note), place->identity);
+}
+
+bool TrashNote::standsInItsFolder() const {
+    return identityAt(info_.get(), name_) == identity_;
+}
+
+bool TrashNote::standsAt(const std::string& path) const {
+    return identityAt(AT_FDCWD, path) == identity_;
+}
+
+void TrashNote::remove() const {
+    const std::string aside = ".larkfold-removing-" + UUID::make().text();
+    if (path_descriptors::moveWithoutReplacing(info_.get(), name_, info_.get(), aside, false) != 0) {
+        return;
+    }
+    int result = -1;
+    if (identityAt(info_.get(), aside) == identity_) {
+        result = system_calls::uninterrupted([&] { return ::unlinkat(info_.get(), aside.c_str(), 0); });
+    }
+    if (result != 0) {
+        path_descriptors::moveWithoutReplacing(info_.get(), aside, info_.get(), name_, false);
+    }
+}
+
+}  // namespace larkfold

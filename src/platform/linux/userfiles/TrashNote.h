@@ -1,0 +1,50 @@
+// The note that a Trash keeps of one item: where it came from and when. Linux part of the platform layer
+// only.
+//
+// A note is held by a descriptor from the moment in which it is written or found. Another program may put a
+// file of its own over it, or exchange the folder in which it lies; what is asked of the note later, and
+// whether it may be removed, is decided by the note that is held and not by its name.
+#pragma once
+
+#include <cstdint>
+#include <expected>
+#include <optional>
+#include <string>
+
+#include "platform/FileIdentity.h"
+#include "platform/linux/calls/FileDescriptor.h"
+#include "platform/linux/userfiles/Trash.h"
+
+namespace larkfold {
+
+class TrashNote {
+public:
+    // Writes the note of the item that came from `itemPath` durably: an item without its note could not be
+    // put back by anybody. It takes the name `trashed` in that Trash. Tells EEXIST or ENAMETOOLONG where
+    // another name is to be tried; throws Refusal and SystemError for the rest, and has left nothing.
+    static std::expected<TrashNote, int> write(const trash::Folder& folder, const std::string& trashed,
+                                               const std::string& itemPath, std::int64_t secondsSince1970);
+
+    // The note of the item `trashed`, whose folder `files` is held, in the Trash at `trashPath`, a path
+    // without links. Nothing where that Trash holds another `files` by now, or has no such note.
+    static std::optional<TrashNote> find(const std::string& trashPath, const FileIdentity& files,
+                                         const std::string& trashed);
+
+    // Whether it is what the file name leads to: in its own folder, whatever became of that; or by the path.
+    bool standsInItsFolder() const;
+    bool standsAt(const std::string& path) const;
+
+    // Removes it from its folder, and nothing that took its name: it is renamed to a name that nobody knows,
+    // compared there, and put back where it is another file. Where that fails it stays.
+    void remove() const;
+
+private:
+    TrashNote(FileDescriptor info, std::string name, FileDescriptor note, FileIdentity identity);
+
+    FileDescriptor info_;
+    std::string name_;
+    FileDescriptor note_;
+    FileIdentity identity_;
+};
+
+}  // namespace larkfold

@@ -1,0 +1,909 @@
+#include "platform/UserFiles.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <expected>
+#include <future>
+#include <map>
+#include <optional>
+#include <random>
+#include <system_error>
+#include <tuple>
+#include <utility>
+
+#include "platform/DirectoryReader.h"
+#include "platform/LinkResolution.h"
+#include "platform/Path.h"
+#include "platform/ThreadName.h"
+#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/FileDescriptor.h"
+#include "platform/linux/mounts/MountWatch.h"
+#include "platform/linux/userfiles/FileSHA256.h"
+#include "platform/linux/userfiles/FolderRemoval.h"
+#include "platform/linux/userfiles/StagingFolder.h"
+#include "platform/linux/userfiles/Trash.h"
+#include "platform/linux/userfiles/TrashNote.h"
+#include "platform/linux/walk/PathDescriptors.h"
+
+#ifndef __linux__
+#error "This file is for Linux."
+#endif
+
+namespace larkfold::user_files {
+
+using path_descriptors::Place;
+using Operation = SystemError::Operation;
+using Reason = Refusal::Reason;
+
+namespace {
+
+// From here on numbers are drawn instead of counted: a thousand items of one name must not try a million.
+constexpr unsigned mostCountedNames = 16;
+constexpr unsigned mostNames = 4096;
+
+// How often a Trash that is exchanged under our hands is looked for anew.
+constexpr int mostChoices = 3;
+
+// Longer than one call takes to write what it is given, and than the coarsest clock of a file system.
+constexpr std::int64_t settlingSeconds = 60;
+
+[[noreturn]] void fail(Operation operation, int code, const std::string& path) {
+    // A link or another file system got into the way of a path that had neither.
+    if (code == ELOOP || code == EXDEV || code == EAGAIN) {
+        throw Refusal(Reason::unsafePath);
+    }
+    throw SystemError(operation, code, path);
+}
+
+Place placeOrThrow(int descriptor, const std::string& path) {
+    const auto place = path_descriptors::placeOf(descriptor);
+    if (!place) {
+        fail(Operation::readAttributes, errno, path);
+    }
+    return *place;
+}
+
+// Whether both are the same item of the same kind, on the same mount: so it is not one that shows the same
+// item a second time, either.
+bool isSameItem(const Place& left, const Place& right) {
+    const auto keyOf = [](const Place& place) {
+        return std::tuple(place.identity, place.mount, place.mode & S_IFMT);
+    };
+    return keyOf(left) == keyOf(right);
+}
+
+// The folder that holds an item, opened without a link on the way.
+struct HoldingFolder {
+    FileDescriptor descriptor;
+    std::string path;  // without a link in it, where that can be told
+    int problem = 0;   // why it is not open
+};
+
+// Whether whoever keeps the volume answers when the item is asked for; the path has no link in it.
+bool isAnsweredAt(const std::string& path) {
+    return expendable_call::run<bool>([path] {
+               const auto item = path_descriptors::openWithoutLinks(path, O_PATH | O_NOFOLLOW);
+               return path_descriptors::placeOf(item.get()).has_value();
+           })
+        .has_value();
+}
+
+// A root of a run, held from its beginning to its end.
+struct HeldRoot {
+    std::string given;  // as the caller writes it
+    std::string path;   // without a link in it
+    FileDescriptor descriptor;
+    int problem = 0;  // why it could not be looked at: then nothing in it can be either
+};
+
+// The part of `path` below `folder`; nothing where it does not lie there. Empty for the folder itself.
+std::optional<std::string> relativeTo(const std::string& folder, const std::string& path) {
+    if (!isAtOrBelow(path, folder)) {
+        return std::nullopt;
+    }
+    return path.size() == folder.size() ? std::string() : path.substr(folder == "/" ? 1 : folder.size() + 1);
+}
+
+// Where its identity is another one by now, or cannot be told, it is not held.
+std::optional<HeldRoot> heldRoot(const Root& root, MountWatch& mounts) {
+    HeldRoot held{.given = standardizedPath(root.path), .path = {}, .descriptor = {}};
+    if (!root.identity) {
+        return std::nullopt;
+    }
+    // What cannot be told is not a no: who asks for an item is told why.
+    if (mounts.mayFailToAnswer(held.given) && !isAnsweredAt(held.given)) {
+        held.path = held.given;
+        held.problem = ETIMEDOUT;
+        return held;
+    }
+    const auto resolved = pathWithLinksResolved(held.given);
+    if (!resolved) {
+        return std::nullopt;
+    }
+    held.path = *resolved;
+    held.descriptor = path_descriptors::openWithoutLinks(held.path, O_PATH | O_DIRECTORY);
+    const auto place = held.descriptor ? path_descriptors::placeOf(held.descriptor.get()) : std::nullopt;
+    if (!place) {
+        held.problem = errno;
+        return held;
+    }
+    if (!place->durableIdentity().isSameAs(*root.identity)) {
+        return std::nullopt;
+    }
+    return held;
+}
+
+// Links are followed once. Where somebody may be gone who has to answer, the item itself is asked for first,
+// and no longer than a short wait. With `roots` the folder is opened below the one that holds it, by its
+// descriptor, and in no other way: a root is the folder that was held at the beginning, whatever stands at
+// its path by now. Without, from the top of all paths.
+HoldingFolder openFolderOf(const std::string& path, MountWatch& mounts, const std::vector<HeldRoot>* roots) {
+    const std::string name(lastPathComponent(path));
+    HoldingFolder folder{{}, std::string(parentPath(path))};
+    const auto open = [&] {
+        const HeldRoot* root = nullptr;
+        std::optional<std::string> below;
+        if (roots != nullptr) {
+            for (const HeldRoot& candidate : *roots) {
+                root = &candidate;
+                below = relativeTo(candidate.path, folder.path);
+                if (!below) {
+                    below = relativeTo(candidate.given, folder.path);
+                }
+                if (below) {
+                    folder.path = below->empty() ? candidate.path : joinedPath(candidate.path, *below);
+                    break;
+                }
+            }
+            if (!below) {
+                folder.problem = ELOOP;  // it may lead into one of them by a link
+                return;
+            }
+        }
+        if (root != nullptr && root->problem != 0) {
+            folder.problem = root->problem;
+            return;
+        }
+        const std::string place = joinedPath(folder.path, name);
+        if (mounts.mayFailToAnswer(place) && !isAnsweredAt(place)) {
+            folder.problem = ETIMEDOUT;
+            return;
+        }
+        // Where the path has no link in it, opening it so is proof of that.
+        folder.descriptor =
+            root == nullptr
+                ? path_descriptors::openWithoutLinks(folder.path, O_PATH | O_DIRECTORY)
+                : path_descriptors::openBelow(root->descriptor.get(), *below, O_PATH | O_DIRECTORY);
+        folder.problem = folder.descriptor ? 0 : errno;
+    };
+    open();
+    if (folder.problem == ELOOP) {
+        if (auto resolved = pathWithLinksResolved(folder.path)) {
+            folder.path = std::move(*resolved);
+            // From here on a link on the way is one that was put there meanwhile.
+            open();
+        }
+    }
+    return folder;
+}
+
+// Opens nothing but regular files: merely opening a device may do something.
+std::string sha256OfHeld(int item, const Place& place, const std::string& path, const std::stop_token& stop) {
+    if (!S_ISREG(place.mode)) {
+        throw SystemError(Operation::read, S_ISDIR(place.mode) ? EISDIR : EOPNOTSUPP, path);
+    }
+    const FileDescriptor descriptor = path_descriptors::openAgain(item, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    if (!descriptor) {
+        throw SystemError(Operation::open, errno, path);
+    }
+    return sha256OfDescriptor(descriptor.get(), path, stop);
+}
+
+}  // namespace
+
+// --- Refusal
+
+namespace {
+
+// In the order of the reasons.
+constexpr std::string_view sentences[] = {
+    "Another item stands at this path now, or it leads somewhere else.",
+    "The item or what it was compared with has changed.",
+    "This item is in Trash already. To remove it for good, choose permanent deletion.",
+    "This folder holds the Trash itself, so it cannot be moved there. Nothing was changed.",
+    "No Trash on this volume can take this item, so it stays where it is.",
+    "Other users may write in the folder of this item, and no private folder can be made in it.",
+    "This folder could not be removed whole: a part of it has gone.",
+};
+static_assert(std::size(sentences) == static_cast<std::size_t>(Reason::removedInPart) + 1);
+
+}  // namespace
+
+Refusal::Refusal(Reason reason, std::string detail, std::string restsAt)
+    : reason_(reason), detail_(std::move(detail)), restsAt_(std::move(restsAt)) {}
+
+std::string Refusal::description() const {
+    std::string text(sentences[static_cast<std::size_t>(reason_)]);
+    if (!detail_.empty()) {
+        text += " " + detail_;
+    }
+    if (!restsAt_.empty()) {
+        text += " It could not be put back in its place; it is kept at “" + displayText(restsAt_) + "”.";
+    } else if (reason_ == Reason::removedInPart) {
+        text += " What is left of it is in its place.";
+    }
+    return text;
+}
+
+// --- Session
+
+struct Session::Impl {
+    struct TrashNews {
+        FileDescriptor trash;
+        std::vector<trash::FolderSize> sizes;
+    };
+
+    explicit Impl(const std::vector<Root>& given) {
+        for (const Root& root : given) {
+            if (auto held = heldRoot(root, mounts)) {
+                rootPaths.push_back(held->path);
+                roots.push_back(std::move(*held));
+            }
+        }
+    }
+
+    MountWatch mounts;
+    std::vector<HeldRoot> roots;
+    std::vector<std::string> rootPaths;
+    // Where the Trash of the home folder really is; nothing where that cannot be told.
+    std::optional<std::string> homeTrash = pathWithLinksResolved(trash::homeTrashPath());
+    std::map<std::string, TrashNews> news;  // by the Trash's path
+
+    void note(const trash::Folder& folder, trash::FolderSize size) {
+        TrashNews& row = news[folder.path];
+        if (!row.trash) {
+            row.trash = FileDescriptor(::fcntl(folder.descriptor.get(), F_DUPFD_CLOEXEC, 0));
+        }
+        row.sizes.push_back(std::move(size));
+    }
+};
+
+Session::Session(const std::vector<Root>& roots) : impl_(std::make_unique<Impl>(roots)) {}
+Session::~Session() = default;
+
+const std::vector<std::string>& Session::roots() const {
+    return impl_->rootPaths;
+}
+
+void Session::finish() {
+    for (const auto& [path, row] : impl_->news) {
+        if (row.trash) {
+            trash::noteSizes(row.trash, row.sizes);
+        }
+    }
+    impl_->news.clear();
+}
+
+// --- HeldItem
+
+struct HeldItem::Impl {
+    Session::Impl* session = nullptr;  // outlives the item
+    FileDescriptor parent;
+    FileDescriptor item;  // stands for its place only: nothing is opened for reading before it is to be read
+    std::string name;
+    std::string realPath;
+    Place parentPlace;
+    Place place;
+    ItemValues values;
+    trash::Membership membership;
+    std::optional<TrashNote> note;  // of an item that lies in a Trash
+    std::optional<Place> hashed;    // as it was when its content was last read
+
+    // The first name in the Trash of the home folder, with a note that nothing stands beside yet.
+    struct Prepared {
+        trash::Choice choice;
+        std::string trashed;
+        std::int64_t seconds = 0;
+        std::optional<TrashNote> note;
+    };
+    std::future<Prepared> prepared;
+
+    ~Impl() {
+        if (const Prepared unused = takePrepared(); unused.note) {
+            unused.note->remove();
+        }
+    }
+
+    // --- Holding.
+
+    void hold(const std::string& path, const MayGo& mayGo) {
+        const std::string standardized = standardizedPath(path);
+        name = std::string(lastPathComponent(standardized));
+        // 1. Its folder.
+        HoldingFolder folder = openFolderOf(standardized, session->mounts, &session->roots);
+        // 2. Whether it may go from there at all; that is told before anything else.
+        realPath = joinedPath(folder.path, name);
+        if (standardized == "/" || !mayGo(realPath)) {
+            throw Refusal(Reason::unsafePath);
+        }
+        if (folder.problem != 0) {
+            fail(Operation::readAttributes, folder.problem, standardized);
+        }
+        parent = std::move(folder.descriptor);
+        item = FileDescriptor(::openat(parent.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        if (!item) {
+            fail(Operation::readAttributes, errno, standardized);
+        }
+        // 3. What it is.
+        parentPlace = placeOrThrow(parent.get(), folder.path);
+        place = placeOrThrow(item.get(), standardized);
+        values.identity = place.identity;
+        values.durableIdentity = place.durableIdentity();
+        values.isDirectory = S_ISDIR(place.mode);
+        values.isRegularFile = S_ISREG(place.mode);
+        values.isSymbolicLink = S_ISLNK(place.mode);
+        values.isVolume = place.mount != parentPlace.mount;
+        values.holdsVolume = values.isDirectory && session->mounts.hasMountBelow(realPath);
+        values.fileSize = place.size;
+        values.allocatedSize = place.allocated;
+        // 4. Its note: the one that belongs to it now.
+        membership =
+            trash::membershipOf(realPath, session->homeTrash, session->mounts.mountPoint(place.mount));
+        if (membership.isItem) {
+            note = TrashNote::find(std::string(parentPath(folder.path)), parentPlace.identity, name);
+        }
+    }
+
+    // --- Hashing.
+
+    std::string sha256(const std::stop_token& stop) {
+        hashed = placeOrThrow(item.get(), realPath);
+        return sha256OfHeld(item.get(), place, realPath, stop);
+    }
+
+    bool isUnchangedSinceHash() const {
+        const auto now = path_descriptors::placeOf(item.get());
+        return now && hashed && now->size == hashed->size && now->modified == hashed->modified &&
+               now->changed == hashed->changed;
+    }
+
+    // --- Measuring.
+
+    Measure measure(const std::stop_token& stop) const {
+        if (!values.isDirectory) {
+            return {.logicalBytes = values.fileSize, .allocatedBytes = values.allocatedSize};
+        }
+        try {
+            return measureFolder(stop);
+        } catch (const CancellationError&) {
+            return {};
+        }
+    }
+
+    Measure measureFolder(const std::stop_token& stop) const {
+        struct Level {
+            std::unique_ptr<DirectoryListing> listing;
+            std::size_t next = 0;
+        };
+        // What is mounted below does not belong to it: where something is, nothing is told.
+        DirectoryReaderOptions options;
+        options.crossesMounts = false;
+        DirectoryReader reader(path_descriptors::pathThrough(item.get()), options, stop);
+        std::vector<Level> levels;
+        levels.push_back({reader.openRoot()});
+        std::int64_t logical = 0;
+        std::int64_t allocated = 0;
+        while (!levels.empty()) {
+            Level& level = levels.back();
+            if (level.next == 0) {
+                // One part that was not read, and nothing is known of the whole.
+                if (level.listing->error() != 0) {
+                    return {};
+                }
+                allocated += level.listing->allocatedSize();
+            }
+            const auto entries = level.listing->entries();
+            std::size_t index = level.next;
+            for (; index < entries.size(); ++index) {
+                if (entries[index].error != 0) {
+                    return {};
+                }
+                if (entries[index].kind == DirectoryEntry::Kind::directory) {
+                    break;
+                }
+                logical += entries[index].fileSize;
+                allocated += entries[index].allocatedSize;
+            }
+            if (index == entries.size()) {
+                levels.pop_back();
+                continue;
+            }
+            level.next = index + 1;
+            levels.push_back({reader.open(*level.listing, index)});
+        }
+        return {.logicalBytes = logical, .allocatedBytes = allocated};
+    }
+
+    // --- Moving, and looking at what was moved.
+
+    // What stands at `arrivedName` of `folder`, if it is the held item with nothing mounted in it; otherwise
+    // invalid.
+    FileDescriptor openArrived(int folder, const std::string& arrivedName,
+                               const std::string& usualPath) const {
+        FileDescriptor arrived(::openat(folder, arrivedName.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        const auto arrivedPlace = arrived ? path_descriptors::placeOf(arrived.get()) : std::nullopt;
+        if (!arrivedPlace || !isSameItem(*arrivedPlace, place) ||
+            (values.isDirectory && session->mounts.hasMountWithin(arrived.get(), usualPath))) {
+            return {};
+        }
+        return arrived;
+    }
+
+    // Throws unless what arrived is the held item and what was proved of it holds, and tells the descriptor
+    // by which it was compared. Before it throws `takeBack` puts the item back, and tells where it rests if
+    // it could not, else nothing.
+    template <typename TakeBack>
+    FileDescriptor verifyArrived(int folder, const std::string& arrivedName, const std::string& usualPath,
+                                 const Proof& proof, const TakeBack& takeBack) const {
+        FileDescriptor arrived = openArrived(folder, arrivedName, usualPath);
+        if (!arrived) {
+            throw Refusal(Reason::unsafePath, {}, takeBack());
+        }
+        require(proof.stillHolds, Reason::disproved, takeBack);
+        return arrived;
+    }
+
+    template <typename TakeBack>
+    static void require(const std::function<bool()>& holds, Reason otherwise, const TakeBack& takeBack) {
+        bool isProved = false;
+        try {
+            isProved = !holds || holds();
+        } catch (...) {
+            if (const std::string restsAt = takeBack(); !restsAt.empty()) {
+                throw Refusal(otherwise, {}, restsAt);
+            }
+            throw;
+        }
+        if (!isProved) {
+            throw Refusal(otherwise, {}, takeBack());
+        }
+    }
+
+    // Puts back what had been moved to `movedName` of `folder`. Where its old name is taken or the system
+    // refuses, it stays there, and its path is told; `usualPath` where the system does not tell that.
+    std::string putBack(int folder, const std::string& movedName, const std::string& usualPath) const {
+        const FileDescriptor moved(::openat(folder, movedName.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        if (!moved && errno == ENOENT) {
+            return {};  // somebody took it away from there: there is nothing to put back
+        }
+        const auto movedPlace = moved ? path_descriptors::placeOf(moved.get()) : std::nullopt;
+        if (movedPlace && path_descriptors::moveWithoutReplacing(folder, movedName, parent.get(), name,
+                                                                 S_ISDIR(movedPlace->mode)) == 0) {
+            return {};
+        }
+        const auto where = path_descriptors::currentPath(folder);
+        return where ? joinedPath(*where, movedName) : usualPath;
+    }
+
+    static void announce(const Way& way, const std::string& place) {
+        if (way.announce) {
+            way.announce(place);
+        }
+    }
+
+    [[noreturn]] void failMove(int code) const {
+        if (code == EBUSY) {  // a file system was mounted there meanwhile
+            throw Refusal(Reason::unsafePath);
+        }
+        throw SystemError(Operation::move, code, realPath);
+    }
+
+    // --- Trash.
+
+    bool cannotGoIntoTrash() const {
+        return membership.isInside || (session->homeTrash && isAtOrBelow(*session->homeTrash, realPath));
+    }
+
+    void prepareTrash() {
+        if (prepared.valid() || cannotGoIntoTrash()) {
+            return;
+        }
+        try {
+            prepared = std::async(std::launch::async, [this] {
+                nameThisThread("trash-note");
+                Prepared made{.choice = trash::homeFolderOnMount(place.mount),
+                              .trashed = trash::nameFor(name, 0, trash::longestName),
+                              .seconds = ::time(nullptr),
+                              .note = {}};
+                if (!made.choice.folders.empty()) {
+                    auto written =
+                        TrashNote::write(made.choice.folders.front(), made.trashed, realPath, made.seconds);
+                    if (written) {
+                        made.note = std::move(*written);
+                    }
+                }
+                return made;
+            });
+        } catch (const std::system_error&) {
+            // No thread to be had: it is written when it is needed.
+        }
+    }
+
+    // What could not be prepared is tried again when it is needed, and told then.
+    Prepared takePrepared() {
+        try {
+            return prepared.valid() ? prepared.get() : Prepared();
+        } catch (const Error&) {
+            return {};
+        }
+    }
+
+    std::string putIntoTrash(const Measure& measured, const Proof& proof, const Way& way) {
+        if (membership.isInside) {
+            throw Refusal(Reason::alreadyInTrash);
+        }
+        if (session->homeTrash && isAtOrBelow(*session->homeTrash, realPath)) {
+            throw Refusal(Reason::holdsTrash);
+        }
+        std::string why;
+        Prepared first = takePrepared();
+        for (int attempt = 0; attempt < mostChoices; ++attempt) {
+            const Trashed trashed = moveIntoFirst(first, measured, proof, way, why);
+            if (!trashed.path.empty()) {
+                return trashed.path;
+            }
+            if (!trashed.wasExchanged) {
+                break;
+            }
+        }
+        throw Refusal(Reason::noTrash, why);
+    }
+
+    struct Trashed {
+        std::string path{};         // empty where this Trash did not take it
+        bool wasExchanged = false;  // with another folder, while the item was moved
+    };
+
+    // Into the first Trash that takes it. `why` comes to tell why others did not.
+    Trashed moveIntoFirst(Prepared& first, const Measure& measured, const Proof& proof, const Way& way,
+                          std::string& why) {
+        for (const bool atHome : {true, false}) {
+            const trash::Choice choice = !atHome      ? trash::topFoldersOnMount(place.mount, session->mounts)
+                                         : first.note ? std::move(first.choice)
+                                                      : trash::homeFolderOnMount(place.mount);
+            for (const trash::Folder& folder : choice.folders) {
+                Trashed trashed = moveInto(folder, first, measured, proof, way);
+                if (trashed.wasExchanged) {
+                    why = "“" + displayText(folder.path) + "” was exchanged meanwhile.";
+                }
+                if (trashed.wasExchanged || !trashed.path.empty()) {
+                    return trashed;
+                }
+            }
+            if (!choice.reason.empty()) {
+                why = choice.reason;
+            }
+        }
+        return {};
+    }
+
+    // Tells no path where the Trash lies where the system cannot move this item to without copying it, and
+    // where it was exchanged.
+    Trashed moveInto(const trash::Folder& folder, Prepared& first, const Measure& measured,
+                     const Proof& proof, const Way& way) {
+        std::optional<std::minstd_rand> draw;
+        std::size_t longest = trash::longestName;
+        for (unsigned attempt = 0; attempt < mostNames;) {
+            unsigned number = attempt;
+            if (attempt >= mostCountedNames) {
+                if (!draw) {
+                    draw.emplace(std::random_device{}());
+                }
+                number = mostCountedNames + static_cast<unsigned>((*draw)());
+            }
+            const bool isPrepared = first.note.has_value();
+            const std::string trashed = isPrepared ? first.trashed : trash::nameFor(name, number, longest);
+            const std::int64_t seconds = isPrepared ? first.seconds : ::time(nullptr);
+            // 1. The note, which takes the name.
+            std::expected<TrashNote, int> written =
+                isPrepared ? std::expected<TrashNote, int>(std::move(*first.note))
+                           : TrashNote::write(folder, trashed, realPath, seconds);
+            first.note.reset();
+            if (!written && written.error() == EEXIST) {
+                ++attempt;
+                continue;
+            }
+            if (!written && longest > 64) {
+                longest /= 2;  // some file systems keep shorter names than the system itself
+                continue;
+            }
+            if (!written) {
+                throw SystemError(Operation::create, written.error(), folder.pathOfNote(trashed));
+            }
+            // 2. The item. Something may lie there without a note.
+            try {
+                announce(way, folder.pathOf(trashed));
+            } catch (...) {
+                written->remove();
+                throw;
+            }
+            const int moved = path_descriptors::moveWithoutReplacing(parent.get(), name, folder.files.get(),
+                                                                     trashed, values.isDirectory);
+            if (moved != 0) {
+                written->remove();
+                if (moved == EEXIST) {
+                    ++attempt;
+                    continue;
+                }
+                if (moved == EXDEV) {
+                    return {};
+                }
+                if (moved == EINVAL && values.isDirectory) {
+                    throw Refusal(Reason::holdsTrash);  // that of a volume, itself
+                }
+                failMove(moved);
+            }
+            // 3. What arrived, and whether it can be found there.
+            switch (settle(folder, trashed, *written, seconds, proof)) {
+                case Settled::whereTold:
+                    if (values.isDirectory && measured.allocatedBytes) {
+                        session->note(folder, {trashed, *measured.allocatedBytes, seconds});
+                    }
+                    return {.path = folder.pathOf(trashed)};
+                case Settled::nameTaken:
+                    ++attempt;
+                    continue;
+                case Settled::trashExchanged:
+                    return {.wasExchanged = true};
+            }
+        }
+        throw SystemError(Operation::create, EEXIST, folder.pathOf(name));
+    }
+
+    enum class Settled {
+        whereTold,       // it stands at its path, and its note beside it
+        nameTaken,       // the note was replaced by another program's: the item is back in its place
+        trashExchanged,  // the path leads to another Trash by now: the item is back in its place
+    };
+
+    // Looks at what was moved. The Trash may have been exchanged or emptied since it was opened: then the
+    // item would lie without a note, or the record would name a place that holds something else.
+    Settled settle(const trash::Folder& folder, const std::string& trashed, TrashNote& written,
+                   std::int64_t seconds, const Proof& proof) const {
+        const std::string path = folder.pathOf(trashed);
+        const auto takeBack = [&] {
+            std::string restsAt = putBack(folder.files.get(), trashed, path);
+            if (restsAt.empty()) {
+                written.remove();
+            }
+            return restsAt;
+        };
+        const auto takeBackFor = [&](Settled settled) {
+            if (std::string restsAt = takeBack(); !restsAt.empty()) {
+                throw Refusal(Reason::unsafePath, {}, std::move(restsAt));
+            }
+            return settled;
+        };
+        verifyArrived(folder.files.get(), trashed, path, proof, takeBack);
+        for (int attempt = 0; attempt < mostChoices; ++attempt) {
+            const FileDescriptor told(::open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+            const auto toldPlace = told ? path_descriptors::placeOf(told.get()) : std::nullopt;
+            if (!toldPlace || !isSameItem(*toldPlace, place)) {
+                return takeBackFor(Settled::trashExchanged);
+            }
+            if (written.standsAt(folder.pathOfNote(trashed))) {
+                require(proof.isUnchanged, Reason::disproved, takeBack);
+                return Settled::whereTold;
+            }
+            if (written.standsInItsFolder()) {
+                return takeBackFor(Settled::trashExchanged);
+            }
+            // It was deleted, by who empties the Trash say, or another file lies over it.
+            std::expected<TrashNote, int> again = std::unexpected(EEXIST);
+            require(
+                [&] {
+                    again = TrashNote::write(folder, trashed, realPath, seconds);
+                    return true;
+                },
+                Reason::unsafePath, takeBack);
+            if (!again) {
+                return takeBackFor(Settled::nameTaken);
+            }
+            written = std::move(*again);
+        }
+        return takeBackFor(Settled::trashExchanged);
+    }
+
+    // --- For good.
+
+    void removePermanently(const Proof& proof, const Way& way) {
+        // 1. A place where nobody else comes.
+        const StagingFolder staging(parent.get(), realPath, place, way.stagingName);
+        const int folder = staging.descriptor();
+        // 2. The item goes there.
+        try {
+            announce(way, staging.itemPath());
+        } catch (...) {
+            staging.discard();
+            throw;
+        }
+        const int moved = path_descriptors::moveWithoutReplacing(parent.get(), name, folder,
+                                                                 staging.itemName(), values.isDirectory);
+        if (moved != 0) {
+            staging.discard();
+            if (moved == EBUSY || moved == EXDEV) {
+                throw Refusal(Reason::unsafePath);
+            }
+            throw SystemError(Operation::remove, moved, realPath);
+        }
+        const auto takeBack = [&] {
+            std::string restsAt = putBack(folder, staging.itemName(), staging.itemPath());
+            if (restsAt.empty()) {
+                staging.discard();
+            }
+            return restsAt;
+        };
+        // 3. What arrived.
+        const FileDescriptor arrived =
+            verifyArrived(folder, staging.itemName(), staging.itemPath(), proof, takeBack);
+        require(proof.isUnchanged, Reason::disproved, takeBack);
+        // 4. Gone: a folder is emptied by the descriptor that was compared. Once begun it is finished: half a
+        // folder is of use to nobody.
+        Emptied emptied;
+        if (values.isDirectory) {
+            emptied = emptyFolder(arrived.get(), [&] {
+                return !session->mounts.hasMountWithin(arrived.get(), staging.itemPath());
+            });
+        }
+        if (emptied.problem == 0) {
+            emptied.problem = unlinkItem(folder, staging.itemName(), values.isDirectory ? AT_REMOVEDIR : 0);
+        }
+        if (emptied.problem != 0) {
+            failRemoval(emptied, takeBack());
+        }
+        staging.discard();
+        if (note) {
+            note->remove();
+        }
+    }
+
+    [[noreturn]] void failRemoval(const Emptied& emptied, std::string restsAt) const {
+        const auto reason = [&] {
+            return SystemError(Operation::remove, emptied.problem, realPath).description();
+        };
+        if (emptied.hasBegun) {
+            throw Refusal(Reason::removedInPart, reason(), std::move(restsAt));
+        }
+        if (emptied.problem == ELOOP || emptied.problem == EXDEV || !restsAt.empty()) {
+            throw Refusal(Reason::unsafePath, reason(), std::move(restsAt));
+        }
+        throw SystemError(Operation::remove, emptied.problem, realPath);
+    }
+
+    static int unlinkItem(int folder, const std::string& item, int flags) {
+        int result;
+        do {
+            result = ::unlinkat(folder, item.c_str(), flags);
+        } while (result != 0 && errno == EINTR);
+        return result == 0 ? 0 : errno;
+    }
+};
+
+HeldItem::HeldItem(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+HeldItem::HeldItem(HeldItem&&) noexcept = default;
+HeldItem& HeldItem::operator=(HeldItem&&) noexcept = default;
+HeldItem::~HeldItem() = default;
+
+HeldItem HeldItem::hold(Session& session, const std::string& path, const MayGo& mayGo) {
+    auto impl = std::make_unique<Impl>();
+    impl->session = &session.impl();
+    impl->hold(path, mayGo);
+    return HeldItem(std::move(impl));
+}
+
+const std::string& HeldItem::realPath() const {
+    return impl_->realPath;
+}
+
+const ItemValues& HeldItem::values() const {
+    return impl_->values;
+}
+
+std::string HeldItem::sha256(const std::stop_token& stop) {
+    return impl_->sha256(stop);
+}
+
+bool HeldItem::isUnchangedSinceHash() const {
+    return impl_->isUnchangedSinceHash();
+}
+
+void HeldItem::prepareTrash() {
+    impl_->prepareTrash();
+}
+
+Measure HeldItem::measure(const std::stop_token& stop) const {
+    return impl_->measure(stop);
+}
+
+std::string HeldItem::putIntoTrash(const Measure& measure, const Proof& proof, const Way& way) {
+    return impl_->putIntoTrash(measure, proof, way);
+}
+
+void HeldItem::removePermanently(const Proof& proof, const Way& way) {
+    impl_->removePermanently(proof, way);
+}
+
+// --- HeldKeeper
+
+struct HeldKeeper::Impl {
+    FileDescriptor parent;
+    FileDescriptor item;
+    std::string name;
+    std::string path;
+    Place parentPlace;
+    Place place;
+    bool hadSettled = false;
+};
+
+HeldKeeper::HeldKeeper(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+HeldKeeper::HeldKeeper(HeldKeeper&&) noexcept = default;
+HeldKeeper& HeldKeeper::operator=(HeldKeeper&&) noexcept = default;
+HeldKeeper::~HeldKeeper() = default;
+
+HeldKeeper HeldKeeper::hold(Session& session, const std::string& path) {
+    auto impl = std::make_unique<Impl>();
+    impl->path = standardizedPath(path);
+    impl->name = std::string(lastPathComponent(impl->path));
+    HoldingFolder folder = openFolderOf(impl->path, session.impl().mounts, nullptr);
+    if (folder.problem != 0) {
+        throw SystemError(Operation::readAttributes, folder.problem, impl->path);
+    }
+    impl->parent = std::move(folder.descriptor);
+    impl->item =
+        FileDescriptor(::openat(impl->parent.get(), impl->name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    if (!impl->item) {
+        throw SystemError(Operation::readAttributes, errno, impl->path);
+    }
+    impl->parentPlace = placeOrThrow(impl->parent.get(), folder.path);
+    impl->place = placeOrThrow(impl->item.get(), impl->path);
+    impl->hadSettled = impl->place.changed.seconds < ::time(nullptr) - settlingSeconds;
+    return HeldKeeper(std::move(impl));
+}
+
+bool HeldKeeper::isRegularFile() const {
+    return S_ISREG(impl_->place.mode);
+}
+
+bool HeldKeeper::isTheSameAs(const HeldItem& item) const {
+    return impl_->place.identity == item.values().identity && impl_->name == item.impl_->name &&
+           impl_->parentPlace.identity == item.impl_->parentPlace.identity;
+}
+
+std::string HeldKeeper::sha256(const std::stop_token& stop) const {
+    return sha256OfHeld(impl_->item.get(), impl_->place, impl_->path, stop);
+}
+
+bool HeldKeeper::hadSettled() const {
+    return impl_->hadSettled;
+}
+
+bool HeldKeeper::isUnchangedBeside(const HeldItem& item) const {
+    const Place& before = impl_->place;
+    const auto now = path_descriptors::placeOf(impl_->item.get());
+    // A name of its own is left to it: it may have lost the last one before it was looked at for the first
+    // time.
+    const std::uint64_t fewestLinks = before.identity == item.values().identity ? 2 : 1;
+    if (!now || now->links < fewestLinks || now->size != before.size || now->links != before.links ||
+        now->modified != before.modified) {
+        return false;
+    }
+    // Two names of one file: moving one of them is a change of the other, and the only one that is expected.
+    return before.identity == item.values().identity || now->changed == before.changed;
+}
+
+}  // namespace larkfold::user_files

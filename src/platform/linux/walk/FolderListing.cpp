@@ -1,0 +1,157 @@
+#include "platform/FolderListing.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+#include "platform/Error.h"
+#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/FileDescriptor.h"
+
+#ifndef __linux__
+#error "This file is for Linux."
+#endif
+
+namespace larkfold {
+
+namespace {
+
+constexpr std::size_t longestPiece = 4000;        // bytes of a path for one call; the system takes 4,095
+constexpr std::size_t bufferSize = 128UL * 1024;  // some 4,000 entries: a report follows each
+constexpr int openFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+
+// Shared with the threads that may be left behind: the last one closes it.
+using SharedDescriptor = std::shared_ptr<const FileDescriptor>;
+
+struct Opened {
+    SharedDescriptor folder;
+    int error = 0;
+};
+
+struct Part {
+    std::vector<std::string> folders;
+    std::vector<std::string> unclear;  // links, and entries whose kind the file system does not tell
+    std::size_t seen = 0;
+    bool isEnd = false;
+    int error = 0;
+};
+
+FileDescriptor openFolder(int parent, const char* path) {
+    int fd = -1;
+    do {
+        fd = ::openat(parent, path, openFlags);
+    } while (fd < 0 && errno == EINTR);
+    return FileDescriptor(fd);
+}
+
+Opened open(const std::string& path) {
+    FileDescriptor at = openFolder(AT_FDCWD, "/");
+    for (std::size_t from = path.find_first_not_of('/'); at && from < path.size();) {
+        std::size_t to = path.size();
+        if (to - from > longestPiece) {
+            to = path.rfind('/', from + longestPiece);
+        }
+        if (to == std::string::npos || to <= from) {
+            return {.folder = nullptr, .error = ENAMETOOLONG};
+        }
+        at = openFolder(at.get(), path.substr(from, to - from).c_str());
+        from = path.find_first_not_of('/', to);
+    }
+    return at ? Opened{.folder = std::make_shared<const FileDescriptor>(std::move(at))}
+              : Opened{.folder = nullptr, .error = errno};
+}
+
+void take(Part& part, const dirent64& entry) {
+    const std::string_view name(entry.d_name);
+    if (name == "." || name == "..") {
+        return;
+    }
+    ++part.seen;
+    if (entry.d_type == DT_DIR) {
+        part.folders.emplace_back(name);
+    } else if (entry.d_type == DT_LNK || entry.d_type == DT_UNKNOWN) {
+        part.unclear.emplace_back(name);
+    }
+}
+
+Part readPart(const FileDescriptor& folder) {
+    Part part;
+    const auto buffer = std::make_unique_for_overwrite<std::byte[]>(bufferSize);
+    ssize_t count = -1;
+    do {
+        count = ::getdents64(folder.get(), buffer.get(), bufferSize);
+    } while (count < 0 && errno == EINTR);
+    if (count <= 0) {
+        part.isEnd = true;
+        part.error = count < 0 ? errno : 0;
+        return part;
+    }
+    for (ssize_t at = 0; at < count;) {
+        const auto* entry = reinterpret_cast<const dirent64*>(buffer.get() + at);
+        take(part, *entry);
+        at += entry->d_reclen;
+    }
+    return part;
+}
+
+// Where nothing answers it counts as a folder: whoever opens it is told more.
+bool leadsToFolder(const SharedDescriptor& folder, const std::string& name, const std::stop_token& stop) {
+    return expendable_call::run<bool>(
+               [folder, name] {
+                   struct stat values{};
+                   return ::fstatat(folder->get(), name.c_str(), &values, AT_NO_AUTOMOUNT) == 0 &&
+                          S_ISDIR(values.st_mode);
+               },
+               expendable_call::shortWait, stop, expendable_call::mostAbandonedForListing)
+        .value_or(true);
+}
+
+void throwIfStopped(const std::stop_token& stop) {
+    if (stop.stop_requested()) {
+        throw CancellationError();
+    }
+}
+
+}  // namespace
+
+FolderListing listFolders(const std::string& path, std::stop_token stop,
+                          const std::function<void(std::size_t)>& report,
+                          std::chrono::milliseconds answerTimeout) {
+    FolderListing listing;
+    const auto opened = expendable_call::run<Opened>([path] { return open(path); }, answerTimeout, stop);
+    throwIfStopped(stop);
+    if (!opened || opened->error != 0) {
+        listing.error = opened ? opened->error : ETIMEDOUT;
+        return listing;
+    }
+    std::size_t seen = 0;
+    for (;;) {
+        auto part = expendable_call::run<Part>([folder = opened->folder] { return readPart(*folder); },
+                                               answerTimeout, stop, expendable_call::mostAbandonedForListing);
+        throwIfStopped(stop);
+        if (!part || part->isEnd) {
+            listing.error = part ? part->error : ETIMEDOUT;
+            return listing;
+        }
+        for (std::string& name : part->folders) {
+            listing.names.push_back(std::move(name));
+        }
+        for (std::string& name : part->unclear) {
+            if (leadsToFolder(opened->folder, name, stop)) {
+                listing.names.push_back(std::move(name));
+            }
+            throwIfStopped(stop);
+        }
+        seen += part->seen;
+        report(seen);
+    }
+}
+
+}  // namespace larkfold

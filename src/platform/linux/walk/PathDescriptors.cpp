@@ -1,0 +1,170 @@
+#include "platform/linux/walk/PathDescriptors.h"
+
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+
+#ifndef __linux__
+#error "This file is for Linux."
+#endif
+
+namespace larkfold::path_descriptors {
+
+namespace {
+
+// Bytes of a path that one call is given; the system takes 4,095.
+constexpr std::size_t longestPiece = 4000;
+// The kernel gives up with EAGAIN where folders are renamed or mounted while it makes sure that it stays
+// below.
+constexpr int mostAttempts = 100;
+
+FileDescriptor openPiece(int folder, const char* path, int flags, unsigned resolve) {
+    open_how how{};
+    how.flags = static_cast<unsigned>(flags | O_CLOEXEC);
+    how.resolve = resolve;
+    for (int attempt = 0;; ++attempt) {
+        const long descriptor = ::syscall(SYS_openat2, folder, path, &how, sizeof how);
+        if (descriptor >= 0) {
+            return FileDescriptor(static_cast<int>(descriptor));
+        }
+        if (errno != EINTR && (errno != EAGAIN || attempt == mostAttempts)) {
+            return {};
+        }
+    }
+}
+
+int renameWithoutReplacing(int fromFolder, const char* fromName, int toFolder, const char* toName) {
+    long result;
+    do {
+        // Not by the library's own function, which tells a call that the kernel does not know as another
+        // error.
+        result = ::syscall(SYS_renameat2, fromFolder, fromName, toFolder, toName, RENAME_NOREPLACE);
+    } while (result != 0 && errno == EINTR);
+    return result == 0 ? 0 : errno;
+}
+
+// For file systems that do not know the flag.
+int moveOntoPlaceholder(int fromFolder, const char* fromName, int toFolder, const char* toName,
+                        bool isDirectory) {
+    if (isDirectory) {
+        if (::mkdirat(toFolder, toName, 0700) != 0) {
+            return errno;
+        }
+    } else {
+        const FileDescriptor taken(
+            ::openat(toFolder, toName, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+        if (!taken) {
+            return errno;
+        }
+    }
+    // A folder replaces an empty one only, so nothing can be lost there; of a file the name was taken an
+    // instant ago.
+    int result;
+    do {
+        result = ::renameat(fromFolder, fromName, toFolder, toName);
+    } while (result != 0 && errno == EINTR);
+    if (result == 0) {
+        return 0;
+    }
+    const int problem = errno;
+    struct stat values;
+    const bool isStillEmpty = ::fstatat(toFolder, toName, &values, AT_SYMLINK_NOFOLLOW) == 0 &&
+                              (isDirectory || (S_ISREG(values.st_mode) && values.st_size == 0));
+    if (isStillEmpty) {
+        ::unlinkat(toFolder, toName, isDirectory ? AT_REMOVEDIR : 0);
+    }
+    return problem;
+}
+
+}  // namespace
+
+std::optional<Place> placeOf(int descriptor) {
+    struct statx values;
+    if (::statx(descriptor, "", AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT,
+                STATX_BASIC_STATS | STATX_BTIME | STATX_MNT_ID, &values) != 0) {
+        return std::nullopt;
+    }
+    return Place{
+        .identity = {makedev(values.stx_dev_major, values.stx_dev_minor), values.stx_ino},
+        .mount = values.stx_mnt_id,
+        .mode = values.stx_mode,
+        .owner = values.stx_uid,
+        .links = values.stx_nlink,
+        .size = static_cast<std::int64_t>(values.stx_size),
+        .allocated = static_cast<std::int64_t>(values.stx_blocks) * 512,
+        .modified = {values.stx_mtime.tv_sec, values.stx_mtime.tv_nsec},
+        .changed = {values.stx_ctime.tv_sec, values.stx_ctime.tv_nsec},
+        .madeAt = (values.stx_mask & STATX_BTIME) == 0
+                      ? std::nullopt
+                      : std::optional(values.stx_btime.tv_sec * 1'000'000'000 + values.stx_btime.tv_nsec),
+    };
+}
+
+FileDescriptor openBelow(int folder, const std::string& path, int flags, bool mayCrossMounts) {
+    const unsigned resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS |
+                             (mayCrossMounts ? 0U : RESOLVE_NO_XDEV);
+    FileDescriptor held;
+    int at = folder;
+    std::size_t from = 0;
+    while (path.size() - from > longestPiece) {
+        const std::size_t to = path.rfind('/', from + longestPiece);
+        held = openPiece(at, path.substr(from, to - from).c_str(), O_PATH | O_DIRECTORY, resolve);
+        if (!held) {
+            return {};
+        }
+        at = held.get();
+        from = to + 1;
+    }
+    const std::string rest = path.substr(from);
+    return openPiece(at, rest.empty() ? "." : rest.c_str(), flags, resolve);
+}
+
+FileDescriptor openWithoutLinks(const std::string& path, int flags) {
+    const FileDescriptor root(::open("/", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!root) {
+        return {};
+    }
+    return openBelow(root.get(), path.substr(std::min(path.find_first_not_of('/'), path.size())), flags);
+}
+
+FileDescriptor openAgain(int descriptor, int flags) {
+    int again;
+    do {
+        again = ::open(pathThrough(descriptor).c_str(), flags | O_CLOEXEC);
+    } while (again < 0 && errno == EINTR);
+    return FileDescriptor(again);
+}
+
+std::string pathThrough(int descriptor) {
+    return "/proc/self/fd/" + std::to_string(descriptor);
+}
+
+std::optional<std::string> currentPath(int descriptor) {
+    // The system tells no path that would fill this, and refuses instead of cutting it short.
+    std::array<char, PATH_MAX> path;
+    const ssize_t length = ::readlink(pathThrough(descriptor).c_str(), path.data(), path.size());
+    if (length <= 0) {
+        return std::nullopt;
+    }
+    return std::string(path.data(), static_cast<std::size_t>(length));
+}
+
+int moveWithoutReplacing(int fromFolder, const std::string& fromName, int toFolder, const std::string& toName,
+                         bool isDirectory) {
+    const int problem = renameWithoutReplacing(fromFolder, fromName.c_str(), toFolder, toName.c_str());
+    if (problem != EINVAL && problem != ENOSYS) {
+        return problem;
+    }
+    return moveOntoPlaceholder(fromFolder, fromName.c_str(), toFolder, toName.c_str(), isDirectory);
+}
+
+}  // namespace larkfold::path_descriptors

@@ -1,0 +1,68 @@
+// Descriptors for places: opened without following a link, and looked at through themselves. Linux part of
+// the platform layer only.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "platform/DurableIdentity.h"
+#include "platform/FileIdentity.h"
+#include "platform/linux/calls/FileDescriptor.h"
+
+namespace larkfold::path_descriptors {
+
+// A moment as a file system keeps it.
+struct Timestamp {
+    std::int64_t seconds = 0;
+    std::uint32_t nanoseconds = 0;
+
+    bool operator==(const Timestamp&) const = default;
+};
+
+// What a place is, as its own descriptor or its name tells. `mount` is the number that /proc/self/mountinfo
+// uses.
+struct Place {
+    FileIdentity identity;
+    std::uint64_t mount = 0;
+    unsigned mode = 0;  // kind and permission bits, as st_mode has them
+    std::uint32_t owner = 0;
+    std::uint64_t links = 0;
+    std::int64_t size = 0;
+    std::int64_t allocated = 0;
+    Timestamp modified;
+    Timestamp changed;
+    std::optional<std::int64_t> madeAt;  // nanoseconds since 1970, where the file system keeps it
+
+    DurableIdentity durableIdentity() const { return {identity.volume, identity.file, madeAt}; }
+};
+
+// Of what `descriptor` stands for. Nothing, with errno set, where the system does not tell.
+std::optional<Place> placeOf(int descriptor);
+
+// Opens `path` below `folder`, with no link in it, the last component's too, and never above `folder`. `path`
+// may be longer than the system takes; an empty one is `folder` itself. `mayCrossMounts`: false refuses what
+// is mounted on the way. Invalid, with errno set, where it cannot be opened: ELOOP and EXDEV tell that
+// something else got into the way.
+FileDescriptor openBelow(int folder, const std::string& path, int flags, bool mayCrossMounts = true);
+
+// The same for an absolute path without links.
+FileDescriptor openWithoutLinks(const std::string& path, int flags);
+
+// Opens what `descriptor` stands for once more, with other flags (a descriptor that only stands for a place
+// cannot be read from). Invalid, with errno set, where the system refuses.
+FileDescriptor openAgain(int descriptor, int flags);
+
+// The path that opens what `descriptor` stands for, as long as that is open.
+std::string pathThrough(int descriptor);
+
+// Where the item is now. Nothing where it has no name any more or the path is longer than the system tells.
+std::optional<std::string> currentPath(int descriptor);
+
+// Gives the item another name, where nothing stands yet: EEXIST otherwise. Tells 0 or the errno. On a file
+// system that cannot promise that by itself, the new name is taken first by an empty item of the same kind,
+// which the move then replaces.
+int moveWithoutReplacing(int fromFolder, const std::string& fromName, int toFolder, const std::string& toName,
+                         bool isDirectory);
+
+}  // namespace larkfold::path_descriptors

@@ -1,0 +1,18 @@
+// Names for views of what lives in lower floors, which know nothing of views.
+#pragma once
+
+#include <QtQml/qqml.h>
+#include <QtQml/qqmlregistration.h>
+
+#include "disk/DiskScannerViewModel.h"
+
+namespace larkfold {
+
+struct DiskScannerViewModelForeign {
+    Q_GADGET
+    QML_FOREIGN(larkfold::DiskScannerViewModel)
+    QML_NAMED_ELEMENT(DiskScannerViewModel)
+    QML_UNCREATABLE("The window owns the drivers.")
+};
+
+}  // namespace larkfold

@@ -1,0 +1,122 @@
+#include "shell/app/Settings.h"
+
+#include <QVariantMap>
+#include <algorithm>
+#include <array>
+#include <exception>
+
+#include "shell/app/ShellTexts.h"
+
+namespace larkfold {
+
+namespace {
+
+constexpr const char* kSkipHiddenFilesKey = "skipHiddenFiles";
+constexpr const char* kMinimumDuplicateSizeKey = "minimumDuplicateSize";
+constexpr const char* kHasCompletedOnboardingKey = "hasCompletedOnboarding";
+
+constexpr qint64 kUsualDuplicateSize = 10'240;
+
+struct Choice {
+    const char* title;
+    qint64 bytes;
+};
+
+constexpr std::array kDuplicateSizes{
+    Choice{.title = "1 KB", .bytes = 1'024},       Choice{.title = "10 KB", .bytes = 10'240},
+    Choice{.title = "100 KB", .bytes = 102'400},   Choice{.title = "1 MB", .bytes = 1'048'576},
+    Choice{.title = "10 MB", .bytes = 10'485'760},
+};
+
+}  // namespace
+
+Settings::Settings(UserDefaults& defaults, QObject* parent)
+    : QObject(parent), defaults_(defaults), toldSkipHiddenFiles_(skipHiddenFiles()) {}
+
+bool Settings::skipHiddenFiles() const {
+    return defaults_.boolForKey(kSkipHiddenFilesKey).value_or(true);
+}
+
+void Settings::setSkipHiddenFiles(bool skips) {
+    if (skips == skipHiddenFiles()) {
+        return;
+    }
+    save([this, skips] { defaults_.setBool(kSkipHiddenFilesKey, skips); });
+    readAgain();
+}
+
+qint64 Settings::minimumDuplicateSize() const {
+    const auto bytes = defaults_.integerForKey(kMinimumDuplicateSizeKey);
+    return bytes && *bytes >= 1 ? *bytes : kUsualDuplicateSize;
+}
+
+void Settings::setMinimumDuplicateSize(qint64 bytes) {
+    if (bytes < 1 || bytes == minimumDuplicateSize()) {
+        return;
+    }
+    save([this, bytes] { defaults_.setInteger(kMinimumDuplicateSizeKey, bytes); });
+    emit minimumDuplicateSizeChanged();
+}
+
+QVariantList Settings::duplicateSizes() {
+    QVariantList list;
+    for (const Choice& choice : kDuplicateSizes) {
+        list.append(QVariantMap{{QStringLiteral("title"), QString::fromUtf8(choice.title)},
+                                {QStringLiteral("bytes"), choice.bytes}});
+    }
+    return list;
+}
+
+int Settings::minimumDuplicateSizeIndex() const {
+    const auto* const place = std::ranges::find(kDuplicateSizes, minimumDuplicateSize(), &Choice::bytes);
+    return place == kDuplicateSizes.end() ? -1 : static_cast<int>(place - kDuplicateSizes.begin());
+}
+
+QString Settings::minimumDuplicateSizeText() const {
+    return texts::bytes(minimumDuplicateSize());
+}
+
+void Settings::setShowResetOnboardingAlert(bool shows) {
+    if (showResetOnboardingAlert_ != shows) {
+        showResetOnboardingAlert_ = shows;
+        emit showResetOnboardingAlertChanged();
+    }
+}
+
+void Settings::resetOnboarding() {
+    setShowResetOnboardingAlert(false);
+    save([this] { defaults_.setBool(kHasCompletedOnboardingKey, false); });
+}
+
+void Settings::dismissError() {
+    setErrorText({});
+}
+
+void Settings::readAgain() {
+    if (toldSkipHiddenFiles_ != skipHiddenFiles()) {
+        toldSkipHiddenFiles_ = skipHiddenFiles();
+        emit skipHiddenFilesChanged();
+    }
+}
+
+void Settings::noteWritten(const QString& problem) {
+    setErrorText(problem.isEmpty() ? QString() : texts::settingNotSaved(problem));
+}
+
+void Settings::save(const std::function<void()>& write) {
+    try {
+        write();
+        noteWritten({});
+    } catch (const std::exception& error) {
+        noteWritten(QString::fromUtf8(error.what()));
+    }
+}
+
+void Settings::setErrorText(const QString& text) {
+    if (errorText_ != text) {
+        errorText_ = text;
+        emit errorTextChanged();
+    }
+}
+
+}  // namespace larkfold

@@ -1,0 +1,151 @@
+#include "shell/app/ShellTexts.h"
+
+#include <algorithm>
+
+#include "platform/ByteCountFormatter.h"
+#include "platform/Collation.h"
+
+namespace larkfold::texts {
+
+namespace {
+
+QString grouped(std::int64_t count) {
+    return QString::fromStdString(groupedCount(count));
+}
+
+// "1 file", "2 files".
+QString counted(std::int64_t count, const char* one, const char* many) {
+    return QStringLiteral("%1 %2").arg(grouped(count), QString::fromUtf8(count == 1 ? one : many));
+}
+
+}  // namespace
+
+QString startupDisk() {
+    return QStringLiteral("Startup Disk");
+}
+
+QString mappingTitle(bool startupDisk) {
+    return startupDisk ? QStringLiteral("Mapping Startup Disk") : QStringLiteral("Building Disk Map");
+}
+
+QString counts(std::int64_t files, std::int64_t directories) {
+    return QStringLiteral("in %1, %2")
+        .arg(counted(files, "file", "files"), counted(directories, "folder", "folders"));
+}
+
+QString unreadable(std::int64_t places) {
+    return counted(places, "place could not be read", "places could not be read");
+}
+
+QString hiddenLeftOut(std::int64_t items) {
+    return counted(items, "hidden item left out", "hidden items left out");
+}
+
+QString marked(std::int64_t items, std::int64_t byteCount) {
+    return QStringLiteral("%1, %2 marked").arg(counted(items, "item", "items"), bytes(byteCount));
+}
+
+QString bytes(std::int64_t count) {
+    return QString::fromStdString(formattedByteCount(count));
+}
+
+QString savedScanHint(const QString& folder) {
+    return QStringLiteral("“This Mac” is this computer: the index lies in %1.").arg(folder);
+}
+
+QString hiddenLeftOut() {
+    return QStringLiteral("Hidden items left out");
+}
+
+QString openingSavedScan() {
+    return QStringLiteral("Opening your latest scan…");
+}
+
+QString changedFolders(std::int64_t folders) {
+    return QStringLiteral("Changed folders (%1)").arg(grouped(folders));
+}
+
+QString refreshing() {
+    return QStringLiteral("Scanning changed folders. The map shows what was saved before.");
+}
+
+QString watchLimitReached(std::int64_t folders) {
+    return QStringLiteral(
+               "Only %1 are watched for changes: this system allows no more. A refresh scans everything "
+               "again. To raise the limit, set fs.inotify.max_user_watches.")
+        .arg(counted(folders, "folder", "folders"));
+}
+
+QString watchLeavesOutMounts() {
+    return QStringLiteral(
+        "Network drives in here cannot be watched for changes, so a refresh scans everything again.");
+}
+
+QString watchIncomplete() {
+    return QStringLiteral(
+        "Some folders could not be watched for changes, so a refresh scans everything again.");
+}
+
+QString watchFailed() {
+    return QStringLiteral("This folder cannot be watched for changes, so a refresh scans everything again.");
+}
+
+QString restoreFailedHint() {
+    return QStringLiteral("Your files were not touched. Scan the folder again to replace the saved index.");
+}
+
+QString refreshFailedHint() {
+    return QStringLiteral(
+        "The map still shows what was saved before, and the folders still count as changed. Refresh again, "
+        "or "
+        "scan everything again.");
+}
+
+QString forgettingFailedHint() {
+    return QStringLiteral(
+        "The saved scan is still there. Try again, and close other windows of Larkfold that are busy with "
+        "it.");
+}
+
+QString scanCancelledHint() {
+    return QStringLiteral("Nothing on your disk was changed. Start again whenever you like.");
+}
+
+QString scanFailedHint() {
+    return QStringLiteral(
+        "Nothing on your disk was changed. Try again, or choose another folder to find out where the trouble "
+        "lies.");
+}
+
+QString removalFailedHint() {
+    return QStringLiteral(
+        "Larkfold did not remove what failed; it stays marked. Cleanup History tells what became of every "
+        "item.");
+}
+
+QString recordMissingHint() {
+    return QStringLiteral("What you removed has gone where you decided; only the record of it is missing.");
+}
+
+QString firstLines(std::string_view lines, std::size_t most) {
+    std::size_t end = 0;
+    for (std::size_t line = 0; line < most; ++line) {
+        end = lines.find('\n', line == 0 ? 0 : end + 1);
+        if (end == std::string_view::npos) {
+            return QString::fromUtf8(lines.data(), static_cast<qsizetype>(lines.size()));
+        }
+    }
+    const auto more = std::count(lines.begin() + static_cast<std::ptrdiff_t>(end), lines.end(), '\n');
+    return QString::fromUtf8(lines.data(), static_cast<qsizetype>(end)) +
+           QStringLiteral("\nand %1 more, see the history").arg(grouped(more));
+}
+
+QString settingNotSaved(const QString& reason) {
+    return QStringLiteral("The setting could not be saved and holds until you quit Larkfold. %1").arg(reason);
+}
+
+QString dropFailed() {
+    return QStringLiteral("Larkfold couldn’t access that location.");
+}
+
+}  // namespace larkfold::texts

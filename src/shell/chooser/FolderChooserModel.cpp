@@ -1,0 +1,544 @@
+#include "shell/chooser/FolderChooserModel.h"
+
+#include <QPointer>
+#include <QStringList>
+#include <QUrl>
+#include <QVariantMap>
+#include <algorithm>
+#include <cerrno>
+#include <exception>
+#include <numeric>
+#include <string_view>
+#include <utility>
+
+#include "platform/CoalescedReports.h"
+#include "platform/Collation.h"
+#include "platform/Error.h"
+#include "platform/Path.h"
+#include "platform/StandardFolders.h"
+#include "platform/qt/PathText.h"
+#include "shell/chooser/FolderChooserTexts.h"
+
+namespace larkfold {
+
+namespace texts = folder_chooser_texts;
+
+namespace {
+
+constexpr qint64 typeAheadMilliseconds = 1000;
+// So many names are prepared between two looks at the token.
+constexpr std::size_t namesBetweenChecks = 1024;
+
+bool isHidden(std::string_view name) {
+    return name.starts_with('.');
+}
+
+// A sort of a million keys takes longer than a user waits for the next folder: the comparison looks for a
+// stop.
+void sortUnlessStopped(std::vector<std::pair<std::string, std::string>>& keyed, const std::stop_token& stop) {
+    std::size_t untilCheck = namesBetweenChecks;
+    std::sort(keyed.begin(), keyed.end(), [&](const auto& left, const auto& right) {
+        if (--untilCheck == 0) {
+            untilCheck = namesBetweenChecks;
+            if (stop.stop_requested()) {
+                throw CancellationError();
+            }
+        }
+        return left < right;
+    });
+}
+
+using ListFolders = decltype(FolderChooserModel::World::listFolders);
+
+// The folders in there, ordered as the user's language orders. Throws CancellationError.
+FolderListing sortedListing(const ListFolders& listFolders, const std::string& path,
+                            const std::stop_token& stop, const std::function<void(std::size_t)>& report) {
+    FolderListing listing = listFolders(path, stop, report);
+    const Collator collator;
+    std::vector<std::pair<std::string, std::string>> keyed;
+    keyed.reserve(listing.names.size());
+    for (std::string& name : listing.names) {
+        if (keyed.size() % namesBetweenChecks == 0 && stop.stop_requested()) {
+            throw CancellationError();
+        }
+        std::string key = collator.sortKey(name);
+        keyed.emplace_back(std::move(key), std::move(name));
+    }
+    sortUnlessStopped(keyed, stop);
+    std::transform(keyed.begin(), keyed.end(), listing.names.begin(),
+                   [](auto& pair) { return std::move(pair.second); });
+    return listing;
+}
+
+// The path of each folder from the root down to `path`: "/", "/a", "/a/b".
+std::vector<std::string> waysTo(const std::string& path) {
+    std::vector<std::string> ways{"/"};
+    for (std::size_t slash = path.find('/', 1); path.size() > 1; slash = path.find('/', slash + 1)) {
+        ways.push_back(path.substr(0, slash));
+        if (slash == std::string::npos) {
+            break;
+        }
+    }
+    return ways;
+}
+
+FolderListing outcomeOf(Outcome<FolderListing>& outcome) {
+    try {
+        return std::move(outcome.get());
+    } catch (const CancellationError&) {
+        return {.names = {}, .error = ECANCELED};
+    } catch (const std::exception&) {
+        return {.names = {}, .error = EIO};  // no memory for the names, at the worst
+    }
+}
+
+}  // namespace
+
+FolderChooserModel::FolderChooserModel(World world, QObject* parent)
+    : QAbstractListModel(parent),
+      world_(std::move(world)),
+      placesContext_(world_.mainQueue, "places"),
+      listContext_(world_.mainQueue, "list-folders"),
+      lookupContext_(world_.mainQueue, "look-up-folder") {
+    connect(this, &FolderChooserModel::folderChanged, this, &FolderChooserModel::currentPlaceChanged);
+    connect(this, &FolderChooserModel::folderChanged, this, &FolderChooserModel::choiceChanged);
+    connect(this, &FolderChooserModel::listingChanged, this, &FolderChooserModel::choiceChanged);
+    connect(this, &FolderChooserModel::currentRowChanged, this, &FolderChooserModel::choiceChanged);
+}
+
+FolderChooserModel::~FolderChooserModel() = default;
+
+void FolderChooserModel::begin(const std::string& startFolder) {
+    cancelTypingPath();
+    readPlaces();
+    cameFrom_.clear();
+    enter(folder_.empty() ? startFolder : std::string(folder_));
+}
+
+void FolderChooserModel::end() {
+    placesRun_.drop();
+    listRun_.drop();
+    cancelTypingPath();
+}
+
+// --- Places
+
+void FolderChooserModel::readPlaces() {
+    placesRun_ = placesContext_.run<std::vector<Place>>(
+        [read = world_.readPlaces](std::stop_token) { return read(); },
+        [this](Outcome<std::vector<Place>> outcome) {
+            try {
+                places_ = std::move(outcome.get());
+            } catch (const std::exception&) {
+                places_.clear();  // the way up and a typed path lead everywhere
+            }
+            emit placesChanged();
+            emit currentPlaceChanged();  // behind the rows, which take the view's own index along
+        });
+}
+
+QVariantList FolderChooserModel::places() const {
+    QVariantList list;
+    for (const Place& place : places_) {
+        list.append(QVariantMap{{QStringLiteral("title"), texts::placeTitle(place)},
+                                {QStringLiteral("detail"), displayString(place.path)},
+                                {QStringLiteral("icon"), texts::placeIcon(place.kind)}});
+    }
+    return list;
+}
+
+int FolderChooserModel::currentPlace() const {
+    const auto found = std::find_if(places_.begin(), places_.end(),
+                                    [this](const Place& place) { return place.path == folder_; });
+    return found == places_.end() ? -1 : static_cast<int>(found - places_.begin());
+}
+
+void FolderChooserModel::goToPlace(int place) {
+    if (place >= 0 && place < static_cast<int>(places_.size())) {
+        goTo(places_[static_cast<std::size_t>(place)].path);
+    }
+}
+
+// --- Where the user is
+
+QString FolderChooserModel::folderName() const {
+    return displayString(lastPathComponent(folder_));
+}
+
+bool FolderChooserModel::canGoUp() const {
+    return folder_ != "/";
+}
+
+void FolderChooserModel::open(int row) {
+    if (row >= 0 && row < rowCount()) {
+        goTo(joinedPath(folder_, nameOf(row)));
+    }
+}
+
+void FolderChooserModel::activate() {
+    if (currentRow_ >= 0) {
+        open(currentRow_);
+    } else {
+        accept();
+    }
+}
+
+void FolderChooserModel::goUp() {
+    if (canGoUp()) {
+        goTo(std::string(parentPath(folder_)));
+    }
+}
+
+void FolderChooserModel::goToCrumb(int row) {
+    const int position = crumbs_.position(row);
+    if (position >= 0) {
+        goTo(waysTo(folder_)[static_cast<std::size_t>(position)]);
+    }
+}
+
+void FolderChooserModel::goTo(const std::string& path) {
+    cancelTypingPath();
+    if (path == folder_) {
+        // Nothing to leave: the folder itself becomes what would be chosen.
+        setCurrentRow(-1);
+        return;
+    }
+    // Who goes up finds the folder that was left.
+    cameFrom_.clear();
+    if (isAtOrBelow(folder_, path)) {
+        const std::size_t from = path == "/" ? 1 : path.size() + 1;
+        cameFrom_ = folder_.substr(from, folder_.find('/', from) - from);
+    }
+    enter(path);
+}
+
+void FolderChooserModel::enter(const std::string& path) {
+    setFolder(path);
+    list();
+}
+
+void FolderChooserModel::setFolder(const std::string& path) {
+    folder_ = standardizedPath(path);
+    typed_.clear();
+    QStringList names;
+    for (const std::string& way : waysTo(folder_)) {
+        names.append(displayString(lastPathComponent(way)));
+    }
+    crumbs_.setNames(names);
+    emit folderChanged();
+}
+
+// --- What is in there
+
+void FolderChooserModel::list() {
+    const std::uint64_t listing = ++listing_;
+    isListing_ = true;
+    entriesSeen_ = 0;
+    error_ = 0;
+    names_.clear();
+    showRows();
+    const CoalescedReports<std::size_t> reports(
+        world_.mainQueue, [self = QPointer(this), listing](const std::size_t& seen) {
+            if (self && self->listing_ == listing && self->isListing_) {
+                self->entriesSeen_ = seen;
+                emit self->listingChanged();
+            }
+        });
+    listRun_ = listContext_.run<FolderListing>(
+        [listFolders = world_.listFolders, path = folder_, reports](std::stop_token stop) {
+            return sortedListing(listFolders, path, stop,
+                                 [&reports](std::size_t seen) { reports.report(seen); });
+        },
+        [this](Outcome<FolderListing> outcome) { takeListing(outcomeOf(outcome)); });
+}
+
+void FolderChooserModel::takeListing(FolderListing listing) {
+    isListing_ = false;
+    names_ = std::move(listing.names);
+    error_ = listing.error;
+    showRows();
+    if (!cameFrom_.empty()) {
+        setCurrentRow(rowOfName(std::exchange(cameFrom_, {})));
+    }
+}
+
+void FolderChooserModel::showRows() {
+    beginResetModel();
+    shown_.resize(names_.size());
+    std::iota(shown_.begin(), shown_.end(), 0U);
+    if (!showsHiddenFolders_) {
+        std::erase_if(shown_, [this](std::uint32_t index) { return isHidden(names_[index]); });
+    }
+    currentRow_ = -1;
+    endResetModel();
+    emit currentRowChanged();
+    emit listingChanged();
+}
+
+const std::string& FolderChooserModel::nameOf(int row) const {
+    return names_[shown_[static_cast<std::size_t>(row)]];
+}
+
+int FolderChooserModel::rowOfName(const std::string& name) const {
+    const auto found = std::find_if(shown_.begin(), shown_.end(),
+                                    [&](std::uint32_t index) { return names_[index] == name; });
+    return found == shown_.end() ? -1 : static_cast<int>(found - shown_.begin());
+}
+
+QString FolderChooserModel::listingText() const {
+    return isListing_ ? texts::reading(entriesSeen_) : QString();
+}
+
+QString FolderChooserModel::emptyTitle() const {
+    if (!isEmpty()) {
+        return {};
+    }
+    if (error_ != 0) {
+        return texts::unreadableTitle();
+    }
+    return names_.empty() ? texts::noFoldersTitle() : texts::onlyHiddenTitle();
+}
+
+QString FolderChooserModel::emptyText() const {
+    if (!isEmpty()) {
+        return {};
+    }
+    if (error_ != 0) {
+        return texts::unreadableText(folder_, error_);
+    }
+    return names_.empty() ? texts::noFoldersText() : texts::onlyHiddenText(names_.size());
+}
+
+QString FolderChooserModel::notice() const {
+    return error_ != 0 && !isListing_ && !shown_.empty() ? texts::partlyRead(folder_, error_) : QString();
+}
+
+QString FolderChooserModel::countText() const {
+    return isListing_ ? texts::reading(entriesSeen_) : texts::foldersInside(shown_.size());
+}
+
+void FolderChooserModel::setShowsHiddenFolders(bool shows) {
+    if (shows == showsHiddenFolders_) {
+        return;
+    }
+    const std::string current = currentRow_ >= 0 ? nameOf(currentRow_) : std::string();
+    showsHiddenFolders_ = shows;
+    showRows();
+    setCurrentRow(rowOfName(current));
+    emit showsHiddenFoldersChanged();
+}
+
+// --- What would be chosen
+
+void FolderChooserModel::setCurrentRow(int row) {
+    const int wanted = row >= 0 && row < rowCount() ? row : -1;
+    if (wanted != currentRow_) {
+        currentRow_ = wanted;
+        emit currentRowChanged();
+    }
+}
+
+std::string FolderChooserModel::choice() const {
+    return currentRow_ >= 0 ? joinedPath(folder_, nameOf(currentRow_)) : folder_;
+}
+
+QString FolderChooserModel::choiceText() const {
+    return displayString(choice());
+}
+
+bool FolderChooserModel::canAccept() const {
+    return currentRow_ >= 0 || isListing_ || !isUnreadable();
+}
+
+void FolderChooserModel::accept() {
+    if (canAccept()) {
+        emit accepted();
+    }
+}
+
+// --- A typed path
+
+void FolderChooserModel::beginTypingPath(const QString& text) {
+    setPathProblem({});
+    setTypedPath(text.isEmpty() ? displayString(folder_) : text);
+    typedPathKept_ = static_cast<int>(text.size());
+    setTypingPath(true);
+    emit pathOffered();
+}
+
+void FolderChooserModel::toggleTypingPath() {
+    if (isTypingPath_) {
+        cancelTypingPath();
+    } else {
+        beginTypingPath();
+    }
+}
+
+void FolderChooserModel::cancelTypingPath() {
+    lookupRun_.drop();
+    setLookingUp(false);
+    setPathProblem({});
+    setTypingPath(false);
+}
+
+void FolderChooserModel::setTypedPath(const QString& path) {
+    if (path != typedPath_) {
+        typedPath_ = path;
+        // What is said about another path holds no more.
+        lookupRun_.drop();
+        setLookingUp(false);
+        setPathProblem({});
+        emit typedPathChanged();
+    }
+}
+
+FolderChooserModel::Target FolderChooserModel::targetOf(const QString& typed) const {
+    if (typed.startsWith(QLatin1String("file:"))) {
+        if (const auto path = pathFromFileURL(QUrl(typed))) {
+            return {.path = *path, .problem = {}};
+        }
+    }
+    // The folder's own path is offered as text that may have lost bytes of it: where that text still stands,
+    // the bytes are meant.
+    const QString own = displayString(folder_);
+    if (typed == own) {
+        return {.path = folder_, .problem = {}};
+    }
+    const QString ownAndSlash = own.endsWith(QLatin1Char('/')) ? own : own + QLatin1Char('/');
+    if (typed.startsWith(ownAndSlash)) {
+        return {.path = standardizedPath(joinedPath(folder_, typed.mid(ownAndSlash.size()).toStdString())),
+                .problem = {}};
+    }
+    const std::string text = typed.toStdString();
+    if (text == "~" || text.starts_with("~/")) {
+        return {.path = standardizedPath(homeDirectoryForCurrentUser() + text.substr(1)), .problem = {}};
+    }
+    if (text.starts_with('~')) {
+        return {.path = {}, .problem = texts::otherUsersHome(typed)};
+    }
+    return {.path = standardizedPath(text.starts_with('/') ? text : joinedPath(folder_, text)),
+            .problem = {}};
+}
+
+void FolderChooserModel::submitPath() {
+    if (typedPath_.trimmed().isEmpty()) {
+        cancelTypingPath();
+        return;
+    }
+    const Target target = targetOf(typedPath_);
+    if (!target.problem.isEmpty()) {
+        setPathProblem(target.problem);
+        return;
+    }
+    setPathProblem({});
+    setLookingUp(true);
+    // What is on screen stays until it is known that the path leads somewhere.
+    lookupRun_ = lookupContext_.run<FolderListing>(
+        [listFolders = world_.listFolders, path = target.path](std::stop_token stop) {
+            return sortedListing(listFolders, path, stop, [](std::size_t) {});
+        },
+        [this, target](Outcome<FolderListing> outcome) { takeLookup(target, std::move(outcome)); });
+}
+
+void FolderChooserModel::takeLookup(const Target& target, Outcome<FolderListing> outcome) {
+    setLookingUp(false);
+    FolderListing listing = outcomeOf(outcome);
+    if (listing.error != 0 && listing.names.empty()) {
+        setPathProblem(texts::typedPathProblem(typedPath_, target.path, listing.error));
+        return;
+    }
+    setTypingPath(false);
+    cameFrom_.clear();
+    // It is listed already; nothing that was begun for the folder before arrives any more.
+    listRun_.drop();
+    ++listing_;
+    setFolder(target.path);
+    takeListing(std::move(listing));
+}
+
+void FolderChooserModel::setTypingPath(bool typing) {
+    if (typing != isTypingPath_) {
+        isTypingPath_ = typing;
+        emit isTypingPathChanged();
+    }
+}
+
+void FolderChooserModel::setLookingUp(bool looking) {
+    if (looking != isLookingUp_) {
+        isLookingUp_ = looking;
+        emit isLookingUpChanged();
+    }
+}
+
+void FolderChooserModel::setPathProblem(const QString& problem) {
+    if (problem != pathProblem_) {
+        pathProblem_ = problem;
+        emit pathProblemChanged();
+    }
+}
+
+// --- Typing a name
+
+bool FolderChooserModel::isTypingAhead() const {
+    return !typed_.isEmpty() && sinceTyped_.isValid() && sinceTyped_.elapsed() < typeAheadMilliseconds;
+}
+
+void FolderChooserModel::typeText(const QString& text) {
+    if (!isTypingAhead() && (text == QLatin1String("/") || text == QLatin1String("~"))) {
+        beginTypingPath(text);
+        return;
+    }
+    const int row = typeAhead(text);
+    if (row >= 0) {
+        setCurrentRow(row);
+    }
+}
+
+// The next row whose name begins with what was typed, `text` included; -1: none.
+int FolderChooserModel::typeAhead(const QString& text) {
+    const bool continues = isTypingAhead();
+    typed_ = continues ? typed_ + text : text;
+    sinceTyped_.start();
+    // One letter again and again goes through the names that begin with it.
+    const bool repeats = typed_.size() > 1 && typed_.count(typed_.front()) == typed_.size();
+    const std::string prefix = lowercased((repeats ? typed_.left(1) : typed_).toStdString());
+    const int start = continues && !repeats ? std::max(currentRow_, 0) : currentRow_ + 1;
+    const int count = rowCount();
+    for (int step = 0; step < count; ++step) {
+        const int row = (start + step) % count;
+        if (lowercased(displayText(nameOf(row))).starts_with(prefix)) {
+            return row;
+        }
+    }
+    return -1;
+}
+
+// --- Rows
+
+int FolderChooserModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : static_cast<int>(shown_.size());
+}
+
+QVariant FolderChooserModel::data(const QModelIndex& index, int role) const {
+    if (!checkIndex(index, CheckIndexOption::IndexIsValid)) {
+        return {};
+    }
+    const std::string& name = nameOf(index.row());
+    switch (role) {
+        case Qt::DisplayRole:
+        case NameRole:
+            return displayString(name);
+        case SpokenTextRole:
+            return texts::spokenFolder(displayString(name), isHidden(name));
+        case IsHiddenRole:
+            return isHidden(name);
+        default:
+            return {};
+    }
+}
+
+QHash<int, QByteArray> FolderChooserModel::roleNames() const {
+    return {{NameRole, "name"}, {SpokenTextRole, "spokenText"}, {IsHiddenRole, "isHidden"}};
+}
+
+}  // namespace larkfold

@@ -1,0 +1,703 @@
+#include "shell/disk/FileListModel.h"
+
+#include <QByteArray>
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QPointer>
+#include <QStringList>
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "platform/ByteCountFormatter.h"
+#include "platform/Collation.h"
+#include "platform/Path.h"
+#include "platform/qt/Desktop.h"
+#include "platform/qt/PathText.h"
+#include "shell/disk/FileListTexts.h"
+#include "shell/kit/FileKindIcons.h"
+
+namespace larkfold {
+
+namespace texts = file_list_texts;
+
+namespace {
+
+static_assert(static_cast<int>(FileListColumn::name) == FileListModel::Name);
+static_assert(static_cast<int>(FileListColumn::size) == FileListModel::Size);
+static_assert(static_cast<int>(FileListColumn::items) == FileListModel::Items);
+static_assert(static_cast<int>(FileListColumn::type) == FileListModel::Type);
+
+struct Choice {
+    const char* label;
+    qint64 value;
+};
+
+constexpr std::array sizeChoiceRows{
+    Choice{.label = "Any size", .value = 0},
+    Choice{.label = "10 MB+", .value = 10'485'760},
+    Choice{.label = "100 MB+", .value = 104'857'600},
+    Choice{.label = "1 GB+", .value = 1'073'741'824},
+};
+
+constexpr std::array ageChoiceRows{
+    Choice{.label = "Any date", .value = 0},
+    Choice{.label = "Over 30 days ago", .value = 30},
+    Choice{.label = "Over 90 days ago", .value = 90},
+    Choice{.label = "Over a year ago", .value = 365},
+};
+
+template <std::size_t count>
+QVariantList choiceList(const std::array<Choice, count>& rows) {
+    QVariantList list;
+    for (const Choice& row : rows) {
+        list.append(QVariantMap{{QStringLiteral("text"), QString::fromUtf8(row.label)},
+                                {QStringLiteral("value"), row.value}});
+    }
+    return list;
+}
+
+template <std::size_t count>
+int choiceWith(const std::array<Choice, count>& rows, qint64 value) {
+    const auto found = std::ranges::find(rows, value, &Choice::value);
+    return found == rows.end() ? -1 : static_cast<int>(found - rows.begin());
+}
+
+QString iconName(const FileNode& node) {
+    if (node.isDirectory()) {
+        return QStringLiteral("folder");
+    }
+    if (node.isAggregate()) {
+        return QStringLiteral("summary");
+    }
+    return iconNameOf(node.fileKind());
+}
+
+QString text(std::string_view utf8) {
+    return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
+}
+
+QString itemsText(const FileNode& node) {
+    return node.isDirectory() ? text(groupedCount(static_cast<std::int64_t>(node.children().size())))
+                              : QString();
+}
+
+constexpr qint64 typeAheadMilliseconds = 1000;
+
+// Names whose keys are made between two events: about a third of a millisecond.
+constexpr std::size_t namesInIdleTime = 500;
+// Lists of fewer names are sorted at once in any order.
+constexpr std::size_t namesWorthPreparing = 5000;
+
+}  // namespace
+
+FileListModel::FileListModel(QObject* parent) : QAbstractListModel(parent) {
+    idle_.setInterval(0);
+    connect(&idle_, &QTimer::timeout, this, &FileListModel::prepareNames);
+}
+
+FileListModel::~FileListModel() = default;
+
+// MARK: Rows for the view
+
+int FileListModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : count();
+}
+
+QHash<int, QByteArray> FileListModel::roleNames() const {
+    return {
+        {NameRole, "name"},
+        {SizeRole, "size"},
+        {SizeTextRole, "sizeText"},
+        {ItemsTextRole, "itemsText"},
+        {TypeTextRole, "typeText"},
+        {IconNameRole, "iconName"},
+        {ShareRole, "share"},
+        {ShareTextRole, "shareText"},
+        {LocationTextRole, "locationText"},
+        {PathTextRole, "pathText"},
+        {ExplanationRole, "explanation"},
+        {SpokenTextRole, "spokenText"},
+        {IsDirectoryRole, "isDirectory"},
+        {IsAggregateRole, "isAggregate"},
+        {IsMarkedRole, "isMarked"},
+        {IsHoveredRole, "isHovered"},
+        {CanOpenRole, "canOpen"},
+    };
+}
+
+QVariant FileListModel::data(const QModelIndex& index, int role) const {
+    const FileNode::Pointer pointer = index.isValid() ? node(index.row()) : nullptr;
+    if (!pointer) {
+        return {};
+    }
+    const FileNode& node = *pointer;
+    switch (role) {
+        case Qt::DisplayRole:
+        case NameRole:
+            return displayString(node.name());
+        case SizeRole:
+            return static_cast<qint64>(node.size());
+        case SizeTextRole:
+            return text(formattedByteCount(node.size()));
+        case ItemsTextRole:
+            return itemsText(node);
+        case TypeTextRole:
+            return text(fileListTypeWord(node));
+        case IconNameRole:
+            return iconName(node);
+        case ShareRole:
+            return share(node);
+        case ShareTextRole:
+            return text(decimalText(share(node) * 100, 1)) + u'%';
+        case LocationTextRole:
+            return locationText(node);
+        case PathTextRole:
+            return displayString(node.url());
+        case ExplanationRole:
+            return explanation(node);
+        case SpokenTextRole:
+            return spokenText(node);
+        case IsDirectoryRole:
+        case CanOpenRole:
+            return node.isDirectory();
+        case IsAggregateRole:
+            return node.isAggregate();
+        case IsMarkedRole:
+            return driver_ && driver_->selectedForDeletion().contains(node.id());
+        case IsHoveredRole:
+            return index.row() == hoveredRow_;
+        default:
+            return {};
+    }
+}
+
+double FileListModel::share(const FileNode& node) const {
+    const FileNode::Pointer parent = node.parent();
+    if (!parent || parent->size() <= 0) {
+        return 0;
+    }
+    return std::clamp(static_cast<double>(node.size()) / static_cast<double>(parent->size()), 0.0, 1.0);
+}
+
+QString FileListModel::locationText(const FileNode& node) const {
+    if (!query_.searchSubfolders) {
+        return {};
+    }
+    QStringList names;
+    for (FileNode::Pointer folder = node.parent(); folder && folder != rows_.root();
+         folder = folder->parent()) {
+        names.prepend(displayString(folder->name()));
+    }
+    return names.join(QStringLiteral(" › "));
+}
+
+QString FileListModel::explanation(const FileNode& node) const {
+    if (!node.isAggregate()) {
+        return {};
+    }
+    return node.representedFileCount() == 1
+               ? texts::summaryOfOneExplanation
+               : texts::summaryExplanation.arg(text(groupedCount(node.representedFileCount())));
+}
+
+QString FileListModel::spokenText(const FileNode& node) const {
+    QStringList parts{displayString(node.name()), text(fileListTypeWord(node)),
+                      text(formattedByteCount(node.size())),
+                      QStringLiteral("%1% of its folder").arg(text(decimalText(share(node) * 100, 1)))};
+    if (node.isDirectory()) {
+        parts.append(node.children().size() == 1 ? QStringLiteral("1 item")
+                                                 : QStringLiteral("%1 items").arg(itemsText(node)));
+    }
+    if (const QString location = locationText(node); !location.isEmpty()) {
+        parts.append(QStringLiteral("in %1").arg(location));
+    }
+    if (driver_ && driver_->selectedForDeletion().contains(node.id())) {
+        parts.append(QStringLiteral("marked for removal"));
+    }
+    return parts.join(QStringLiteral(", "));
+}
+
+// MARK: Following the driver
+
+void FileListModel::setDriver(DiskScannerViewModel* driver) {
+    if (driver_ == driver) {
+        return;
+    }
+    if (driver_) {
+        driver_->disconnect(this);
+    }
+    driver_ = driver;
+    if (driver_) {
+        connect(driver_, &DiskScannerViewModel::scanResultChanged, this, &FileListModel::followFolder);
+        // Also sent when the current folder's children were filled in, so the folder may be the same one.
+        connect(driver_, &DiskScannerViewModel::navigationStackChanged, this, &FileListModel::followFolder);
+        connect(driver_, &DiskScannerViewModel::selectedNodeChanged, this,
+                &FileListModel::followSelectedNode);
+        connect(driver_, &DiskScannerViewModel::hoveredNodeChanged, this, &FileListModel::followHoveredNode);
+        connect(driver_, &DiskScannerViewModel::selectedForDeletionChanged, this, &FileListModel::noteMarks);
+        connect(driver_, &QObject::destroyed, this, [this] {
+            driver_ = nullptr;
+            followFolder();
+            emit driverChanged();
+        });
+    }
+    followFolder();
+    emit driverChanged();
+}
+
+void FileListModel::followFolder() {
+    const FileNode::Pointer folder = driver_ ? driver_->currentNode() : nullptr;
+    const FileNode::Pointer previous = rows_.root();
+    FileNode::Pointer current = currentNode_.lock();
+    if (folder != previous) {
+        dismissNotice();
+        current = nullptr;
+        // Coming back out of a folder, the keyboard stands on the folder that was left.
+        for (FileNode::Pointer left = previous; folder && left; left = left->parent()) {
+            if (left->parent() == folder) {
+                current = left;
+                break;
+            }
+        }
+    }
+    currentNode_ = current;
+    beginResetModel();
+    rows_.setRoot(folder);
+    rows_.update(query_, clock_());
+    rowOfNode_.clear();
+    endResetModel();
+    settleRows();
+    // A row that is gone cannot tell that the pointer left it.
+    if (const FileNode::Pointer hovered = hoveredHere_.lock(); hovered && rowOf(hovered.get()) < 0) {
+        forgetHover();
+    }
+}
+
+void FileListModel::rebuild() {
+    beginResetModel();
+    rows_.update(query_, clock_());
+    rowOfNode_.clear();
+    endResetModel();
+    settleRows();
+}
+
+void FileListModel::prepareNames() {
+    if (!rows_.prepareNames(namesInIdleTime)) {
+        idle_.stop();
+    }
+}
+
+// What depends on the rows' numbers, after they have changed.
+void FileListModel::settleRows() {
+    if (rows_.entryCount() >= namesWorthPreparing) {
+        idle_.start();
+    } else {
+        idle_.stop();
+    }
+    hoveredRow_ = -1;
+    followHoveredNode();
+    const FileNode::Pointer current = currentNode_.lock();
+    currentRow_ = current ? rowOf(current.get()) : -1;
+    emit rowsChanged();
+    emit currentRowChanged();  // also where the number is the same: the view has lost its place by the reset
+    emit noticeChanged();
+}
+
+void FileListModel::followSelectedNode() {
+    // Without a selection the keyboard stays where it is.
+    if (driver_ && driver_->selectedNode()) {
+        setCurrentNode(driver_->selectedNode());
+    }
+}
+
+void FileListModel::setCurrentNode(const FileNode::Pointer& node) {
+    const int row = rowOf(node.get());
+    if (row < 0 || row == currentRow_) {
+        return;
+    }
+    currentNode_ = node;
+    currentRow_ = row;
+    notice_.clear();
+    emit currentRowChanged();
+    emit noticeChanged();
+}
+
+void FileListModel::setCurrentRow(int row) {
+    const FileNode::Pointer wanted = node(row);
+    if (!wanted) {
+        return;
+    }
+    setCurrentNode(wanted);
+    if (driver_) {
+        driver_->setSelectedNode(wanted);
+    }
+}
+
+void FileListModel::followHoveredNode() {
+    // The map may point deeper than the list shows: then the row that holds it lights up.
+    int row = -1;
+    for (FileNode::Pointer node = driver_ ? driver_->hoveredNode() : nullptr; node && row < 0;
+         node = node->parent()) {
+        row = rowOf(node.get());
+    }
+    if (row == hoveredRow_) {
+        return;
+    }
+    for (const int changed : {std::exchange(hoveredRow_, row), row}) {
+        if (changed >= 0 && changed < count()) {
+            emit dataChanged(index(changed), index(changed), {IsHoveredRole});
+        }
+    }
+}
+
+// The views ask for their rows anew at each signal, and marks change by the thousand: once in a turn of the
+// main loop is enough.
+void FileListModel::noteMarks() {
+    if (willTellOfMarks_) {
+        return;
+    }
+    willTellOfMarks_ = true;
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            willTellOfMarks_ = false;
+            refreshRows({IsMarkedRole, SpokenTextRole});
+        },
+        Qt::QueuedConnection);
+}
+
+void FileListModel::refreshRows(const QList<int>& roles) {
+    if (count() > 0) {
+        emit dataChanged(index(0), index(count() - 1), roles);
+    }
+}
+
+FileNode::Pointer FileListModel::node(int row) const {
+    return row >= 0 && row < count() ? rows_.rows()[static_cast<std::size_t>(row)] : nullptr;
+}
+
+int FileListModel::rowOf(const FileNode* node) const {
+    if (!node) {
+        return -1;
+    }
+    if (rowOfNode_.empty()) {
+        rowOfNode_.reserve(rows_.rows().size());
+        int row = 0;
+        for (const FileNode::Pointer& listed : rows_.rows()) {
+            rowOfNode_.emplace(listed.get(), row++);
+        }
+    }
+    const auto found = rowOfNode_.find(node);
+    return found == rowOfNode_.end() ? -1 : found->second;
+}
+
+// MARK: What narrows and orders the rows
+
+template <typename Value>
+void FileListModel::setQueryValue(Value& value, Value wanted) {
+    if (value == wanted) {
+        return;
+    }
+    value = std::move(wanted);
+    rebuild();
+    emit queryChanged();
+}
+
+QString FileListModel::searchText() const {
+    return text(query_.searchText);
+}
+QString FileListModel::extensionFilter() const {
+    return text(query_.filter.extensionFilter);
+}
+QString FileListModel::locationFilter() const {
+    return text(query_.filter.locationFilter);
+}
+
+void FileListModel::setSearchText(const QString& wanted) {
+    setQueryValue(query_.searchText, wanted.toStdString());
+}
+
+void FileListModel::setMinimumSize(qint64 bytes) {
+    setQueryValue(query_.filter.minimumSize, static_cast<std::int64_t>(bytes));
+}
+
+void FileListModel::setExtensionFilter(const QString& extensions) {
+    setQueryValue(query_.filter.extensionFilter, extensions.toStdString());
+}
+
+void FileListModel::setLocationFilter(const QString& wanted) {
+    setQueryValue(query_.filter.locationFilter, wanted.toStdString());
+}
+
+void FileListModel::setOlderThanDays(int days) {
+    setQueryValue(query_.filter.olderThanDays, days);
+}
+
+int FileListModel::minimumSizeChoice() const {
+    return choiceWith(sizeChoiceRows, minimumSize());
+}
+int FileListModel::ageChoice() const {
+    return choiceWith(ageChoiceRows, olderThanDays());
+}
+
+void FileListModel::chooseMinimumSize(int choice) {
+    if (choice >= 0 && choice < static_cast<int>(sizeChoiceRows.size())) {
+        setMinimumSize(sizeChoiceRows[static_cast<std::size_t>(choice)].value);
+    }
+}
+
+void FileListModel::chooseAge(int choice) {
+    if (choice >= 0 && choice < static_cast<int>(ageChoiceRows.size())) {
+        setOlderThanDays(static_cast<int>(ageChoiceRows[static_cast<std::size_t>(choice)].value));
+    }
+}
+
+void FileListModel::setSearchSubfolders(bool searches) {
+    setQueryValue(query_.searchSubfolders, searches);
+}
+
+bool FileListModel::hasFilters() const {
+    return query_.filter != FileListFilter{} || query_.searchSubfolders;
+}
+
+void FileListModel::resetFilters() {
+    if (hasFilters()) {
+        query_.filter = {};
+        query_.searchSubfolders = false;
+        rebuild();
+        emit queryChanged();
+    }
+}
+
+void FileListModel::resetSearchAndFilters() {
+    query_.searchText.clear();
+    query_.filter = {};
+    query_.searchSubfolders = false;
+    rebuild();
+    emit queryChanged();
+}
+
+void FileListModel::setSortOrder(std::vector<FileListComparator> order) {
+    if (order == query_.sortOrder) {
+        return;
+    }
+    query_.sortOrder = std::move(order);
+    rebuild();
+    emit sortOrderChanged();
+}
+
+FileListModel::Column FileListModel::sortColumn() const {
+    return query_.sortOrder.empty() ? Size : static_cast<Column>(query_.sortOrder.front().column);
+}
+
+bool FileListModel::isSortedDescending() const {
+    return query_.sortOrder.empty() || query_.sortOrder.front().isDescending;
+}
+
+void FileListModel::sortBy(Column column) {
+    const auto wanted = static_cast<FileListColumn>(column);
+    auto order = query_.sortOrder;
+    if (!order.empty() && order.front().column == wanted) {
+        order.front().isDescending = !order.front().isDescending;
+    } else {
+        // Numbers begin with the large ones, words with "a".
+        const bool isDescending = wanted == FileListColumn::size || wanted == FileListColumn::items;
+        std::erase_if(order,
+                      [&](const FileListComparator& comparator) { return comparator.column == wanted; });
+        order.insert(order.begin(), {.column = wanted, .isDescending = isDescending});
+    }
+    setSortOrder(std::move(order));
+}
+
+QVariantList FileListModel::minimumSizeChoices() {
+    return choiceList(sizeChoiceRows);
+}
+QVariantList FileListModel::ageChoices() {
+    return choiceList(ageChoiceRows);
+}
+
+// MARK: No rows
+
+FileListModel::EmptyReason FileListModel::emptyReason() const {
+    if (count() > 0) {
+        return NotEmpty;
+    }
+    if (!rows_.root()) {
+        return NoFolder;
+    }
+    return rows_.root()->children().empty() ? EmptyFolder : NothingMatches;
+}
+
+QString FileListModel::emptyTitle() const {
+    switch (emptyReason()) {
+        case NoFolder:
+            return texts::noFolderTitle;
+        case EmptyFolder:
+            return texts::emptyFolderTitle;
+        case NothingMatches:
+            return texts::nothingMatchesTitle;
+        case NotEmpty:
+            break;
+    }
+    return {};
+}
+
+QString FileListModel::emptyText() const {
+    switch (emptyReason()) {
+        case NoFolder:
+            return texts::noFolderText;
+        case EmptyFolder:
+            return texts::emptyFolderText;
+        case NothingMatches:
+            return query_.searchSubfolders ? texts::nothingMatchesBelowText : texts::nothingMatchesText;
+        case NotEmpty:
+            break;
+    }
+    return {};
+}
+
+// MARK: Notices
+
+QString FileListModel::notice() const {
+    if (!notice_.isEmpty()) {
+        return notice_;
+    }
+    const FileNode::Pointer current = node(currentRow_);
+    return current ? explanation(*current) : QString();
+}
+
+void FileListModel::showNotice(const QString& notice) {
+    notice_ = notice;
+    emit noticeChanged();
+}
+
+void FileListModel::dismissNotice() {
+    if (!notice_.isEmpty()) {
+        notice_.clear();
+        emit noticeChanged();
+    }
+}
+
+// MARK: What the user does with a row
+
+void FileListModel::open(int row) {
+    if (const FileNode::Pointer wanted = node(row); wanted && driver_) {
+        if (wanted->isDirectory()) {
+            driver_->navigateInto(wanted);
+        } else {
+            setCurrentRow(row);
+            driver_->openSummary(wanted);
+        }
+    }
+}
+
+void FileListModel::goBack() {
+    if (driver_) {
+        driver_->navigateBack();
+    }
+}
+
+void FileListModel::toggleMark(int row) {
+    const FileNode::Pointer wanted = node(row);
+    if (!wanted || !driver_) {
+        return;
+    }
+    setCurrentRow(row);
+    dismissNotice();
+    if (const auto refusal = driver_->whyNotMarked(*wanted)) {
+        showNotice(QString::fromStdString(*refusal));
+    } else {
+        driver_->toggleSelection(wanted);
+    }
+}
+
+void FileListModel::hover(int row) {
+    if (const FileNode::Pointer pointed = node(row); pointed && driver_) {
+        hoveredHere_ = pointed;
+        driver_->setHoveredNode(pointed);
+    }
+}
+
+void FileListModel::leave(int row) {
+    if (node(row) == hoveredHere_.lock()) {
+        forgetHover();
+    }
+}
+
+void FileListModel::forgetHover() {
+    // The map may have lit another one meanwhile.
+    const FileNode::Pointer mine = hoveredHere_.lock();
+    hoveredHere_.reset();
+    if (mine && driver_ && driver_->hoveredNode() == mine) {
+        driver_->setHoveredNode(nullptr);
+    }
+}
+
+bool FileListModel::isMarked(int row) const {
+    const FileNode::Pointer wanted = node(row);
+    return wanted && driver_ && driver_->selectedForDeletion().contains(wanted->id());
+}
+
+bool FileListModel::isAggregate(int row) const {
+    const FileNode::Pointer wanted = node(row);
+    return wanted && wanted->isAggregate();
+}
+
+void FileListModel::reveal(int row) {
+    const FileNode::Pointer wanted = node(row);
+    if (!wanted || wanted->isAggregate()) {
+        return;
+    }
+    dismissNotice();
+    const QString name = displayString(wanted->name());
+    auto done = [model = QPointer(this), name](bool shown) {
+        if (model && !shown) {
+            model->showNotice(texts::revealFailed.arg(name));
+        }
+    };
+    if (revealer_) {
+        revealer_(wanted->url(), std::move(done));
+        return;
+    }
+    if (!desktop_) {
+        desktop_ = std::make_unique<Desktop>();
+    }
+    desktop_->reveal({wanted->url()}, std::move(done));
+}
+
+void FileListModel::copyPath(int row) {
+    const FileNode::Pointer wanted = node(row);
+    if (!wanted || wanted->isAggregate()) {
+        return;
+    }
+    const std::string path = wanted->url();
+    const QString asText = text(path);
+    const bool isText = asText.toStdString() == path;
+    QGuiApplication::clipboard()->setText(isText ? asText : QString::fromLatin1(fileURLFromPath(path)));
+    showNotice(isText ? texts::pathCopied : texts::addressCopied);
+}
+
+bool FileListModel::isTypingAhead() const {
+    return !typed_.isEmpty() && sinceTyped_.isValid() && sinceTyped_.elapsed() < typeAheadMilliseconds;
+}
+
+int FileListModel::typeAhead(const QString& addition) {
+    const bool continues = isTypingAhead();
+    typed_ = continues ? typed_ + addition : addition;
+    sinceTyped_.start();
+    // One letter again and again goes through the names that begin with it.
+    const bool repeats = typed_.size() > 1 && typed_.count(typed_.front()) == typed_.size();
+    const std::string prefix = lowercased((repeats ? typed_.left(1) : typed_).toStdString());
+    const int start = continues && !repeats ? std::max(currentRow_, 0) : currentRow_ + 1;
+    for (int step = 0; step < count(); ++step) {
+        const int row = (start + step) % count();
+        if (lowercased(displayText(rows_.rows()[static_cast<std::size_t>(row)]->name()))
+                .starts_with(prefix)) {
+            return row;
+        }
+    }
+    return -1;
+}
+
+}  // namespace larkfold

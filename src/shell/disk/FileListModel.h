@@ -1,0 +1,218 @@
+// The rows of the file list, the state that narrows and orders them, and what the user does with a row.
+//
+// It follows the driver's current folder, marks and pointer, and computes the rows anew at each change.
+// Whether a row may be marked is asked when the user wants to mark it and never for each row: that looks at
+// the disk.
+//
+// The current row is kept by its node, so it stays the same item while the list is sorted, searched and
+// filtered.
+#pragma once
+
+#include <QtQml/qqmlregistration.h>
+#include <QAbstractListModel>
+#include <QElapsedTimer>
+#include <QString>
+#include <QTimer>
+#include <QVariantList>
+#include <functional>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "disk/DiskScannerViewModel.h"
+#include "shell/disk/FileListRows.h"
+
+namespace larkfold {
+
+class Desktop;
+
+class FileListModel : public QAbstractListModel {
+    Q_OBJECT
+    QML_ELEMENT
+    // The driver outlives the model, or is set to null first.
+    Q_PROPERTY(larkfold::DiskScannerViewModel* driver READ driver WRITE setDriver NOTIFY driverChanged)
+    Q_PROPERTY(QString searchText READ searchText WRITE setSearchText NOTIFY queryChanged)
+    // The minimum size and the age by the number of one of their choices.
+    Q_PROPERTY(int minimumSizeChoice READ minimumSizeChoice WRITE chooseMinimumSize NOTIFY queryChanged)
+    Q_PROPERTY(int ageChoice READ ageChoice WRITE chooseAge NOTIFY queryChanged)
+    Q_PROPERTY(QString extensionFilter READ extensionFilter WRITE setExtensionFilter NOTIFY queryChanged)
+    Q_PROPERTY(QString locationFilter READ locationFilter WRITE setLocationFilter NOTIFY queryChanged)
+    Q_PROPERTY(bool searchSubfolders READ searchSubfolders WRITE setSearchSubfolders NOTIFY queryChanged)
+    // Whether a filter differs from its initial value; the search text is no filter.
+    Q_PROPERTY(bool hasFilters READ hasFilters NOTIFY queryChanged)
+    Q_PROPERTY(larkfold::FileListModel::Column sortColumn READ sortColumn NOTIFY sortOrderChanged)
+    Q_PROPERTY(bool isSortedDescending READ isSortedDescending NOTIFY sortOrderChanged)
+    Q_PROPERTY(QVariantList minimumSizeChoices READ minimumSizeChoices CONSTANT)
+    Q_PROPERTY(QVariantList ageChoices READ ageChoices CONSTANT)
+    Q_PROPERTY(int count READ count NOTIFY rowsChanged)
+    Q_PROPERTY(bool holdsSummaries READ holdsSummaries NOTIFY rowsChanged)
+    Q_PROPERTY(larkfold::FileListModel::EmptyReason emptyReason READ emptyReason NOTIFY rowsChanged)
+    Q_PROPERTY(QString emptyTitle READ emptyTitle NOTIFY rowsChanged)
+    Q_PROPERTY(QString emptyText READ emptyText NOTIFY rowsChanged)
+    // Whether there is a folder to go back to.
+    Q_PROPERTY(bool canGoBack READ canGoBack NOTIFY rowsChanged)
+    Q_PROPERTY(int currentRow READ currentRow WRITE setCurrentRow NOTIFY currentRowChanged)
+    // What the user should know of the last action or of the current row; empty: nothing.
+    Q_PROPERTY(QString notice READ notice NOTIFY noticeChanged)
+
+public:
+    enum Column { Name, Size, Items, Type };
+    Q_ENUM(Column)
+    // Why there are no rows.
+    enum EmptyReason { NotEmpty, NoFolder, EmptyFolder, NothingMatches };
+    Q_ENUM(EmptyReason)
+    enum Role {
+        NameRole = Qt::UserRole + 1,
+        SizeRole,  // bytes on disk
+        SizeTextRole,
+        ItemsTextRole,  // how many children a folder has; empty for everything else
+        TypeTextRole,
+        IconNameRole,
+        ShareRole,         // 0 to 1 of the parent
+        ShareTextRole,     // "61.8%"
+        LocationTextRole,  // with subfolders: the folder below the current one that holds the row; else empty
+        PathTextRole,
+        ExplanationRole,  // of a summary: what it stands for; else empty
+        SpokenTextRole,   // the row for a screen reader
+        IsDirectoryRole,
+        IsAggregateRole,
+        IsMarkedRole,
+        IsHoveredRole,
+        CanOpenRole,
+    };
+
+    explicit FileListModel(QObject* parent = nullptr);
+    ~FileListModel() override;
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    QHash<int, QByteArray> roleNames() const override;
+
+    DiskScannerViewModel* driver() const { return driver_; }
+    void setDriver(DiskScannerViewModel* driver);
+
+    // What narrows the rows.
+    QString searchText() const;
+    void setSearchText(const QString& text);
+    qint64 minimumSize() const { return query_.filter.minimumSize; }
+    void setMinimumSize(qint64 bytes);
+    QString extensionFilter() const;
+    void setExtensionFilter(const QString& extensions);
+    QString locationFilter() const;
+    void setLocationFilter(const QString& text);
+    int olderThanDays() const { return query_.filter.olderThanDays; }
+    void setOlderThanDays(int days);
+    // By the number of one of the choices below; -1 where the value is none of them.
+    int minimumSizeChoice() const;
+    void chooseMinimumSize(int choice);
+    int ageChoice() const;
+    void chooseAge(int choice);
+    bool searchSubfolders() const { return query_.searchSubfolders; }
+    void setSearchSubfolders(bool searches);
+    bool hasFilters() const;
+    // All filters back to their initial values. The search text stays.
+    Q_INVOKABLE void resetFilters();
+    Q_INVOKABLE void resetSearchAndFilters();
+
+    // What orders them.
+    const std::vector<FileListComparator>& sortOrder() const { return query_.sortOrder; }
+    void setSortOrder(std::vector<FileListComparator> order);
+    Column sortColumn() const;
+    bool isSortedDescending() const;
+    // Sorts by a column first and by what was there before after it; by the first column once more: the other
+    // way round.
+    Q_INVOKABLE void sortBy(larkfold::FileListModel::Column column);
+
+    static QVariantList minimumSizeChoices();
+    static QVariantList ageChoices();
+
+    // What there is.
+    int count() const { return static_cast<int>(rows_.rows().size()); }
+    bool holdsSummaries() const { return rows_.holdsSummaries(); }
+    EmptyReason emptyReason() const;
+    QString emptyTitle() const;
+    QString emptyText() const;
+    // The node of a row; null out of range.
+    FileNode::Pointer node(int row) const;
+    // The row of a node; -1 where it is not listed.
+    int rowOf(const FileNode* node) const;
+
+    // The row that the keyboard is on; -1: none. Setting it selects the node in the driver.
+    int currentRow() const { return currentRow_; }
+    void setCurrentRow(int row);
+
+    QString notice() const;
+    Q_INVOKABLE void dismissNotice();
+    void showNotice(const QString& text);
+
+    // What the user does with a row. A row out of range does nothing.
+    Q_INVOKABLE void open(int row);
+    bool canGoBack() const { return driver_ && !driver_->navigationStack().empty(); }
+    Q_INVOKABLE void goBack();
+    // Into the queue or out of it; says why where that may not be.
+    Q_INVOKABLE void toggleMark(int row);
+    // Lights the row's arc in the map.
+    Q_INVOKABLE void hover(int row);
+    // The pointer has left that row; where it is on another one by now, nothing changes.
+    Q_INVOKABLE void leave(int row);
+    Q_INVOKABLE void reveal(int row);
+    Q_INVOKABLE void copyPath(int row);
+    // The next row whose name begins with what was typed within the last second, `text` included; -1: none.
+    Q_INVOKABLE int typeAhead(const QString& text);
+    // Whether a name is being typed, so that a space belongs to it.
+    Q_INVOKABLE bool isTypingAhead() const;
+    // What the menu of a row needs to know.
+    Q_INVOKABLE bool isMarked(int row) const;
+    Q_INVOKABLE bool isAggregate(int row) const;
+
+    // For tests: a clock, and somebody else who shows items in a file manager.
+    void setClock(std::function<Date()> clock) { clock_ = std::move(clock); }
+    using Revealer = std::function<void(const std::string& path, std::function<void(bool)> done)>;
+    void setRevealer(Revealer revealer) { revealer_ = std::move(revealer); }
+
+signals:
+    void driverChanged();
+    void queryChanged();
+    void sortOrderChanged();
+    void rowsChanged();
+    void currentRowChanged();
+    void noticeChanged();
+
+private:
+    template <typename Value>
+    void setQueryValue(Value& value, Value wanted);
+    void followFolder();
+    void followSelectedNode();
+    void followHoveredNode();
+    void rebuild();
+    void settleRows();
+    void prepareNames();
+    void forgetHover();
+    void setCurrentNode(const FileNode::Pointer& node);
+    void noteMarks();
+    void refreshRows(const QList<int>& roles);
+    double share(const FileNode& node) const;
+    QString locationText(const FileNode& node) const;
+    QString spokenText(const FileNode& node) const;
+    QString explanation(const FileNode& node) const;
+
+    DiskScannerViewModel* driver_ = nullptr;
+    FileListQuery query_;
+    FileListRows rows_;
+    mutable std::unordered_map<const FileNode*, int> rowOfNode_;  // filled when first asked after an update
+    std::weak_ptr<FileNode> currentNode_;
+    int currentRow_ = -1;
+    int hoveredRow_ = -1;
+    std::weak_ptr<FileNode> hoveredHere_;  // what this list has set as the driver's hovered node
+    bool willTellOfMarks_ = false;
+    QString notice_;
+    QString typed_;
+    QElapsedTimer sinceTyped_;
+    QTimer idle_;  // due whenever the window has nothing else to do, while names are not prepared yet
+    std::function<Date()> clock_ = now;
+    Revealer revealer_;
+    std::unique_ptr<Desktop> desktop_;  // made when first needed
+};
+
+}  // namespace larkfold

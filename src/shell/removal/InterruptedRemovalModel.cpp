@@ -1,0 +1,151 @@
+#include "shell/removal/InterruptedRemovalModel.h"
+
+#include <QPointer>
+#include <QStringList>
+#include <exception>
+#include <optional>
+#include <utility>
+
+#include "platform/qt/Desktop.h"
+#include "removal/CleanupHistoryStore.h"
+#include "removal/CleanupTexts.h"
+
+namespace larkfold {
+
+namespace {
+
+QString fromUTF8(const std::string& utf8) {
+    return QString::fromStdString(utf8);
+}
+
+}  // namespace
+
+InterruptedRemovalModel::InterruptedRemovalModel(World world, QObject* parent)
+    : QObject(parent), world_(std::move(world)), context_(world_.mainQueue, "interrupted") {}
+
+InterruptedRemovalModel::~InterruptedRemovalModel() = default;
+
+void InterruptedRemovalModel::recover() {
+    recoverRun_ = context_.run<RemovalRecovery::Report>(
+        [store = &world_.store](const std::stop_token& stop) {
+            return RemovalRecovery(*store).recover(stop);
+        },
+        [this](Outcome<RemovalRecovery::Report> outcome) {
+            try {
+                take(std::move(outcome.get()));
+            } catch (const std::exception& error) {
+                emit problemsFound(QString::fromUtf8(error.what()));
+            }
+        });
+}
+
+void InterruptedRemovalModel::take(RemovalRecovery::Report report) {
+    if (!report.problems.empty()) {
+        QStringList sentences;
+        for (const std::string& problem : report.problems) {
+            sentences << fromUTF8(problem);
+        }
+        emit problemsFound(sentences.join(QLatin1Char('\n')));
+    }
+    leftovers_ = std::move(report.leftovers);
+    if (!leftovers_.empty()) {
+        show(Stage::asking);
+    }
+}
+
+const RemovalRecovery::Leftover* InterruptedRemovalModel::current() const {
+    return index_ < leftovers_.size() ? &leftovers_[index_] : nullptr;
+}
+
+QString InterruptedRemovalModel::title() const {
+    return fromUTF8(isAsking()     ? cleanup_texts::asideTitle()
+                    : isRestored() ? cleanup_texts::asideRestoredTitle()
+                                   : cleanup_texts::asideNotRestoredTitle());
+}
+
+QString InterruptedRemovalModel::text() const {
+    const RemovalRecovery::Leftover* leftover = current();
+    if (leftover == nullptr) {
+        return {};
+    }
+    if (isAsking()) {
+        return fromUTF8(cleanup_texts::asideText(leftover->item.originalPath, leftover->maybePart));
+    }
+    return isRestored_ ? fromUTF8(cleanup_texts::asideRestored(leftover->item.originalPath)) : problem_;
+}
+
+QString InterruptedRemovalModel::place() const {
+    const RemovalRecovery::Leftover* leftover = current();
+    return leftover == nullptr || !isAsking() ? QString()
+                                              : fromUTF8(cleanup_texts::asidePlace(leftover->item.path));
+}
+
+void InterruptedRemovalModel::restore() {
+    const RemovalRecovery::Leftover* leftover = current();
+    if (leftover == nullptr || !isAsking()) {
+        return;
+    }
+    show(Stage::restoring);
+    restoreRun_ = context_.run<std::optional<std::string>>(
+        [store = &world_.store, leftover = *leftover](std::stop_token) {
+            return RemovalRecovery(*store).restore(leftover);
+        },
+        [this](Outcome<std::optional<std::string>> outcome) {
+            try {
+                const auto problem = outcome.get();
+                finishRestoring(problem ? fromUTF8(*problem) : QString());
+            } catch (const std::exception& error) {
+                finishRestoring(QString::fromUtf8(error.what()));
+            }
+        });
+}
+
+void InterruptedRemovalModel::finishRestoring(const QString& problem) {
+    problem_ = problem;
+    isRestored_ = problem.isEmpty();
+    show(Stage::told);
+}
+
+void InterruptedRemovalModel::leave() {
+    if (!isAsking() && !isTold()) {
+        return;
+    }
+    ++index_;
+    isRestored_ = false;
+    problem_.clear();
+    // The view closes with each decision, and opens for the next item.
+    show(Stage::closed);
+    if (current() != nullptr) {
+        show(Stage::asking);
+    }
+}
+
+void InterruptedRemovalModel::reveal() {
+    const RemovalRecovery::Leftover* leftover = current();
+    if (leftover == nullptr) {
+        return;
+    }
+    const std::string path = isRestored_ ? leftover->item.originalPath : leftover->item.path;
+    auto done = [model = QPointer(this), path](bool shown) {
+        if (model) {
+            model->revealProblem_ = shown ? QString() : fromUTF8(cleanup_texts::asideRevealFailed(path));
+            emit model->changed();
+        }
+    };
+    if (world_.reveal) {
+        world_.reveal(path, std::move(done));
+        return;
+    }
+    if (!desktop_) {
+        desktop_ = std::make_unique<Desktop>();
+    }
+    desktop_->reveal({path}, std::move(done));
+}
+
+void InterruptedRemovalModel::show(Stage stage) {
+    stage_ = stage;
+    revealProblem_.clear();
+    emit changed();
+}
+
+}  // namespace larkfold

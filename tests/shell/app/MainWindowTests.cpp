@@ -1,0 +1,484 @@
+// The real window with its flows: the first run, the tabs, the commands, access, dropped folders.
+
+#include <QAccessible>
+#include <QQmlComponent>
+#include <QSignalSpy>
+#include <QtQml/QQmlExtensionPlugin>
+
+#include <string>
+
+#include "platform/Path.h"
+#include "platform/qt/PathText.h"
+#include "shell/app/WindowFixture.h"
+#include "shell/app/WindowMemory.h"
+
+Q_IMPORT_QML_PLUGIN(Larkfold_ShellPlugin)
+
+namespace larkfold::test {
+namespace {
+
+using MainWindowTest = WindowFixture;
+
+TEST_F(MainWindowTest, firstStart_showsTheFirstPageAndNoneOfTheTabs) {
+    start();
+    EXPECT_TRUE(isShown("Welcome to Larkfold"));
+    EXPECT_TRUE(isShown("The smart way to free up disk space on your Mac"));
+    EXPECT_FALSE(isShown("Disk Space"));
+    EXPECT_FALSE(isShown("Back"));
+    EXPECT_EQ(app_->mainView(), nullptr);
+}
+
+TEST_F(MainWindowTest, firstRun_goesThroughItsPagesAndBack) {
+    start();
+    click("Next");
+    EXPECT_TRUE(isShown("What Larkfold Can Do"));
+    for (const char* row :
+         {"Visualize Disk Space", "Find Duplicates", "AI Tool Health", "Vibe Projects", "Safe Cleanup"}) {
+        EXPECT_TRUE(isShown(row)) << row;
+    }
+    click("Next");
+    EXPECT_TRUE(isShown("Permissions"));
+    EXPECT_TRUE(isShown("Enabled"));
+    EXPECT_FALSE(isShown("Enable"));
+    click("Next");
+    EXPECT_TRUE(isShown("You're All Set!"));
+    click("Back");
+    EXPECT_TRUE(isShown("Permissions"));
+}
+
+TEST_F(MainWindowTest, getStarted_setsHasCompletedOnboardingAndShowsTheTabs) {
+    start();
+    for (int page = 0; page < 3; ++page) {
+        click("Next");
+    }
+    EXPECT_FALSE(defaults_.boolForKey("hasCompletedOnboarding").value_or(false));
+    click("Get Started");
+    EXPECT_TRUE(eventually([this] { return isShown("Scan Entire Disk"); }));
+    EXPECT_EQ(defaults_.boolForKey("hasCompletedOnboarding"), true);
+    EXPECT_TRUE(isShown("Disk Space"));
+}
+
+TEST_F(MainWindowTest, permissionsPage_leadsToTheGuideAndChecksAgain) {
+    hasAccess_ = false;
+    start();
+    click("Next");
+    click("Next");
+    EXPECT_FALSE(isShown("I've Enabled It — Check Again"));
+    click("Enable");
+    EXPECT_TRUE(app_->permissionManager()->showSettingsGuide());
+    click("Done");
+    ASSERT_TRUE(eventually([this] { return !isShown("Done"); }));
+    click("I've Enabled It — Check Again");
+    ASSERT_TRUE(eventually([this] { return !app_->permissionManager()->isChecking(); }));
+    EXPECT_TRUE(
+        isShown("Access not detected yet. Make sure you toggled Larkfold in System Settings → Privacy & "
+                "Security → Full Disk Access."));
+    hasAccess_ = true;
+    click("I've Enabled It — Check Again");
+    EXPECT_TRUE(eventually([this] { return isShown("Enabled"); }));
+}
+
+TEST_F(MainWindowTest, aStoredTabThatIsNotThere_showsTheFirstAndStaysStored) {
+    defaults_.setInteger("selectedTab", 6);
+    startAfterFirstRun();
+    EXPECT_EQ(view().selectedTab(), 0);
+    EXPECT_TRUE(isShown("Scan Entire Disk"));
+    app_->showDiskSpace();
+    EXPECT_EQ(defaults_.integerForKey("selectedTab"), 6);
+}
+
+TEST_F(MainWindowTest, cancelScanWithoutAScan_doesNothing) {
+    startAfterFirstRun();
+    QTest::keyClick(window_, Qt::Key_Period, Qt::ControlModifier);
+    EXPECT_FALSE(driver().isScanning());
+    EXPECT_FALSE(driver().error().has_value());
+    EXPECT_TRUE(isShown("Scan Entire Disk"));
+}
+
+TEST_F(MainWindowTest, aFinishedScanShowsTheResultAndItsSums) {
+    tree_.file("home/a", "x");
+    startAfterFirstRun();
+    ASSERT_TRUE(scan(tree_.path("home")));
+    EXPECT_EQ(view().diskPage(), MainView::DiskPage::Result);
+    EXPECT_TRUE(isShown("Refresh"));
+    EXPECT_TRUE(isShown("Forget saved scan…"));
+    EXPECT_TRUE(isShown("in 1 file, 1 folder"));
+    EXPECT_EQ(window_->title(), "home — Larkfold");
+}
+
+TEST_F(MainWindowTest, newScan_goesBackToTheStartPageAndTheMapIsOnePressAway) {
+    tree_.file("home/a", "x");
+    startAfterFirstRun();
+    ASSERT_TRUE(scan(tree_.path("home")));
+    QTest::keyClick(window_, Qt::Key_N, Qt::ControlModifier);
+    EXPECT_EQ(view().diskPage(), MainView::DiskPage::Start);
+    EXPECT_TRUE(driver().hasScanResult());
+    click("Back to Map");
+    EXPECT_EQ(view().diskPage(), MainView::DiskPage::Result);
+}
+
+TEST_F(MainWindowTest, backspaceAndAltLeftGoBack) {
+    tree_.file("home/sub/deep/a", "x");
+    startAfterFirstRun();
+    ASSERT_TRUE(scan(tree_.path("home")));
+    const auto sub = driver().currentNode()->children().front();
+    driver().navigateInto(sub);
+    driver().navigateInto(sub->children().front());
+    QTest::keyClick(window_, Qt::Key_Left, Qt::AltModifier);
+    EXPECT_EQ(driver().currentNode(), sub);
+    QTest::keyClick(window_, Qt::Key_Backspace);
+    EXPECT_EQ(driver().currentNode(), driver().scanResult()->rootNode);
+}
+
+TEST_F(MainWindowTest, scanEntireDisk_withAccessStartsWithoutAnAlert) {
+    startAfterFirstRun();
+    click("Scan Entire Disk");
+    EXPECT_TRUE(driver().isScanning());
+    EXPECT_TRUE(driver().scansStartupDisk());
+    EXPECT_FALSE(view().showFullDiskAccessAlert());
+    EXPECT_TRUE(eventually([this] { return isShown("Mapping Startup Disk"); }));
+    click("Cancel");
+    ASSERT_TRUE(eventually([this] { return !driver().isScanning(); }));
+    EXPECT_TRUE(isShown("Scan was cancelled"));
+    EXPECT_FALSE(view().showDiskAccessIssue());
+}
+
+TEST_F(MainWindowTest, scanEntireDisk_withoutAccessAdvisesFirst) {
+    hasAccess_ = false;
+    startAfterFirstRun();
+    click("Scan Entire Disk");
+    EXPECT_TRUE(eventually([this] { return isShown("Full Disk Access Recommended"); }));
+    EXPECT_FALSE(driver().isScanning());
+    click("Cancel");
+    ASSERT_TRUE(eventually([this] { return !isShown("Full Disk Access Recommended"); }));
+    EXPECT_FALSE(driver().isScanning());
+    EXPECT_FALSE(app_->permissionManager()->showSettingsGuide());
+}
+
+TEST_F(MainWindowTest, theAdvicesSettingsButtonShowsTheGuideAndDoesNotScan) {
+    hasAccess_ = false;
+    startAfterFirstRun();
+    click("Scan Entire Disk");
+    click("Open System Settings");
+    EXPECT_TRUE(app_->permissionManager()->showSettingsGuide());
+    EXPECT_TRUE(eventually([this] { return isShown("Protected Folder Access"); }));
+    EXPECT_FALSE(driver().isScanning());
+}
+
+TEST_F(MainWindowTest, theAdvicesScanButtonScansAllTheSame) {
+    hasAccess_ = false;
+    startAfterFirstRun();
+    click("Scan Entire Disk");
+    click("Scan Available Areas");
+    EXPECT_TRUE(driver().isScanning());
+    EXPECT_TRUE(driver().scansStartupDisk());
+    driver().cancelScan();
+    EXPECT_TRUE(eventually([this] { return !driver().isScanning(); }));
+}
+
+TEST_F(MainWindowTest, escapeTakesTheAdviceAwayWithoutAScan) {
+    hasAccess_ = false;
+    startAfterFirstRun();
+    click("Scan Entire Disk");
+    ASSERT_TRUE(eventually([this] { return isShown("Scan Available Areas"); }));
+    QTest::keyClick(window_, Qt::Key_Escape);
+    EXPECT_TRUE(eventually([this] { return !view().showFullDiskAccessAlert(); }));
+    EXPECT_FALSE(driver().isScanning());
+}
+
+TEST_F(MainWindowTest, theLimitedAccessNoteStandsOnlyWhereAccessIsMissing) {
+    hasAccess_ = false;
+    startAfterFirstRun();
+    window_->resize(1400, 800);
+    EXPECT_TRUE(eventually([this] { return isShown("Limited Access"); }));
+    EXPECT_TRUE(isShown("Protected folders may be skipped unless you grant additional access"));
+    hasAccess_ = true;
+    app_->permissionManager()->checkFullDiskAccess();
+    EXPECT_TRUE(eventually([this] { return !isShown("Limited Access"); }));
+}
+
+TEST_F(MainWindowTest, aProblemOfAccessIsAnAlertAndOtherFailuresStandInThePage) {
+    startAfterFirstRun();
+    driver().setError("Access was refused.", true);
+    EXPECT_TRUE(eventually([this] { return isShown("Disk Access Issue"); }));
+    click("Open System Settings");
+    EXPECT_FALSE(driver().error().has_value());
+    EXPECT_TRUE(app_->permissionManager()->showSettingsGuide());
+    click("Done");
+    ASSERT_TRUE(eventually([this] { return !isShown("Done"); }));
+    driver().setError("The disk is full.", false);
+    EXPECT_FALSE(isShown("Disk Access Issue"));
+    EXPECT_TRUE(isShown("The disk is full."));
+}
+
+TEST_F(MainWindowTest, aDroppedFolderIsScannedWhateverTheBytesOfItsName) {
+    const std::string path = tree_.folder("odd \xff name");
+    tree_.file("odd \xff name/a", "x");
+    startAfterFirstRun();
+    view().drop({QUrl::fromEncoded(fileURLFromPath(path))});
+    ASSERT_TRUE(eventually([this] { return driver().hasScanResult(); }));
+    EXPECT_EQ(driver().scanRootPath(), path);
+    EXPECT_EQ(driver().scanResult()->totalFiles, 1);
+}
+
+TEST_F(MainWindowTest, aDroppedItemThatIsNoFolderLeavesThePageAsItWasWithTheMessage) {
+    const std::string file = tree_.file("a", "x");
+    startAfterFirstRun();
+    for (const QUrl& url : {QUrl::fromEncoded(fileURLFromPath(file)), QUrl("file:///not/there"),
+                            QUrl("https://example.org/a")}) {
+        view().drop({url});
+        EXPECT_TRUE(eventually([this] { return isShown("Larkfold couldn’t access that location."); }))
+            << url.toString().toStdString();
+        EXPECT_FALSE(driver().isScanning());
+        EXPECT_FALSE(driver().error().has_value());
+        EXPECT_TRUE(isShown("Scan Entire Disk"));
+        view().dismissDropMessage();
+    }
+}
+
+TEST_F(MainWindowTest, theFolderChooserAsksWithItsMessageAndItsAnswerIsScanned) {
+    const std::string path = tree_.folder("caf\xc3\xa9 \xfe");
+    startAfterFirstRun();
+    QmlFolderChooser& chooser = *view().folderChooser();
+    view().scannerViewModel()->chooseFolder();
+    EXPECT_EQ(chooser.message(), "Select a folder to scan");
+    ASSERT_TRUE(eventually([&] { return chooser.isOpen(); }));
+    EXPECT_TRUE(eventually([this] { return isShown("Select a folder to scan"); }));
+    chooser.reject();
+    EXPECT_FALSE(driver().isScanning());
+    EXPECT_TRUE(eventually([this] { return !isShown("Select a folder to scan"); }));
+
+    view().scannerViewModel()->chooseFolder();
+    ASSERT_TRUE(eventually([&] { return chooser.isOpen(); }));
+    FolderChooserModel& model = *chooser.model();
+    model.beginTypingPath();
+    model.setTypedPath(displayString(tree_.root()));
+    model.submitPath();
+    ASSERT_TRUE(eventually([&] { return model.rowCount() == 1; }));
+    model.setCurrentRow(0);
+    model.accept();
+    EXPECT_FALSE(chooser.isOpen());
+    EXPECT_TRUE(driver().isScanning());
+    EXPECT_EQ(driver().scanRootPath(), path);
+    EXPECT_TRUE(eventually([this] { return !driver().isScanning(); }));
+}
+
+TEST_F(MainWindowTest, theFolderChooserIsUsedByKeysAndGivesTheKeyboardBack) {
+    tree_.folder("one/two");
+    startAfterFirstRun();
+    QmlFolderChooser& chooser = *view().folderChooser();
+    FolderChooserModel& model = *chooser.model();
+    const auto press = [this](int key, Qt::KeyboardModifiers modifiers = {}) {
+        QTest::keyClick(window_, static_cast<Qt::Key>(key), modifiers);
+    };
+    const auto isIn = [&](const std::string& folder) {
+        return eventually([&] { return model.folder() == folder && !model.isListing(); });
+    };
+    // From "Scan Entire Disk", which has the keyboard at first, to "Scan Folder".
+    ASSERT_TRUE(eventually([this] { return window_->activeFocusItem() != nullptr; }));
+    press(Qt::Key_Tab);
+    QQuickItem* before = window_->activeFocusItem();
+    ASSERT_EQ(before->property("text").toString(), "Scan Folder");
+    press(Qt::Key_Return);
+    // The list, or the row in it that the keyboard is on.
+    const auto listHasKeyboard = [this] {
+        return eventually([this] {
+            const QQuickItem* item = window_->activeFocusItem();
+            while (item != nullptr && item->objectName() != "chooserList") {
+                item = item->parentItem();
+            }
+            return item != nullptr;
+        });
+    };
+    ASSERT_TRUE(listHasKeyboard());
+
+    press(Qt::Key_L, Qt::ControlModifier);
+    ASSERT_TRUE(model.isTypingPath());
+    QTest::keySequence(window_, QKeySequence::SelectAll);
+    for (const QChar character : displayString(tree_.root())) {
+        QTest::sendKeyEvent(QTest::Click, window_, Qt::Key_unknown, QString(character), Qt::NoModifier);
+    }
+    press(Qt::Key_Return);
+    ASSERT_TRUE(isIn(tree_.root()));
+    ASSERT_TRUE(listHasKeyboard());
+    press(Qt::Key_Down);
+    press(Qt::Key_Return);
+    ASSERT_TRUE(isIn(tree_.path("one")));
+    press(Qt::Key_Backspace);
+    ASSERT_TRUE(isIn(tree_.root()));
+    EXPECT_EQ(model.currentRow(), 0);
+    press(Qt::Key_Up, Qt::AltModifier);
+    ASSERT_TRUE(isIn(std::string(parentPath(tree_.root()))));
+
+    // The first Escape leaves the path, the second one the dialog.
+    press(Qt::Key_Slash);
+    press(Qt::Key_L, Qt::ControlModifier);
+    ASSERT_TRUE(model.isTypingPath());
+    press(Qt::Key_Escape);
+    EXPECT_FALSE(model.isTypingPath());
+    EXPECT_TRUE(chooser.isOpen());
+    ASSERT_TRUE(listHasKeyboard());
+    press(Qt::Key_Escape);
+    EXPECT_FALSE(chooser.isOpen());
+    EXPECT_TRUE(eventually([&] { return window_->activeFocusItem() == before; }));
+    EXPECT_FALSE(driver().isScanning());
+}
+
+TEST_F(MainWindowTest, theNoticeOfTheSavedIndexIsReadWholeAtEveryWidth) {
+    tree_.fileOfSize("home/a", 3'000'000);
+    tree_.file("home/.hidden");
+    startAfterFirstRun();
+    ASSERT_TRUE(scan(tree_.path("home")));
+    const QString notice = "Saved on this Mac. Changes outside a rescan remain a snapshot.";
+    QQmlComponent reference(engine_.get());
+    reference.setData("import QtQml\nimport Larkfold.Shell\nQtObject { property QtObject theme: Theme }", {});
+    const std::unique_ptr<QObject> holder(reference.create());
+    ASSERT_NE(holder, nullptr) << reference.errorString().toStdString();
+    auto* theme = holder->property("theme").value<QObject*>();
+    ASSERT_NE(theme, nullptr);
+    for (const double scale : {1.0, 1.5, 2.0}) {
+        theme->setProperty("typeScale", scale);
+        for (const int width : {900, 1280, 2560}) {
+            window_->resize(width, 600);
+            ASSERT_TRUE(eventually([this, width] { return window_->contentItem()->width() == width; }));
+            for (const QString& text : {notice, view().diskSpace()->savedScanHint()}) {
+                QQuickItem* label = find(text);
+                ASSERT_NE(label, nullptr) << text.toStdString();
+                const auto isWhole = [&] {
+                    const QRectF place = label->mapRectToScene(QRectF(0, 0, label->width(), label->height()));
+                    return !label->property("truncated").toBool() &&
+                           label->property("contentWidth").toDouble() <= label->width() + 0.5 &&
+                           label->property("contentHeight").toDouble() <= label->height() + 0.5 &&
+                           QRectF(0, 0, window_->width(), window_->height()).contains(place);
+                };
+                EXPECT_TRUE(eventually(isWhole)) << text.toStdString() << " at " << width << ", " << scale;
+            }
+        }
+    }
+}
+
+TEST_F(MainWindowTest, marksAreCountedInTheSidebarWideOrNarrow) {
+    tree_.fileOfSize("home/a", 3'000'000);
+    startAfterFirstRun();
+    window_->resize(1400, 800);
+    ASSERT_TRUE(scan(tree_.path("home")));
+    driver().toggleSelection(driver().currentNode()->children().front());
+    const QString marked = view().diskSpace()->markedText();
+    ASSERT_FALSE(marked.isEmpty());
+    EXPECT_TRUE(eventually([&] { return isShown(marked); }));
+    window_->resize(900, 600);
+    EXPECT_TRUE(eventually([&] { return isShown(view().diskSpace()->markedShortText()); }));
+    driver().clearSelection();
+    EXPECT_FALSE(isShown(marked));
+}
+
+TEST_F(MainWindowTest, everyControlOnEveryPageHasAnAccessibleName) {
+    hasAccess_ = false;
+    tree_.file("home/.hidden", "x");
+    tree_.file("home/a", "x");
+    startAfterFirstRun();
+    const auto check = [this](const char* page) {
+        int controls = 0;
+        const std::function<void(QAccessibleInterface*)> visit = [&](QAccessibleInterface* item) {
+            const auto role = item->role();
+            if (!item->state().invisible &&
+                (role == QAccessible::Button || role == QAccessible::CheckBox ||
+                 role == QAccessible::ComboBox || role == QAccessible::EditableText ||
+                 role == QAccessible::PageTab || role == QAccessible::MenuItem)) {
+                ++controls;
+                EXPECT_FALSE(item->text(QAccessible::Name).isEmpty()) << page << ", role " << role;
+            }
+            for (int child = 0; child < item->childCount(); ++child) {
+                if (auto* below = item->child(child)) {
+                    visit(below);
+                }
+            }
+        };
+        visit(QAccessible::queryAccessibleInterface(window_));
+        EXPECT_GE(controls, 4) << page;
+    };
+    check("start");
+    ASSERT_TRUE(scan(tree_.path("home")));
+    check("result");
+}
+
+TEST_F(MainWindowTest, aScreenReadersPressIsOnePress) {
+    startAfterFirstRun();
+    QQuickItem* button = find("Scan Entire Disk");
+    ASSERT_NE(button, nullptr);
+    QSignalSpy clicked(button, SIGNAL(clicked()));
+    hasAccess_ = false;
+    auto* actions = QAccessible::queryAccessibleInterface(button)->actionInterface();
+    ASSERT_NE(actions, nullptr);
+    actions->doAction(QAccessibleActionInterface::pressAction());
+    EXPECT_EQ(clicked.count(), 1);
+    driver().cancelScan();
+    EXPECT_TRUE(eventually([this] { return !driver().isScanning(); }));
+}
+
+TEST_F(MainWindowTest, tabReachesBothWaysInAndReturnPressesThem) {
+    hasAccess_ = false;
+    startAfterFirstRun();
+    QQuickItem* wanted = find("Scan Entire Disk");
+    ASSERT_NE(wanted, nullptr);
+    bool reached = wanted->hasActiveFocus();
+    for (int step = 0; step < 30 && !reached; ++step) {
+        QTest::keyClick(window_, Qt::Key_Tab);
+        reached = wanted->hasActiveFocus();
+    }
+    ASSERT_TRUE(reached);
+    QTest::keyClick(window_, Qt::Key_Tab);
+    EXPECT_TRUE(find("Scan Folder")->hasActiveFocus());
+    QTest::keyClick(window_, Qt::Key_Backtab);
+    QTest::keyClick(window_, Qt::Key_Return);
+    EXPECT_TRUE(view().showFullDiskAccessAlert());
+}
+
+TEST_F(MainWindowTest, theWindowComesBackWhereItStood) {
+    startAfterFirstRun();
+    {
+        WindowMemory memory(defaults_);
+        memory.attach(*window_);
+        EXPECT_FALSE(memory.storedGeometry().has_value());
+        window_->setGeometry(20, 30, 950, 640);
+        QCoreApplication::processEvents();
+        memory.save();
+        EXPECT_EQ(memory.storedGeometry(), QRect(20, 30, 950, 640));
+    }
+    QWindow other;
+    other.setGeometry(0, 0, 300, 300);
+    WindowMemory memory(defaults_);
+    memory.attach(other);
+    EXPECT_EQ(other.size(), window_->screen()->availableGeometry().size().boundedTo(QSize(950, 640)));
+}
+
+TEST_F(MainWindowTest, aPlaceOnNoScreenAndNonsenseInTheSettingsAreNotTakenOver) {
+    defaults_.setInteger("windowX", 50'000);
+    defaults_.setInteger("windowY", 50'000);
+    defaults_.setInteger("windowWidth", 950);
+    defaults_.setInteger("windowHeight", 640);
+    QWindow window;
+    window.setGeometry(0, 0, 300, 300);
+    WindowMemory(defaults_).attach(window);
+    EXPECT_EQ(window.geometry(), QRect(0, 0, 300, 300));
+    defaults_.setInteger("windowWidth", std::int64_t{1} << 40);
+    EXPECT_FALSE(WindowMemory(defaults_).storedGeometry().has_value());
+}
+
+TEST_F(MainWindowTest, darkAndLightFollowTheDesktopWhileTheProgramRuns) {
+    startAfterFirstRun();
+    const QColor light = window_->color();
+    appearance_.setPrefersDark(true);
+    const QColor dark = window_->color();
+    EXPECT_GT(light.lightness(), 200);
+    EXPECT_LT(dark.lightness(), 60);
+    appearance_.setPrefersDark(false);
+    EXPECT_EQ(window_->color(), light);
+}
+
+}  // namespace
+}  // namespace larkfold::test
+
+int main(int argc, char** argv) {
+    return larkfold::test::runWindowTests(argc, argv);
+}
