@@ -5,7 +5,7 @@ include(GNUInstallDirs)
 
 option(LARKFOLD_TESTS "Build the tests" ON)
 option(LARKFOLD_BENCHMARKS "Build the benchmark programs" ON)
-option(LARKFOLD_FUZZ "Build the search for bytes that a reader of a stored format does not bear (Clang only)" OFF)
+option(LARKFOLD_FUZZ "Build the fuzzing of the readers of the stored formats (Clang only)" OFF)
 option(LARKFOLD_PRECOMPILE "Read the headers that most sources share once (a source then may forget an include)" OFF)
 option(LARKFOLD_WARNINGS_AS_ERRORS "Treat warnings as errors" ON)
 set(LARKFOLD_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them: address,undefined or thread")

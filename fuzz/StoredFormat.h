@@ -1,4 +1,4 @@
-// A stored format, as the search for bytes that its reader does not bear sees it. Each source in `formats` is
+// A stored format, as the fuzzer sees it. Each source in `formats` is
 // one format and defines these two functions; the rest comes from Main.cpp and the library of the search.
 //
 // One thread. A reader fails by a crash, by what a sanitizer says, by an exception that is not documented, by

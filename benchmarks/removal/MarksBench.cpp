@@ -140,7 +140,7 @@ int main(int argc, char** argv) {
          .appearance = appearance,
          .permissions = {.probe = [] { return true; },
                          .confinement = [] { return larkfold::Confinement::none; }},
-         .updates = larkfold::UpdateManager::World{.source = std::nullopt},
+         .updates = larkfold::UpdateManager::Dependencies{.source = std::nullopt},
          .indexFileURL = folder + "/index/latest-scan.sqlite",
          .readCapacity =
              [](const std::string&) { return larkfold::VolumeCapacity{.total = 100, .available = 40}; },

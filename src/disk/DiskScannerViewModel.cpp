@@ -67,17 +67,18 @@ DiskScannerViewModel::Gate makeGate(CleanupHistoryStore* history) {
 
 }  // namespace
 
-DiskScannerViewModel::DiskScannerViewModel(World world, QObject* parent)
+DiskScannerViewModel::DiskScannerViewModel(Dependencies dependencies, QObject* parent)
     : QObject(parent),
-      world_(std::move(world)),
-      deleter_(world_.gate ? world_.gate : makeGate(world_.cleanupHistory)),
+      dependencies_(std::move(dependencies)),
+      deleter_(dependencies_.gate ? dependencies_.gate : makeGate(dependencies_.cleanupHistory)),
       changeTracker_(
-          world_.makeStream ? world_.makeStream : ScanChangeTracker::folderWatchers(world_.mainQueue),
+          dependencies_.makeStream ? dependencies_.makeStream
+                                   : ScanChangeTracker::folderWatchers(dependencies_.mainQueue),
           [this] { return indexURL(); }, [this] { emit watchCoverageChanged(); }),
-      scanContext_(world_.mainQueue, "disk-scan"),
-      reviewContext_(world_.mainQueue, "removal-review"),
-      removalContext_(world_.mainQueue, "disk-removal"),
-      indexContext_(world_.mainQueue, "saved-scan") {}
+      scanContext_(dependencies_.mainQueue, "disk-scan"),
+      reviewContext_(dependencies_.mainQueue, "removal-review"),
+      removalContext_(dependencies_.mainQueue, "disk-removal"),
+      indexContext_(dependencies_.mainQueue, "saved-scan") {}
 
 DiskScannerViewModel::~DiskScannerViewModel() {
     scanTask_.drop();
@@ -120,7 +121,7 @@ FileNode::Pointer DiskScannerViewModel::currentNode() const {
 }
 
 bool DiskScannerViewModel::skipHiddenFiles() const {
-    return world_.defaults.boolForKey("skipHiddenFiles").value_or(true);
+    return dependencies_.defaults.boolForKey("skipHiddenFiles").value_or(true);
 }
 
 void DiskScannerViewModel::setSkipHiddenFiles(bool skip) {
@@ -128,7 +129,7 @@ void DiskScannerViewModel::setSkipHiddenFiles(bool skip) {
         return;
     }
     try {
-        world_.defaults.setBool("skipHiddenFiles", skip);
+        dependencies_.defaults.setBool("skipHiddenFiles", skip);
     } catch (const Error& failure) {
         setError(failure.description());  // it holds for this run all the same
     }
@@ -195,15 +196,15 @@ void DiskScannerViewModel::setScanning(bool scanning) {
 // -----------------------------------------------------------------------------------------
 
 void DiskScannerViewModel::chooseFolder() {
-    if (world_.folderChooser == nullptr) {
+    if (dependencies_.folderChooser == nullptr) {
         return;
     }
-    world_.folderChooser->chooseFolder("Select a folder to scan",
-                                       [driver = QPointer(this)](const std::optional<std::string>& path) {
-                                           if (driver && path) {
-                                               driver->scanFolder(*path);
-                                           }
-                                       });
+    dependencies_.folderChooser->chooseFolder(
+        "Select a folder to scan", [driver = QPointer(this)](const std::optional<std::string>& path) {
+            if (driver && path) {
+                driver->scanFolder(*path);
+            }
+        });
 }
 
 void DiskScannerViewModel::scanFolder(const std::string& path) {
@@ -497,7 +498,7 @@ void DiskScannerViewModel::startTracking(bool markRootDirty, std::optional<Folde
                                    .latency = FolderWatcherOptions().latency,
                                    .answerTimeout = FolderWatcherOptions().answerTimeout};
     auto& prefixes = leavesOut.excludedPathPrefixes;
-    std::vector<std::string> own = world_.ownFolders;
+    std::vector<std::string> own = dependencies_.ownFolders;
     own.emplace_back(parentPath(indexURL()));
     for (const std::string& folder : own) {
         prefixes.push_back(folder);
@@ -607,23 +608,23 @@ void DiskScannerViewModel::checkMarks() {
     for (const FileNode::Pointer& node : nodes) {
         urls.push_back(node->url());
     }
-    markTask_ = reviewContext_.run<RemovalScope::Judgements>(
+    markTask_ = reviewContext_.run<RemovalScope::Decisions>(
         [removalScope = removalScope_, urls = std::move(urls)](const std::stop_token& stop) {
             return removalScope->ask(urls, nullptr, stop);
         },
-        [this, nodes = std::move(nodes)](Outcome<RemovalScope::Judgements> outcome) {
+        [this, nodes = std::move(nodes)](Outcome<RemovalScope::Decisions> outcome) {
             markTask_ = Run();
             try {
-                const RemovalScope::Judgements& judgements = outcome.get();
+                const RemovalScope::Decisions& decisions = outcome.get();
                 std::vector<FileNode::Pointer> refused;
                 for (std::size_t index = 0; index < nodes.size(); ++index) {
-                    using Verdict = removal_rules::Judgement::Verdict;
-                    if (judgements.items[index].verdict == Verdict::refused &&
+                    using Verdict = removal_rules::PathDecision::Verdict;
+                    if (decisions.items[index].verdict == Verdict::refused &&
                         marks_.contains(nodes[index]->id())) {
                         refused.push_back(nodes[index]);
                     }
                 }
-                takeBack(refused, judgements.isAnotherFolder);
+                takeBack(refused, decisions.isAnotherFolder);
             } catch (const std::exception&) {
                 // Not asked, as where the system gives no thread. The review asks about all marks.
             }
@@ -661,7 +662,7 @@ void DiskScannerViewModel::prepareReview() {
     review_.reset();
     reviewProgress_ = {.answered = 0, .total = static_cast<std::int64_t>(marks_.ids().size()), .awaited = {}};
     preparation_ = std::make_unique<RemovalReviewPreparation>(
-        world_.mainQueue, reviewContext_, removalScope_, marks_.nodes(),
+        dependencies_.mainQueue, reviewContext_, removalScope_, marks_.nodes(),
         [this](const FileNode& node) { return marks_.isInTree(node); },
         [this](const RemovalReviewPreparation::Progress& progress) {
             if (progress != reviewProgress_) {
@@ -743,7 +744,7 @@ void DiskScannerViewModel::deleteSelected(bool permanently, std::shared_ptr<cons
                           .total = static_cast<std::int64_t>(confirmed->shown->items.size()),
                           .isPermanent = permanently});
     const CoalescedReports<DeletionProgress> reports(
-        world_.mainQueue, [driver = QPointer(this)](const DeletionProgress& progress) {
+        dependencies_.mainQueue, [driver = QPointer(this)](const DeletionProgress& progress) {
             if (driver && driver->isDeleting_) {
                 driver->takeDeletionProgress(progress);
             }
@@ -850,7 +851,7 @@ void DiskScannerViewModel::finishDeletion(std::shared_ptr<const RemovalReview> r
 
 void DiskScannerViewModel::later(const std::shared_ptr<Ending>& ending,
                                  void (DiskScannerViewModel::*step)(const std::shared_ptr<Ending>&)) {
-    world_.mainQueue.post([driver = QPointer(this), ending, step] {
+    dependencies_.mainQueue.post([driver = QPointer(this), ending, step] {
         if (driver) {
             (driver.data()->*step)(ending);
         }
@@ -992,7 +993,7 @@ void DiskScannerViewModel::startScan(const std::string& path, DiskScanOptions op
 
     scanID_ = UUID::make();
     const CoalescedReports<ScanProgress> reports(
-        world_.mainQueue, [driver = QPointer(this), id = scanID_](const ScanProgress& progress) {
+        dependencies_.mainQueue, [driver = QPointer(this), id = scanID_](const ScanProgress& progress) {
             if (driver) {
                 driver->takeProgress(id, progress);
             }

@@ -79,8 +79,8 @@ public:
         bool operator==(const DeletionProgress&) const = default;
     };
 
-    // What the driver needs of the world. References and pointers outlive the driver.
-    struct World {
+    // What the driver is given. References and pointers outlive the driver.
+    struct Dependencies {
         MainQueue& mainQueue;
         UserDefaults& defaults;
         FolderChooser* folderChooser = nullptr;               // null: `chooseFolder` does nothing
@@ -91,7 +91,7 @@ public:
         std::vector<std::string> ownFolders = {};  // what the program keeps for itself: no change of the scan
     };
 
-    explicit DiskScannerViewModel(World world, QObject* parent = nullptr);
+    explicit DiskScannerViewModel(Dependencies dependencies, QObject* parent = nullptr);
     ~DiskScannerViewModel() override;
 
     // The user's Application Support folder, then "Larkfold/latest-scan.sqlite". Looked up anew at each call.
@@ -265,7 +265,7 @@ private:
     void takeMap(ScannedMap map);
     void awaitRules();
     void setScanning(bool scanning);
-    std::string indexURL() const { return world_.indexFileURL.value_or(indexFileURL()); }
+    std::string indexURL() const { return dependencies_.indexFileURL.value_or(indexFileURL()); }
     DiskScanOptions startupOptions() const;
     DiskScanOptions optionsFor(ScanScope scope, bool skipsHiddenFiles) const;
     void setScanScope(ScanScope scope);
@@ -311,7 +311,7 @@ private:
     void endDeletion(const std::shared_ptr<Ending>& ending);
     void totalAnew(const VolumeCapacity& capacity);
 
-    World world_;
+    Dependencies dependencies_;
     std::optional<ScanResult> scanResult_;
     bool isScanning_ = false;
     bool isDeleting_ = false;

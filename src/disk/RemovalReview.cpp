@@ -92,7 +92,7 @@ void RemovalReviewPreparation::askTheDisk() {
     run_ = context_.run<Judged>(
         [removalScope = removalScope_, reports,
          items = std::move(items_)](const std::stop_token& stop) mutable {
-            return judge(
+            return policy(
                 *removalScope, std::move(items), [&](const Progress& progress) { reports.report(progress); },
                 stop);
         },
@@ -103,7 +103,7 @@ void RemovalReviewPreparation::askTheDisk() {
 // 2. What the disk says of each.
 // 3. Without what is refused; what could not be told keeps the reason.
 // 4. What of it is shown.
-RemovalReviewPreparation::Judged RemovalReviewPreparation::judge(
+RemovalReviewPreparation::Judged RemovalReviewPreparation::policy(
     const RemovalScope& removalScope, std::vector<CleanupPreviewItem> items,
     const std::function<void(const Progress&)>& report, const std::stop_token& stop) {
     std::vector<std::size_t> order(items.size());
@@ -122,22 +122,22 @@ RemovalReviewPreparation::Judged RemovalReviewPreparation::judge(
                 .total = total,
                 .awaited = answered < urls.size() ? urls[answered] : std::string()});
     };
-    const RemovalScope::Judgements judgements = removalScope.ask(urls, tell, stop);
+    const RemovalScope::Decisions decisions = removalScope.ask(urls, tell, stop);
 
     Judged judged;
-    judged.isAnotherFolder = judgements.isAnotherFolder;
+    judged.isAnotherFolder = decisions.isAnotherFolder;
     std::vector<CleanupPreviewItem> kept;
     std::vector<std::size_t> keptPositions;
     for (std::size_t index = 0; index < order.size(); ++index) {
-        using Verdict = removal_rules::Judgement::Verdict;
-        const removal_rules::Judgement& judgement = judgements.items[index];
-        if (judgement.verdict == Verdict::refused) {
+        using Verdict = removal_rules::PathDecision::Verdict;
+        const removal_rules::PathDecision& decision = decisions.items[index];
+        if (decision.verdict == Verdict::refused) {
             judged.refusedPositions.push_back(order[index]);
             continue;
         }
         CleanupPreviewItem& item = items[order[index]];
-        if (judgement.verdict == Verdict::unanswered) {
-            item.uncheckedReason = mark_texts::notChecked(judgement.reason->description());
+        if (decision.verdict == Verdict::unanswered) {
+            item.uncheckedReason = mark_texts::notChecked(decision.reason->description());
         }
         kept.push_back(std::move(item));
         keptPositions.push_back(order[index]);

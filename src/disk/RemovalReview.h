@@ -73,8 +73,8 @@ private:
     void later(void (RemovalReviewPreparation::*step)());
     void gather();
     void askTheDisk();
-    static Judged judge(const RemovalScope& removalScope, std::vector<CleanupPreviewItem> items,
-                        const std::function<void(const Progress&)>& report, const std::stop_token& stop);
+    static Judged policy(const RemovalScope& removalScope, std::vector<CleanupPreviewItem> items,
+                         const std::function<void(const Progress&)>& report, const std::stop_token& stop);
     Prepared preparedOf(Judged judged) const;
     void finish(Outcome<Judged> outcome);
 

@@ -28,45 +28,45 @@ void RemovalScope::takeMap(std::string mapRoot, const std::stop_token& stop) {
 
 void RemovalScope::askForRules() {
     const auto real = pathWithLinksResolved(mapRoot_);
-    removal_rules::Judge judge({openRoot_});
-    if (real && judge.isUsable()) {
+    removal_rules::PathPolicy policy({openRoot_});
+    if (real && policy.isUsable()) {
         realMapRoot_ = *real;
-        judge_ = std::move(judge);
+        policy_ = std::move(policy);
     }
 }
 
 void RemovalScope::awaitRules(const std::stop_token& stop) {
     const LinkResolution real = resolveLinks({mapRoot_}, nullptr, stop).front();
-    removal_rules::Judge judge({openRoot_}, stop);
-    if (real.path && judge.isUsable()) {
+    removal_rules::PathPolicy policy({openRoot_}, stop);
+    if (real.path && policy.isUsable()) {
         realMapRoot_ = *real.path;
-        judge_ = std::move(judge);
+        policy_ = std::move(policy);
     }
 }
 
 RemovalScope::Answer RemovalScope::mayMark(const std::string& url) const {
-    if (!judge_) {
+    if (!policy_) {
         return Answer::notToldYet;
     }
     if (!isAtOrBelow(url, mapRoot_)) {
         return Answer::refused;
     }
     const std::string below = mapRoot_ == "/" ? url : url.substr(mapRoot_.size());
-    if (!judge_->allowsResolved(realMapRoot_ == "/" ? below : realMapRoot_ + below)) {
+    if (!policy_->allowsResolved(realMapRoot_ == "/" ? below : realMapRoot_ + below)) {
         return Answer::refused;
     }
     return identity_ ? Answer::allowed : Answer::unknownRoot;
 }
 
-RemovalScope::Judgements RemovalScope::ask(const std::vector<std::string>& urls,
-                                           const std::function<void(std::size_t)>& onAnswered,
-                                           const std::stop_token& stop) const {
+RemovalScope::Decisions RemovalScope::ask(const std::vector<std::string>& urls,
+                                          const std::function<void(std::size_t)>& onAnswered,
+                                          const std::stop_token& stop) const {
     const auto now = DurableIdentity::ofFolder(openRoot_, answerTimeout, stop);
     if (now && identity_ && !now->isSameAs(*identity_)) {
-        return {.items = std::vector<removal_rules::Judgement>(urls.size()), .isAnotherFolder = true};
+        return {.items = std::vector<removal_rules::PathDecision>(urls.size()), .isAnotherFolder = true};
     }
-    const removal_rules::Judge judge({openRoot_}, stop);
-    return {.items = judge.judgeEach(urls, onAnswered, stop), .isAnotherFolder = false};
+    const removal_rules::PathPolicy policy({openRoot_}, stop);
+    return {.items = policy.decideEach(urls, onAnswered, stop), .isAnotherFolder = false};
 }
 
 }  // namespace larkfold

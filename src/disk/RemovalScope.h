@@ -30,8 +30,8 @@ public:
     };
 
     // What the disk says of many items.
-    struct Judgements {
-        std::vector<removal_rules::Judgement> items;  // of each, in their order
+    struct Decisions {
+        std::vector<removal_rules::PathDecision> items;  // of each, in their order
         bool isAnotherFolder = false;  // another one stands in the place of the open folder: all are refused
     };
 
@@ -48,7 +48,7 @@ public:
     // as `stop` is requested.
     void askForRules();
     void awaitRules(const std::stop_token& stop);
-    bool hasRules() const { return judge_.has_value(); }
+    bool hasRules() const { return policy_.has_value(); }
 
     const std::string& openRoot() const { return openRoot_; }
     // Absent where it could not be told, or where the folder was exchanged while the map was made.
@@ -57,16 +57,16 @@ public:
     // For the path of a node of the map. Looks at no disk.
     Answer mayMark(const std::string& url) const;
 
-    // As `Judge::judgeEach`, with the protected places looked up anew.
-    Judgements ask(const std::vector<std::string>& urls, const std::function<void(std::size_t)>& onAnswered,
-                   const std::stop_token& stop) const;
+    // As `PathPolicy::decideEach`, with the protected places looked up anew.
+    Decisions ask(const std::vector<std::string>& urls, const std::function<void(std::size_t)>& onAnswered,
+                  const std::stop_token& stop) const;
 
 private:
     std::string openRoot_;
     std::optional<DurableIdentity> identity_;
     std::string mapRoot_;
-    std::string realMapRoot_;  // without a link, known with the judge
-    std::optional<removal_rules::Judge> judge_;
+    std::string realMapRoot_;  // without a link, known with the policy
+    std::optional<removal_rules::PathPolicy> policy_;
 };
 
 }  // namespace larkfold

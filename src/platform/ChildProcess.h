@@ -2,7 +2,7 @@
 //
 // Nothing of it is left behind: when the tool has ended, and at the latest with its object, every process
 // that came out of it is killed, also one that started a session of its own or whose parent has gone. How,
-// and what that costs, stands in docs/decisions/0009-a-keeper-for-each-tool.md.
+// and what that costs, stands in docs/decisions/0009-a-supervisor-for-each-tool.md.
 //
 // One object serves one thread; any number may be in use at once.
 #pragma once

@@ -124,7 +124,7 @@ private:
     std::unique_ptr<Impl> impl_;
 };
 
-class HeldKeeper;
+class RetainedCopy;
 
 class HeldItem {
 public:
@@ -148,8 +148,8 @@ public:
     // Whether its size and its times are what they were when it was last hashed.
     bool isUnchangedSinceHash() const;
 
-    // Begins to write its note in the Trash on another thread, while it is measured: a sync waits for the
-    // disk alone. `putIntoTrash` uses it; otherwise it goes again with the item.
+    // Begins to write its info file in the Trash on another thread, while it is measured: a sync waits for
+    // the disk alone. `putIntoTrash` uses it; otherwise it goes again with the item.
     void prepareTrash();
 
     // Of everything in it, links not followed. Nothing of it is known where a part could not be read or
@@ -157,32 +157,32 @@ public:
     Measure measure(const std::stop_token& stop) const;
 
     // Moves it into the Trash of its volume and tells its path there, at which the item then stood, with its
-    // note beside it. `measure`: as measured, for the Trash's
+    // info file beside it. `measure`: as measured, for the Trash's
     // own records. `way` names no staging folder. Throws Refusal, SystemError and what `proof` throws;
     // then the item is in its place, or `Refusal::restsAt` tells where.
     std::string putIntoTrash(const Measure& measure, const Proof& proof, const Way& way);
 
-    // Removes it for good, a folder with everything in it. What lies in a Trash goes with the note of it that
-    // was there when the item was taken hold of. Throws as `putIntoTrash`; where a folder could not be
+    // Removes it for good, a folder with everything in it. What lies in a Trash goes with the info file of it
+    // that was there when the item was taken hold of. Throws as `putIntoTrash`; where a folder could not be
     // removed whole, what is left of it is in its place.
     void removePermanently(const Proof& proof, const Way& way);
 
 private:
-    friend class HeldKeeper;
+    friend class RetainedCopy;
     struct Impl;
     explicit HeldItem(std::unique_ptr<Impl> impl);
     std::unique_ptr<Impl> impl_;
 };
 
 // A file that stays: the copy that proves another one to be superfluous.
-class HeldKeeper {
+class RetainedCopy {
 public:
     // Takes hold of what stands at `path`, not following a link there. Throws SystemError.
-    static HeldKeeper hold(Session& session, const std::string& path);
+    static RetainedCopy hold(Session& session, const std::string& path);
 
-    HeldKeeper(HeldKeeper&&) noexcept;
-    HeldKeeper& operator=(HeldKeeper&&) noexcept;
-    ~HeldKeeper();
+    RetainedCopy(RetainedCopy&&) noexcept;
+    RetainedCopy& operator=(RetainedCopy&&) noexcept;
+    ~RetainedCopy();
 
     bool isRegularFile() const;
 
@@ -203,7 +203,7 @@ public:
 
 private:
     struct Impl;
-    explicit HeldKeeper(std::unique_ptr<Impl> impl);
+    explicit RetainedCopy(std::unique_ptr<Impl> impl);
     std::unique_ptr<Impl> impl_;
 };
 

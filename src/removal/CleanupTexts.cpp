@@ -242,12 +242,12 @@ std::string asideRevealFailed(std::string_view path) {
            "”.";
 }
 
-std::string putBackHelp() {
+std::string restoreHelp() {
     return "In Finder's Trash, select the original item and choose File → Put Back when available. Otherwise "
            "move it to the recorded original folder; check for an existing file before replacing anything.";
 }
 
-std::string putBackHelpHere() {
+std::string restoreHelpHere() {
     return "On Linux: open Trash in your file manager, select the item and choose Restore.";
 }
 

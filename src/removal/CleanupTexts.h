@@ -72,7 +72,7 @@ std::string asideUnreachable();
 std::string asideRevealFailed(std::string_view path);
 
 // How to get an item back, and the same in the words of this system.
-std::string putBackHelp();
-std::string putBackHelpHere();
+std::string restoreHelp();
+std::string restoreHelpHere();
 
 }  // namespace larkfold::cleanup_texts

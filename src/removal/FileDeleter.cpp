@@ -20,8 +20,8 @@ namespace {
 
 using Case = FileDeleter::DeletionError::Case;
 using user_files::HeldItem;
-using user_files::HeldKeeper;
 using user_files::Refusal;
+using user_files::RetainedCopy;
 
 // The gate's own word for what the platform refused; the rest speaks for itself.
 ErrorValue errorOf(const Refusal& refusal) {
@@ -75,7 +75,7 @@ struct FileDeleter::Run {
     std::set<std::string> workListKeys;     // standardized
     std::vector<std::string> stagingNames;  // beside the work list; empty names where nothing goes for good
     user_files::Session session;
-    removal_rules::Judge judge;
+    removal_rules::PathPolicy policy;
     std::unique_ptr<RemovalJournal> journal;  // null where no record is kept
 
     Run(const Request& asked, const RunningApplications& applications, const std::stop_token& stopToken)
@@ -84,7 +84,7 @@ struct FileDeleter::Run {
           stop(stopToken),
           workList(collapseNested(asked.urls)),
           session(heldRoots(asked.allowedRoots)),
-          judge(judgeOf(session.roots(), stopToken)) {
+          policy(policyOf(session.roots(), stopToken)) {
         for (const std::string& url : workList) {
             workListKeys.insert(standardizedPath(url));
             stagingNames.push_back(asked.permanently ? ".larkfold-removing-" + UUID::make().text()
@@ -133,11 +133,12 @@ struct FileDeleter::Run {
 
     // Waits as long as the disk takes: a slow one must not make it refuse what may go. Of a run that is
     // cancelled meanwhile every item is told as cancelled, so it is asked nothing.
-    static removal_rules::Judge judgeOf(const std::vector<std::string>& roots, const std::stop_token& stop) {
+    static removal_rules::PathPolicy policyOf(const std::vector<std::string>& roots,
+                                              const std::stop_token& stop) {
         try {
             return {roots, stop};
         } catch (const CancellationError&) {
-            return removal_rules::Judge({});
+            return removal_rules::PathPolicy({});
         }
     }
 
@@ -187,13 +188,13 @@ struct FileDeleter::Run {
         }
         checkCancelled();
         HeldItem item = HeldItem::hold(
-            session, url, [this](const std::string& realPath) { return judge.allowsResolved(realPath); });
+            session, url, [this](const std::string& realPath) { return policy.allowsResolved(realPath); });
         const user_files::ItemValues& values = item.values();
         if (values.isSymbolicLink || values.isVolume || values.holdsVolume) {
             throw DeletionError(Case::unsafePath);
         }
         user_files::Proof proof;
-        std::optional<HeldKeeper> keeper;
+        std::optional<RetainedCopy> keeper;
         if (const auto entry = request.duplicateVerifications.find(url);
             entry != request.duplicateVerifications.end()) {
             keeper = proveDuplicate(item, entry->second);
@@ -236,12 +237,12 @@ struct FileDeleter::Run {
         }
     }
 
-    HeldKeeper proveDuplicate(HeldItem& item, const DuplicateVerification& verification) {
+    RetainedCopy proveDuplicate(HeldItem& item, const DuplicateVerification& verification) {
         // Asked first: it may have gone already, and then that is the reason.
         if (goesItself(verification.keeper)) {
             throw DeletionError(Case::changedDuplicate);
         }
-        HeldKeeper keeper = HeldKeeper::hold(session, verification.keeper);
+        RetainedCopy keeper = RetainedCopy::hold(session, verification.keeper);
         if (!keeper.isRegularFile() || keeper.isTheSameAs(item) ||
             keeper.sha256(stop) != verification.sha256 || item.sha256(stop) != verification.sha256) {
             throw DeletionError(Case::changedDuplicate);

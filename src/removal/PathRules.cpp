@@ -58,11 +58,11 @@ bool isFolderOfVolumeTrash(std::string_view path) {
 
 }  // namespace
 
-bool Judge::Place::holds(std::string_view target) const {
+bool PathPolicy::ProtectedPath::holds(std::string_view target) const {
     return withContents ? isAtOrBelow(target, path) : target == path;
 }
 
-Judge::Judge(const std::vector<std::string>& allowedRoots) {
+PathPolicy::PathPolicy(const std::vector<std::string>& allowedRoots) {
     if (allowedRoots.empty()) {
         return;
     }
@@ -76,7 +76,7 @@ Judge::Judge(const std::vector<std::string>& allowedRoots) {
     takeAnswers(asked, answers);
 }
 
-Judge::Judge(const std::vector<std::string>& allowedRoots, const std::stop_token& stop) {
+PathPolicy::PathPolicy(const std::vector<std::string>& allowedRoots, const std::stop_token& stop) {
     if (allowedRoots.empty()) {
         return;
     }
@@ -87,26 +87,26 @@ Judge::Judge(const std::vector<std::string>& allowedRoots, const std::stop_token
 // Everything that has to be known of the disk, asked at once: the home folder that the environment names and
 // the real one, the protected places in them, since a place may be a link to where its contents lie, and the
 // roots, in this order.
-std::vector<std::string> Judge::questions(const std::vector<std::string>& allowedRoots) {
+std::vector<std::string> PathPolicy::questions(const std::vector<std::string>& allowedRoots) {
     homes_ = {homeDirectoryForCurrentUser(), realHomeDirectory()};
     for (const std::string& home : homes_) {
         for (const ProtectedPlace& row : protectedPlaces) {
-            places_.push_back({joinedPath(home, row.belowHome), row.withContents});
+            protected_.push_back({joinedPath(home, row.belowHome), row.withContents});
         }
     }
     const std::string trash = joinedPath(applicationSupportDirectory(), "Trash");
-    places_.push_back({joinedPath(trash, "files"), false});
-    places_.push_back({joinedPath(trash, "info"), false});
+    protected_.push_back({joinedPath(trash, "files"), false});
+    protected_.push_back({joinedPath(trash, "info"), false});
     std::vector<std::string> asked = homes_;
-    for (const Place& place : places_) {
+    for (const ProtectedPath& place : protected_) {
         asked.push_back(place.path);
     }
     asked.insert(asked.end(), allowedRoots.begin(), allowedRoots.end());
     return asked;
 }
 
-void Judge::takeAnswers(const std::vector<std::string>& questions,
-                        const std::vector<LinkResolution>& answers) {
+void PathPolicy::takeAnswers(const std::vector<std::string>& questions,
+                             const std::vector<LinkResolution>& answers) {
     const auto whyUnknown = [&](std::size_t index) {
         return std::make_shared<SystemError>(SystemError::Operation::resolve, answers[index].error,
                                              questions[index]);
@@ -126,9 +126,9 @@ void Judge::takeAnswers(const std::vector<std::string>& questions,
     // 2. The protected places, likewise. Where one cannot be resolved, a target that could be does not lie
     // there.
     const std::size_t homes = index;
-    for (const std::size_t end = homes + places_.size(); index < end; ++index) {
+    for (const std::size_t end = homes + protected_.size(); index < end; ++index) {
         if (const auto& real = answers[index].path) {
-            places_.push_back({*real, places_[index - homes].withContents});
+            protected_.push_back({*real, protected_[index - homes].withContents});
         }
     }
 
@@ -147,7 +147,7 @@ void Judge::takeAnswers(const std::vector<std::string>& questions,
     }
 }
 
-bool Judge::allows(const std::string& url) const {
+bool PathPolicy::allows(const std::string& url) const {
     if (roots_.empty()) {
         return false;
     }
@@ -156,37 +156,37 @@ bool Judge::allows(const std::string& url) const {
     return target && allowsResolved(*target);
 }
 
-std::vector<Judgement> Judge::judgeEach(const std::vector<std::string>& urls,
-                                        const std::function<void(std::size_t)>& onAnswered,
-                                        const std::stop_token& stop) const {
-    using Verdict = Judgement::Verdict;
+std::vector<PathDecision> PathPolicy::decideEach(const std::vector<std::string>& urls,
+                                                 const std::function<void(std::size_t)>& onAnswered,
+                                                 const std::stop_token& stop) const {
+    using Verdict = PathDecision::Verdict;
     if (unanswered_) {
-        return {urls.size(), Judgement{.verdict = Verdict::unanswered, .reason = unanswered_}};
+        return {urls.size(), PathDecision{.verdict = Verdict::unanswered, .reason = unanswered_}};
     }
-    std::vector<Judgement> judgements(urls.size());
+    std::vector<PathDecision> decisions(urls.size());
     if (roots_.empty()) {
-        return judgements;
+        return decisions;
     }
     const std::vector<LinkResolution> targets = resolveLinks(urls, onAnswered, stop);
     for (std::size_t index = 0; index < urls.size(); ++index) {
-        Judgement& judgement = judgements[index];
+        PathDecision& decision = decisions[index];
         if (const auto& target = targets[index].path) {
-            judgement.verdict = allowsResolved(*target) ? Verdict::allowed : Verdict::refused;
+            decision.verdict = allowsResolved(*target) ? Verdict::allowed : Verdict::refused;
         } else {
-            judgement = {.verdict = Verdict::unanswered,
-                         .reason = std::make_shared<SystemError>(SystemError::Operation::resolve,
-                                                                 targets[index].error, urls[index])};
+            decision = {.verdict = Verdict::unanswered,
+                        .reason = std::make_shared<SystemError>(SystemError::Operation::resolve,
+                                                                targets[index].error, urls[index])};
         }
     }
-    return judgements;
+    return decisions;
 }
 
-bool Judge::allowsResolved(std::string_view target) const {
+bool PathPolicy::allowsResolved(std::string_view target) const {
     // The home folders protect every folder above.
     const auto holdsHome = [target](const std::string& home) { return isAtOrBelow(home, target); };
-    const auto isKept = [target](const Place& place) { return place.holds(target); };
+    const auto isKept = [target](const ProtectedPath& place) { return place.holds(target); };
     if (!isUsable_ || std::any_of(homes_.begin(), homes_.end(), holdsHome) ||
-        std::any_of(places_.begin(), places_.end(), isKept) || isFolderOfVolumeTrash(target)) {
+        std::any_of(protected_.begin(), protected_.end(), isKept) || isFolderOfVolumeTrash(target)) {
         return false;
     }
     return std::any_of(roots_.begin(), roots_.end(), [target](const std::string& root) {
@@ -195,7 +195,7 @@ bool Judge::allowsResolved(std::string_view target) const {
 }
 
 bool isSafe(const std::string& url, const std::vector<std::string>& allowedRoots) {
-    return Judge(allowedRoots).allows(url);
+    return PathPolicy(allowedRoots).allows(url);
 }
 
 std::vector<std::string> collapseNested(const std::vector<std::string>& urls) {

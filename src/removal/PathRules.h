@@ -17,7 +17,7 @@
 namespace larkfold::removal_rules {
 
 // What the rules say of an item, as far as the disk tells where it leads.
-struct Judgement {
+struct PathDecision {
     enum class Verdict { allowed, refused, unanswered };
 
     Verdict verdict = Verdict::refused;
@@ -27,13 +27,13 @@ struct Judgement {
 // What may go within some roots, as the links of the roots and of the protected places lead when it is made.
 // For one run of the gate: the items of a long list are judged by the same rule, and each for the price of
 // itself.
-class Judge {
+class PathPolicy {
 public:
     // Waits a short, fixed time for the disk. What it has not told by then opens nothing.
-    explicit Judge(const std::vector<std::string>& allowedRoots);
+    explicit PathPolicy(const std::vector<std::string>& allowedRoots);
 
     // Waits as long as the disk takes. Throws `CancellationError` as soon as `stop` is requested.
-    Judge(const std::vector<std::string>& allowedRoots, const std::stop_token& stop);
+    PathPolicy(const std::vector<std::string>& allowedRoots, const std::stop_token& stop);
 
     // False where the disk did not tell where the home folders and the roots are, so that what is refused may
     // be allowed by one who knows.
@@ -47,16 +47,16 @@ public:
     // The same for each of many, in their order and for as long as the disk takes. `onAnswered` (may be
     // empty) hears some times a second, on this thread, how many have their answer. Throws
     // `CancellationError` as soon as `stop` is requested.
-    std::vector<Judgement> judgeEach(const std::vector<std::string>& urls,
-                                     const std::function<void(std::size_t)>& onAnswered,
-                                     const std::stop_token& stop) const;
+    std::vector<PathDecision> decideEach(const std::vector<std::string>& urls,
+                                         const std::function<void(std::size_t)>& onAnswered,
+                                         const std::stop_token& stop) const;
 
     // The same for a path that has no link in it.
     bool allowsResolved(std::string_view target) const;
 
 private:
     // A place to keep, and whether what lies below it is kept too.
-    struct Place {
+    struct ProtectedPath {
         std::string path;
         bool withContents;
 
@@ -68,12 +68,12 @@ private:
 
     std::vector<std::string> roots_;
     std::vector<std::string> homes_;  // nothing that holds one of them may go
-    std::vector<Place> places_;
+    std::vector<ProtectedPath> protected_;
     bool isUsable_ = false;  // false where a home folder cannot be told
     ErrorValue unanswered_;  // why a home folder or, where none could be told, a root is not known
 };
 
-// The judgement of one path, all looked at anew; it is asked per action and not per row.
+// The decision about one path, all looked at anew; it is asked per action and not per row.
 bool isSafe(const std::string& url, const std::vector<std::string>& allowedRoots);
 
 // Without duplicates (of equal standardized paths the last given stays) and without what lies within another:

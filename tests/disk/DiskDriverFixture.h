@@ -31,10 +31,10 @@ struct DiskDriver {
 
     // Where the index of these drivers lies.
     std::string index() const { return store.path("Larkfold/latest-scan.sqlite"); }
-    DiskScannerViewModel::World world() {
+    DiskScannerViewModel::Dependencies dependencies() {
         return {.mainQueue = events->queue(), .defaults = *defaults, .indexFileURL = index()};
     }
-    void makeDriver(DiskScannerViewModel::World with) {
+    void makeDriver(DiskScannerViewModel::Dependencies with) {
         driver = std::make_unique<DiskScannerViewModel>(std::move(with));
     }
 

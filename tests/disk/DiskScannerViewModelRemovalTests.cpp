@@ -26,7 +26,7 @@ using test::GateThatTells;
 class RemovalFromTheMapTest : public test::DiskDriverFixture {
 protected:
     RemovalFromTheMapTest() {
-        auto with = world();
+        auto with = dependencies();
         with.gate = gate.gate();
         makeDriver(std::move(with));
         QObject::connect(driver.get(), &DiskScannerViewModel::cleanupFinished, driver.get(),
@@ -237,7 +237,7 @@ TEST_F(RemovalFromTheMapTest, theGateHearsWhichFolderTheMapWasMadeOf) {
 TEST_F(RemovalFromTheMapTest, aMapThatIsReadBackOpensItsFolderAsItStandsThen) {
     tree.file("root/a");
     scan(tree.path("root"));
-    auto with = world();
+    auto with = dependencies();
     with.gate = gate.gate();
     makeDriver(std::move(with));
     driver->restoreSavedScanIfNeeded();

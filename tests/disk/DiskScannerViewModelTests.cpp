@@ -50,7 +50,7 @@ protected:
         events = std::make_unique<EventLoopQueue>();
         defaults = std::make_unique<UserDefaults>(store.path("settings.json"));
         driver = std::make_unique<DiskScannerViewModel>(
-            DiskScannerViewModel::World{events->queue(), *defaults, &chooser, index()});
+            DiskScannerViewModel::Dependencies{events->queue(), *defaults, &chooser, index()});
     }
     std::string index() const { return store.path("Larkfold/latest-scan.sqlite"); }
 

@@ -29,8 +29,8 @@ struct RefreshedDriver : test::DiskDriver {
     RefreshedDriver() { makeDriver(worldThatTells()); }
 
     // A driver whose changes the test tells.
-    DiskScannerViewModel::World worldThatTells() {
-        auto with = world();
+    DiskScannerViewModel::Dependencies worldThatTells() {
+        auto with = dependencies();
         with.makeStream = [this](const std::string&, const FolderWatcherOptions&,
                                  FolderWatcher::Handlers handlers) {
             tell = std::move(handlers);
@@ -429,8 +429,8 @@ protected:
     WatchedRefreshTest() { makeDriver(watchingWorld()); }
 
     // The real watch, which gathers for an instant only.
-    DiskScannerViewModel::World watchingWorld() {
-        auto with = world();
+    DiskScannerViewModel::Dependencies watchingWorld() {
+        auto with = dependencies();
         with.makeStream = [this, make = ScanChangeTracker::folderWatchers(events->queue())](
                               const std::string& path, FolderWatcherOptions options,
                               FolderWatcher::Handlers handlers) {

@@ -63,7 +63,7 @@ TEST(RemovalScope, anotherFolderInItsPlaceLaterIsToldAndRefused) {
     tree.file("root/a");
     tree.file("outside/a");
     const RemovalScope removalScope = groundOf(tree.path("root"));
-    using Verdict = removal_rules::Judgement::Verdict;
+    using Verdict = removal_rules::PathDecision::Verdict;
     const auto before = removalScope.ask({tree.path("root/a")}, nullptr, {});
     EXPECT_FALSE(before.isAnotherFolder);
     EXPECT_EQ(before.items.at(0).verdict, Verdict::allowed);

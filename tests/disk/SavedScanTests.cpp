@@ -30,7 +30,7 @@ using testing::StartsWith;
 
 class SavedScanTest : public test::DiskDriverFixture {
 protected:
-    SavedScanTest() { makeDriver(world()); }
+    SavedScanTest() { makeDriver(dependencies()); }
 
     // An index as an earlier run of the program left it.
     void leaveIndex(const std::string& folder, bool skipHiddenFiles = false) {
@@ -175,7 +175,7 @@ TEST_F(SavedScanTest, ofTheWholeDisk_theScopeIsTheStartupDisk) {
         database.finish("/", false, 0);
     }
     // Not the real disk: what follows it is of no account here.
-    auto with = world();
+    auto with = dependencies();
     std::vector<FolderWatcherOptions> watched;
     with.makeStream = [&](const std::string&, const FolderWatcherOptions& options,
                           const FolderWatcher::Handlers&) {

@@ -15,8 +15,8 @@
 namespace larkfold::test {
 namespace {
 
-struct Place {
-    Place() {
+struct IndexFixture {
+    IndexFixture() {
         tree.file("root/a/one", "1");
         tree.file("root/b/two", "22");
         index = tree.folder("index") + "/latest-scan.sqlite";
@@ -73,10 +73,10 @@ bool isTried(std::size_t byte, unsigned bit, std::size_t rest, bool isLarge) {
 }
 
 TEST(DamagedIndex, withAnyBitFlipped_isReplacedByAScan) {
-    Place place;
-    makeIndex(place.tree.path("old/x"), place.old);
-    const std::string whole = readBytes(place.old);
-    const std::string described = describeIndex(place.old);
+    IndexFixture fixture;
+    makeIndex(fixture.tree.path("old/x"), fixture.old);
+    const std::string whole = readBytes(fixture.old);
+    const std::string described = describeIndex(fixture.old);
     std::uint64_t flips = 0;
     std::uint64_t noticed = 0;
     for (std::size_t byte = 0; byte < whole.size(); ++byte) {
@@ -87,9 +87,9 @@ TEST(DamagedIndex, withAnyBitFlipped_isReplacedByAScan) {
             std::string damaged = whole;
             damaged[byte] = static_cast<char>(damaged[byte] ^ (1 << bit));
             ++flips;
-            writeBytes(place.old, damaged);
-            noticed += describeIndex(place.old) != described ? 1U : 0U;
-            EXPECT_EQ(place.scanOver(damaged), "") << "byte " << byte << ", bit " << bit;
+            writeBytes(fixture.old, damaged);
+            noticed += describeIndex(fixture.old) != described ? 1U : 0U;
+            EXPECT_EQ(fixture.scanOver(damaged), "") << "byte " << byte << ", bit " << bit;
         }
     }
     std::printf("%llu flips, of which %llu make another index of it, or none\n",
@@ -99,8 +99,8 @@ TEST(DamagedIndex, withAnyBitFlipped_isReplacedByAScan) {
 
 // With a journal beside it the old index is opened before it is replaced, damaged as it is.
 TEST(DamagedIndex, withAJournal_bothWithAnyBitFlipped_isReplacedByAScan) {
-    Place place;
-    const InterruptedIndex interrupted = interruptChange(place.old);
+    IndexFixture fixture;
+    const InterruptedIndex interrupted = interruptChange(fixture.old);
     std::uint64_t flips = 0;
     for (const bool inJournal : {false, true}) {
         const std::string& whole = inJournal ? interrupted.journal : interrupted.database;
@@ -112,8 +112,8 @@ TEST(DamagedIndex, withAJournal_bothWithAnyBitFlipped_isReplacedByAScan) {
                 std::string damaged = whole;
                 damaged[byte] = static_cast<char>(damaged[byte] ^ (1 << bit));
                 ++flips;
-                EXPECT_EQ(place.scanOver(inJournal ? interrupted.database : damaged, "-journal",
-                                         inJournal ? damaged : interrupted.journal),
+                EXPECT_EQ(fixture.scanOver(inJournal ? interrupted.database : damaged, "-journal",
+                                           inJournal ? damaged : interrupted.journal),
                           "")
                     << (inJournal ? "journal" : "index") << ", byte " << byte << ", bit " << bit;
             }
@@ -123,60 +123,60 @@ TEST(DamagedIndex, withAJournal_bothWithAnyBitFlipped_isReplacedByAScan) {
 }
 
 TEST(DamagedIndex, cutShortAnywhere_isReplacedByAScan) {
-    Place place;
-    const std::string whole = readBytes(place.old);
+    IndexFixture fixture;
+    const std::string whole = readBytes(fixture.old);
     for (std::size_t length = 0; length < whole.size();
          length += thoroughness() == Thoroughness::full ? 1U : 331U) {
-        EXPECT_EQ(place.scanOver(whole.substr(0, length)), "") << length << " bytes";
+        EXPECT_EQ(fixture.scanOver(whole.substr(0, length)), "") << length << " bytes";
     }
 }
 
 TEST(StaleJournal, besideTheIndex_isNotReplayedIntoTheNewOne) {
-    Place place;
-    const InterruptedIndex interrupted = interruptChange(place.old);
-    EXPECT_EQ(place.scanOver(interrupted.database, "-journal", interrupted.journal), "");
+    IndexFixture fixture;
+    const InterruptedIndex interrupted = interruptChange(fixture.old);
+    EXPECT_EQ(fixture.scanOver(interrupted.database, "-journal", interrupted.journal), "");
 }
 
 TEST(StaleJournal, besideAnIndexThatCannotBeOpened_isNotReplayedIntoTheNewOne) {
-    Place place;
-    const InterruptedIndex interrupted = interruptChange(place.old);
-    EXPECT_EQ(place.scanOver("no database at all", "-journal", interrupted.journal), "");
-    EXPECT_EQ(place.scanOver("", "-journal", interrupted.journal), "");
+    IndexFixture fixture;
+    const InterruptedIndex interrupted = interruptChange(fixture.old);
+    EXPECT_EQ(fixture.scanOver("no database at all", "-journal", interrupted.journal), "");
+    EXPECT_EQ(fixture.scanOver("", "-journal", interrupted.journal), "");
 }
 
 TEST(StaleJournal, withoutAnIndex_isNotReplayedIntoTheNewOne) {
-    Place place;
-    const InterruptedIndex interrupted = interruptChange(place.old);
-    removeTree(place.tree.path("index"));
-    place.tree.folder("index");
-    writeBytes(place.index + "-journal", interrupted.journal);
-    makeIndex(place.tree.path("root"), place.index);
-    EXPECT_EQ(describeIndex(place.index), place.expected);
+    IndexFixture fixture;
+    const InterruptedIndex interrupted = interruptChange(fixture.old);
+    removeTree(fixture.tree.path("index"));
+    fixture.tree.folder("index");
+    writeBytes(fixture.index + "-journal", interrupted.journal);
+    makeIndex(fixture.tree.path("root"), fixture.index);
+    EXPECT_EQ(describeIndex(fixture.index), fixture.expected);
 }
 
 // The same for the log of a database in write-ahead mode, as another program may have left it: it does not
 // even say which file it belongs to.
 TEST(StaleJournal, aWriteAheadLogBesideTheIndex_isNotReplayedIntoTheNewOne) {
-    Place place;
-    const LoggedDatabase logged = leaveWriteAheadLog(place.old);
-    EXPECT_EQ(place.scanOver(logged.database, "-wal", logged.log), "");
-    EXPECT_EQ(place.scanOver("no database at all", "-wal", logged.log), "");
-    EXPECT_EQ(place.scanOver(readBytes(place.old), "-wal", logged.log), "");
+    IndexFixture fixture;
+    const LoggedDatabase logged = leaveWriteAheadLog(fixture.old);
+    EXPECT_EQ(fixture.scanOver(logged.database, "-wal", logged.log), "");
+    EXPECT_EQ(fixture.scanOver("no database at all", "-wal", logged.log), "");
+    EXPECT_EQ(fixture.scanOver(readBytes(fixture.old), "-wal", logged.log), "");
 }
 
 // Negative controls: these journals do what the tests above say that they must not.
 
 TEST(StaleJournalControl, aJournalBesideAnotherIndex_isReplayedIntoIt) {
-    Place place;
-    const InterruptedIndex interrupted = interruptChange(place.old);
-    writeBytes(place.index + "-journal", interrupted.journal);
-    EXPECT_NE(describeIndex(place.index), place.expected);
+    IndexFixture fixture;
+    const InterruptedIndex interrupted = interruptChange(fixture.old);
+    writeBytes(fixture.index + "-journal", interrupted.journal);
+    EXPECT_NE(describeIndex(fixture.index), fixture.expected);
 }
 
 TEST(StaleJournalControl, aWriteAheadLogBesideAnotherIndex_isReplayedIntoIt) {
-    Place place;
-    writeBytes(place.index + "-wal", leaveWriteAheadLog(place.old).log);
-    EXPECT_NE(describeIndex(place.index), place.expected);
+    IndexFixture fixture;
+    writeBytes(fixture.index + "-wal", leaveWriteAheadLog(fixture.old).log);
+    EXPECT_NE(describeIndex(fixture.index), fixture.expected);
 }
 
 }  // namespace

@@ -15,7 +15,7 @@
 #include "platform/Bookmark.h"
 #include "platform/FolderListing.h"
 #include "platform/Volumes.h"
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 #include "support/TemporaryTree.h"
 
 namespace larkfold::test {
@@ -36,7 +36,7 @@ void makeTree(TemporaryTree& tree) {
 }
 
 bool isSilent(const std::string& path) {
-    return !expendable_call::run<bool>(
+    return !callWithTimeout<bool>(
         [path] {
             struct stat values{};
             static_cast<void>(stat(path.c_str(), &values));

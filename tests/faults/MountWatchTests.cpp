@@ -22,7 +22,7 @@ namespace {
 
 std::uint64_t mountAt(const std::string& path) {
     const FileDescriptor descriptor(open(path.c_str(), O_PATH | O_CLOEXEC));
-    return path_descriptors::placeOf(descriptor.get()).value().mount;
+    return path_descriptors::statusOf(descriptor.get()).value().mount;
 }
 
 FileDescriptor held(const std::string& folder) {

@@ -150,13 +150,13 @@ private:
     Told moveAndLook(int folder, const std::string& name, const struct stat& noted,
                      const RaceRequest& request) {
         const std::string place =
-            (request.permanently ? request.root + "/holder/" : trash_ + "/files/") + name;
+            (request.permanently ? request.root + "/staging/" : trash_ + "/files/") + name;
         if (renameat2(folder, name.c_str(), AT_FDCWD, place.c_str(), RENAME_NOREPLACE) != 0) {
             return {.sentence = "not there"};
         }
         struct stat arrived;
         if (steps_.verifies && (lstat(place.c_str(), &arrived) != 0 || !isSameFile(arrived, noted))) {
-            if (steps_.putsBack &&
+            if (steps_.restores &&
                 renameat2(AT_FDCWD, place.c_str(), folder, name.c_str(), RENAME_NOREPLACE) != 0) {
                 return {.place = place, .sentence = "kept"};
             }

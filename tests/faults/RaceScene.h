@@ -128,7 +128,7 @@ struct NaiveSteps {
     bool followsLinks = false;  // the folder is opened by its path, with the links in it
     bool movesFirst = true;     // false: compare the inode in its place and remove it there
     bool verifies = true;       // what arrived is compared with what was looked at
-    bool putsBack = true;       // false: what is something else stays where it arrived
+    bool restores = true;       // false: what is something else stays where it arrived
 };
 RaceGate naiveGate(const NaiveSteps& steps, const RaceDisk& disk);
 

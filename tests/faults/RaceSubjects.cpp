@@ -208,9 +208,9 @@ std::string PairedFiles::judge(int number, const Told& told, const Turn& /*turn*
     if (inodeAtPlace(told.place) != gone.inode) {
         return "what lies in the Trash is something else";
     }
-    const std::string note = std::string(lastPathComponent(told.place)) + ".trashinfo";
-    if (needsNotes_ && readFile(trashInfo_, note).find("\nDeletionDate=2") == std::string::npos) {
-        return "it lies in the Trash without a note";
+    const std::string infoFile = std::string(lastPathComponent(told.place)) + ".trashinfo";
+    if (needsInfoFiles_ && readFile(trashInfo_, infoFile).find("\nDeletionDate=2") == std::string::npos) {
+        return "it lies in the Trash without an info file";
     }
     return "";
 }

@@ -25,7 +25,7 @@ public:
     virtual void freshen(int /*item*/) {}
     // What must never be there after a turn; "" where nothing is.
     virtual std::string strayed() { return {}; }
-    // For gates that write no notes and are to be found out for worse.
+    // For gates that write no info files and are to be found out for worse.
     virtual void acceptMissingNotes() {}
 };
 
@@ -67,7 +67,7 @@ public:
     std::string judge(int item, const Told& told, const Turn& turn) override;
     void restore(const std::vector<Told>& told) override;
     std::string strayed() override;
-    void acceptMissingNotes() override { needsNotes_ = false; }
+    void acceptMissingNotes() override { needsInfoFiles_ = false; }
 
 private:
     ino_t inodeAtPlace(const std::string& place) const;
@@ -84,7 +84,7 @@ private:
     int trashFiles_;
     int trashInfo_;
     mutable bool isPermanent_ = false;
-    bool needsNotes_ = true;
+    bool needsInfoFiles_ = true;
     std::vector<HeldFile> items_;
     std::vector<HeldFile> others_;
 };

@@ -91,7 +91,7 @@ RaceFigures raceInBothModes(const std::vector<MakeRace>& races, std::uint64_t at
 void expectFoundOut(const char* name, const MakeRace& make, const NaiveSteps& steps) {
     for (const bool permanently : {false, true}) {
         RaceDisk disk;
-        disk.folder("root/holder");
+        disk.folder("root/staging");
         const Race race = make(disk, permanently);
         race.subject->acceptMissingNotes();
         const RaceFigures figures =
@@ -311,7 +311,7 @@ TEST(RaceControl, movingWithoutComparingWhatArrived_isFoundOut) {
 TEST(RaceControl, notPuttingBack_isFoundOut) {
     EXPECT_TRUE(inPrivateNamespace([] {
         keepProcessorsApart();
-        expectFoundOut("not put back", exchangedItem, {.putsBack = false});
+        expectFoundOut("not put back", exchangedItem, {.restores = false});
     }));
 }
 
@@ -323,7 +323,7 @@ Race changedDuplicate(RaceDisk& disk, bool /*permanently*/) {
     return {.subject = std::move(subject), .attack = std::move(attack)};
 }
 
-TEST(Race, duplicateOrItsCopyChanged_isRefusedOrPutBack) {
+TEST(Race, duplicateOrItsCopyChanged_isRefusedOrRestored) {
     EXPECT_TRUE(inPrivateNamespace([] {
         keepProcessorsApart();
         const RaceFigures figures =
@@ -334,7 +334,7 @@ TEST(Race, duplicateOrItsCopyChanged_isRefusedOrPutBack) {
 }
 
 // The same where the clock of the file system stands still for some thousandths of a second at a time.
-TEST(Race, copyChangedInTheInstantInWhichItWasLookedAt_isRefusedOrPutBack) {
+TEST(Race, copyChangedInTheInstantInWhichItWasLookedAt_isRefusedOrRestored) {
     EXPECT_TRUE(inPrivateNamespace([] {
         keepProcessorsApart();
         RaceDisk disk("ramfs");

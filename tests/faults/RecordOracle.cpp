@@ -11,7 +11,7 @@ namespace larkfold::test {
 
 namespace {
 
-// Without the notes of a Trash that are on their way out: they are files, and no item lies in them.
+// Without the info files of a Trash that are on their way out: they are files, and no item lies in them.
 std::vector<RemovalSubject::PrivateFolder> privateFoldersOf(const RemovalSubject& subject) {
     auto folders = subject.privateFolders();
     std::erase_if(folders, [&subject](const auto& folder) {

@@ -198,7 +198,7 @@ TEST(RemovalCall, aHomeTrashThatCannotBeOpened_leavesTheTrashOfTheVolume) {
     });
 }
 
-// --- The note
+// --- The info file
 
 TEST(RemovalCall, aNoteThatCannotBeWrittenWhole_keepsTheItem) {
     IN_PRIVATE({
@@ -377,7 +377,7 @@ TEST(RemovalCall, aTakenFolder_isToldApartWhereNamesHaveToBeTaken) {
 
 // --- What arrived
 
-TEST(RemovalCall, whatIsAnotherItemWhereItArrived_isPutBack) {
+TEST(RemovalCall, whatIsAnotherItemWhereItArrived_isRestored) {
     IN_PRIVATE({
         RemovalSubject subject(Scenario::file);
         const std::string arrived = subject.pathOf(homeFiles) + "/item.txt";
@@ -404,24 +404,24 @@ TEST(RemovalCall, whatIsAnotherItemWhereItArrived_isPutBack) {
         EXPECT_THAT(report.sentence, HasSubstr("it is kept at “"));
         subject.look();
         EXPECT_THAT(subject.wholeInTrash(), ElementsAre(report.place));
-        EXPECT_TRUE(subject.hasCompleteNote(report.place));
+        EXPECT_TRUE(subject.hasCompleteInfoFile(report.place));
     });
 }
 
-TEST(RemovalCall, whatCannotBeLookedAtWhereItArrived_isPutBack) {
+TEST(RemovalCall, whatCannotBeLookedAtWhereItArrived_isRestored) {
     IN_PRIVATE({
         RemovalSubject subject(Scenario::file);
         const auto afterTheMove = [](Which which) { return after(moves, std::move(which)); };
         expectStays(subject, Script().fail(afterTheMove(at(SYS_openat, "item.txt")), EMFILE), unsafeText);
         expectStays(subject, Script().fail(afterTheMove(any(SYS_statx)), EIO), unsafeText);
-        // And then not even that can be told: it rests where it arrived, with its note.
+        // And then not even that can be told: it rests where it arrived, with its info file.
         Script script;
         script.fail(afterTheMove(any(SYS_statx)), EIO)
             .fail(after(afterTheMove(any(SYS_statx)), at(SYS_openat, "item.txt")), EIO);
         const RemovalReport report = runThrough(subject, script);
         EXPECT_EQ(report.place, std::string(homeFiles) + "/item.txt");
         EXPECT_THAT(subject.wholeInTrash(), ElementsAre(report.place));
-        EXPECT_TRUE(subject.hasCompleteNote(report.place));
+        EXPECT_TRUE(subject.hasCompleteInfoFile(report.place));
     });
 }
 
@@ -470,7 +470,7 @@ TEST(RemovalCall, aCopyThatChangesMeanwhile_bringsTheDuplicateBack) {
     });
 }
 
-TEST(RemovalCall, aDuplicateThatChangesMeanwhile_isPutBack) {
+TEST(RemovalCall, aDuplicateThatChangesMeanwhile_isRestored) {
     IN_PRIVATE({
         RemovalSubject subject(Scenario::duplicate);
         Script script;
@@ -484,7 +484,7 @@ TEST(RemovalCall, aDuplicateThatChangesMeanwhile_isPutBack) {
 }
 
 // It was open for writing all the time, and is written after it was read for the last time.
-TEST(RemovalCall, aDuplicateThatAWriterHoldsOpen_isPutBack) {
+TEST(RemovalCall, aDuplicateThatAWriterHoldsOpen_isRestored) {
     IN_PRIVATE({
         for (const char* mode : {"trash", "permanent"}) {
             RemovalSubject subject(Scenario::duplicate);
@@ -508,7 +508,7 @@ TEST(RemovalCall, aDuplicateThatAWriterHoldsOpen_isPutBack) {
     });
 }
 
-TEST(RemovalCall, aDuplicateThatCannotBeReadAgain_isPutBackOrToldWhere) {
+TEST(RemovalCall, aDuplicateThatCannotBeReadAgain_isRestoredOrToldWhere) {
     IN_PRIVATE({
         RemovalSubject subject(Scenario::duplicate);
         const Which reads = after(moves, on(SYS_pread64, "/item.txt"));
@@ -571,7 +571,7 @@ TEST(RemovalCall, aHolderThatIsAnothers_isNotUsed) {
 
 // --- For good
 
-TEST(RemovalCall, aFileThatCannotBeRemovedOrPutBack_isToldWhere) {
+TEST(RemovalCall, aFileThatCannotBeRemovedOrRestored_isToldWhere) {
     IN_PRIVATE({
         RemovalSubject subject(Scenario::fileForGood);
         expectStays(subject, Script().fail(at(SYS_unlinkat, "item.txt"), EIO), "the disk reported an error");
@@ -623,7 +623,7 @@ void expectStaysInPart(RemovalSubject& subject, Script script, const std::string
     EXPECT_TRUE(subject.privateFolders().empty());
 }
 
-TEST(RemovalCall, aTreeInWhichSomethingCannotBeRemoved_isPutBackWithTheRest) {
+TEST(RemovalCall, aTreeInWhichSomethingCannotBeRemoved_isRestoredWithTheRest) {
     IN_PRIVATE({
         RemovalSubject subject(Scenario::treeForGood);
         const std::string told = "the disk reported an error";
@@ -750,7 +750,7 @@ TEST(RemovalCall, aDeepTree_goesByTheWayBack) {
     });
 }
 
-TEST(RemovalCall, aDeepTreeWithoutAWayBack_isPutBack) {
+TEST(RemovalCall, aDeepTreeWithoutAWayBack_isRestored) {
     IN_PRIVATE({
         const Which up = at(SYS_openat, "..");
         expectDeepTreeStays([&](RemovalSubject&, Script& script) { script.fail(up, EMFILE); },

@@ -1,6 +1,6 @@
 // A removal is killed at every system call, or one of its calls fails: the item is in its place, in the Trash
-// with its note, in the gate's private folder, or gone for good where that was asked for; nothing else is
-// touched, and what is told is true.
+// with its info file, in the gate's private folder, or gone for good where that was asked for; nothing else
+// is touched, and what is told is true.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -48,9 +48,9 @@ std::string problemOfTrashing(const RemovalSubject& subject) {
     if (count != 1) {
         return count == 0 ? "it is nowhere" : "it is there twice";
     }
-    return trashed.empty() || subject.hasCompleteNote(trashed.front())
+    return trashed.empty() || subject.hasCompleteInfoFile(trashed.front())
                ? ""
-               : "it lies in the Trash without a complete note";
+               : "it lies in the Trash without a complete info file";
 }
 
 std::string problemOfRemoving(const RemovalSubject& subject) {
@@ -69,7 +69,7 @@ std::string problemOfRemoving(const RemovalSubject& subject) {
     }
     if (subject.scenario() == Scenario::trashedForGood && (subject.isAtPlace() || isHeldApart) &&
         !subject.hasItsOwnNote()) {
-        return "its note went before it";
+        return "its info file went before it";
     }
     return "";
 }
@@ -210,8 +210,8 @@ TEST(RemovalKill, atEverySystemCall_leavesTheItemInOnePlaceThatTheNextStartTells
 TEST(RemovalKillControl, theNoteAfterTheMove_isFoundOut) {
     EXPECT_TRUE(inPrivateNamespace([] {
         KillTally tally;
-        killEverywhere(Scenario::file, "late-note", tally);
-        EXPECT_THAT(tally.first, HasSubstr("without a complete note"));
+        killEverywhere(Scenario::file, "late-info-file", tally);
+        EXPECT_THAT(tally.first, HasSubstr("without a complete info file"));
     }));
 }
 
@@ -328,12 +328,13 @@ std::string problemOfGone(const RemovalSubject& subject, const Injection& inject
         return "";
     }
     if (!injection.unsyncedNotes.empty()) {
-        return "told as gone, although the sync of its note failed";
+        return "told as gone, although the sync of its info file failed";
     }
     if (subject.wholeInTrash() != std::vector<std::string>{report.place}) {
         return "it does not lie where it was told";
     }
-    return subject.hasCompleteNote(report.place) ? "" : "it lies in the Trash without a complete note";
+    return subject.hasCompleteInfoFile(report.place) ? ""
+                                                     : "it lies in the Trash without a complete info file";
 }
 
 std::string problemOfStaying(const RemovalSubject& subject, const Injection& injection,
@@ -342,7 +343,7 @@ std::string problemOfStaying(const RemovalSubject& subject, const Injection& inj
         return "no sentence";
     }
     if (subject.scenario() == Scenario::trashedForGood && !subject.hasItsOwnNote()) {
-        return "it stays, and its note went";
+        return "it stays, and its info file went";
     }
     bool isHeldApart = false;
     for (const RemovalSubject::PrivateFolder& folder : subject.privateFolders()) {
@@ -359,7 +360,8 @@ std::string problemOfStaying(const RemovalSubject& subject, const Injection& inj
         if (subject.isAtPlace() || (!isHeldApart && trashed != std::vector<std::string>{report.place})) {
             return "it does not rest where it was told";
         }
-        return trashed.empty() || subject.hasCompleteNote(report.place) ? "" : "it rests without a note";
+        return trashed.empty() || subject.hasCompleteInfoFile(report.place) ? ""
+                                                                            : "it rests without an info file";
     }
     if (!trashed.empty() || !subject.fragmentsInTrash().empty() || isHeldApart) {
         return "told as staying, and it was moved";
@@ -386,11 +388,11 @@ std::string problemOf(RemovalSubject& subject, const Injection& injection, const
     if (const std::string harm = subject.harm(); !harm.empty()) {
         return harm;
     }
-    // Where nothing can be renamed any more, a note cannot be told from what another program puts over it,
-    // and stays.
+    // Where nothing can be renamed any more, an info file cannot be told from what another program puts over
+    // it, and stays.
     const bool nothingMoves = injection.goesOn && injection.number == SYS_renameat2;
     if (!subject.newNotesWithoutItem().empty() && !injection.struckRemoval() && !nothingMoves) {
-        return "a note was left behind";
+        return "an info file was left behind";
     }
     return report.isGone ? problemOfGone(subject, injection, report)
                          : problemOfStaying(subject, injection, report);
@@ -542,7 +544,7 @@ TEST(RemovalWithoutExclusiveMoves, thatFail_leaveTheItemAndNoTakenName) {
                     if (call.isEntry && call.number == SYS_renameat2) {
                         return Verdict{.kind = Verdict::Kind::fail, .value = EINVAL};
                     }
-                    // Of the item: a note is renamed too before it is removed.
+                    // Of the item: an info file is renamed too before it is removed.
                     const bool isItem =
                         !call.text(1).ends_with(".trashinfo") && !call.text(3).ends_with(".trashinfo");
                     if (call.isEntry && call.number == SYS_renameat && isItem &&
@@ -577,7 +579,7 @@ std::vector<std::string> violationsOf(Scenario scenario, const std::string& mode
 TEST(RemovalInjectionControl, ignoringTheOutcomeOfTheSync_isFoundOut) {
     EXPECT_TRUE(inPrivateNamespace([] {
         EXPECT_THAT(violationsOf(Scenario::file, "unchecked"),
-                    testing::Contains(HasSubstr("the sync of its note failed")));
+                    testing::Contains(HasSubstr("the sync of its info file failed")));
     }));
 }
 
@@ -618,7 +620,7 @@ ProgramOutcome runWithTakenName(RemovalSubject& subject, const std::string& mode
     });
 }
 
-TEST(RemovalPutBack, intoATakenName_keepsTheItemInTheTrashAndTellsWhere) {
+TEST(RemovalRestore, intoATakenName_keepsTheItemInTheTrashAndTellsWhere) {
     EXPECT_TRUE(inPrivateNamespace([] {
         RemovalSubject subject(Scenario::duplicate);
         const RemovalReport report = parseRemoval(subject, runWithTakenName(subject, "trash").output);
@@ -626,7 +628,7 @@ TEST(RemovalPutBack, intoATakenName_keepsTheItemInTheTrashAndTellsWhere) {
         EXPECT_FALSE(report.isGone);
         EXPECT_EQ(report.place, "home/.local/share/Trash/files/item.txt");
         EXPECT_THAT(subject.wholeInTrash(), testing::ElementsAre(report.place));
-        EXPECT_TRUE(subject.hasCompleteNote(report.place));
+        EXPECT_TRUE(subject.hasCompleteInfoFile(report.place));
         EXPECT_EQ(readBytes(subject.url()), "another one");
         EXPECT_THAT(
             report.sentence,
@@ -635,7 +637,7 @@ TEST(RemovalPutBack, intoATakenName_keepsTheItemInTheTrashAndTellsWhere) {
     }));
 }
 
-TEST(RemovalPutBack, intoATakenName_keepsTheItemInThePrivateFolderAndTellsWhere) {
+TEST(RemovalRestore, intoATakenName_keepsTheItemInThePrivateFolderAndTellsWhere) {
     EXPECT_TRUE(inPrivateNamespace([] {
         RemovalSubject subject(Scenario::duplicate);
         const RemovalReport report = parseRemoval(subject, runWithTakenName(subject, "permanent").output);

@@ -40,7 +40,7 @@ const From anyCall = [](const SystemCall&) { return true; };
 const From takesHold = [](const SystemCall& call) {
     return call.number == SYS_openat2 && call.text(1) == "folder";
 };
-// The last that it takes hold of: the note of an item that lies in the Trash.
+// The last that it takes hold of: the info file of an item that lies in the Trash.
 const From holdsTheNote = [](const SystemCall& call) {
     return call.number == SYS_openat && (call.arguments[2] & O_PATH) != 0 &&
            call.text(1) == "item.txt.trashinfo";
@@ -82,10 +82,10 @@ bool countsAsMoment(const SystemCall& call) {
 // At which entry of a system call what happened, counted from that one.
 struct Timeline {
     std::optional<std::uint64_t> act;
-    std::optional<std::uint64_t> move;       // of the item, to where it is compared
-    std::optional<std::uint64_t> tableRead;  // of the mounts, the last time
-    std::optional<std::uint64_t> itemLook;   // at the item by the path that is recorded, the last time
-    std::optional<std::uint64_t> noteLook;   // the same for its note
+    std::optional<std::uint64_t> move;          // of the item, to where it is compared
+    std::optional<std::uint64_t> tableRead;     // of the mounts, the last time
+    std::optional<std::uint64_t> itemLook;      // at the item by the path that is recorded, the last time
+    std::optional<std::uint64_t> infoFileLook;  // the same for its info file
     bool wasBefore(const std::optional<std::uint64_t>& other) const { return act && other && *act < *other; }
 };
 
@@ -135,7 +135,7 @@ MomentRun runWithActAt(RemovalSubject& subject, const std::string& mode, std::ui
             run.timeline.tableRead = now;
         } else if (call.number == SYS_newfstatat && call.text(1).starts_with("/") &&
                    call.text(1).ends_with(".trashinfo")) {
-            run.timeline.noteLook = now;
+            run.timeline.infoFileLook = now;
         } else if (call.number == SYS_openat && (call.arguments[2] & O_PATH) != 0 &&
                    call.text(1).starts_with("/")) {
             if (call.text(1).find("/files/item") != std::string::npos) {
@@ -157,7 +157,7 @@ struct Findings {
     std::vector<std::string> violations;
 };
 
-using Judge = std::function<std::string(const MomentRun&)>;
+using PathPolicy = std::function<std::string(const MomentRun&)>;
 
 // Of that many moments; a brief run has a third of them.
 int fewest(int usual) {
@@ -165,7 +165,7 @@ int fewest(int usual) {
 }
 
 Findings atEachCall(RemovalSubject& subject, const std::string& mode, const Steps& steps,
-                    const Judge& judge) {
+                    const PathPolicy& judge) {
     Findings findings;
     // A control is found out at few of the calls.
     const std::uint64_t stride = thoroughness() == Thoroughness::brief && mode.empty() ? 3 : 1;
@@ -312,8 +312,8 @@ void makeOther(const RemovalSubject& subject) {
     const std::string other = subject.pathOf("home/.local/share/Other");
     fs::create_directories(other + "/files");
     fs::create_directories(other + "/info");
-    writeBytes(other + "/info/item.txt.trashinfo", "the note of another item");
-    writeBytes(subject.pathOf("home/theirs"), "the note of another program");
+    writeBytes(other + "/info/item.txt.trashinfo", "the info file of another item");
+    writeBytes(subject.pathOf("home/theirs"), "the info file of another program");
 }
 
 // How often the content stands anywhere below the home folder.
@@ -329,8 +329,8 @@ bool exchange(const std::string& left, const std::string& right) {
     return renameat2(AT_FDCWD, left.c_str(), AT_FDCWD, right.c_str(), RENAME_EXCHANGE) == 0;
 }
 
-// The note that the gate has written, or that the item had.
-std::optional<std::string> noteOfTheItem(const RemovalSubject& subject) {
+// The info file that the gate has written, or that the item had.
+std::optional<std::string> infoFileOfTheItem(const RemovalSubject& subject) {
     for (const auto& entry : fs::directory_iterator(subject.pathOf(std::string(homeTrash) + "/info"))) {
         const std::string name = entry.path().filename();
         if (name.starts_with("item") && name.ends_with(".trashinfo")) {
@@ -358,27 +358,27 @@ std::vector<TrashAct> trashActs() {
         {"the Trash exchanged", true, true, exchanging("")},
         {"its files exchanged", true, false, exchanging("/files")},
         {"its info exchanged", false, true, exchanging("/info")},
-        {"the note deleted", false, true,
+        {"the info file deleted", false, true,
          [](const RemovalSubject& subject) {
-             const auto note = noteOfTheItem(subject);
-             return note && unlink(note->c_str()) == 0;
+             const auto infoFile = infoFileOfTheItem(subject);
+             return infoFile && unlink(infoFile->c_str()) == 0;
          }},
-        {"the note replaced", false, true,
+        {"the info file replaced", false, true,
          [](const RemovalSubject& subject) {
-             const auto note = noteOfTheItem(subject);
-             return note && rename(subject.pathOf("home/theirs").c_str(), note->c_str()) == 0;
+             const auto infoFile = infoFileOfTheItem(subject);
+             return infoFile && rename(subject.pathOf("home/theirs").c_str(), infoFile->c_str()) == 0;
          }},
     };
 }
 
-// In a Trash, whole, with its note beside it.
+// In a Trash, whole, with its info file beside it.
 bool liesInATrash(const RemovalSubject& subject) {
     for (const char* trash : {homeTrash, "home/.local/share/Other"}) {
         for (const auto& entry : fs::directory_iterator(subject.pathOf(trash) + "/files")) {
-            const std::string note =
+            const std::string infoFile =
                 subject.pathOf(trash) + "/info/" + entry.path().filename().string() + ".trashinfo";
-            if (entry.is_regular_file() && readBytes(entry.path()) == "the item" && fs::exists(note) &&
-                readBytes(note).starts_with("[Trash Info]\nPath=" + subject.url() + "\n")) {
+            if (entry.is_regular_file() && readBytes(entry.path()) == "the item" && fs::exists(infoFile) &&
+                readBytes(infoFile).starts_with("[Trash Info]\nPath=" + subject.url() + "\n")) {
                 return true;
             }
         }
@@ -387,11 +387,11 @@ bool liesInATrash(const RemovalSubject& subject) {
 }
 
 std::string judgeTrash(const RemovalSubject& subject, const TrashAct& act, const MomentRun& run) {
-    if (countOf(subject, "the note of another item") != 1) {
-        return "the note of another item has gone";
+    if (countOf(subject, "the info file of another item") != 1) {
+        return "the info file of another item has gone";
     }
-    if (countOf(subject, "the note of another program") != 1) {
-        return "the note of another program has gone";
+    if (countOf(subject, "the info file of another program") != 1) {
+        return "the info file of another program has gone";
     }
     if (subject.isPermanent()) {
         return run.report.isGone && countOf(subject, "the item") != 0 ? "told as gone, and it is there" : "";
@@ -405,14 +405,14 @@ std::string judgeTrash(const RemovalSubject& subject, const TrashAct& act, const
     const Timeline& timeline = run.timeline;
     // What comes after the last look at it nobody can tell.
     if ((act.concernsFiles && !timeline.wasBefore(timeline.itemLook)) ||
-        (act.concernsInfo && !timeline.wasBefore(timeline.noteLook))) {
+        (act.concernsInfo && !timeline.wasBefore(timeline.infoFileLook))) {
         return "";
     }
     if (!fs::exists(subject.pathOf(run.report.place)) ||
         readBytes(subject.pathOf(run.report.place)) != "the item") {
         return "the recorded place holds something else";
     }
-    return subject.hasCompleteNote(run.report.place) ? "" : "it lies there without its note";
+    return subject.hasCompleteInfoFile(run.report.place) ? "" : "it lies there without its info file";
 }
 
 Findings trashActAtEachCall(Scenario scenario, const TrashAct& act, const std::string& mode = "") {
@@ -446,7 +446,7 @@ TEST(RemovalMomentControl, aNoteRemovedByItsName_isFoundOut) {
             const Findings findings = trashActAtEachCall(Scenario::trashedForGood, act, "beside");
             const std::string name = act.name;
             if (name == "its files exchanged" || name == "its info exchanged" ||
-                name == "the note replaced") {
+                name == "the info file replaced") {
                 EXPECT_FALSE(findings.violations.empty()) << name;
             }
         }
@@ -465,7 +465,7 @@ TEST(RemovalMomentControl, notLookingAgain_isFoundOut) {
             const Findings findings = atEachCall(subject, "unchecked", steps, [&](const MomentRun& run) {
                 return run.report.isGone && run.timeline.wasBefore(run.timeline.move) &&
                                !liesInATrash(subject)
-                           ? "it lies there without its note"
+                           ? "it lies there without its info file"
                            : "";
             });
             found += findings.violations.empty() ? 0 : 1;

@@ -1,5 +1,5 @@
-// The places that a removal makes for itself, the private folder beside the item and the note in the Trash,
-// while one thing happens to them at one moment.
+// The places that a removal makes for itself, the private folder beside the item and the info file in the
+// Trash, while one thing happens to them at one moment.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -190,7 +190,7 @@ TEST(RemovalHolder, whoseRemovalIsInterrupted_isRemovedAgain_andStaysEmptyWhereT
     });
 }
 
-// --- The note
+// --- The info file
 
 TEST(RemovalNote, thatCannotBeHeld_isTakenBackAndKeepsTheItem) {
     IN_PRIVATE({
@@ -243,16 +243,16 @@ TEST(RemovalNote, inATrashThatHoldsOtherFilesByNow_staysWhereTheItemGoes) {
 TEST(RemovalNote, thatIsAFolder_isNoNoteAndStays) {
     IN_PRIVATE({
         RemovalSubject subject(Scenario::trashedForGood);
-        const std::string note = subject.pathOf(homeTrash) + "/info/item.txt.trashinfo";
+        const std::string infoFile = subject.pathOf(homeTrash) + "/info/item.txt.trashinfo";
         Script script;
         script.before(any(SYS_openat2), [&](const SystemCall&) {
-            ASSERT_EQ(unlink(note.c_str()), 0);
-            fs::create_directory(note);
-            writeBytes(note + "/inside", "precious");
+            ASSERT_EQ(unlink(infoFile.c_str()), 0);
+            fs::create_directory(infoFile);
+            writeBytes(infoFile + "/inside", "precious");
         });
         EXPECT_TRUE(runThrough(subject, script).isGone);
         EXPECT_FALSE(subject.isAtPlace());
-        EXPECT_EQ(readBytes(note + "/inside"), "precious");
+        EXPECT_EQ(readBytes(infoFile + "/inside"), "precious");
         EXPECT_TRUE(subject.privateFolders().empty());
         EXPECT_EQ(subject.harm(), "");
     });
@@ -261,10 +261,10 @@ TEST(RemovalNote, thatIsAFolder_isNoNoteAndStays) {
 TEST(RemovalNote, thatIsGoneWhereItIsToBeTakenBack_isOfNoAccount) {
     IN_PRIVATE({
         RemovalSubject subject(Scenario::file);
-        const std::string note = subject.pathOf(homeTrash) + "/info/item.txt.trashinfo";
+        const std::string infoFile = subject.pathOf(homeTrash) + "/info/item.txt.trashinfo";
         expectStays(subject,
-                    Script().beforeFailing(moves, EIO,
-                                           [&](const SystemCall&) { ASSERT_EQ(unlink(note.c_str()), 0); }),
+                    Script().beforeFailing(
+                        moves, EIO, [&](const SystemCall&) { ASSERT_EQ(unlink(infoFile.c_str()), 0); }),
                     "the disk reported an error");
         EXPECT_EQ(subject.harm(), "");
     });
@@ -273,9 +273,9 @@ TEST(RemovalNote, thatIsGoneWhereItIsToBeTakenBack_isOfNoAccount) {
 TEST(RemovalNote, thatIsDeletedAfterTheMove_isWrittenAgain) {
     IN_PRIVATE({
         RemovalSubject subject(Scenario::file);
-        const std::string note = subject.pathOf(homeTrash) + "/info/item.txt.trashinfo";
+        const std::string infoFile = subject.pathOf(homeTrash) + "/info/item.txt.trashinfo";
         expectGoes(subject, Script().afterwards(
-                                moves, [&](const SystemCall&) { ASSERT_EQ(unlink(note.c_str()), 0); }));
+                                moves, [&](const SystemCall&) { ASSERT_EQ(unlink(infoFile.c_str()), 0); }));
         EXPECT_EQ(subject.harm(), "");
     });
 }
@@ -283,19 +283,19 @@ TEST(RemovalNote, thatIsDeletedAfterTheMove_isWrittenAgain) {
 TEST(RemovalNote, overWhichAnotherFileLies_isLeftToThatAndTheItemGoesUnderAnotherName) {
     IN_PRIVATE({
         RemovalSubject subject(Scenario::file);
-        const std::string note = subject.pathOf(homeTrash) + "/info/item.txt.trashinfo";
+        const std::string infoFile = subject.pathOf(homeTrash) + "/info/item.txt.trashinfo";
         Script script;
         script.afterwards(moves, [&](const SystemCall&) {
             writeBytes(subject.pathOf("outside/theirs"), "another program's");
-            ASSERT_EQ(rename(subject.pathOf("outside/theirs").c_str(), note.c_str()), 0);
+            ASSERT_EQ(rename(subject.pathOf("outside/theirs").c_str(), infoFile.c_str()), 0);
         });
         const RemovalReport report = runThrough(subject, script);
         EXPECT_TRUE(report.isGone) << report.sentence;
         EXPECT_FALSE(subject.isAtPlace());
         EXPECT_THAT(subject.wholeInTrash(), ElementsAre(report.place));
         EXPECT_NE(report.place, std::string(homeFiles) + "/item.txt");
-        EXPECT_TRUE(subject.hasCompleteNote(report.place));
-        EXPECT_EQ(readBytes(note), "another program's");
+        EXPECT_TRUE(subject.hasCompleteInfoFile(report.place));
+        EXPECT_EQ(readBytes(infoFile), "another program's");
         EXPECT_EQ(subject.harm(), "");
     });
 }
@@ -313,7 +313,7 @@ TEST(RemovalNote, whoseFolderIsExchangedAfterTheMove_isTakenBackFromThereAndWrit
         EXPECT_TRUE(report.isGone) << report.sentence;
         EXPECT_FALSE(subject.isAtPlace());
         EXPECT_THAT(subject.wholeInTrash(), ElementsAre(report.place));
-        EXPECT_TRUE(subject.hasCompleteNote(report.place));
+        EXPECT_TRUE(subject.hasCompleteInfoFile(report.place));
         EXPECT_FALSE(stands(info + "-before/item.txt.trashinfo"));
         EXPECT_TRUE(stands(info + "-before/old.trashinfo"));
     });
@@ -389,7 +389,7 @@ TEST(RemovalTrash, exchangedAfterTheMove_theItemGoesIntoTheNewOneBesideWhatLiesT
         EXPECT_FALSE(subject.isAtPlace());
         EXPECT_THAT(subject.wholeInTrash(), ElementsAre(report.place));
         EXPECT_NE(report.place, std::string(homeFiles) + "/item.txt");
-        EXPECT_TRUE(subject.hasCompleteNote(report.place));
+        EXPECT_TRUE(subject.hasCompleteInfoFile(report.place));
         EXPECT_EQ(readBytes(trash + "/files/item.txt"), "another one");
         // Nothing of it is left in the one before, and what lay there lies there.
         EXPECT_FALSE(stands(trash + "-before/files/item.txt"));
@@ -413,7 +413,7 @@ TEST(RemovalTrash, exchangedAfterTheMoveWhileTheNameWasTaken_keepsTheItemAndTell
         EXPECT_THAT(report.sentence, HasSubstr("it is kept at “"));
         EXPECT_EQ(report.place, std::string(homeTrash) + "-before/files/item.txt");
         EXPECT_EQ(readBytes(subject.pathOf(report.place)), "the item");
-        EXPECT_TRUE(stands(trash + "-before/info/item.txt.trashinfo")) << "with its note";
+        EXPECT_TRUE(stands(trash + "-before/info/item.txt.trashinfo")) << "with its info file";
         EXPECT_EQ(readBytes(subject.url()), "another one");
     });
 }
@@ -431,7 +431,7 @@ TEST(RemovalTrash, whereTheSystemTellsNoPath_theUsualOneIsTold) {
         EXPECT_FALSE(report.isGone);
         EXPECT_EQ(report.place, std::string(homeFiles) + "/item.txt");
         EXPECT_THAT(subject.wholeInTrash(), ElementsAre(report.place));
-        EXPECT_TRUE(subject.hasCompleteNote(report.place));
+        EXPECT_TRUE(subject.hasCompleteInfoFile(report.place));
         EXPECT_EQ(subject.harm(), "");
     });
 }
@@ -469,7 +469,7 @@ TEST(RemovalOfACopy, forGoodAndRecorded_goesWhereNothingChanged) {
 }
 
 // After both were read for the last time, and before the last look at them.
-TEST(RemovalOfACopy, whoseOtherCopyChangesBeforeTheLastLook_isPutBack) {
+TEST(RemovalOfACopy, whoseOtherCopyChangesBeforeTheLastLook_isRestored) {
     IN_PRIVATE({
         for (const bool isRecorded : {false, true}) {
             RemovalSubject subject(Scenario::duplicate, isRecorded);
@@ -486,7 +486,7 @@ TEST(RemovalOfACopy, whoseOtherCopyChangesBeforeTheLastLook_isPutBack) {
     });
 }
 
-TEST(RemovalOfACopy, whichCannotBeLookedAtForTheLastTime_isPutBack) {
+TEST(RemovalOfACopy, whichCannotBeLookedAtForTheLastTime_isRestored) {
     IN_PRIVATE({
         const Which looksAtTheKeeper =
             after(after(moves, on(SYS_close, "keeper.txt")), on(SYS_statx, "keeper.txt"));

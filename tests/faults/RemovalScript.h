@@ -193,7 +193,7 @@ inline void expectGoes(RemovalSubject& subject, Script script, const std::string
     EXPECT_THAT(subject.newNotesWithoutItem(), testing::IsEmpty());
     if (!subject.isPermanent() && mode != "permanent") {
         EXPECT_THAT(subject.wholeInTrash(), testing::ElementsAre(report.place));
-        EXPECT_TRUE(subject.hasCompleteNote(report.place));
+        EXPECT_TRUE(subject.hasCompleteInfoFile(report.place));
     }
 }
 

@@ -164,7 +164,7 @@ void RemovalSubject::build() {
             put(trash + "/files/item.txt", "the first");
             put(trash + "/info/item.txt.trashinfo",
                 "[Trash Info]\nPath=/x\nDeletionDate=2020-01-01T00:00:00\n");
-            put(trash + "/files/item.2.txt", "without a note");
+            put(trash + "/files/item.2.txt", "without an info file");
             put(pathOf(item_), "the item");
             break;
         case Scenario::trashedForGood:
@@ -275,19 +275,19 @@ std::vector<std::string> RemovalSubject::fragmentsInTrash() const {
     return found;
 }
 
-bool RemovalSubject::hasCompleteNote(const std::string& trashed) const {
+bool RemovalSubject::hasCompleteInfoFile(const std::string& trashed) const {
     const std::string trash = trashHolding(trashed, "files");
-    const auto note =
+    const auto infoFile =
         after_.find(trash + "/info/" + std::string(lastPathComponent("/" + trashed)) + ".trashinfo");
-    if (note == after_.end()) {
+    if (infoFile == after_.end()) {
         return false;
     }
     // Absolute in the home folder, relative to the top of a volume. No name here needs to be encoded.
     const std::string top = trash.find('/') == std::string::npos ? "" : trash.substr(0, trash.rfind('/') + 1);
     const std::string path = trash == homeTrash ? url() : item_.substr(top.size());
     const std::string begin = "=[Trash Info]\nPath=" + path + "\nDeletionDate=2";
-    return note->second.starts_with(begin) && note->second.size() == begin.size() + 19 &&
-           note->second.ends_with("\n");
+    return infoFile->second.starts_with(begin) && infoFile->second.size() == begin.size() + 19 &&
+           infoFile->second.ends_with("\n");
 }
 
 std::vector<RemovalSubject::PrivateFolder> RemovalSubject::privateFolders() const {
@@ -309,7 +309,7 @@ std::vector<RemovalSubject::PrivateFolder> RemovalSubject::privateFolders() cons
 }
 
 std::vector<std::string> RemovalSubject::newNotesWithoutItem() const {
-    std::vector<std::string> notes;
+    std::vector<std::string> infoFiles;
     for (const auto& [path, content] : after_) {
         const std::string trash = trashHolding(path, "info");
         if (trash.empty() || before_.contains(path)) {
@@ -318,10 +318,10 @@ std::vector<std::string> RemovalSubject::newNotesWithoutItem() const {
         std::string name(lastPathComponent("/" + path));
         name.resize(name.size() - std::min(name.size(), std::string(".trashinfo").size()));
         if (!after_.contains(trash + "/files/" + name)) {
-            notes.push_back(path);
+            infoFiles.push_back(path);
         }
     }
-    return notes;
+    return infoFiles;
 }
 
 bool RemovalSubject::hasItsOwnNote() const {

@@ -74,7 +74,7 @@ public:
         const;  // the names in `files` of a Trash under which the item lies
     // What came into `files` of a Trash and is not the whole item.
     std::vector<std::string> fragmentsInTrash() const;
-    bool hasCompleteNote(const std::string& trashed) const;  // as `wholeInTrash` told it
+    bool hasCompleteInfoFile(const std::string& trashed) const;  // as `wholeInTrash` told it
     // Private folders of the gate; what lies in them, where that is a part of the item or all of it.
     struct PrivateFolder {
         std::string path;

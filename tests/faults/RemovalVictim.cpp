@@ -11,11 +11,11 @@
 // one run.
 //
 // MODE is "trash" or "permanent", or one of the naive ways that the suites have to find out:
-//   late-note    into the Trash first, and the note of it after that
-//   unchecked    the note's sync is made, and its outcome ignored
+//   late-info-file    into the Trash first, and the info file of it after that
+//   unchecked    the info file's sync is made, and its outcome ignored
 //   leaky        a descriptor stays open
 //   hopeful      told as gone whatever happened
-//   beside       the item is unlinked, and its note by its name in the folder beside its own
+//   beside       the item is unlinked, and its info file by its name in the folder beside its own
 //   in-place     a folder is removed where it stands, what is left of it is told as gone
 //   unjournaled, unjournaled-permanent    the run is recorded at its end, without a journal
 //   late-journal, late-journal-permanent  what is journaled is what was done
@@ -122,23 +122,23 @@ std::string naively(std::string_view mode, const std::string& url) {
     }
     const std::string trash = larkfold::joinedPath(larkfold::applicationSupportDirectory(), "Trash");
     const std::string place = trash + "/files/" + name;
-    const std::string note = trash + "/info/" + name + ".trashinfo";
+    const std::string infoFile = trash + "/info/" + name + ".trashinfo";
     const std::string text = "[Trash Info]\nPath=" + url + "\nDeletionDate=2026-01-01T00:00:00\n";
     bool isMoved = false;
-    if (mode == "late-note") {
+    if (mode == "late-info-file") {
         isMoved = rename(url.c_str(), place.c_str()) == 0;
     }
-    const int file = open(note.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+    const int file = open(infoFile.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
     if (file >= 0) {
         static_cast<void>(!write(file, text.data(), text.size()));
         fsync(file);
         close(file);
     }
-    if (mode != "late-note") {
+    if (mode != "late-info-file") {
         isMoved = rename(url.c_str(), place.c_str()) == 0;
     }
     if (!isMoved) {
-        unlink(note.c_str());
+        unlink(infoFile.c_str());
     }
     if (mode == "leaky") {
         static_cast<void>(open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));

@@ -77,7 +77,7 @@ std::string restoreWhileExchanged(RemovalSubject& subject, const std::string& mo
 
 class Restoring : public testing::TestWithParam<Scenario> {};
 
-TEST_P(Restoring, whatSomebodyPutInItsPlace_isPutBack) {
+TEST_P(Restoring, whatSomebodyPutInItsPlace_isRestored) {
     EXPECT_TRUE(inPrivateNamespace([] {
         RemovalSubject subject(GetParam(), true);
         EXPECT_THAT(restoreWhileExchanged(subject, "restore"),

@@ -1,5 +1,5 @@
 // Many processes bring things of the same name to the Trash at once: each gets a name of its own, and from
-// its note each can be put back to where it came from.
+// its info file each can be restored to where it came from.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -75,17 +75,18 @@ void inCrowd(const std::function<void(int process)>& work) {
     }
 }
 
-// The items that the Trash gives back: by the content of each, the path that its note tells.
+// The items that the Trash gives back: by the content of each, the path that its info file tells.
 std::map<std::string, std::string> restorable(const RaceDisk& disk) {
     std::map<std::string, std::string> found;
     for (const auto& entry : std::filesystem::directory_iterator(disk.trash() + "/files")) {
-        const std::string note = disk.trash() + "/info/" + entry.path().filename().string() + ".trashinfo";
-        const std::string text = stands(note) ? readBytes(note) : std::string();
+        const std::string infoFile =
+            disk.trash() + "/info/" + entry.path().filename().string() + ".trashinfo";
+        const std::string text = stands(infoFile) ? readBytes(infoFile) : std::string();
         const std::string begin = "[Trash Info]\nPath=";
         const std::size_t end = text.find("\nDeletionDate=");
         found[readBytes(entry.path())] = text.starts_with(begin) && end != std::string::npos
                                              ? text.substr(begin.size(), end - begin.size())
-                                             : "no note";
+                                             : "no info file";
     }
     return found;
 }

@@ -368,10 +368,10 @@ TEST(SizesOfTheTrash, tellWhatAFolderTakes_andForgetWhatHasGone) {
         ASSERT_EQ(Volumes::trashPathOf(folder), trash + "/files/a b");
         // Three pages of content; this kind of file system keeps folders elsewhere.
         EXPECT_THAT(contentOf(trash + "/directorysizes"), MatchesRegex("12288 [0-9]+ a%20b\n"));
-        struct stat note{};
-        ASSERT_EQ(stat((trash + "/info/a b.trashinfo").c_str(), &note), 0);
+        struct stat infoFile{};
+        ASSERT_EQ(stat((trash + "/info/a b.trashinfo").c_str(), &infoFile), 0);
         EXPECT_THAT(contentOf(trash + "/directorysizes"),
-                    HasSubstr(" " + std::to_string(note.st_mtime) + " "));
+                    HasSubstr(" " + std::to_string(infoFile.st_mtime) + " "));
     });
 }
 

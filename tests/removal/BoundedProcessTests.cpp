@@ -49,7 +49,7 @@ protected:
     ~BoundedProcessTest() override {
         EXPECT_THAT(left(), IsEmpty());
         before_ == nullptr ? unsetenv("TMPDIR") : setenv("TMPDIR", before_, 1);
-        // Nobody of ours is left unburied.
+        // Nobody of ours is left unreaped.
         EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
         EXPECT_EQ(errno, ECHILD);
     }

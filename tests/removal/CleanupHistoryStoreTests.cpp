@@ -533,7 +533,7 @@ TEST_F(CleanupHistoryStoreTest, fourThreadsThatAppendAtOnce_loseNothing) {
     EXPECT_EQ(sources(store).size(), 100U);
 }
 
-// Negative control: the same judgement finds out who reads, changes and writes back without the lock.
+// Negative control: the same decision finds out who reads, changes and writes back without the lock.
 TEST_F(CleanupHistoryStoreTest, control_withoutTheLockOperationsAreLost) {
     std::size_t fewest = 100;
     for (int round = 0; round < 20 && fewest == 100; ++round) {

@@ -60,7 +60,7 @@ TEST(GateEdge, aCopyLeftAloneForLong_provesADuplicate) {
     const std::string old = "/usr/share/common-licenses/GPL-2";
     ASSERT_TRUE(own_files::exists(old));
     user_files::Session session({});
-    ASSERT_TRUE(user_files::HeldKeeper::hold(session, old).hadSettled());
+    ASSERT_TRUE(user_files::RetainedCopy::hold(session, old).hadSettled());
     TemporaryTree tree;
     const std::string copy = tree.file("copy", contentOf(old));
     FileDeleter gate(nullptr);
@@ -74,7 +74,7 @@ TEST(GateEdge, aCopyLeftAloneForLong_provesADuplicate) {
 TEST(GateEdge, aCopyWrittenOnlyNow_hasNotSettled) {
     TemporaryTree tree;
     user_files::Session session({});
-    EXPECT_FALSE(user_files::HeldKeeper::hold(session, tree.file("x", "x")).hadSettled());
+    EXPECT_FALSE(user_files::RetainedCopy::hold(session, tree.file("x", "x")).hadSettled());
 }
 
 TEST(GateEdge, aCopyInAFolderThatIsGone_keepsTheDuplicate) {

@@ -40,13 +40,13 @@ private:
     std::string oldHome_;
 };
 
-using Verdict = Judgement::Verdict;
+using Verdict = PathDecision::Verdict;
 
-std::vector<Verdict> verdictsOf(const std::vector<Judgement>& judgements) {
+std::vector<Verdict> verdictsOf(const std::vector<PathDecision>& decisions) {
     std::vector<Verdict> verdicts;
-    for (const Judgement& judgement : judgements) {
-        EXPECT_EQ(judgement.reason != nullptr, judgement.verdict == Verdict::unanswered);
-        verdicts.push_back(judgement.verdict);
+    for (const PathDecision& decision : decisions) {
+        EXPECT_EQ(decision.reason != nullptr, decision.verdict == Verdict::unanswered);
+        verdicts.push_back(decision.verdict);
     }
     return verdicts;
 }
@@ -59,51 +59,51 @@ TEST_F(IsSafeTest, manyAtOnce_areJudgedAsOneByOne_andWhatCannotBeToldIsToldApart
     const std::vector<std::string> urls = {
         joinedPath(home, "x"),       joinedPath(home, "way/id"),  home,
         joinedPath(home, ".ssh/id"), joinedPath(home, "missing"), joinedPath(home, "circle/x")};
-    const Judge judge({home}, std::stop_token());
-    EXPECT_TRUE(judge.isUsable());
-    const std::vector<Judgement> judgements = judge.judgeEach(urls, nullptr, {});
-    EXPECT_THAT(verdictsOf(judgements), ElementsAre(Verdict::allowed, Verdict::refused, Verdict::refused,
-                                                    Verdict::refused, Verdict::allowed, Verdict::unanswered));
+    const PathPolicy policy({home}, std::stop_token());
+    EXPECT_TRUE(policy.isUsable());
+    const std::vector<PathDecision> decisions = policy.decideEach(urls, nullptr, {});
+    EXPECT_THAT(verdictsOf(decisions), ElementsAre(Verdict::allowed, Verdict::refused, Verdict::refused,
+                                                   Verdict::refused, Verdict::allowed, Verdict::unanswered));
     for (std::size_t index = 0; index < urls.size(); ++index) {
-        EXPECT_EQ(judgements[index].verdict == Verdict::allowed, isSafe(urls[index], {home})) << urls[index];
+        EXPECT_EQ(decisions[index].verdict == Verdict::allowed, isSafe(urls[index], {home})) << urls[index];
     }
-    EXPECT_NE(judgements.back().reason->description().find("lead in a circle"), std::string::npos);
-    EXPECT_THAT(verdictsOf(Judge({}).judgeEach(urls, nullptr, {})), testing::Each(Verdict::refused));
+    EXPECT_NE(decisions.back().reason->description().find("lead in a circle"), std::string::npos);
+    EXPECT_THAT(verdictsOf(PathPolicy({}).decideEach(urls, nullptr, {})), testing::Each(Verdict::refused));
     // Of many each has its own.
     std::vector<std::string> many(3000, joinedPath(home, ".ssh/id"));
     many[2999] = joinedPath(home, "x");
-    const auto verdicts = verdictsOf(judge.judgeEach(many, nullptr, {}));
+    const auto verdicts = verdictsOf(policy.decideEach(many, nullptr, {}));
     EXPECT_EQ(std::count(verdicts.begin(), verdicts.end(), Verdict::allowed), 1);
     EXPECT_EQ(verdicts[2999], Verdict::allowed);
 }
 
 TEST_F(IsSafeTest, aRootThatCannotBeTold_leavesItsItemsUnanswered) {
     tree.link("circle", "circle");
-    const Judge judge({tree.path("circle")}, std::stop_token());
-    EXPECT_FALSE(judge.isUsable());
-    EXPECT_THAT(verdictsOf(judge.judgeEach({tree.path("circle/x")}, nullptr, {})),
+    const PathPolicy policy({tree.path("circle")}, std::stop_token());
+    EXPECT_FALSE(policy.isUsable());
+    EXPECT_THAT(verdictsOf(policy.decideEach({tree.path("circle/x")}, nullptr, {})),
                 ElementsAre(Verdict::unanswered));
-    EXPECT_FALSE(judge.allows(tree.path("circle/x"))) << "by itself it opens nothing";
+    EXPECT_FALSE(policy.allows(tree.path("circle/x"))) << "by itself it opens nothing";
 }
 
 TEST_F(IsSafeTest, whereNeitherTheHomeNorARootCanBeTold_theHomeIsTheReason) {
     setenv("HOME", tree.link("home-circle", "home-circle").c_str(), 1);
     tree.link("root-circle", "root-circle");
-    const Judge judge({tree.path("root-circle")}, std::stop_token());
-    EXPECT_FALSE(judge.isUsable());
-    const auto judgements = judge.judgeEach({tree.path("root-circle/x")}, nullptr, {});
-    EXPECT_THAT(verdictsOf(judgements), ElementsAre(Verdict::unanswered));
-    EXPECT_NE(judgements.front().reason->description().find("home-circle"), std::string::npos)
-        << judgements.front().reason->description();
-    EXPECT_FALSE(judge.allows(tree.path("root-circle/x")));
+    const PathPolicy policy({tree.path("root-circle")}, std::stop_token());
+    EXPECT_FALSE(policy.isUsable());
+    const auto decisions = policy.decideEach({tree.path("root-circle/x")}, nullptr, {});
+    EXPECT_THAT(verdictsOf(decisions), ElementsAre(Verdict::unanswered));
+    EXPECT_NE(decisions.front().reason->description().find("home-circle"), std::string::npos)
+        << decisions.front().reason->description();
+    EXPECT_FALSE(policy.allows(tree.path("root-circle/x")));
 }
 
 TEST_F(IsSafeTest, aStopIsObeyed) {
     std::stop_source stop;
     stop.request_stop();
     tree.file("users/ada/x", "x");
-    EXPECT_THROW(Judge({home}, stop.get_token()), CancellationError);
-    EXPECT_THROW(Judge({home}).judgeEach({joinedPath(home, "x")}, nullptr, stop.get_token()),
+    EXPECT_THROW(PathPolicy({home}, stop.get_token()), CancellationError);
+    EXPECT_THROW(PathPolicy({home}).decideEach({joinedPath(home, "x")}, nullptr, stop.get_token()),
                  CancellationError);
 }
 

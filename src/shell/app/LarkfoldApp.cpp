@@ -16,18 +16,18 @@ constexpr const char* kPrivacyRevisionKey = "privacyPolicyRevision";
 
 }  // namespace
 
-LarkfoldApp::LarkfoldApp(World world, QObject* parent)
+LarkfoldApp::LarkfoldApp(Dependencies dependencies, QObject* parent)
     : QObject(parent),
-      world_(std::move(world)),
-      permissionManager_(world_.mainQueue, world_.permissions),
-      updateManager_(world_.defaults, world_.updates),
-      settings_(world_.defaults) {
+      dependencies_(std::move(dependencies)),
+      permissionManager_(dependencies_.mainQueue, dependencies_.permissions),
+      updateManager_(dependencies_.defaults, dependencies_.updates),
+      settings_(dependencies_.defaults) {
     // The window of the updater's setting is that of the others, also during the first run.
     connect(&updateManager_, &UpdateManager::settingWritten, &settings_, &Settings::noteWritten);
-    if (!world_.defaults.integerForKey(kPrivacyRevisionKey)) {
+    if (!dependencies_.defaults.integerForKey(kPrivacyRevisionKey)) {
         rememberPrivacyPolicy();  // who has not seen another one is told of no change
     }
-    if (world_.defaults.boolForKey(kHasCompletedOnboardingKey).value_or(false)) {
+    if (dependencies_.defaults.boolForKey(kHasCompletedOnboardingKey).value_or(false)) {
         makeMainView();
     }
 }
@@ -36,7 +36,7 @@ LarkfoldApp::~LarkfoldApp() = default;
 
 void LarkfoldApp::completeOnboarding() {
     try {
-        world_.defaults.setBool(kHasCompletedOnboardingKey, true);
+        dependencies_.defaults.setBool(kHasCompletedOnboardingKey, true);
     } catch (const std::exception&) {
         // A home that cannot be written: the pages come again next time, the program works now.
     }
@@ -47,15 +47,16 @@ void LarkfoldApp::completeOnboarding() {
 }
 
 void LarkfoldApp::makeMainView() {
-    mainView_ = std::make_unique<MainView>(MainView::World{.mainQueue = world_.mainQueue,
-                                                           .defaults = world_.defaults,
-                                                           .notifications = notifications_,
-                                                           .permissionManager = permissionManager_,
-                                                           .indexFileURL = world_.indexFileURL,
-                                                           .readCapacity = world_.readCapacity,
-                                                           .cleanupHistoryURL = world_.cleanupHistoryURL,
-                                                           .gate = world_.gate,
-                                                           .reveal = world_.reveal});
+    mainView_ = std::make_unique<MainView>(
+        MainView::Dependencies{.mainQueue = dependencies_.mainQueue,
+                               .defaults = dependencies_.defaults,
+                               .notifications = notifications_,
+                               .permissionManager = permissionManager_,
+                               .indexFileURL = dependencies_.indexFileURL,
+                               .readCapacity = dependencies_.readCapacity,
+                               .cleanupHistoryURL = dependencies_.cleanupHistoryURL,
+                               .gate = dependencies_.gate,
+                               .reveal = dependencies_.reveal});
     // Two places show the same setting.
     DiskScannerViewModel* scanner = mainView_->scannerViewModel();
     connect(&settings_, &Settings::skipHiddenFilesChanged, scanner,
@@ -64,7 +65,7 @@ void LarkfoldApp::makeMainView() {
 }
 
 QString LarkfoldApp::version() const {
-    return QString::fromStdString(world_.updates.version);
+    return QString::fromStdString(dependencies_.updates.version);
 }
 
 void LarkfoldApp::setShowSettings(bool show) {
@@ -83,15 +84,16 @@ void LarkfoldApp::setShowPrivacyPolicy(bool show) {
 }
 
 bool LarkfoldApp::privacyPolicyHasChanged() const {
-    return world_.defaults.integerForKey(kPrivacyRevisionKey).value_or(privacy::revision) < privacy::revision;
+    return dependencies_.defaults.integerForKey(kPrivacyRevisionKey).value_or(privacy::revision) <
+           privacy::revision;
 }
 
 void LarkfoldApp::rememberPrivacyPolicy() {
-    if (world_.defaults.integerForKey(kPrivacyRevisionKey) == privacy::revision) {
+    if (dependencies_.defaults.integerForKey(kPrivacyRevisionKey) == privacy::revision) {
         return;
     }
     try {
-        world_.defaults.setInteger(kPrivacyRevisionKey, privacy::revision);
+        dependencies_.defaults.setInteger(kPrivacyRevisionKey, privacy::revision);
     } catch (const std::exception&) {
         // The user is told once more.
     }

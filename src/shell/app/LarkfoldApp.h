@@ -44,13 +44,13 @@ class LarkfoldApp : public QObject {
     Q_PROPERTY(larkfold::MainView* mainView READ mainView NOTIFY hasCompletedOnboardingChanged)
 
 public:
-    // What the program needs of the world. References outlive it.
-    struct World {
+    // What the program is given. References outlive it.
+    struct Dependencies {
         MainQueue& mainQueue;
         UserDefaults& defaults;
         Appearance& appearance;
-        PermissionManager::World permissions = {};
-        UpdateManager::World updates = {};
+        PermissionManager::Dependencies permissions = {};
+        UpdateManager::Dependencies updates = {};
         std::optional<std::string> indexFileURL = std::nullopt;  // absent: the place that the driver names
         DiskSpacePresenter::CapacityReader readCapacity = volumeCapacity;
         // Of removals, as `MainView` takes them.
@@ -59,10 +59,10 @@ public:
         std::function<void(const std::string&, std::function<void(bool)>)> reveal = nullptr;
     };
 
-    explicit LarkfoldApp(World world, QObject* parent = nullptr);
+    explicit LarkfoldApp(Dependencies dependencies, QObject* parent = nullptr);
     ~LarkfoldApp() override;
 
-    Appearance* appearance() { return &world_.appearance; }
+    Appearance* appearance() { return &dependencies_.appearance; }
     PermissionManager* permissionManager() { return &permissionManager_; }
     UpdateManager* updateManager() { return &updateManager_; }
     Settings* settings() { return &settings_; }
@@ -101,7 +101,7 @@ private:
     void makeMainView();
     void rememberPrivacyPolicy();
 
-    World world_;
+    Dependencies dependencies_;
     NotificationCenter notifications_;
     PermissionManager permissionManager_;
     UpdateManager updateManager_;

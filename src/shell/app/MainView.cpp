@@ -51,29 +51,31 @@ bool isTab(std::int64_t value) {
 
 }  // namespace
 
-MainView::MainView(World world, QObject* parent)
+MainView::MainView(Dependencies dependencies, QObject* parent)
     : QObject(parent),
-      world_(std::move(world)),
-      folderChooser_({.mainQueue = world_.mainQueue}),
-      historyStore_(world_.cleanupHistoryURL, announcer(world_.mainQueue, world_.notifications, isAlive_)),
-      scannerViewModel_({.mainQueue = world_.mainQueue,
-                         .defaults = world_.defaults,
+      dependencies_(std::move(dependencies)),
+      folderChooser_({.mainQueue = dependencies_.mainQueue}),
+      historyStore_(dependencies_.cleanupHistoryURL,
+                    announcer(dependencies_.mainQueue, dependencies_.notifications, isAlive_)),
+      scannerViewModel_({.mainQueue = dependencies_.mainQueue,
+                         .defaults = dependencies_.defaults,
                          .folderChooser = &folderChooser_,
-                         .indexFileURL = world_.indexFileURL,
+                         .indexFileURL = dependencies_.indexFileURL,
                          .cleanupHistory = &historyStore_,
-                         .gate = world_.gate,
+                         .gate = dependencies_.gate,
                          .makeStream = nullptr,
                          .ownFolders = {std::string(parentPath(UserDefaults::standardFile()))}}),
-      diskSpace_(scannerViewModel_, world_.mainQueue, world_.readCapacity),
-      cleanupHistory_({.mainQueue = world_.mainQueue,
-                       .notifications = world_.notifications,
+      diskSpace_(scannerViewModel_, dependencies_.mainQueue, dependencies_.readCapacity),
+      cleanupHistory_({.mainQueue = dependencies_.mainQueue,
+                       .notifications = dependencies_.notifications,
                        .store = historyStore_,
-                       .reveal = world_.reveal}),
-      interruptedRemoval_({.mainQueue = world_.mainQueue, .store = historyStore_, .reveal = world_.reveal}),
-      historyManager_(world_.defaults, world_.mainQueue),
+                       .reveal = dependencies_.reveal}),
+      interruptedRemoval_(
+          {.mainQueue = dependencies_.mainQueue, .store = historyStore_, .reveal = dependencies_.reveal}),
+      historyManager_(dependencies_.defaults, dependencies_.mainQueue),
       recentScans_(historyManager_, scannerViewModel_),
-      dropContext_(world_.mainQueue, "drop") {
-    const auto stored = world_.defaults.integerForKey(kSelectedTabKey).value_or(0);
+      dropContext_(dependencies_.mainQueue, "drop") {
+    const auto stored = dependencies_.defaults.integerForKey(kSelectedTabKey).value_or(0);
     selectedTab_ = isTab(stored) ? static_cast<int>(stored) : 0;
 
     connect(&scannerViewModel_, &DiskScannerViewModel::isScanningChanged, this, [this] {
@@ -102,13 +104,14 @@ MainView::MainView(World world, QObject* parent)
 MainView::~MainView() = default;
 
 void MainView::observeCommands() {
-    observations_.push_back(world_.notifications.observe("newScan", [this] {
+    observations_.push_back(dependencies_.notifications.observe("newScan", [this] {
         showTab(kDiskSpace);
         showStartPage(true);
     }));
     observations_.push_back(
-        world_.notifications.observe("cancelScan", [this] { scannerViewModel_.cancelScan(); }));
-    observations_.push_back(world_.notifications.observe("showDiskSpace", [this] { showTab(kDiskSpace); }));
+        dependencies_.notifications.observe("cancelScan", [this] { scannerViewModel_.cancelScan(); }));
+    observations_.push_back(
+        dependencies_.notifications.observe("showDiskSpace", [this] { showTab(kDiskSpace); }));
 }
 
 void MainView::observeRemoval() {
@@ -179,7 +182,7 @@ void MainView::showTab(int tab) {
     }
     selectedTab_ = tab;
     try {
-        world_.defaults.setInteger(kSelectedTabKey, tab);
+        dependencies_.defaults.setInteger(kSelectedTabKey, tab);
     } catch (const std::exception&) {
         // Not remembered, and no reason to disturb: the tab is shown all the same.
     }
@@ -216,7 +219,7 @@ void MainView::returnToMap() {
 }
 
 void MainView::startNewScan() {
-    world_.notifications.post("newScan");
+    dependencies_.notifications.post("newScan");
 }
 
 void MainView::showStartPage(bool show) {
@@ -229,7 +232,7 @@ void MainView::showStartPage(bool show) {
 }
 
 void MainView::scanEntireDisk() {
-    if (world_.permissionManager.hasFullDiskAccess()) {
+    if (dependencies_.permissionManager.hasFullDiskAccess()) {
         scannerViewModel_.scanStartupDisk();
     } else {
         setShowFullDiskAccessAlert(true);

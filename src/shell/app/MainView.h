@@ -64,8 +64,8 @@ public:
     enum class DiskPage { Start, Restoring, Scanning, Result };
     Q_ENUM(DiskPage)
 
-    // What the window's content needs of the world. All outlive it.
-    struct World {
+    // What the window's content is given. All outlive it.
+    struct Dependencies {
         MainQueue& mainQueue;
         UserDefaults& defaults;
         NotificationCenter& notifications;
@@ -79,12 +79,12 @@ public:
         std::function<void(const std::string&, std::function<void(bool)>)> reveal = nullptr;
     };
 
-    explicit MainView(World world, QObject* parent = nullptr);
+    explicit MainView(Dependencies dependencies, QObject* parent = nullptr);
     ~MainView() override;
 
     DiskScannerViewModel* scannerViewModel() { return &scannerViewModel_; }
     DiskSpacePresenter* diskSpace() { return &diskSpace_; }
-    PermissionManager* permissionManager() { return &world_.permissionManager; }
+    PermissionManager* permissionManager() { return &dependencies_.permissionManager; }
     QmlFolderChooser* folderChooser() { return &folderChooser_; }
 
     CleanupReviewModel* cleanupReview() { return &cleanupReview_; }
@@ -151,7 +151,7 @@ private:
     void showStartPage(bool show);
     void setDropMessage(const QString& message);
 
-    World world_;
+    Dependencies dependencies_;
     QmlFolderChooser folderChooser_;
     std::shared_ptr<bool> isAlive_ = std::make_shared<bool>(true);  // for what waits in the main queue
     CleanupHistoryStore historyStore_;

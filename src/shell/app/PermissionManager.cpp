@@ -51,8 +51,8 @@ Guide guideFor(Confinement confinement, bool hasAccess) {
 
 }  // namespace
 
-PermissionManager::PermissionManager(MainQueue& mainQueue, World world, QObject* parent)
-    : QObject(parent), world_(std::move(world)), context_(mainQueue, "permissions") {
+PermissionManager::PermissionManager(MainQueue& mainQueue, Dependencies dependencies, QObject* parent)
+    : QObject(parent), dependencies_(std::move(dependencies)), context_(mainQueue, "permissions") {
     checkFullDiskAccess();
 }
 
@@ -62,7 +62,7 @@ void PermissionManager::checkFullDiskAccess() {
     }
     isChecking_ = true;
     emit isCheckingChanged();
-    check_ = context_.run<bool>([probe = world_.probe](std::stop_token) { return probe(); },
+    check_ = context_.run<bool>([probe = dependencies_.probe](std::stop_token) { return probe(); },
                                 [this](Outcome<bool> outcome) { finishCheck(std::move(outcome)); });
 }
 
@@ -95,11 +95,11 @@ void PermissionManager::setShowSettingsGuide(bool show) {
 }
 
 QString PermissionManager::settingsGuide() const {
-    return QString::fromUtf8(guideFor(world_.confinement(), hasFullDiskAccess_).text);
+    return QString::fromUtf8(guideFor(dependencies_.confinement(), hasFullDiskAccess_).text);
 }
 
 QString PermissionManager::settingsCommand() const {
-    return QString::fromUtf8(guideFor(world_.confinement(), hasFullDiskAccess_).command);
+    return QString::fromUtf8(guideFor(dependencies_.confinement(), hasFullDiskAccess_).command);
 }
 
 void PermissionManager::copySettingsCommand() const {

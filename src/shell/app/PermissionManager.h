@@ -29,14 +29,14 @@ class PermissionManager : public QObject {
     Q_PROPERTY(QString settingsCommand READ settingsCommand NOTIFY hasFullDiskAccessChanged)
 
 public:
-    // How the world is asked; the defaults are what the program uses. `probe` runs off the main thread.
-    struct World {
+    // How the system is asked; the defaults are what the program uses. `probe` runs off the main thread.
+    struct Dependencies {
         std::function<bool()> probe = probeFullDiskAccess;
         std::function<Confinement()> confinement = currentConfinement;
     };
 
     // Probes once at once. `mainQueue` outlives the manager.
-    explicit PermissionManager(MainQueue& mainQueue, World world, QObject* parent = nullptr);
+    explicit PermissionManager(MainQueue& mainQueue, Dependencies dependencies, QObject* parent = nullptr);
 
     bool hasFullDiskAccess() const { return hasFullDiskAccess_; }
     bool isChecking() const { return isChecking_; }
@@ -65,7 +65,7 @@ signals:
 private:
     void finishCheck(Outcome<bool> outcome);
 
-    World world_;
+    Dependencies dependencies_;
     bool hasFullDiskAccess_ = false;
     bool isChecking_ = false;
     bool hasAnswer_ = false;

@@ -48,7 +48,7 @@ void sortUnlessStopped(std::vector<std::pair<std::string, std::string>>& keyed, 
     });
 }
 
-using ListFolders = decltype(FolderChooserModel::World::listFolders);
+using ListFolders = decltype(FolderChooserModel::Dependencies::listFolders);
 
 // The folders in there, ordered as the user's language orders. Throws CancellationError.
 FolderListing sortedListing(const ListFolders& listFolders, const std::string& path,
@@ -94,12 +94,12 @@ FolderListing outcomeOf(Outcome<FolderListing>& outcome) {
 
 }  // namespace
 
-FolderChooserModel::FolderChooserModel(World world, QObject* parent)
+FolderChooserModel::FolderChooserModel(Dependencies dependencies, QObject* parent)
     : QAbstractListModel(parent),
-      world_(std::move(world)),
-      placesContext_(world_.mainQueue, "places"),
-      listContext_(world_.mainQueue, "list-folders"),
-      lookupContext_(world_.mainQueue, "look-up-folder") {
+      dependencies_(std::move(dependencies)),
+      placesContext_(dependencies_.mainQueue, "places"),
+      listContext_(dependencies_.mainQueue, "list-folders"),
+      lookupContext_(dependencies_.mainQueue, "look-up-folder") {
     connect(this, &FolderChooserModel::folderChanged, this, &FolderChooserModel::currentPlaceChanged);
     connect(this, &FolderChooserModel::folderChanged, this, &FolderChooserModel::choiceChanged);
     connect(this, &FolderChooserModel::listingChanged, this, &FolderChooserModel::choiceChanged);
@@ -124,9 +124,9 @@ void FolderChooserModel::end() {
 // --- Places
 
 void FolderChooserModel::readPlaces() {
-    placesRun_ = placesContext_.run<std::vector<Place>>(
-        [read = world_.readPlaces](std::stop_token) { return read(); },
-        [this](Outcome<std::vector<Place>> outcome) {
+    placesRun_ = placesContext_.run<std::vector<UserLocation>>(
+        [read = dependencies_.readPlaces](std::stop_token) { return read(); },
+        [this](Outcome<std::vector<UserLocation>> outcome) {
             try {
                 places_ = std::move(outcome.get());
             } catch (const std::exception&) {
@@ -139,7 +139,7 @@ void FolderChooserModel::readPlaces() {
 
 QVariantList FolderChooserModel::places() const {
     QVariantList list;
-    for (const Place& place : places_) {
+    for (const UserLocation& place : places_) {
         list.append(QVariantMap{{QStringLiteral("title"), texts::placeTitle(place)},
                                 {QStringLiteral("detail"), displayString(place.path)},
                                 {QStringLiteral("icon"), texts::placeIcon(place.kind)}});
@@ -149,7 +149,7 @@ QVariantList FolderChooserModel::places() const {
 
 int FolderChooserModel::currentPlace() const {
     const auto found = std::find_if(places_.begin(), places_.end(),
-                                    [this](const Place& place) { return place.path == folder_; });
+                                    [this](const UserLocation& place) { return place.path == folder_; });
     return found == places_.end() ? -1 : static_cast<int>(found - places_.begin());
 }
 
@@ -238,14 +238,14 @@ void FolderChooserModel::list() {
     names_.clear();
     showRows();
     const CoalescedReports<std::size_t> reports(
-        world_.mainQueue, [self = QPointer(this), listing](const std::size_t& seen) {
+        dependencies_.mainQueue, [self = QPointer(this), listing](const std::size_t& seen) {
             if (self && self->listing_ == listing && self->isListing_) {
                 self->entriesSeen_ = seen;
                 emit self->listingChanged();
             }
         });
     listRun_ = listContext_.run<FolderListing>(
-        [listFolders = world_.listFolders, path = folder_, reports](std::stop_token stop) {
+        [listFolders = dependencies_.listFolders, path = folder_, reports](std::stop_token stop) {
             return sortedListing(listFolders, path, stop,
                                  [&reports](std::size_t seen) { reports.report(seen); });
         },
@@ -434,7 +434,7 @@ void FolderChooserModel::submitPath() {
     setLookingUp(true);
     // What is on screen stays until it is known that the path leads somewhere.
     lookupRun_ = lookupContext_.run<FolderListing>(
-        [listFolders = world_.listFolders, path = target.path](std::stop_token stop) {
+        [listFolders = dependencies_.listFolders, path = target.path](std::stop_token stop) {
             return sortedListing(listFolders, path, stop, [](std::size_t) {});
         },
         [this, target](Outcome<FolderListing> outcome) { takeLookup(target, std::move(outcome)); });

@@ -20,8 +20,8 @@
 #include <vector>
 
 #include "platform/FolderListing.h"
-#include "platform/Place.h"
 #include "platform/SerialContext.h"
+#include "platform/UserLocation.h"
 #include "shell/kit/CrumbListModel.h"
 
 namespace larkfold {
@@ -68,8 +68,8 @@ class FolderChooserModel : public QAbstractListModel {
 public:
     enum Role { NameRole = Qt::UserRole + 1, SpokenTextRole, IsHiddenRole };
 
-    // What the chooser needs of the world; tests bring their own.
-    struct World {
+    // What the chooser is given; tests bring their own.
+    struct Dependencies {
         MainQueue& mainQueue;  // outlives the model
         std::function<FolderListing(const std::string& path, std::stop_token stop,
                                     const std::function<void(std::size_t)>& report)>
@@ -77,10 +77,10 @@ public:
                              const std::function<void(std::size_t)>& report) {
                 return larkfold::listFolders(path, std::move(stop), report);
             };
-        std::function<std::vector<Place>()> readPlaces = userPlaces;
+        std::function<std::vector<UserLocation>()> readPlaces = userLocations;
     };
 
-    explicit FolderChooserModel(World world, QObject* parent = nullptr);
+    explicit FolderChooserModel(Dependencies dependencies, QObject* parent = nullptr);
     ~FolderChooserModel() override;
 
     // Begins a question: where the last one ended, the first time at `startFolder`.
@@ -189,8 +189,8 @@ private:
     void setLookingUp(bool looking);
     void setPathProblem(const QString& problem);
 
-    World world_;
-    std::vector<Place> places_;
+    Dependencies dependencies_;
+    std::vector<UserLocation> places_;
     CrumbListModel crumbs_;
     std::string folder_;
     std::string cameFrom_;  // the name of the child that the user left upwards; highlighted once it is listed

@@ -23,43 +23,43 @@ QString listingFailure(const std::string& path, int error) {
 
 }  // namespace
 
-QString placeTitle(const Place& place) {
+QString placeTitle(const UserLocation& place) {
     switch (place.kind) {
-        case Place::Kind::home:
+        case UserLocation::Kind::home:
             return QStringLiteral("Home");
-        case Place::Kind::fileSystem:
+        case UserLocation::Kind::fileSystem:
             return QStringLiteral("File System");
-        case Place::Kind::desktop:
-        case Place::Kind::documents:
-        case Place::Kind::downloads:
-        case Place::Kind::music:
-        case Place::Kind::pictures:
-        case Place::Kind::videos:
-        case Place::Kind::volume:
+        case UserLocation::Kind::desktop:
+        case UserLocation::Kind::documents:
+        case UserLocation::Kind::downloads:
+        case UserLocation::Kind::music:
+        case UserLocation::Kind::pictures:
+        case UserLocation::Kind::videos:
+        case UserLocation::Kind::volume:
             return displayString(place.name);
     }
     return displayString(place.name);
 }
 
-QString placeIcon(Place::Kind kind) {
+QString placeIcon(UserLocation::Kind kind) {
     switch (kind) {
-        case Place::Kind::home:
+        case UserLocation::Kind::home:
             return QStringLiteral("home");
-        case Place::Kind::desktop:
+        case UserLocation::Kind::desktop:
             return QStringLiteral("desktop");
-        case Place::Kind::documents:
+        case UserLocation::Kind::documents:
             return QStringLiteral("document");
-        case Place::Kind::downloads:
+        case UserLocation::Kind::downloads:
             return QStringLiteral("drop");
-        case Place::Kind::music:
+        case UserLocation::Kind::music:
             return QStringLiteral("audio");
-        case Place::Kind::pictures:
+        case UserLocation::Kind::pictures:
             return QStringLiteral("image");
-        case Place::Kind::videos:
+        case UserLocation::Kind::videos:
             return QStringLiteral("video");
-        case Place::Kind::fileSystem:
+        case UserLocation::Kind::fileSystem:
             return QStringLiteral("disk");
-        case Place::Kind::volume:
+        case UserLocation::Kind::volume:
             return QStringLiteral("drive");
     }
     return QStringLiteral("folder");

@@ -5,12 +5,12 @@
 #include <cstddef>
 #include <string>
 
-#include "platform/Place.h"
+#include "platform/UserLocation.h"
 
 namespace larkfold::folder_chooser_texts {
 
-QString placeTitle(const Place& place);
-QString placeIcon(Place::Kind kind);
+QString placeTitle(const UserLocation& place);
+QString placeIcon(UserLocation::Kind kind);
 
 QString reading(std::size_t entriesSeen);  // "Reading this folder…", from some entries on with their number
 QString foldersInside(std::size_t count);  // "12 folders", for a screen reader

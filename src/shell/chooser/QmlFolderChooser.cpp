@@ -7,8 +7,8 @@
 
 namespace larkfold {
 
-QmlFolderChooser::QmlFolderChooser(FolderChooserModel::World world, QObject* parent)
-    : QObject(parent), model_(std::move(world)) {
+QmlFolderChooser::QmlFolderChooser(FolderChooserModel::Dependencies dependencies, QObject* parent)
+    : QObject(parent), model_(std::move(dependencies)) {
     connect(&model_, &FolderChooserModel::accepted, this, [this] { answer(model_.choice()); });
 }
 

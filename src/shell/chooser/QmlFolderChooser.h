@@ -25,7 +25,7 @@ class QmlFolderChooser : public QObject, public FolderChooser {
     Q_PROPERTY(larkfold::FolderChooserModel* model READ model CONSTANT)
 
 public:
-    explicit QmlFolderChooser(FolderChooserModel::World world, QObject* parent = nullptr);
+    explicit QmlFolderChooser(FolderChooserModel::Dependencies dependencies, QObject* parent = nullptr);
     ~QmlFolderChooser() override;
 
     // A question that comes while another is open answers that one with nothing.

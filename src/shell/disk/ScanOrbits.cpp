@@ -72,14 +72,14 @@ double angularSpeed(int ring) {
     return 0.028 / std::pow(1.0 + ring, 0.75);
 }
 
-struct Place {
+struct BodyPosition {
     double radius;  // share of the side
     double angle;   // share of a turn
     double weight;  // 0: not there, 1: fully there
 };
 
 // Where a body is: it enters at the rim, falls inwards along a spiral and is taken up by its ring.
-Place placeOf(int body, double phase) {
+BodyPosition positionOf(int body, double phase) {
     const int ring = 1 + body % (kRings - 1);
     const double duration = 7 + 6 * scattered(body, 1);
     const double life = fraction(phase / duration + scattered(body, 2));
@@ -92,9 +92,9 @@ Place placeOf(int body, double phase) {
     return {.radius = radius, .angle = angle, .weight = weight};
 }
 
-QPointF at(const QPointF& centre, double side, const Place& place) {
-    const double angle = (place.angle - 0.25) * kTurn;
-    return centre + QPointF(std::cos(angle), std::sin(angle)) * (place.radius * side);
+QPointF at(const QPointF& centre, double side, const BodyPosition& position) {
+    const double angle = (position.angle - 0.25) * kTurn;
+    return centre + QPointF(std::cos(angle), std::sin(angle)) * (position.radius * side);
 }
 
 }  // namespace
@@ -218,17 +218,17 @@ void ScanOrbits::paint(QPainter* painter) {
     }
     for (int body = 0; body < kBodies; ++body) {
         const double size = (0.006 + 0.007 * scattered(body, 6)) * scale;
-        if (placeOf(body, phase_).weight < 0.02) {
+        if (positionOf(body, phase_).weight < 0.02) {
             continue;
         }
         for (int step = kTail; step >= 0; --step) {
-            const Place place = placeOf(body, phase_ - step * kTailStep);
+            const BodyPosition position = positionOf(body, phase_ - step * kTailStep);
             const double share = 1.0 - static_cast<double>(step) / (kTail + 1);
             QColor colour = accent_;
-            colour.setAlphaF(static_cast<float>(place.weight * share * share * 0.8));
+            colour.setAlphaF(static_cast<float>(position.weight * share * share * 0.8));
             painter->setBrush(colour);
             const double radius = size * (0.35 + 0.65 * share);
-            painter->drawEllipse(at(centre, scale, place), radius, radius);
+            painter->drawEllipse(at(centre, scale, position), radius, radius);
         }
     }
 }

@@ -47,41 +47,42 @@ bool hasHelp(const CleanupOperation& operation) {
 
 }  // namespace
 
-CleanupHistoryModel::CleanupHistoryModel(World world, QObject* parent)
+CleanupHistoryModel::CleanupHistoryModel(Dependencies dependencies, QObject* parent)
     : QAbstractListModel(parent),
-      world_(std::move(world)),
-      observation_(world_.notifications.observe(std::string(CleanupHistoryStore::changedNotification),
-                                                [this] {
-                                                    if (hasAnswer_) {  // otherwise nobody has looked yet
-                                                        load();
-                                                    }
-                                                })),
-      context_(world_.mainQueue, "cleanup-history") {
+      dependencies_(std::move(dependencies)),
+      observation_(
+          dependencies_.notifications.observe(std::string(CleanupHistoryStore::changedNotification),
+                                              [this] {
+                                                  if (hasAnswer_) {  // otherwise nobody has looked yet
+                                                      load();
+                                                  }
+                                              })),
+      context_(dependencies_.mainQueue, "cleanup-history") {
     recount();
 }
 
 CleanupHistoryModel::~CleanupHistoryModel() = default;
 
 QString CleanupHistoryModel::placeHint() const {
-    const std::string folder(parentPath(world_.store.url()));
+    const std::string folder(parentPath(dependencies_.store.url()));
     const std::string home = homeDirectoryForCurrentUser();
     const bool isInHome = home != "/" && isAtOrBelow(folder, home);
     return text(cleanup_texts::historyPlace(isInHome ? "~" + folder.substr(home.size()) : folder));
 }
 
-QString CleanupHistoryModel::putBackHelp() {
-    return text(cleanup_texts::putBackHelp());
+QString CleanupHistoryModel::restoreHelp() {
+    return text(cleanup_texts::restoreHelp());
 }
 
-QString CleanupHistoryModel::putBackHelpHere() {
-    return text(cleanup_texts::putBackHelpHere());
+QString CleanupHistoryModel::restoreHelpHere() {
+    return text(cleanup_texts::restoreHelpHere());
 }
 
 // MARK: What the store holds
 
 void CleanupHistoryModel::load() {
     loadRun_ = context_.run<std::vector<CleanupOperation>>(
-        [store = &world_.store](std::stop_token) { return store->load(); },
+        [store = &dependencies_.store](std::stop_token) { return store->load(); },
         [this](Outcome<std::vector<CleanupOperation>> outcome) {
             try {
                 take(std::move(outcome.get()));
@@ -124,7 +125,7 @@ void CleanupHistoryModel::setClearConfirmation(bool shown) {
 void CleanupHistoryModel::clear() {
     setClearConfirmation(false);
     clearRun_ = context_.run<bool>(
-        [store = &world_.store](std::stop_token) {
+        [store = &dependencies_.store](std::stop_token) {
             // First what would come into the history otherwise.
             RemovalRecovery(*store).forget();
             store->clear();
@@ -184,8 +185,8 @@ void CleanupHistoryModel::reveal(const std::string& path) {
             model->setError(text(cleanup_texts::revealFailed(path)));
         }
     };
-    if (world_.reveal) {
-        world_.reveal(path, std::move(done));
+    if (dependencies_.reveal) {
+        dependencies_.reveal(path, std::move(done));
         return;
     }
     if (!desktop_) {
@@ -195,8 +196,8 @@ void CleanupHistoryModel::reveal(const std::string& path) {
 }
 
 void CleanupHistoryModel::copyPath(int row) const {
-    const auto place = placeOf(row);
-    if (!place || place->kind != Item) {
+    const auto reference = referenceOf(row);
+    if (!reference || reference->kind != Item) {
         return;
     }
     const std::string& path = itemOf(row)->originalPath;
@@ -225,7 +226,7 @@ int CleanupHistoryModel::rowCount(const QModelIndex& parent) const {
     return parent.isValid() ? 0 : firstRows_.back();
 }
 
-std::optional<CleanupHistoryModel::Place> CleanupHistoryModel::placeOf(int row) const {
+std::optional<CleanupHistoryModel::RowReference> CleanupHistoryModel::referenceOf(int row) const {
     if (row < 0 || row >= rowCount()) {
         return std::nullopt;
     }
@@ -233,31 +234,32 @@ std::optional<CleanupHistoryModel::Place> CleanupHistoryModel::placeOf(int row) 
     const auto operation = static_cast<std::size_t>(next - firstRows_.begin()) - 1;
     const auto within = static_cast<std::size_t>(row - firstRows_[operation]);
     if (within == 0) {
-        return Place{.operation = operation, .kind = Operation, .item = 0};
+        return RowReference{.operation = operation, .kind = Operation, .item = 0};
     }
     const std::size_t before = hasHelp(operations_[operation]) ? 2 : 1;
     if (within < before) {
-        return Place{.operation = operation, .kind = Help, .item = 0};
+        return RowReference{.operation = operation, .kind = Help, .item = 0};
     }
-    return Place{.operation = operation, .kind = Item, .item = within - before};
+    return RowReference{.operation = operation, .kind = Item, .item = within - before};
 }
 
 const CleanupOperation::Item* CleanupHistoryModel::itemOf(int row) const {
-    const auto place = placeOf(row);
-    return place && place->kind == Item ? &operations_[place->operation].items[place->item] : nullptr;
+    const auto reference = referenceOf(row);
+    return reference && reference->kind == Item ? &operations_[reference->operation].items[reference->item]
+                                                : nullptr;
 }
 
 int CleanupHistoryModel::operationRowOf(int row) const {
-    const auto place = placeOf(row);
-    return place ? firstRows_[place->operation] : -1;
+    const auto reference = referenceOf(row);
+    return reference ? firstRows_[reference->operation] : -1;
 }
 
 void CleanupHistoryModel::toggle(int row) {
-    const auto place = placeOf(row);
-    if (!place || place->kind != Operation) {
+    const auto reference = referenceOf(row);
+    if (!reference || reference->kind != Operation) {
         return;
     }
-    const CleanupOperation& operation = operations_[place->operation];
+    const CleanupOperation& operation = operations_[reference->operation];
     const int rows = openRows(operation);
     const bool opens = !expanded_.contains(operation.id);
     if (rows > 0) {
@@ -345,30 +347,30 @@ QVariant CleanupHistoryModel::dataOfItem(const CleanupOperation& operation,
 }
 
 QVariant CleanupHistoryModel::data(const QModelIndex& index, int role) const {
-    const auto place =
-        checkIndex(index, CheckIndexOption::IndexIsValid) ? placeOf(index.row()) : std::nullopt;
-    if (!place) {
+    const auto reference =
+        checkIndex(index, CheckIndexOption::IndexIsValid) ? referenceOf(index.row()) : std::nullopt;
+    if (!reference) {
         return {};
     }
     if (role == KindRole) {
-        return place->kind;
+        return reference->kind;
     }
-    const CleanupOperation& operation = operations_[place->operation];
-    switch (place->kind) {
+    const CleanupOperation& operation = operations_[reference->operation];
+    switch (reference->kind) {
         case Operation:
             return operationData(operation, role);
         case Item:
-            return dataOfItem(operation, operation.items[place->item], role);
+            return dataOfItem(operation, operation.items[reference->item], role);
         case Help:
             break;
     }
     switch (role) {
         case TitleRole:
-            return putBackHelp();
+            return restoreHelp();
         case TextRole:
-            return putBackHelpHere();
+            return restoreHelpHere();
         case SpokenTextRole:
-            return QString(putBackHelp() + QLatin1Char(' ') + putBackHelpHere());
+            return QString(restoreHelp() + QLatin1Char(' ') + restoreHelpHere());
         case IsOpenRole:
         case IsFailureRole:
         case CanLocateRole:

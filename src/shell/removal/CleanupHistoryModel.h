@@ -49,8 +49,8 @@ class CleanupHistoryModel : public QAbstractListModel {
                    clearConfirmationChanged)
     // Where the records are kept, in the words of this system.
     Q_PROPERTY(QString placeHint READ placeHint CONSTANT)
-    Q_PROPERTY(QString putBackHelp READ putBackHelp CONSTANT)
-    Q_PROPERTY(QString putBackHelpHere READ putBackHelpHere CONSTANT)
+    Q_PROPERTY(QString restoreHelp READ restoreHelp CONSTANT)
+    Q_PROPERTY(QString restoreHelpHere READ restoreHelpHere CONSTANT)
 
 public:
     // What a row is. `Help` stands once below an open operation that has something in Trash.
@@ -67,8 +67,8 @@ public:
         SpokenTextRole,
     };
 
-    // What the screen needs of the world. The store and the queue outlive it.
-    struct World {
+    // What the screen is given. The store and the queue outlive it.
+    struct Dependencies {
         MainQueue& mainQueue;
         NotificationCenter& notifications;
         CleanupHistoryStore& store;
@@ -76,7 +76,7 @@ public:
         std::function<void(const std::string& path, std::function<void(bool)> done)> reveal = nullptr;
     };
 
-    explicit CleanupHistoryModel(World world, QObject* parent = nullptr);
+    explicit CleanupHistoryModel(Dependencies dependencies, QObject* parent = nullptr);
     ~CleanupHistoryModel() override;
 
     const std::vector<CleanupOperation>& operations() const { return operations_; }
@@ -91,8 +91,8 @@ public:
     bool clearConfirmation() const { return clearConfirmation_; }
     void setClearConfirmation(bool shown);
     QString placeHint() const;
-    static QString putBackHelp();
-    static QString putBackHelpHere();
+    static QString restoreHelp();
+    static QString restoreHelpHere();
 
     // The screen appears, or the user wants to try again.
     Q_INVOKABLE void load();
@@ -123,13 +123,13 @@ signals:
     void clearConfirmationChanged();
 
 private:
-    struct Place {
+    struct RowReference {
         std::size_t operation;
         Kind kind;
         std::size_t item;  // of an item
     };
 
-    std::optional<Place> placeOf(int row) const;
+    std::optional<RowReference> referenceOf(int row) const;
     const CleanupOperation::Item* itemOf(int row) const;
     int openRows(const CleanupOperation& operation) const;
     void recount();
@@ -141,7 +141,7 @@ private:
     QVariant dataOfItem(const CleanupOperation& operation, const CleanupOperation::Item& item,
                         int role) const;
 
-    World world_;
+    Dependencies dependencies_;
     std::vector<CleanupOperation> operations_;
     std::vector<int> firstRows_;  // of each operation, and behind them the number of all rows
     std::set<UUID> expanded_;

@@ -176,7 +176,7 @@ T.Control {
                     width: ListView.view.width
                     isCurrent: ListView.isCurrentItem && list.activeFocus
                     hasRing: isCurrent && list.followsKeyboard
-                    help: tab.history.putBackHelp + "\n\n" + tab.history.putBackHelpHere
+                    help: tab.history.restoreHelp + "\n\n" + tab.history.restoreHelpHere
                     onChosen: list.choose(index)
                     onActivated: list.activate(index)
                     onLocateRequested: tab.history.locateInTrash(index)

@@ -20,14 +20,16 @@ QString fromUTF8(const std::string& utf8) {
 
 }  // namespace
 
-InterruptedRemovalModel::InterruptedRemovalModel(World world, QObject* parent)
-    : QObject(parent), world_(std::move(world)), context_(world_.mainQueue, "interrupted") {}
+InterruptedRemovalModel::InterruptedRemovalModel(Dependencies dependencies, QObject* parent)
+    : QObject(parent),
+      dependencies_(std::move(dependencies)),
+      context_(dependencies_.mainQueue, "interrupted") {}
 
 InterruptedRemovalModel::~InterruptedRemovalModel() = default;
 
 void InterruptedRemovalModel::recover() {
     recoverRun_ = context_.run<RemovalRecovery::Report>(
-        [store = &world_.store](const std::stop_token& stop) {
+        [store = &dependencies_.store](const std::stop_token& stop) {
             return RemovalRecovery(*store).recover(stop);
         },
         [this](Outcome<RemovalRecovery::Report> outcome) {
@@ -87,7 +89,7 @@ void InterruptedRemovalModel::restore() {
     }
     show(Stage::restoring);
     restoreRun_ = context_.run<std::optional<std::string>>(
-        [store = &world_.store, leftover = *leftover](std::stop_token) {
+        [store = &dependencies_.store, leftover = *leftover](std::stop_token) {
             return RemovalRecovery(*store).restore(leftover);
         },
         [this](Outcome<std::optional<std::string>> outcome) {
@@ -132,8 +134,8 @@ void InterruptedRemovalModel::reveal() {
             emit model->changed();
         }
     };
-    if (world_.reveal) {
-        world_.reveal(path, std::move(done));
+    if (dependencies_.reveal) {
+        dependencies_.reveal(path, std::move(done));
         return;
     }
     if (!desktop_) {

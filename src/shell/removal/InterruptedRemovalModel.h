@@ -39,15 +39,15 @@ class InterruptedRemovalModel : public QObject {
     Q_PROPERTY(QString revealProblem READ revealProblem NOTIFY changed)
 
 public:
-    // What it needs of the world. The store and the queue outlive it.
-    struct World {
+    // What it is given. The store and the queue outlive it.
+    struct Dependencies {
         MainQueue& mainQueue;
         CleanupHistoryStore& store;
         // Shows an item in the file manager; absent: the desktop's.
         std::function<void(const std::string& path, std::function<void(bool)> done)> reveal = nullptr;
     };
 
-    explicit InterruptedRemovalModel(World world, QObject* parent = nullptr);
+    explicit InterruptedRemovalModel(Dependencies dependencies, QObject* parent = nullptr);
     ~InterruptedRemovalModel() override;
 
     // Looks for what was left. Once, at the start.
@@ -79,7 +79,7 @@ private:
     void finishRestoring(const QString& problem);
     void show(Stage stage);
 
-    World world_;
+    Dependencies dependencies_;
     std::vector<RemovalRecovery::Leftover> leftovers_;
     std::size_t index_ = 0;  // of the one that is asked about
     Stage stage_ = Stage::closed;

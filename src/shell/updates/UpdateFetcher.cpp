@@ -19,7 +19,7 @@ constexpr int kOK = 200;
 constexpr int kNotFound = 404;
 constexpr int kGone = 410;
 
-QNetworkRequest requestFor(const QUrl& url, const UpdateFetcher::World& world) {
+QNetworkRequest requestFor(const QUrl& url, const UpdateFetcher::Dependencies& dependencies) {
     QNetworkRequest request(url);
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
     request.setMaximumRedirectsAllowed(kMostRedirects);
@@ -37,8 +37,8 @@ QNetworkRequest requestFor(const QUrl& url, const UpdateFetcher::World& world) {
     auto security = QSslConfiguration::defaultConfiguration();
     security.setProtocol(QSsl::TlsV1_2OrLater);
     security.setPeerVerifyMode(QSslSocket::VerifyPeer);
-    if (world.authorities) {
-        security.setCaCertificates(*world.authorities);
+    if (dependencies.authorities) {
+        security.setCaCertificates(*dependencies.authorities);
     }
     request.setSslConfiguration(security);
     return request;
@@ -61,7 +61,8 @@ UpdateError::Case reasonFor(QNetworkReply::NetworkError error, bool hasAnswer) {
 
 }  // namespace
 
-UpdateFetcher::UpdateFetcher(World world, QObject* parent) : QObject(parent), world_(std::move(world)) {
+UpdateFetcher::UpdateFetcher(Dependencies dependencies, QObject* parent)
+    : QObject(parent), dependencies_(std::move(dependencies)) {
     timer_.setSingleShot(true);
     connect(&timer_, &QTimer::timeout, this, [this] { fail(UpdateError::Case::tooSlow); });
 }
@@ -76,7 +77,7 @@ void UpdateFetcher::fetch(const UpdateSource& source, std::function<void(Result)
     done_ = std::move(done);
     network_ = std::make_unique<QNetworkAccessManager>();
     network_->setAutoDeleteReplies(false);
-    timer_.start(world_.timeLimit);
+    timer_.start(dependencies_.timeLimit);
     findProxy();
 }
 
@@ -87,14 +88,15 @@ QNetworkProxy UpdateFetcher::systemProxyFor(const QUrl& url) {
 
 void UpdateFetcher::findProxy() {
     try {
-        proxyCall_ = DetachedCall(*this, std::function([proxyFor = world_.proxyFor, url = source_->feed()] {
-            return proxyFor(url);
-        }),
-                                  std::function([this](QNetworkProxy proxy) {
-                                      network_->setProxy(proxy);
-                                      // The signature first: without one there is no reason to load the feed.
-                                      get(Stage::signature);
-                                  }));
+        proxyCall_ =
+            DetachedCall(*this, std::function([proxyFor = dependencies_.proxyFor, url = source_->feed()] {
+                return proxyFor(url);
+            }),
+                         std::function([this](QNetworkProxy proxy) {
+                             network_->setProxy(proxy);
+                             // The signature first: without one there is no reason to load the feed.
+                             get(Stage::signature);
+                         }));
     } catch (const SystemError&) {
         QTimer::singleShot(0, network_.get(), [this, asked = network_.get()] {
             if (network_.get() == asked) {
@@ -133,7 +135,7 @@ void UpdateFetcher::get(Stage stage) {
     stage_ = stage;
     received_.clear();
     const QUrl url = stage == Stage::signature ? source_->signature() : source_->feed();
-    reply_ = network_->get(requestFor(url, world_));
+    reply_ = network_->get(requestFor(url, dependencies_));
     reply_->setReadBufferSize(kReadAhead);
     connect(reply_, &QNetworkReply::readyRead, this, &UpdateFetcher::take);
     connect(reply_, &QNetworkReply::finished, this, &UpdateFetcher::finishReply);

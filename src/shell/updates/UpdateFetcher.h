@@ -36,7 +36,7 @@ class UpdateFetcher final : public QObject {
     Q_OBJECT
 
 public:
-    struct World {
+    struct Dependencies {
         // Whom to believe who the server is; absent: whom the system believes.
         std::optional<QList<QSslCertificate>> authorities = std::nullopt;
         std::chrono::milliseconds timeLimit = std::chrono::seconds(30);
@@ -50,7 +50,7 @@ public:
     };
     using Result = std::variant<Files, UpdateError>;
 
-    explicit UpdateFetcher(World world, QObject* parent = nullptr);
+    explicit UpdateFetcher(Dependencies dependencies, QObject* parent = nullptr);
     ~UpdateFetcher() override;
 
     // `done` is called once, later, unless the fetch is cancelled. One fetch at a time: a second one takes
@@ -72,7 +72,7 @@ private:
     void dropReply();
     std::size_t limit() const;
 
-    World world_;
+    Dependencies dependencies_;
     QTimer timer_;
     std::optional<UpdateSource> source_;
     std::function<void(Result)> done_;

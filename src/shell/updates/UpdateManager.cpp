@@ -35,8 +35,11 @@ QString address(const QUrl& url) {
 
 }  // namespace
 
-UpdateManager::UpdateManager(UserDefaults& defaults, World world, QObject* parent)
-    : QObject(parent), defaults_(defaults), world_(std::move(world)), fetcher_(world_.fetching) {
+UpdateManager::UpdateManager(UserDefaults& defaults, Dependencies dependencies, QObject* parent)
+    : QObject(parent),
+      defaults_(defaults),
+      dependencies_(std::move(dependencies)),
+      fetcher_(dependencies_.fetching) {
     connect(&hourly_, &QTimer::timeout, this, &UpdateManager::checkIfDue);
     hourly_.start(kBetweenLooks);
     QTimer::singleShot(0, this, &UpdateManager::checkIfDue);
@@ -82,7 +85,7 @@ void UpdateManager::checkIfDue() {
 bool UpdateManager::isDue() const {
     const auto last = stored(kLastCheckKey);
     // A time that is yet to come was written under another clock.
-    return !last || world_.now() < *last || world_.now() - *last >= kBetweenChecks;
+    return !last || dependencies_.now() < *last || dependencies_.now() - *last >= kBetweenChecks;
 }
 
 void UpdateManager::cancelCheck() {
@@ -94,11 +97,11 @@ void UpdateManager::cancelCheck() {
 
 void UpdateManager::begin() {
     // A check that fails counts as well, so that a server in trouble is not asked again and again.
-    store(kLastCheckKey, world_.now());
+    store(kLastCheckKey, dependencies_.now());
     error_.reset();
     setPageProblem({});
     setState(State::Checking);
-    fetcher_.fetch(*world_.source, [this](UpdateFetcher::Result result) { finish(result); });
+    fetcher_.fetch(*dependencies_.source, [this](UpdateFetcher::Result result) { finish(result); });
 }
 
 void UpdateManager::finish(const UpdateFetcher::Result& result) {
@@ -114,7 +117,7 @@ void UpdateManager::finish(const UpdateFetcher::Result& result) {
 }
 
 void UpdateManager::judge(const UpdateFetcher::Files& files) {
-    const Appcast feed = world_.source->read(files.feed, files.signature);
+    const Appcast feed = dependencies_.source->read(files.feed, files.signature);
     const auto known = stored(kFeedDateKey);
     if (known && (!feed.date || *feed.date < *known)) {
         throw UpdateError(UpdateError::Case::outdated);
@@ -122,10 +125,10 @@ void UpdateManager::judge(const UpdateFetcher::Files& files) {
     if (feed.date) {
         // One that claims to be made later than now, by a mistake, must not keep out the one that corrects
         // it.
-        store(kFeedDateKey, std::min(*feed.date, world_.now()));
+        store(kFeedDateKey, std::min(*feed.date, dependencies_.now()));
     }
-    store(kLastAnswerKey, world_.now());
-    const auto own = AppVersion::parse(world_.version);
+    store(kLastAnswerKey, dependencies_.now());
+    const auto own = AppVersion::parse(dependencies_.version);
     available_ = own ? feed.newerThan(*own, kMostReleases) : std::vector<Appcast::Item>();
     emit availableChanged();
     setState(available_.empty() ? State::UpToDate : State::Available);
@@ -176,7 +179,7 @@ QString UpdateManager::text() const {
         case State::Checking:
             return disclosure();
         case State::UpToDate:
-            return texts::newestVersion(QString::fromStdString(world_.version));
+            return texts::newestVersion(QString::fromStdString(dependencies_.version));
         case State::Failed:
             return error_ ? texts::nothingWasChanged(QString::fromStdString(error_->description()))
                           : QString();
@@ -184,7 +187,7 @@ QString UpdateManager::text() const {
         case State::Idle:
             break;
     }
-    return texts::currentVersion(QString::fromStdString(world_.version));
+    return texts::currentVersion(QString::fromStdString(dependencies_.version));
 }
 
 QString UpdateManager::summary() const {
@@ -202,7 +205,7 @@ QString UpdateManager::summary() const {
 }
 
 QString UpdateManager::disclosure() const {
-    return isEnabled() ? texts::whatACheckTells(world_.source->feed().host()) : QString();
+    return isEnabled() ? texts::whatACheckTells(dependencies_.source->feed().host()) : QString();
 }
 
 QString UpdateManager::availableVersion() const {
@@ -226,11 +229,11 @@ QString UpdateManager::notesPage() const {
 }
 
 QString UpdateManager::installationHint() const {
-    return texts::updatesComeFrom(world_.installation);
+    return texts::updatesComeFrom(dependencies_.installation);
 }
 
 QString UpdateManager::installationCommand() const {
-    return texts::updateCommand(world_.installation);
+    return texts::updateCommand(dependencies_.installation);
 }
 
 void UpdateManager::openPage() {
@@ -249,7 +252,7 @@ void UpdateManager::open(const QUrl& url) {
     if (!url.isValid()) {
         return;
     }
-    const bool isOpen = world_.openPage ? world_.openPage(url) : QDesktopServices::openUrl(url);
+    const bool isOpen = dependencies_.openPage ? dependencies_.openPage(url) : QDesktopServices::openUrl(url);
     setPageProblem(isOpen ? QString() : texts::pageNotOpened(address(url)));
 }
 

@@ -70,12 +70,12 @@ public:
     };
     Q_ENUM(State)
 
-    // How the world is asked; the defaults are what the program uses.
-    struct World {
+    // How the system is asked; the defaults are what the program uses.
+    struct Dependencies {
         std::string version{buildInformation().version};  // of this program
         std::optional<UpdateSource> source =
             UpdateSource::make(buildInformation().updateFeed, buildInformation().updatePublicKey);
-        UpdateFetcher::World fetching = {};
+        UpdateFetcher::Dependencies fetching = {};
         std::function<Date()> now = larkfold::now;
         Installation installation = currentInstallation();
         std::function<bool(const QUrl&)> openPage = nullptr;  // absent: the user's browser
@@ -83,7 +83,7 @@ public:
 
     // Starts the updater: where automatic checks are on and one is due, it begins with the event loop.
     // `defaults` outlives the manager.
-    UpdateManager(UserDefaults& defaults, World world, QObject* parent = nullptr);
+    UpdateManager(UserDefaults& defaults, Dependencies dependencies, QObject* parent = nullptr);
     ~UpdateManager() override;
 
     // False without a feed, and during a check.
@@ -98,7 +98,7 @@ public:
     void checkIfDue();
     Q_INVOKABLE void cancelCheck();
 
-    bool isEnabled() const { return world_.source.has_value(); }
+    bool isEnabled() const { return dependencies_.source.has_value(); }
     State state() const { return state_; }
     QString title() const;
     QString text() const;
@@ -145,7 +145,7 @@ private:
     void store(const char* key, Date date);
 
     UserDefaults& defaults_;
-    World world_;
+    Dependencies dependencies_;
     State state_ = State::Idle;
     bool showsCheck_ = false;
     std::optional<UpdateError> error_;

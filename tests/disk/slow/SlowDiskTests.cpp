@@ -67,7 +67,7 @@ protected:
     }
 
     void makeDriverOf(DiskScannerViewModel::Gate with) {
-        auto surroundings = world();
+        auto surroundings = dependencies();
         surroundings.gate = std::move(with);
         makeDriver(std::move(surroundings));
     }
@@ -140,7 +140,7 @@ TEST_F(SlowDiskTest, theGateWaitsForALateDiskToo) {
     }
     scan(tree.path("root"));
     delayMilliseconds = 10;
-    ASSERT_FALSE(removal_rules::Judge({tree.path("root")}).isUsable()) << "a disk that is late enough";
+    ASSERT_FALSE(removal_rules::PathPolicy({tree.path("root")}).isUsable()) << "a disk that is late enough";
     driver->toggleSelection(node("a"));
     driver->toggleSelection(node("b"));
     ASSERT_TRUE(prepareReview());

@@ -58,7 +58,7 @@ TEST(OpenBelow, reachesWhatLiesDeeperThanTheSystemTakesPaths) {
     const FileDescriptor root = folderAt(tree.root());
     const FileDescriptor deep = openBelow(root.get(), path, place);
     ASSERT_TRUE(deep);
-    EXPECT_EQ(placeOf(deep.get())->identity, placeOf(at.get())->identity);
+    EXPECT_EQ(statusOf(deep.get())->identity, statusOf(at.get())->identity);
     EXPECT_EQ(currentPath(deep.get()), std::nullopt);  // too long to be told
     EXPECT_FALSE(openBelow(root.get(), "gone/" + path, place));
     EXPECT_EQ(errno, ENOENT);
@@ -67,12 +67,12 @@ TEST(OpenBelow, reachesWhatLiesDeeperThanTheSystemTakesPaths) {
 TEST(PlaceOf, tellsWhatAnItemIs_andNothingOfNone) {
     TemporaryTree tree;
     const FileDescriptor file(open(tree.file("x", "12345").c_str(), O_RDONLY | O_CLOEXEC));
-    const auto told = placeOf(file.get());
+    const auto told = statusOf(file.get());
     ASSERT_TRUE(told);
     EXPECT_EQ(told->size, 5);
     EXPECT_EQ(told->links, 1U);
     EXPECT_TRUE(S_ISREG(told->mode));
-    EXPECT_EQ(placeOf(-1), std::nullopt);
+    EXPECT_EQ(statusOf(-1), std::nullopt);
     EXPECT_EQ(currentPath(-1), std::nullopt);
     EXPECT_EQ(currentPath(file.get()), tree.path("x"));
     EXPECT_FALSE(openAgain(-1, O_RDONLY));

@@ -22,11 +22,11 @@ Folder folderAt(const std::string& path, const std::string& top) {
     return {path, top, FileDescriptor(), FileDescriptor(), FileDescriptor()};
 }
 
-TEST(TrashNote, tellsTheWholePath_orWhatLiesBelowTheTopOfTheVolume) {
+TEST(TrashInfoFile, tellsTheWholePath_orWhatLiesBelowTheTopOfTheVolume) {
     const auto pathIn = [](const std::string& top, const std::string& path) {
-        const std::string note = noteFor(folderAt("/t", top), path, 0);
-        const std::size_t from = note.find("Path=") + 5;
-        return note.substr(from, note.find('\n', from) - from);
+        const std::string text = infoFileFor(folderAt("/t", top), path, 0);
+        const std::size_t from = text.find("Path=") + 5;
+        return text.substr(from, text.find('\n', from) - from);
     };
     EXPECT_EQ(pathIn("", "/home/ada/x"), "/home/ada/x");
     EXPECT_EQ(pathIn("/media/stick", "/media/stick/a/x"), "a/x");
@@ -35,7 +35,7 @@ TEST(TrashNote, tellsTheWholePath_orWhatLiesBelowTheTopOfTheVolume) {
     EXPECT_EQ(pathIn("", "/\n%é~-_.AZaz09 \xFF"), "/%0A%25%C3%A9~-_.AZaz09%20%FF");
 }
 
-TEST(TrashName, isShortEnoughForItsNote_andKeepsTheEnding) {
+TEST(TrashName, isShortEnoughForItsInfoFile_andKeepsTheEnding) {
     EXPECT_EQ(nameFor("a.txt", 0, longestName), "a.txt");
     EXPECT_EQ(nameFor("a.txt", 1, longestName), "a.2.txt");
     EXPECT_EQ(nameFor("a", 4, longestName), "a.5");
@@ -57,7 +57,7 @@ TEST(TrashName, isNotCutWithinACharacter_whereItIsText) {
     EXPECT_EQ(nameFor(umlauts, 0, longestName).size(), 244U);
     const std::string noText(255, '\x80');
     EXPECT_EQ(nameFor(noText, 0, longestName).size(), 241U);
-    EXPECT_EQ(nameFor("\x80\x80", 0, noteSuffix.size() + 1), "\x80");
+    EXPECT_EQ(nameFor("\x80\x80", 0, infoFileSuffix.size() + 1), "\x80");
 }
 
 TEST(TrashMembership, isToldByTheFoldersOfATrash) {

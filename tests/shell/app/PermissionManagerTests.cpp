@@ -27,16 +27,17 @@ protected:
     std::unique_ptr<PermissionManager> make(Confinement confinement = Confinement::none) {
         auto probe = probe_;
         return std::make_unique<PermissionManager>(
-            events_.queue(), PermissionManager::World{.probe =
-                                                          [probe] {
-                                                              ++probe->calls;
-                                                              probe->thread = std::this_thread::get_id();
-                                                              if (probe->fails) {
-                                                                  throw std::runtime_error("probe");
-                                                              }
-                                                              return probe->answer.load();
-                                                          },
-                                                      .confinement = [confinement] { return confinement; }});
+            events_.queue(),
+            PermissionManager::Dependencies{.probe =
+                                                [probe] {
+                                                    ++probe->calls;
+                                                    probe->thread = std::this_thread::get_id();
+                                                    if (probe->fails) {
+                                                        throw std::runtime_error("probe");
+                                                    }
+                                                    return probe->answer.load();
+                                                },
+                                            .confinement = [confinement] { return confinement; }});
     }
 
     static bool settle(PermissionManager& manager) {

@@ -28,7 +28,7 @@ class WindowFixture : public testing::Test {
 protected:
     // Starts the program as it stands then: set the defaults and the answer about access before.
     void start() {
-        app_ = std::make_unique<LarkfoldApp>(LarkfoldApp::World{
+        app_ = std::make_unique<LarkfoldApp>(LarkfoldApp::Dependencies{
             .mainQueue = events_.queue(),
             .defaults = defaults_,
             .appearance = appearance_,
@@ -105,7 +105,7 @@ protected:
     std::function<void(const std::string&, std::function<void(bool)>)> reveal_ =
         [](const std::string&, const std::function<void(bool)>& done) { done(false); };
     // Set before the start. Without a feed there are no checks, whatever this build was given.
-    UpdateManager::World updates_{.source = std::nullopt};
+    UpdateManager::Dependencies updates_{.source = std::nullopt};
     bool hasAccess_ = true;  // set before a check, never during one
     std::unique_ptr<LarkfoldApp> app_;
     std::unique_ptr<QQmlApplicationEngine> engine_;

@@ -29,18 +29,18 @@ using test::TestMainLoop;
 class FolderChooserModelTest : public testing::Test {
 protected:
     FolderChooserModelTest() {
-        world_.readPlaces = [this] {
-            return std::vector<Place>{
-                {.kind = Place::Kind::home, .path = tree_.root(), .name = "anna"},
-                {.kind = Place::Kind::documents, .path = tree_.path("Papiere"), .name = "Papiere"},
-                {.kind = Place::Kind::fileSystem, .path = "/", .name = "/"},
-                {.kind = Place::Kind::volume, .path = tree_.path("stick"), .name = "HOLIDAY"}};
+        dependencies_.readPlaces = [this] {
+            return std::vector<UserLocation>{
+                {.kind = UserLocation::Kind::home, .path = tree_.root(), .name = "anna"},
+                {.kind = UserLocation::Kind::documents, .path = tree_.path("Papiere"), .name = "Papiere"},
+                {.kind = UserLocation::Kind::fileSystem, .path = "/", .name = "/"},
+                {.kind = UserLocation::Kind::volume, .path = tree_.path("stick"), .name = "HOLIDAY"}};
         };
     }
 
     void begin() { begin(tree_.root()); }
     void begin(const std::string& folder) {
-        model_ = std::make_unique<FolderChooserModel>(world_);
+        model_ = std::make_unique<FolderChooserModel>(dependencies_);
         tester_ = std::make_unique<QAbstractItemModelTester>(
             model_.get(), QAbstractItemModelTester::FailureReportingMode::Fatal);
         QObject::connect(model_.get(), &FolderChooserModel::accepted,
@@ -86,7 +86,7 @@ protected:
 
     TemporaryTree tree_;
     TestMainLoop loop_;
-    FolderChooserModel::World world_{.mainQueue = loop_.queue()};
+    FolderChooserModel::Dependencies dependencies_{.mainQueue = loop_.queue()};
     std::unique_ptr<FolderChooserModel> model_;
     std::unique_ptr<QAbstractItemModelTester> tester_;
     std::vector<std::string> accepted_;
@@ -432,8 +432,8 @@ private:
 class SlowFolderTest : public FolderChooserModelTest {
 protected:
     SlowFolderTest() {
-        world_.listFolders = [this](const std::string& path, std::stop_token stop,
-                                    const std::function<void(std::size_t)>& report) -> FolderListing {
+        dependencies_.listFolders = [this](const std::string& path, std::stop_token stop,
+                                           const std::function<void(std::size_t)>& report) -> FolderListing {
             return path == "/slow" ? slow_.list(stop, report) : listFolders(path, stop, report);
         };
         tree_.folder("a");
@@ -443,7 +443,7 @@ protected:
     // Begins in the folder that does not answer yet.
     void beginSlowly() {
         tester_.reset();
-        model_ = std::make_unique<FolderChooserModel>(world_);
+        model_ = std::make_unique<FolderChooserModel>(dependencies_);
         model_->begin("/slow");
     }
 
@@ -494,8 +494,8 @@ TEST_F(SlowFolderTest, aTypedPathThatDoesNotAnswerKeepsTheListAndCanBeGivenUp) {
 }
 
 TEST_F(FolderChooserModelTest, aListingThatBrokeOffSaysThatItIsNotWhole) {
-    world_.listFolders = [](const std::string&, const std::stop_token&,
-                            const std::function<void(std::size_t)>&) {
+    dependencies_.listFolders = [](const std::string&, const std::stop_token&,
+                                   const std::function<void(std::size_t)>&) {
         return FolderListing{.names = {"one"}, .error = EIO};
     };
     begin("/broken");

@@ -34,18 +34,18 @@ protected:
     std::unique_ptr<UpdateManager> make(const std::string& address,
                                         std::chrono::milliseconds timeLimit = std::chrono::seconds(20)) {
         return std::make_unique<UpdateManager>(
-            defaults_, UpdateManager::World{.version = "0.1.0",
-                                            .source = UpdateSource::make(address, makers_.publicKey()),
-                                            .fetching = {.authorities = authority_.certificates(),
-                                                         .timeLimit = timeLimit,
-                                                         .proxyFor = proxyFor_},
-                                            .now = [this] { return now_; },
-                                            .installation = Installation::unmanaged,
-                                            .openPage =
-                                                [this](const QUrl& url) {
-                                                    opened_ << url.toString();
-                                                    return opens_;
-                                                }});
+            defaults_, UpdateManager::Dependencies{.version = "0.1.0",
+                                                   .source = UpdateSource::make(address, makers_.publicKey()),
+                                                   .fetching = {.authorities = authority_.certificates(),
+                                                                .timeLimit = timeLimit,
+                                                                .proxyFor = proxyFor_},
+                                                   .now = [this] { return now_; },
+                                                   .installation = Installation::unmanaged,
+                                                   .openPage =
+                                                       [this](const QUrl& url) {
+                                                           opened_ << url.toString();
+                                                           return opens_;
+                                                       }});
     }
     std::unique_ptr<UpdateManager> make() { return make(server_.address("/feed.xml")); }
 

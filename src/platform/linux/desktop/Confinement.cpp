@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "platform/StandardFolders.h"
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
 #include "platform/linux/userfiles/SecurityLabel.h"
 
@@ -54,7 +54,7 @@ bool probeFullDiskAccess() {
         return false;
     }
     // A home folder may lie on a server that is gone.
-    return expendable_call::run<bool>([home = realHomeDirectory()] { return canList(home); }).value_or(false);
+    return callWithTimeout<bool>([home = realHomeDirectory()] { return canList(home); }).value_or(false);
 }
 
 }  // namespace larkfold

@@ -23,26 +23,26 @@ constexpr int mostAttempts = 8;
 // Whether the folder at `path`, in which something is mounted on the mount of `top`, is the one that `top`
 // tells of, or lies below it on the same mount. Nothing where it does not stand there any more, or another
 // mount covers the way to it.
-std::optional<bool> liesWithin(const std::string& path, const path_descriptors::Place& top) {
+std::optional<bool> liesWithin(const std::string& path, const path_descriptors::FileStatus& top) {
     FileDescriptor at = path_descriptors::openWithoutLinks(path, O_PATH | O_DIRECTORY);
-    auto place = at ? path_descriptors::placeOf(at.get()) : std::nullopt;
-    if (!place || place->mount != top.mount) {
+    auto status = at ? path_descriptors::statusOf(at.get()) : std::nullopt;
+    if (!status || status->mount != top.mount) {
         return std::nullopt;
     }
-    while (place->mount == top.mount) {
-        if (place->identity == top.identity) {
+    while (status->mount == top.mount) {
+        if (status->identity == top.identity) {
             return true;
         }
         FileDescriptor above(::openat(at.get(), "..", O_PATH | O_DIRECTORY | O_CLOEXEC));
-        const auto abovePlace = above ? path_descriptors::placeOf(above.get()) : std::nullopt;
-        if (!abovePlace) {
+        const auto aboveStatus = above ? path_descriptors::statusOf(above.get()) : std::nullopt;
+        if (!aboveStatus) {
             return std::nullopt;
         }
-        if (abovePlace->identity == place->identity && abovePlace->mount == place->mount) {
+        if (aboveStatus->identity == status->identity && aboveStatus->mount == status->mount) {
             return false;  // the top of all
         }
         at = std::move(above);
-        place = abovePlace;
+        status = aboveStatus;
     }
     return false;
 }
@@ -85,8 +85,8 @@ bool MountWatch::hasMountBelow(std::string_view folder) {
 }
 
 bool MountWatch::hasMountWithin(int folder, const std::string& usualPath) {
-    const auto place = path_descriptors::placeOf(folder);
-    if (!place) {
+    const auto status = path_descriptors::statusOf(folder);
+    if (!status) {
         return true;
     }
     for (int attempt = 0; attempt < mostAttempts; ++attempt) {
@@ -106,9 +106,9 @@ bool MountWatch::hasMountWithin(int folder, const std::string& usualPath) {
             if (mount.mountPoint != path && isAtOrBelow(mount.mountPoint, path)) {
                 return true;
             }
-            if (static_cast<std::uint64_t>(mount.parentID) == place->mount &&
+            if (static_cast<std::uint64_t>(mount.parentID) == status->mount &&
                 mount.mountPoint.find(component) != std::string::npos) {
-                const auto isWithin = liesWithin(std::string(parentPath(mount.mountPoint)), *place);
+                const auto isWithin = liesWithin(std::string(parentPath(mount.mountPoint)), *status);
                 if (isWithin.value_or(false)) {
                     return true;
                 }

@@ -10,7 +10,7 @@
 #include <set>
 
 #include "platform/Path.h"
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/mounts/MountTable.h"
 
 #ifndef __linux__
@@ -37,7 +37,7 @@ std::int64_t bytes(std::uint64_t blocks, std::uint64_t blockSize) {
 
 // Nothing where the volume did not answer.
 std::optional<Answer> capacityAt(const std::string& path) {
-    return expendable_call::run<Answer>([path] {
+    return callWithTimeout<Answer>([path] {
         struct statvfs values{};
         int result;
         do {
@@ -110,7 +110,7 @@ std::optional<std::string> volumeName(const std::string& path) {
 std::vector<std::string> volumesHolding(const std::vector<std::string>& paths) {
     // By the mount's number and not by the text of the path: links lead elsewhere, and a later mount may
     // cover an earlier one.
-    const auto numbers = expendable_call::run<std::set<std::uint64_t>>([paths] {
+    const auto numbers = callWithTimeout<std::set<std::uint64_t>>([paths] {
         std::set<std::uint64_t> found;
         for (const std::string& path : paths) {
             struct statx values;

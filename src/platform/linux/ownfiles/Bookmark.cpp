@@ -10,7 +10,7 @@
 #include "platform/Error.h"
 #include "platform/Path.h"
 #include "platform/StoredJson.h"
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
 #include "platform/linux/walk/PathDescriptors.h"
 
@@ -43,15 +43,15 @@ struct Asked {
 Asked identityOfFolder(const std::string& path) {
     // A link at the end is followed: who chose it meant the folder behind it.
     const FileDescriptor folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    const auto place = folder ? path_descriptors::placeOf(folder.get()) : std::nullopt;
-    if (!place) {
+    const auto status = folder ? path_descriptors::statusOf(folder.get()) : std::nullopt;
+    if (!status) {
         return {.error = errno, .identity = {}};
     }
-    return {.error = 0, .identity = place->durableIdentity()};
+    return {.error = 0, .identity = status->durableIdentity()};
 }
 
 DurableIdentity askedIdentity(const std::string& path) {
-    const auto answer = expendable_call::run<Asked>([path] {
+    const auto answer = callWithTimeout<Asked>([path] {
                             return identityOfFolder(path);
                         }).value_or(Asked{.error = ETIMEDOUT, .identity = {}});
     if (answer.error != 0) {
@@ -130,7 +130,7 @@ ResolvedBookmark resolveBookmark(const std::string& bytes) {
 }
 
 bool startAccessingSecurityScopedResource(const std::string& path) {
-    return expendable_call::run<bool>([path] {
+    return callWithTimeout<bool>([path] {
                return static_cast<bool>(
                    FileDescriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC)));
            })

@@ -18,9 +18,9 @@
 #include "platform/Path.h"
 #include "platform/StandardFolders.h"
 #include "platform/UUID.h"
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
-#include "platform/linux/process/ProcessKeeper.h"
+#include "platform/linux/process/ProcessSupervisor.h"
 
 #ifndef __linux__
 #error "This file is for Linux."
@@ -36,7 +36,7 @@ using Operation = SystemError::Operation;
 // How long the start of a program may take before its time begins to count all the same: its file may lie on
 // a disk that does not answer.
 constexpr std::chrono::milliseconds longestLaunch{5'000};
-// How long the keeper may take to kill and to end. What cannot be killed within this time never may be.
+// How long the supervisor may take to kill and to end. What cannot be killed within this time never may be.
 constexpr std::chrono::milliseconds longestEnd{400};
 
 // The same descriptor with a number above 2: where this program was started without standard ones, new ones
@@ -156,21 +156,21 @@ int CommandOutput::writingDescriptor() const {
 }
 
 struct ChildProcess::Impl {
-    pid_t keeper = -1;
+    pid_t supervisor = -1;
     FileDescriptor control;
     std::optional<int> waitStatus;
 
-    void send(ProcessKeeper::Command command) const {
-        // A keeper that has ended needs no command.
+    void send(ProcessSupervisor::Command command) const {
+        // A supervisor that has ended needs no command.
         static_cast<void>(::send(control.get(), &command, sizeof command, MSG_NOSIGNAL | MSG_DONTWAIT));
     }
 
-    // Lets the keeper kill what is left, and buries it.
+    // Lets the supervisor kill what is left, and reaps it.
     void finish() {
-        if (keeper < 0) {
+        if (supervisor < 0) {
             return;
         }
-        // No more commands; the keeper's side stays open until it ends.
+        // No more commands; the supervisor's side stays open until it ends.
         ::shutdown(control.get(), SHUT_WR);
         const auto end = Clock::now() + longestEnd;
         bool hasEnded = false;
@@ -179,18 +179,18 @@ struct ChildProcess::Impl {
                                 std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()))) {
                 break;
             }
-            ProcessKeeper::Report report{};
+            ProcessSupervisor::Report report{};
             const ssize_t length = ::recv(control.get(), &report, sizeof report, MSG_DONTWAIT);
             hasEnded = length == 0 || (length < 0 && errno != EAGAIN && errno != EINTR);
         }
         if (hasEnded) {
-            reap(keeper);
-        } else if (!expendable_call::start([process = keeper] { reap(process); })) {
-            // A tool that waits for a dead disk cannot be killed, and its keeper stays with it. It should
-            // have been buried by a thread that waits as long as that takes.
-            static_cast<void>(::waitpid(keeper, nullptr, WNOHANG));
+            reap(supervisor);
+        } else if (!call_with_timeout::start([process = supervisor] { reap(process); })) {
+            // A tool that waits for a dead disk cannot be killed, and its supervisor stays with it. It should
+            // have been reaped by a thread that waits as long as that takes.
+            static_cast<void>(::waitpid(supervisor, nullptr, WNOHANG));
         }
-        keeper = -1;
+        supervisor = -1;
     }
 };
 
@@ -203,13 +203,13 @@ ChildProcess::ChildProcess(const std::string& executable, const std::vector<std:
         fail(errno);
     }
     impl_->control = FileDescriptor(ends[0]);
-    FileDescriptor keepersControl = aboveStandard(FileDescriptor(ends[1]));
+    FileDescriptor supervisorsControl = aboveStandard(FileDescriptor(ends[1]));
     if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
         fail(errno);
     }
     const FileDescriptor launch(ends[0]);
-    FileDescriptor keepersLaunch = aboveStandard(FileDescriptor(ends[1]));
-    if (!keepersControl || !keepersLaunch) {
+    FileDescriptor supervisorsLaunch = aboveStandard(FileDescriptor(ends[1]));
+    if (!supervisorsControl || !supervisorsLaunch) {
         fail(errno);
     }
     const FileDescriptor nothing = openFile("/dev/null", O_RDWR, Operation::open);
@@ -220,25 +220,25 @@ ChildProcess::ChildProcess(const std::string& executable, const std::vector<std:
         words.push_back(const_cast<char*>(argument.c_str()));
     }
     words.push_back(nullptr);
-    const ProcessKeeper keeper{.executable = executable.c_str(),
-                               .arguments = words.data(),
-                               .environment = environ,
-                               .control = keepersControl.get(),
-                               .launch = keepersLaunch.get(),
-                               .output = output.writingDescriptor(),
-                               .nothing = nothing.get()};
+    const ProcessSupervisor supervisor{.executable = executable.c_str(),
+                                       .arguments = words.data(),
+                                       .environment = environ,
+                                       .control = supervisorsControl.get(),
+                                       .launch = supervisorsLaunch.get(),
+                                       .output = output.writingDescriptor(),
+                                       .nothing = nothing.get()};
     {
         const AllSignalsBlocked blocked;
-        impl_->keeper = ::fork();
-        if (impl_->keeper == 0) {
-            keeper.run();
+        impl_->supervisor = ::fork();
+        if (impl_->supervisor == 0) {
+            supervisor.run();
         }
     }
-    if (impl_->keeper < 0) {
+    if (impl_->supervisor < 0) {
         fail(errno);
     }
-    keepersControl.reset();
-    keepersLaunch.reset();
+    supervisorsControl.reset();
+    supervisorsLaunch.reset();
     // Ends without a word when the program runs.
     int code = 0;
     if (waitUntilReady(launch.get(), longestLaunch) &&
@@ -259,22 +259,22 @@ bool ChildProcess::waitForEnd(std::chrono::milliseconds limit) {
     if (!waitUntilReady(impl_->control.get(), limit)) {
         return false;
     }
-    ProcessKeeper::Report report{};
+    ProcessSupervisor::Report report{};
     const ssize_t length = ::recv(impl_->control.get(), &report, sizeof report, MSG_DONTWAIT);
     if (length < 0 && (errno == EAGAIN || errno == EINTR)) {
         return false;
     }
-    // A keeper that is gone without a report was killed by somebody, and the tool with it.
+    // A supervisor that is gone without a report was killed by somebody, and the tool with it.
     impl_->waitStatus = length == static_cast<ssize_t>(sizeof report) ? report.waitStatus : SIGKILL;
     return true;
 }
 
 void ChildProcess::terminate() {
-    impl_->send(ProcessKeeper::Command::terminate);
+    impl_->send(ProcessSupervisor::Command::terminate);
 }
 
 void ChildProcess::kill() {
-    impl_->send(ProcessKeeper::Command::kill);
+    impl_->send(ProcessSupervisor::Command::kill);
 }
 
 int ChildProcess::terminationStatus() const {

@@ -97,9 +97,9 @@ private:
     int enter(int parent, const std::string& name) {
         FileDescriptor opened = path_descriptors::openBelow(parent, name, readFlags, false);
         if (!opened && (errno == EACCES || errno == EPERM)) {
-            const FileDescriptor place =
+            const FileDescriptor named =
                 path_descriptors::openBelow(parent, name, O_PATH | O_DIRECTORY, false);
-            if (!place || !addOwnersRights(place.get())) {
+            if (!named || !addOwnersRights(named.get())) {
                 return EACCES;
             }
             opened = path_descriptors::openBelow(parent, name, readFlags, false);
@@ -107,8 +107,8 @@ private:
         if (!opened) {
             return errno;
         }
-        const auto place = path_descriptors::placeOf(opened.get());
-        if (!place) {
+        const auto status = path_descriptors::statusOf(opened.get());
+        if (!status) {
             return errno;
         }
         if (levels_.size() >= mostOpenLevels) {
@@ -117,7 +117,7 @@ private:
         Level& level = levels_.emplace_back();
         level.descriptor = std::move(opened);
         level.name = name;
-        level.identity = place->identity;
+        level.identity = status->identity;
         return 0;
     }
 
@@ -134,8 +134,8 @@ private:
             if (!above.descriptor) {
                 return errno;
             }
-            const auto place = path_descriptors::placeOf(above.descriptor.get());
-            if (!place || place->identity != above.identity) {
+            const auto status = path_descriptors::statusOf(above.descriptor.get());
+            if (!status || status->identity != above.identity) {
                 return ESTALE;
             }
             // Opened anew it is read from its beginning.
@@ -198,11 +198,11 @@ private:
 
     // Lets the owner of a folder read, write and search it. False where that changes nothing or is refused.
     static bool addOwnersRights(int folder) {
-        const auto place = path_descriptors::placeOf(folder);
-        if (!place || (place->mode & S_IRWXU) == S_IRWXU) {
+        const auto status = path_descriptors::statusOf(folder);
+        if (!status || (status->mode & S_IRWXU) == S_IRWXU) {
             return false;
         }
-        return ::chmod(path_descriptors::pathThrough(folder).c_str(), (place->mode & 07777U) | S_IRWXU) == 0;
+        return ::chmod(path_descriptors::pathThrough(folder).c_str(), (status->mode & 07777U) | S_IRWXU) == 0;
     }
 
     const std::function<bool()>& mayBegin_;

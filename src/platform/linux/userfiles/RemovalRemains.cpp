@@ -14,7 +14,7 @@
 #include "platform/Error.h"
 #include "platform/OwnFiles.h"
 #include "platform/Path.h"
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
 #include "platform/linux/userfiles/Trash.h"
 #include "platform/linux/walk/KernelEntry.h"
@@ -29,27 +29,27 @@ namespace larkfold::user_files {
 namespace {
 
 using Kind = Whereabouts::Kind;
-using path_descriptors::Place;
+using path_descriptors::FileStatus;
 
-constexpr std::size_t largestNote = std::size_t{64} << 10;
+constexpr std::size_t largestInfoFile = std::size_t{64} << 10;
 // Beyond what is looked for here, a Trash is not read.
 constexpr std::size_t mostTrashedItems = std::size_t{1} << 20;
 
 struct Held {
     FileDescriptor descriptor;
-    Place place;
+    FileStatus status;
 };
 
 // What stands at `name` of `folder`, itself.
 std::optional<Held> hold(int folder, const std::string& name) {
     FileDescriptor descriptor(::openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-    const auto place = descriptor ? path_descriptors::placeOf(descriptor.get()) : std::nullopt;
-    return place ? std::optional<Held>({std::move(descriptor), *place}) : std::nullopt;
+    const auto status = descriptor ? path_descriptors::statusOf(descriptor.get()) : std::nullopt;
+    return status ? std::optional<Held>({std::move(descriptor), *status}) : std::nullopt;
 }
 
 bool isAt(int folder, const std::string& name, const DurableIdentity& identity) {
     const auto held = hold(folder, name);
-    return held && held->place.durableIdentity().isSameAs(identity);
+    return held && held->status.durableIdentity().isSameAs(identity);
 }
 
 // The folder that holds the item at `path`, with no link on the way.
@@ -60,9 +60,9 @@ FileDescriptor openParent(const std::string& path) {
 // The private folder `name` of `parent`: ours, and closed to everybody else, on the same mount.
 FileDescriptor openStaging(int parent, const std::string& name) {
     FileDescriptor folder = path_descriptors::openBelow(parent, name, O_RDONLY | O_DIRECTORY, false);
-    const auto place = folder ? path_descriptors::placeOf(folder.get()) : std::nullopt;
+    const auto status = folder ? path_descriptors::statusOf(folder.get()) : std::nullopt;
     const bool isOurs =
-        place && place->owner == ::geteuid() && (place->mode & 0777U) == 0700U && S_ISDIR(place->mode);
+        status && status->owner == ::geteuid() && (status->mode & 0777U) == 0700U && S_ISDIR(status->mode);
     return isOurs ? std::move(folder) : FileDescriptor();
 }
 
@@ -78,18 +78,18 @@ void lookAside(int parent, const Sought& sought, Whereabouts& found) {
     if (const FileDescriptor folder = openStaging(parent, sought.stagingName)) {
         found.hasStaging = true;
         if (const auto held = hold(folder.get(), name)) {
-            item.identity = held->place.durableIdentity();
-            item.isFolder = S_ISDIR(held->place.mode);
+            item.identity = held->status.durableIdentity();
+            item.isFolder = S_ISDIR(held->status.mode);
             found.aside = std::move(item);
         }
         return;
     }
     // Under that name it counts only where it is known to be the item: anybody may make a folder of any name.
     if (const auto held = hold(parent, sought.stagingName);
-        held && held->place.durableIdentity().isSameAs(sought.identity)) {
+        held && held->status.durableIdentity().isSameAs(sought.identity)) {
         item.path = staging;
-        item.identity = held->place.durableIdentity();
-        item.isFolder = S_ISDIR(held->place.mode);
+        item.identity = held->status.durableIdentity();
+        item.isFolder = S_ISDIR(held->status.mode);
         item.isItsOwnStaging = true;
         found.aside = std::move(item);
     }
@@ -110,19 +110,20 @@ FileDescriptor openFolder(const std::string& path) {
     return FileDescriptor(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
 
-// Whether the Trash's note of what lies at `name` tells that it came from `path`.
+// Whether the Trash's info file of what lies at `name` tells that it came from `path`.
 bool noteLeadsTo(int info, const std::string& trash, const std::string& name, const std::string& path) {
     trash::Folder folder;
     folder.topFolder = topOf(trash);
-    const std::string text = trash::noteFor(folder, path, 0);
+    const std::string text = trash::infoFileFor(folder, path, 0);
     const std::string begin = text.substr(0, text.rfind("\nDeletionDate=") + 1);
-    const FileDescriptor note(::openat(info, (name + std::string(trash::noteSuffix)).c_str(),
-                                       O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (!note) {
+    const FileDescriptor infoFile(::openat(info, (name + std::string(trash::infoFileSuffix)).c_str(),
+                                           O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!infoFile) {
         return false;
     }
     try {
-        return own_files::readFile(path_descriptors::pathThrough(note.get()), largestNote).starts_with(begin);
+        return own_files::readFile(path_descriptors::pathThrough(infoFile.get()), largestInfoFile)
+            .starts_with(begin);
     } catch (const Error&) {
         return false;
     }
@@ -218,7 +219,7 @@ Restoring outcomeOf(int problem, const AsideItem& item) {
 }  // namespace
 
 Whereabouts find(const Sought& sought) {
-    const auto answer = expendable_call::run<Whereabouts>([sought] { return lookFor(sought); });
+    const auto answer = callWithTimeout<Whereabouts>([sought] { return lookFor(sought); });
     Whereabouts unanswered;
     unanswered.isAnswered = false;
     return answer.value_or(unanswered);
@@ -237,7 +238,7 @@ std::vector<std::string> trashFolders(const std::vector<std::string>& volumes) {
 std::vector<TrashedItem> itemsInTrashes(const std::vector<std::string>& trashFolders) {
     std::vector<TrashedItem> items;
     for (const std::string& folder : trashFolders) {
-        auto listed = expendable_call::run<std::vector<TrashedItem>>([folder] {
+        auto listed = callWithTimeout<std::vector<TrashedItem>>([folder] {
             std::vector<TrashedItem> found;
             listTrash(folder, found);
             return found;
@@ -252,7 +253,7 @@ std::vector<TrashedItem> itemsInTrashes(const std::vector<std::string>& trashFol
 
 void discardEmptyStaging(const std::string& path, const std::string& stagingName) {
     // An answer that comes late removes an empty folder of ours all the same.
-    expendable_call::run<bool>([path, stagingName] {
+    callWithTimeout<bool>([path, stagingName] {
         const FileDescriptor parent = openParent(path);
         if (parent && openStaging(parent.get(), stagingName)) {
             removeEmptyFolder(parent.get(), stagingName);
@@ -268,7 +269,7 @@ void discardEmptyStaging(const std::string& path, const std::string& stagingName
 Restoring restore(const AsideItem& item) {
     // Who does not answer this one does not get the others, which have no limit. A name is asked for: the top
     // of a mount is opened without its file system.
-    const auto isThere = expendable_call::run<bool>([path = item.originalPath, name = item.stagingName] {
+    const auto isThere = callWithTimeout<bool>([path = item.originalPath, name = item.stagingName] {
         const FileDescriptor folder = openParent(path);
         return folder && (hold(folder.get(), name), true);
     });
@@ -288,20 +289,20 @@ Restoring restore(const AsideItem& item) {
     }
     const std::string& from = item.isItsOwnStaging ? item.stagingName : name;
     const auto held = hold(staging.get(), from);
-    if (!held || !held->place.durableIdentity().isSameAs(item.identity)) {
+    if (!held || !held->status.durableIdentity().isSameAs(item.identity)) {
         return Restoring::changed;
     }
-    const bool isFolder = S_ISDIR(held->place.mode);
+    const bool isFolder = S_ISDIR(held->status.mode);
     const Restoring outcome = outcomeOf(
         path_descriptors::moveWithoutReplacing(staging.get(), from, parent.get(), name, isFolder), item);
     if (outcome != Restoring::done) {
         return outcome;
     }
     const auto arrived = hold(parent.get(), name);
-    if (!arrived || arrived->place.identity != held->place.identity) {
+    if (!arrived || arrived->status.identity != held->status.identity) {
         // Back to where somebody had put it; where that fails it has the item's old name, and is whole.
         path_descriptors::moveWithoutReplacing(parent.get(), name, staging.get(), from,
-                                               arrived && S_ISDIR(arrived->place.mode));
+                                               arrived && S_ISDIR(arrived->status.mode));
         return Restoring::changed;
     }
     if (!item.isItsOwnStaging) {

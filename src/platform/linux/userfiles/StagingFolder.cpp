@@ -22,7 +22,7 @@ namespace larkfold {
 
 namespace {
 
-using path_descriptors::Place;
+using path_descriptors::FileStatus;
 using user_files::Refusal;
 using Operation = SystemError::Operation;
 using Reason = Refusal::Reason;
@@ -50,7 +50,7 @@ bool isEmpty(int folder) {
 
 // Whether the user alone may give, take and exchange the item's name in its folder. The superuser may do
 // anything and counts as nobody else.
-bool isClosedToOthers(const Place& folder, const Place& item) {
+bool isClosedToOthers(const FileStatus& folder, const FileStatus& item) {
     const auto user = ::geteuid();
     const bool isOwn = folder.owner == user;
     if (isOwn && (folder.mode & (S_IWGRP | S_IWOTH)) == 0) {
@@ -61,7 +61,7 @@ bool isClosedToOthers(const Place& folder, const Place& item) {
 
 }  // namespace
 
-StagingFolder::StagingFolder(int parent, const std::string& realPath, const Place& item,
+StagingFolder::StagingFolder(int parent, const std::string& realPath, const FileStatus& item,
                              const std::string& stagingName)
     : parent_(parent), made_(stagingName), realPath_(realPath), item_(item) {
     if (::mkdirat(parent, made_.c_str(), 0700) != 0) {
@@ -82,12 +82,12 @@ StagingFolder::StagingFolder(int parent, const std::string& realPath, const Plac
         }
         throw SystemError(Operation::remove, code, realPath);
     }
-    const auto place = path_descriptors::placeOf(folder_.get());
-    if (!place || place->mount != item.mount || place->owner != ::geteuid() || !isEmpty(folder_.get())) {
+    const auto status = path_descriptors::statusOf(folder_.get());
+    if (!status || status->mount != item.mount || status->owner != ::geteuid() || !isEmpty(folder_.get())) {
         discard();
         throw Refusal(Reason::unsafePath);
     }
-    if ((place->mode & 0777U) != 0700) {
+    if ((status->mode & 0777U) != 0700) {
         discard();
         useParent(0);
         return;
@@ -98,8 +98,8 @@ StagingFolder::StagingFolder(int parent, const std::string& realPath, const Plac
 
 // `problem`: why no folder could be made; 0 where one was, and does not count.
 void StagingFolder::useParent(int problem) {
-    const auto place = path_descriptors::placeOf(parent_);
-    if (!place || !isClosedToOthers(*place, item_)) {
+    const auto status = path_descriptors::statusOf(parent_);
+    if (!status || !isClosedToOthers(*status, item_)) {
         throw Refusal(Reason::openToOthers,
                       problem == 0 ? "Its file system keeps no rights. Nothing was changed."
                                    : "The disk is full: make some room first. Nothing was changed.");
@@ -119,8 +119,8 @@ void StagingFolder::discard() const {
     // By its name, since the system removes a folder in no other way: where somebody exchanges it after this
     // comparison, it is a folder that is empty, and that they could have removed themselves.
     const FileDescriptor named(::openat(parent_, made_.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-    const auto now = named ? path_descriptors::placeOf(named.get()) : std::nullopt;
-    const auto held = path_descriptors::placeOf(folder_.get());
+    const auto now = named ? path_descriptors::statusOf(named.get()) : std::nullopt;
+    const auto held = path_descriptors::statusOf(folder_.get());
     // What cannot be compared is taken for it: only an empty folder of this name can go.
     if (!now || !held || now->identity == held->identity) {
         while (::unlinkat(parent_, made_.c_str(), AT_REMOVEDIR) != 0 && errno == EINTR) {

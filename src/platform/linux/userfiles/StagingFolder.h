@@ -18,7 +18,7 @@ class StagingFolder {
 public:
     // Beside the item `name` of the held folder `parent`, at `realPath`. Throws Refusal and SystemError; then
     // nothing is left.
-    StagingFolder(int parent, const std::string& realPath, const path_descriptors::Place& item,
+    StagingFolder(int parent, const std::string& realPath, const path_descriptors::FileStatus& item,
                   const std::string& stagingName);
 
     int descriptor() const { return folder_.get(); }
@@ -37,7 +37,7 @@ private:
     std::string itemName_;
     std::string itemPath_;
     std::string realPath_;
-    path_descriptors::Place item_;
+    path_descriptors::FileStatus item_;
 };
 
 }  // namespace larkfold

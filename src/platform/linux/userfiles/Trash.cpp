@@ -67,9 +67,9 @@ void add(Choice& choice, std::string path, std::string topFolder, FileDescriptor
         return;
     }
     // The kernel renames within one mount only, whatever the device numbers say.
-    const auto filesPlace = path_descriptors::placeOf(files.get());
-    const auto infoPlace = path_descriptors::placeOf(info.get());
-    if (!filesPlace || !infoPlace || filesPlace->mount != mount || infoPlace->mount != mount) {
+    const auto filesStatus = path_descriptors::statusOf(files.get());
+    const auto infoStatus = path_descriptors::statusOf(info.get());
+    if (!filesStatus || !infoStatus || filesStatus->mount != mount || infoStatus->mount != mount) {
         return;
     }
     choice.folders.push_back(
@@ -84,7 +84,7 @@ void addHomeTrash(Choice& choice, std::uint64_t mount) {
     for (std::string existing = holding;; existing = std::string(parentPath(existing))) {
         const FileDescriptor place(::open(existing.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
         if (place) {
-            const auto values = path_descriptors::placeOf(place.get());
+            const auto values = path_descriptors::statusOf(place.get());
             if (!values || values->mount != mount) {
                 return;
             }
@@ -256,7 +256,7 @@ std::string Folder::pathOf(std::string_view name) const {
 }
 
 std::string Folder::pathOfNote(std::string_view name) const {
-    return joinedPath(joinedPath(path, "info"), std::string(name) + std::string(noteSuffix));
+    return joinedPath(joinedPath(path, "info"), std::string(name) + std::string(infoFileSuffix));
 }
 
 Choice homeFolderOnMount(std::uint64_t mount) {
@@ -272,8 +272,8 @@ Choice topFoldersOnMount(std::uint64_t mount, MountWatch& mounts) {
         return choice;
     }
     const FileDescriptor descriptor(::open(top->c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    const auto place = descriptor ? path_descriptors::placeOf(descriptor.get()) : std::nullopt;
-    if (place && place->mount == mount) {
+    const auto status = descriptor ? path_descriptors::statusOf(descriptor.get()) : std::nullopt;
+    if (status && status->mount == mount) {
         addSharedTrash(choice, *top, descriptor.get(), mount);
         addOwnTrash(choice, *top, descriptor.get(), mount);
     }
@@ -295,7 +295,7 @@ Membership membershipOf(const std::string& path, const std::optional<std::string
     return {};
 }
 
-std::string noteFor(const Folder& folder, const std::string& path, std::int64_t secondsSince1970) {
+std::string infoFileFor(const Folder& folder, const std::string& path, std::int64_t secondsSince1970) {
     std::string_view told = path;
     if (!folder.topFolder.empty() && isAtOrBelow(path, folder.topFolder)) {
         told = told.substr(folder.topFolder == "/" ? 1 : folder.topFolder.size() + 1);
@@ -313,7 +313,7 @@ std::string nameFor(const std::string& name, unsigned attempt, std::size_t longe
     std::string_view extension = pathExtension(name);
     std::string end = extension.empty() ? std::string() : "." + std::string(extension);
     std::string_view stem = std::string_view(name).substr(0, name.size() - end.size());
-    const std::size_t room = longest - noteSuffix.size();
+    const std::size_t room = longest - infoFileSuffix.size();
     std::string mark = attempt == 0 ? std::string() : "." + std::to_string(attempt + 1);
     // What stands behind the last dot of a very long name is no extension.
     if (end.size() + mark.size() + 8 > room) {
@@ -348,7 +348,7 @@ void noteSizes(const FileDescriptor& trash, const std::vector<FolderSize>& sizes
             }
         }
         for (const FolderSize& row : sizes) {
-            rows[row.name] = std::to_string(row.bytes) + " " + std::to_string(row.notedSeconds) + " " +
+            rows[row.name] = std::to_string(row.bytes) + " " + std::to_string(row.writtenSeconds) + " " +
                              percentEncoded(row.name);
         }
         std::string text;

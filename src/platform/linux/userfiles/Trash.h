@@ -1,10 +1,10 @@
 // The Trash as the desktops keep it: the freedesktop.org Trash specification 1.0. Linux part of the platform
 // layer only; UserFiles.cpp moves things into it.
 //
-// A Trash is a folder with two others in it: `files` holds what was trashed, `info` for each item a note of
-// where it came from and when. The note comes first, and making it takes the name for good: two programs that
-// trash at once never get the same one. There is one Trash in the user's home, and one at the top of each
-// other volume.
+// A Trash is a folder with two others in it: `files` holds what was trashed, `info` for each item an info
+// file of where it came from and when. The info file comes first, and making it takes the name for good: two
+// programs that trash at once never get the same one. There is one Trash in the user's home, and one at the
+// top of each other volume.
 //
 // Every folder of a Trash is opened anew for each item, without following a link: a Trash that was exchanged
 // for a link meanwhile is no Trash.
@@ -60,21 +60,21 @@ struct Membership {
 Membership membershipOf(const std::string& path, const std::optional<std::string>& homeTrash,
                         const std::optional<std::string>& mountPoint);
 
-// The note of an item that came from `path`: local time, second by second.
-std::string noteFor(const Folder& folder, const std::string& path, std::int64_t secondsSince1970);
+// The info file of an item that came from `path`: local time, second by second.
+std::string infoFileFor(const Folder& folder, const std::string& path, std::int64_t secondsSince1970);
 
-// The `attempt`th name (from 0) for an item called `name`, short enough that its note's name has at most
+// The `attempt`th name (from 0) for an item called `name`, short enough that its info file's name has at most
 // `longest` bytes.
 std::string nameFor(const std::string& name, unsigned attempt, std::size_t longest);
 
-inline constexpr std::string_view noteSuffix = ".trashinfo";
+inline constexpr std::string_view infoFileSuffix = ".trashinfo";
 inline constexpr std::size_t longestName = 255;
 
 // A folder that came into a Trash, for the Trash's table of sizes.
 struct FolderSize {
     std::string name;
-    std::int64_t bytes = 0;         // on disk
-    std::int64_t notedSeconds = 0;  // when its note was written
+    std::int64_t bytes = 0;           // on disk
+    std::int64_t writtenSeconds = 0;  // when its info file was written
 };
 
 // Enters the folders into the table of sizes that others read instead of measuring, and drops the rows of

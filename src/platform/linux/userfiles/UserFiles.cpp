@@ -20,14 +20,14 @@
 #include "platform/LinkResolution.h"
 #include "platform/Path.h"
 #include "platform/ThreadName.h"
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
 #include "platform/linux/mounts/MountWatch.h"
 #include "platform/linux/userfiles/FileSHA256.h"
 #include "platform/linux/userfiles/FolderRemoval.h"
 #include "platform/linux/userfiles/StagingFolder.h"
 #include "platform/linux/userfiles/Trash.h"
-#include "platform/linux/userfiles/TrashNote.h"
+#include "platform/linux/userfiles/TrashInfoFile.h"
 #include "platform/linux/walk/PathDescriptors.h"
 
 #ifndef __linux__
@@ -36,7 +36,7 @@
 
 namespace larkfold::user_files {
 
-using path_descriptors::Place;
+using path_descriptors::FileStatus;
 using Operation = SystemError::Operation;
 using Reason = Refusal::Reason;
 
@@ -60,19 +60,19 @@ constexpr std::int64_t settlingSeconds = 60;
     throw SystemError(operation, code, path);
 }
 
-Place placeOrThrow(int descriptor, const std::string& path) {
-    const auto place = path_descriptors::placeOf(descriptor);
-    if (!place) {
+FileStatus statusOrThrow(int descriptor, const std::string& path) {
+    const auto status = path_descriptors::statusOf(descriptor);
+    if (!status) {
         fail(Operation::readAttributes, errno, path);
     }
-    return *place;
+    return *status;
 }
 
 // Whether both are the same item of the same kind, on the same mount: so it is not one that shows the same
 // item a second time, either.
-bool isSameItem(const Place& left, const Place& right) {
-    const auto keyOf = [](const Place& place) {
-        return std::tuple(place.identity, place.mount, place.mode & S_IFMT);
+bool isSameItem(const FileStatus& left, const FileStatus& right) {
+    const auto keyOf = [](const FileStatus& status) {
+        return std::tuple(status.identity, status.mount, status.mode & S_IFMT);
     };
     return keyOf(left) == keyOf(right);
 }
@@ -86,9 +86,9 @@ struct HoldingFolder {
 
 // Whether whoever keeps the volume answers when the item is asked for; the path has no link in it.
 bool isAnsweredAt(const std::string& path) {
-    return expendable_call::run<bool>([path] {
+    return callWithTimeout<bool>([path] {
                const auto item = path_descriptors::openWithoutLinks(path, O_PATH | O_NOFOLLOW);
-               return path_descriptors::placeOf(item.get()).has_value();
+               return path_descriptors::statusOf(item.get()).has_value();
            })
         .has_value();
 }
@@ -127,12 +127,12 @@ std::optional<HeldRoot> heldRoot(const Root& root, MountWatch& mounts) {
     }
     held.path = *resolved;
     held.descriptor = path_descriptors::openWithoutLinks(held.path, O_PATH | O_DIRECTORY);
-    const auto place = held.descriptor ? path_descriptors::placeOf(held.descriptor.get()) : std::nullopt;
-    if (!place) {
+    const auto status = held.descriptor ? path_descriptors::statusOf(held.descriptor.get()) : std::nullopt;
+    if (!status) {
         held.problem = errno;
         return held;
     }
-    if (!place->durableIdentity().isSameAs(*root.identity)) {
+    if (!status->durableIdentity().isSameAs(*root.identity)) {
         return std::nullopt;
     }
     return held;
@@ -193,9 +193,10 @@ HoldingFolder openFolderOf(const std::string& path, MountWatch& mounts, const st
 }
 
 // Opens nothing but regular files: merely opening a device may do something.
-std::string sha256OfHeld(int item, const Place& place, const std::string& path, const std::stop_token& stop) {
-    if (!S_ISREG(place.mode)) {
-        throw SystemError(Operation::read, S_ISDIR(place.mode) ? EISDIR : EOPNOTSUPP, path);
+std::string sha256OfHeld(int item, const FileStatus& status, const std::string& path,
+                         const std::stop_token& stop) {
+    if (!S_ISREG(status.mode)) {
+        throw SystemError(Operation::read, S_ISDIR(status.mode) ? EISDIR : EOPNOTSUPP, path);
     }
     const FileDescriptor descriptor = path_descriptors::openAgain(item, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     if (!descriptor) {
@@ -297,25 +298,25 @@ struct HeldItem::Impl {
     FileDescriptor item;  // stands for its place only: nothing is opened for reading before it is to be read
     std::string name;
     std::string realPath;
-    Place parentPlace;
-    Place place;
+    FileStatus parentStatus;
+    FileStatus status;
     ItemValues values;
     trash::Membership membership;
-    std::optional<TrashNote> note;  // of an item that lies in a Trash
-    std::optional<Place> hashed;    // as it was when its content was last read
+    std::optional<TrashInfoFile> infoFile;  // of an item that lies in a Trash
+    std::optional<FileStatus> hashed;       // as it was when its content was last read
 
-    // The first name in the Trash of the home folder, with a note that nothing stands beside yet.
+    // The first name in the Trash of the home folder, with an info file that nothing stands beside yet.
     struct Prepared {
         trash::Choice choice;
         std::string trashed;
         std::int64_t seconds = 0;
-        std::optional<TrashNote> note;
+        std::optional<TrashInfoFile> infoFile;
     };
     std::future<Prepared> prepared;
 
     ~Impl() {
-        if (const Prepared unused = takePrepared(); unused.note) {
-            unused.note->remove();
+        if (const Prepared unused = takePrepared(); unused.infoFile) {
+            unused.infoFile->remove();
         }
     }
 
@@ -340,34 +341,34 @@ struct HeldItem::Impl {
             fail(Operation::readAttributes, errno, standardized);
         }
         // 3. What it is.
-        parentPlace = placeOrThrow(parent.get(), folder.path);
-        place = placeOrThrow(item.get(), standardized);
-        values.identity = place.identity;
-        values.durableIdentity = place.durableIdentity();
-        values.isDirectory = S_ISDIR(place.mode);
-        values.isRegularFile = S_ISREG(place.mode);
-        values.isSymbolicLink = S_ISLNK(place.mode);
-        values.isVolume = place.mount != parentPlace.mount;
+        parentStatus = statusOrThrow(parent.get(), folder.path);
+        status = statusOrThrow(item.get(), standardized);
+        values.identity = status.identity;
+        values.durableIdentity = status.durableIdentity();
+        values.isDirectory = S_ISDIR(status.mode);
+        values.isRegularFile = S_ISREG(status.mode);
+        values.isSymbolicLink = S_ISLNK(status.mode);
+        values.isVolume = status.mount != parentStatus.mount;
         values.holdsVolume = values.isDirectory && session->mounts.hasMountBelow(realPath);
-        values.fileSize = place.size;
-        values.allocatedSize = place.allocated;
-        // 4. Its note: the one that belongs to it now.
+        values.fileSize = status.size;
+        values.allocatedSize = status.allocated;
+        // 4. Its info file: the one that belongs to it now.
         membership =
-            trash::membershipOf(realPath, session->homeTrash, session->mounts.mountPoint(place.mount));
+            trash::membershipOf(realPath, session->homeTrash, session->mounts.mountPoint(status.mount));
         if (membership.isItem) {
-            note = TrashNote::find(std::string(parentPath(folder.path)), parentPlace.identity, name);
+            infoFile = TrashInfoFile::find(std::string(parentPath(folder.path)), parentStatus.identity, name);
         }
     }
 
     // --- Hashing.
 
     std::string sha256(const std::stop_token& stop) {
-        hashed = placeOrThrow(item.get(), realPath);
-        return sha256OfHeld(item.get(), place, realPath, stop);
+        hashed = statusOrThrow(item.get(), realPath);
+        return sha256OfHeld(item.get(), status, realPath, stop);
     }
 
     bool isUnchangedSinceHash() const {
-        const auto now = path_descriptors::placeOf(item.get());
+        const auto now = path_descriptors::statusOf(item.get());
         return now && hashed && now->size == hashed->size && now->modified == hashed->modified &&
                now->changed == hashed->changed;
     }
@@ -436,8 +437,8 @@ struct HeldItem::Impl {
     FileDescriptor openArrived(int folder, const std::string& arrivedName,
                                const std::string& usualPath) const {
         FileDescriptor arrived(::openat(folder, arrivedName.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-        const auto arrivedPlace = arrived ? path_descriptors::placeOf(arrived.get()) : std::nullopt;
-        if (!arrivedPlace || !isSameItem(*arrivedPlace, place) ||
+        const auto arrivedStatus = arrived ? path_descriptors::statusOf(arrived.get()) : std::nullopt;
+        if (!arrivedStatus || !isSameItem(*arrivedStatus, status) ||
             (values.isDirectory && session->mounts.hasMountWithin(arrived.get(), usualPath))) {
             return {};
         }
@@ -476,14 +477,14 @@ struct HeldItem::Impl {
 
     // Puts back what had been moved to `movedName` of `folder`. Where its old name is taken or the system
     // refuses, it stays there, and its path is told; `usualPath` where the system does not tell that.
-    std::string putBack(int folder, const std::string& movedName, const std::string& usualPath) const {
+    std::string restore(int folder, const std::string& movedName, const std::string& usualPath) const {
         const FileDescriptor moved(::openat(folder, movedName.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
         if (!moved && errno == ENOENT) {
             return {};  // somebody took it away from there: there is nothing to put back
         }
-        const auto movedPlace = moved ? path_descriptors::placeOf(moved.get()) : std::nullopt;
-        if (movedPlace && path_descriptors::moveWithoutReplacing(folder, movedName, parent.get(), name,
-                                                                 S_ISDIR(movedPlace->mode)) == 0) {
+        const auto movedStatus = moved ? path_descriptors::statusOf(moved.get()) : std::nullopt;
+        if (movedStatus && path_descriptors::moveWithoutReplacing(folder, movedName, parent.get(), name,
+                                                                  S_ISDIR(movedStatus->mode)) == 0) {
             return {};
         }
         const auto where = path_descriptors::currentPath(folder);
@@ -515,16 +516,16 @@ struct HeldItem::Impl {
         }
         try {
             prepared = std::async(std::launch::async, [this] {
-                nameThisThread("trash-note");
-                Prepared made{.choice = trash::homeFolderOnMount(place.mount),
+                nameThisThread("trash-info");
+                Prepared made{.choice = trash::homeFolderOnMount(status.mount),
                               .trashed = trash::nameFor(name, 0, trash::longestName),
                               .seconds = ::time(nullptr),
-                              .note = {}};
+                              .infoFile = {}};
                 if (!made.choice.folders.empty()) {
-                    auto written =
-                        TrashNote::write(made.choice.folders.front(), made.trashed, realPath, made.seconds);
+                    auto written = TrashInfoFile::write(made.choice.folders.front(), made.trashed, realPath,
+                                                        made.seconds);
                     if (written) {
-                        made.note = std::move(*written);
+                        made.infoFile = std::move(*written);
                     }
                 }
                 return made;
@@ -573,9 +574,9 @@ struct HeldItem::Impl {
     Trashed moveIntoFirst(Prepared& first, const Measure& measured, const Proof& proof, const Way& way,
                           std::string& why) {
         for (const bool atHome : {true, false}) {
-            const trash::Choice choice = !atHome      ? trash::topFoldersOnMount(place.mount, session->mounts)
-                                         : first.note ? std::move(first.choice)
-                                                      : trash::homeFolderOnMount(place.mount);
+            const trash::Choice choice = !atHome ? trash::topFoldersOnMount(status.mount, session->mounts)
+                                         : first.infoFile ? std::move(first.choice)
+                                                          : trash::homeFolderOnMount(status.mount);
             for (const trash::Folder& folder : choice.folders) {
                 Trashed trashed = moveInto(folder, first, measured, proof, way);
                 if (trashed.wasExchanged) {
@@ -606,14 +607,14 @@ struct HeldItem::Impl {
                 }
                 number = mostCountedNames + static_cast<unsigned>((*draw)());
             }
-            const bool isPrepared = first.note.has_value();
+            const bool isPrepared = first.infoFile.has_value();
             const std::string trashed = isPrepared ? first.trashed : trash::nameFor(name, number, longest);
             const std::int64_t seconds = isPrepared ? first.seconds : ::time(nullptr);
-            // 1. The note, which takes the name.
-            std::expected<TrashNote, int> written =
-                isPrepared ? std::expected<TrashNote, int>(std::move(*first.note))
-                           : TrashNote::write(folder, trashed, realPath, seconds);
-            first.note.reset();
+            // 1. The info file, which takes the name.
+            std::expected<TrashInfoFile, int> written =
+                isPrepared ? std::expected<TrashInfoFile, int>(std::move(*first.infoFile))
+                           : TrashInfoFile::write(folder, trashed, realPath, seconds);
+            first.infoFile.reset();
             if (!written && written.error() == EEXIST) {
                 ++attempt;
                 continue;
@@ -625,7 +626,7 @@ struct HeldItem::Impl {
             if (!written) {
                 throw SystemError(Operation::create, written.error(), folder.pathOfNote(trashed));
             }
-            // 2. The item. Something may lie there without a note.
+            // 2. The item. Something may lie there without an info file.
             try {
                 announce(way, folder.pathOf(trashed));
             } catch (...) {
@@ -666,18 +667,18 @@ struct HeldItem::Impl {
     }
 
     enum class Settled {
-        whereTold,       // it stands at its path, and its note beside it
-        nameTaken,       // the note was replaced by another program's: the item is back in its place
+        whereTold,       // it stands at its path, and its info file beside it
+        nameTaken,       // the info file was replaced by another program's: the item is back in its place
         trashExchanged,  // the path leads to another Trash by now: the item is back in its place
     };
 
     // Looks at what was moved. The Trash may have been exchanged or emptied since it was opened: then the
-    // item would lie without a note, or the record would name a place that holds something else.
-    Settled settle(const trash::Folder& folder, const std::string& trashed, TrashNote& written,
+    // item would lie without an info file, or the record would name a place that holds something else.
+    Settled settle(const trash::Folder& folder, const std::string& trashed, TrashInfoFile& written,
                    std::int64_t seconds, const Proof& proof) const {
         const std::string path = folder.pathOf(trashed);
         const auto takeBack = [&] {
-            std::string restsAt = putBack(folder.files.get(), trashed, path);
+            std::string restsAt = restore(folder.files.get(), trashed, path);
             if (restsAt.empty()) {
                 written.remove();
             }
@@ -692,8 +693,8 @@ struct HeldItem::Impl {
         verifyArrived(folder.files.get(), trashed, path, proof, takeBack);
         for (int attempt = 0; attempt < mostChoices; ++attempt) {
             const FileDescriptor told(::open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-            const auto toldPlace = told ? path_descriptors::placeOf(told.get()) : std::nullopt;
-            if (!toldPlace || !isSameItem(*toldPlace, place)) {
+            const auto toldStatus = told ? path_descriptors::statusOf(told.get()) : std::nullopt;
+            if (!toldStatus || !isSameItem(*toldStatus, status)) {
                 return takeBackFor(Settled::trashExchanged);
             }
             if (written.standsAt(folder.pathOfNote(trashed))) {
@@ -704,10 +705,10 @@ struct HeldItem::Impl {
                 return takeBackFor(Settled::trashExchanged);
             }
             // It was deleted, by who empties the Trash say, or another file lies over it.
-            std::expected<TrashNote, int> again = std::unexpected(EEXIST);
+            std::expected<TrashInfoFile, int> again = std::unexpected(EEXIST);
             require(
                 [&] {
-                    again = TrashNote::write(folder, trashed, realPath, seconds);
+                    again = TrashInfoFile::write(folder, trashed, realPath, seconds);
                     return true;
                 },
                 Reason::unsafePath, takeBack);
@@ -723,7 +724,7 @@ struct HeldItem::Impl {
 
     void removePermanently(const Proof& proof, const Way& way) {
         // 1. A place where nobody else comes.
-        const StagingFolder staging(parent.get(), realPath, place, way.stagingName);
+        const StagingFolder staging(parent.get(), realPath, status, way.stagingName);
         const int folder = staging.descriptor();
         // 2. The item goes there.
         try {
@@ -742,7 +743,7 @@ struct HeldItem::Impl {
             throw SystemError(Operation::remove, moved, realPath);
         }
         const auto takeBack = [&] {
-            std::string restsAt = putBack(folder, staging.itemName(), staging.itemPath());
+            std::string restsAt = restore(folder, staging.itemName(), staging.itemPath());
             if (restsAt.empty()) {
                 staging.discard();
             }
@@ -767,8 +768,8 @@ struct HeldItem::Impl {
             failRemoval(emptied, takeBack());
         }
         staging.discard();
-        if (note) {
-            note->remove();
+        if (infoFile) {
+            infoFile->remove();
         }
     }
 
@@ -838,24 +839,24 @@ void HeldItem::removePermanently(const Proof& proof, const Way& way) {
     impl_->removePermanently(proof, way);
 }
 
-// --- HeldKeeper
+// --- RetainedCopy
 
-struct HeldKeeper::Impl {
+struct RetainedCopy::Impl {
     FileDescriptor parent;
     FileDescriptor item;
     std::string name;
     std::string path;
-    Place parentPlace;
-    Place place;
+    FileStatus parentStatus;
+    FileStatus status;
     bool hadSettled = false;
 };
 
-HeldKeeper::HeldKeeper(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
-HeldKeeper::HeldKeeper(HeldKeeper&&) noexcept = default;
-HeldKeeper& HeldKeeper::operator=(HeldKeeper&&) noexcept = default;
-HeldKeeper::~HeldKeeper() = default;
+RetainedCopy::RetainedCopy(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+RetainedCopy::RetainedCopy(RetainedCopy&&) noexcept = default;
+RetainedCopy& RetainedCopy::operator=(RetainedCopy&&) noexcept = default;
+RetainedCopy::~RetainedCopy() = default;
 
-HeldKeeper HeldKeeper::hold(Session& session, const std::string& path) {
+RetainedCopy RetainedCopy::hold(Session& session, const std::string& path) {
     auto impl = std::make_unique<Impl>();
     impl->path = standardizedPath(path);
     impl->name = std::string(lastPathComponent(impl->path));
@@ -869,32 +870,32 @@ HeldKeeper HeldKeeper::hold(Session& session, const std::string& path) {
     if (!impl->item) {
         throw SystemError(Operation::readAttributes, errno, impl->path);
     }
-    impl->parentPlace = placeOrThrow(impl->parent.get(), folder.path);
-    impl->place = placeOrThrow(impl->item.get(), impl->path);
-    impl->hadSettled = impl->place.changed.seconds < ::time(nullptr) - settlingSeconds;
-    return HeldKeeper(std::move(impl));
+    impl->parentStatus = statusOrThrow(impl->parent.get(), folder.path);
+    impl->status = statusOrThrow(impl->item.get(), impl->path);
+    impl->hadSettled = impl->status.changed.seconds < ::time(nullptr) - settlingSeconds;
+    return RetainedCopy(std::move(impl));
 }
 
-bool HeldKeeper::isRegularFile() const {
-    return S_ISREG(impl_->place.mode);
+bool RetainedCopy::isRegularFile() const {
+    return S_ISREG(impl_->status.mode);
 }
 
-bool HeldKeeper::isTheSameAs(const HeldItem& item) const {
-    return impl_->place.identity == item.values().identity && impl_->name == item.impl_->name &&
-           impl_->parentPlace.identity == item.impl_->parentPlace.identity;
+bool RetainedCopy::isTheSameAs(const HeldItem& item) const {
+    return impl_->status.identity == item.values().identity && impl_->name == item.impl_->name &&
+           impl_->parentStatus.identity == item.impl_->parentStatus.identity;
 }
 
-std::string HeldKeeper::sha256(const std::stop_token& stop) const {
-    return sha256OfHeld(impl_->item.get(), impl_->place, impl_->path, stop);
+std::string RetainedCopy::sha256(const std::stop_token& stop) const {
+    return sha256OfHeld(impl_->item.get(), impl_->status, impl_->path, stop);
 }
 
-bool HeldKeeper::hadSettled() const {
+bool RetainedCopy::hadSettled() const {
     return impl_->hadSettled;
 }
 
-bool HeldKeeper::isUnchangedBeside(const HeldItem& item) const {
-    const Place& before = impl_->place;
-    const auto now = path_descriptors::placeOf(impl_->item.get());
+bool RetainedCopy::isUnchangedBeside(const HeldItem& item) const {
+    const FileStatus& before = impl_->status;
+    const auto now = path_descriptors::statusOf(impl_->item.get());
     // A name of its own is left to it: it may have lost the last one before it was looked at for the first
     // time.
     const std::uint64_t fewestLinks = before.identity == item.values().identity ? 2 : 1;

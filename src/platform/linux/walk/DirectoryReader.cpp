@@ -35,7 +35,7 @@
 #include <thread>
 
 #include "platform/Path.h"
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
 #include "platform/linux/mounts/MountTable.h"
 #include "platform/linux/walk/KernelEntry.h"
@@ -265,7 +265,7 @@ private:
         std::copy(nameBytes_.begin(), nameBytes_.end(), folder.names.get());
         folder.entries.reserve(raw_.size());
         bool mayLookAtEntries = false;
-        const auto place = options_.crossesMounts ? std::nullopt : path_descriptors::placeOf(fd);
+        const auto status = options_.crossesMounts ? std::nullopt : path_descriptors::statusOf(fd);
         std::size_t untilCheck = 64;
         for (const RawEntry& raw : raw_) {
             if (--untilCheck == 0) {
@@ -292,7 +292,7 @@ private:
                 continue;
             }
             if (!options_.crossesMounts) {
-                entry.error = readOnMount(fd, name, place, entry);
+                entry.error = readOnMount(fd, name, status, entry);
                 mayLookAtEntries = mayLookAtEntries || entry.error == 0;
                 continue;
             }
@@ -307,8 +307,8 @@ private:
     }
 
     // Fills the entry, or tells why not: EXDEV for what lies on another mount than its folder.
-    static int readOnMount(int fd, const char* name, const std::optional<path_descriptors::Place>& folder,
-                           DirectoryEntry& entry) {
+    static int readOnMount(int fd, const char* name,
+                           const std::optional<path_descriptors::FileStatus>& folder, DirectoryEntry& entry) {
         struct statx values;
         if (::statx(fd, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_BASIC_STATS | STATX_MNT_ID,
                     &values) != 0) {
@@ -359,7 +359,7 @@ private:
             return true;
         }
         auto owned = std::make_shared<FileDescriptor>(duplicate);
-        const auto answer = expendable_call::run<Answer>(
+        const auto answer = callWithTimeout<Answer>(
             [owned, name = std::string(entry.name)] {
                 Answer told;
                 if (::fstatat(owned->get(), name.c_str(), &told.values,
@@ -368,7 +368,7 @@ private:
                 }
                 return told;
             },
-            options_.answerTimeout, stop, expendable_call::mostAbandonedForListing);
+            options_.answerTimeout, stop, call_with_timeout::mostAbandonedForListing);
         if (!answer) {
             entry.error = ETIMEDOUT;
         } else if (answer->error != 0) {
@@ -747,7 +747,7 @@ struct DirectoryReader::Impl {
         work->name = name;
         work->places = places;
         work->result.place = folder.place;
-        const auto answer = expendable_call::run<bool>(
+        const auto answer = callWithTimeout<bool>(
             [work, lister = std::make_shared<Lister>(options), crosses = options.crossesMounts,
              stopping = stop] {
                 work->result.descriptor = openSubfolder(work->parent.get(), work->name.c_str(), crosses);
@@ -762,7 +762,7 @@ struct DirectoryReader::Impl {
                 }
                 return true;
             },
-            options.answerTimeout, stop, expendable_call::mostAbandonedForListing);
+            options.answerTimeout, stop, call_with_timeout::mostAbandonedForListing);
         if (stop.stop_requested()) {
             throw CancellationError();
         }
@@ -827,7 +827,7 @@ struct DirectoryReader::Impl {
             std::string realPath;
             int error = 0;
         };
-        auto opened = expendable_call::run<Opened>(
+        auto opened = callWithTimeout<Opened>(
             [path = root] {
                 Opened result;
                 *result.descriptor = openRootPath(path);

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
 #include "platform/linux/walk/PathDescriptors.h"
 
@@ -18,11 +18,11 @@ std::optional<DurableIdentity> DurableIdentity::ofFolder(const std::string& path
                                                          std::chrono::milliseconds wait,
                                                          std::stop_token stop) {
     using Answer = std::optional<DurableIdentity>;
-    return expendable_call::run<Answer>(
+    return callWithTimeout<Answer>(
                [path]() -> Answer {
                    const FileDescriptor folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-                   const auto place = folder ? path_descriptors::placeOf(folder.get()) : std::nullopt;
-                   return place ? Answer(place->durableIdentity()) : std::nullopt;
+                   const auto status = folder ? path_descriptors::statusOf(folder.get()) : std::nullopt;
+                   return status ? Answer(status->durableIdentity()) : std::nullopt;
                },
                wait, std::move(stop))
         .value_or(std::nullopt);

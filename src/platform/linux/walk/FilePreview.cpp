@@ -13,7 +13,7 @@
 #include <variant>
 
 #include "platform/Error.h"
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
 
 namespace larkfold {
@@ -90,7 +90,7 @@ Attempt attempt(const std::string& path, std::size_t limit) {
 FilePreview FilePreview::read(const std::string& path, std::size_t limit, std::stop_token stop) {
     constexpr std::chrono::seconds patience{10};
     std::optional<Attempt> outcome =
-        expendable_call::run<Attempt>([path, limit] { return attempt(path, limit); }, patience, stop);
+        callWithTimeout<Attempt>([path, limit] { return attempt(path, limit); }, patience, stop);
     if (!outcome && stop.stop_requested()) {
         throw CancellationError();
     }

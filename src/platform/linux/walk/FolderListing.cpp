@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "platform/Error.h"
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
 
 #ifndef __linux__
@@ -103,13 +103,13 @@ Part readPart(const FileDescriptor& folder) {
 
 // Where nothing answers it counts as a folder: whoever opens it is told more.
 bool leadsToFolder(const SharedDescriptor& folder, const std::string& name, const std::stop_token& stop) {
-    return expendable_call::run<bool>(
+    return callWithTimeout<bool>(
                [folder, name] {
                    struct stat values{};
                    return ::fstatat(folder->get(), name.c_str(), &values, AT_NO_AUTOMOUNT) == 0 &&
                           S_ISDIR(values.st_mode);
                },
-               expendable_call::shortWait, stop, expendable_call::mostAbandonedForListing)
+               call_with_timeout::shortWait, stop, call_with_timeout::mostAbandonedForListing)
         .value_or(true);
 }
 
@@ -125,7 +125,7 @@ FolderListing listFolders(const std::string& path, std::stop_token stop,
                           const std::function<void(std::size_t)>& report,
                           std::chrono::milliseconds answerTimeout) {
     FolderListing listing;
-    const auto opened = expendable_call::run<Opened>([path] { return open(path); }, answerTimeout, stop);
+    const auto opened = callWithTimeout<Opened>([path] { return open(path); }, answerTimeout, stop);
     throwIfStopped(stop);
     if (!opened || opened->error != 0) {
         listing.error = opened ? opened->error : ETIMEDOUT;
@@ -133,8 +133,8 @@ FolderListing listFolders(const std::string& path, std::stop_token stop,
     }
     std::size_t seen = 0;
     for (;;) {
-        auto part = expendable_call::run<Part>([folder = opened->folder] { return readPart(*folder); },
-                                               answerTimeout, stop, expendable_call::mostAbandonedForListing);
+        auto part = callWithTimeout<Part>([folder = opened->folder] { return readPart(*folder); },
+                                          answerTimeout, stop, call_with_timeout::mostAbandonedForListing);
         throwIfStopped(stop);
         if (!part || part->isEnd) {
             listing.error = part ? part->error : ETIMEDOUT;

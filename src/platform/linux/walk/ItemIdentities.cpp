@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <memory>
 
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
 #include "platform/linux/walk/PathDescriptors.h"
 
@@ -31,11 +31,11 @@ std::vector<std::optional<DurableIdentity>> itemIdentities(const std::vector<std
     const auto pass = std::make_shared<Pass>();
     pass->paths = paths;
     pass->identities.resize(paths.size());
-    expendable_call::run<bool>([pass] {
+    callWithTimeout<bool>([pass] {
         for (std::size_t index = 0; index < pass->paths.size() && !pass->isGivenUp; ++index) {
             const FileDescriptor item(::open(pass->paths[index].c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-            if (const auto place = item ? path_descriptors::placeOf(item.get()) : std::nullopt) {
-                pass->identities[index] = place->durableIdentity();
+            if (const auto status = item ? path_descriptors::statusOf(item.get()) : std::nullopt) {
+                pass->identities[index] = status->durableIdentity();
             }
             pass->count = index + 1;
         }

@@ -16,7 +16,7 @@
 
 #include "platform/Error.h"
 #include "platform/Path.h"
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
 
 #ifndef __linux__
@@ -126,7 +126,7 @@ std::optional<std::string> pathWithLinksResolved(const std::string& path) {
 
 std::vector<std::optional<std::string>> pathsWithLinksResolved(const std::vector<std::string>& paths) {
     using Answers = std::vector<std::optional<std::string>>;
-    const auto answers = expendable_call::run<Answers>([paths] {
+    const auto answers = callWithTimeout<Answers>([paths] {
         Answers resolved;
         resolved.reserve(paths.size());
         for (const std::string& path : paths) {
@@ -158,12 +158,12 @@ std::vector<LinkResolution> resolveLinks(const std::vector<std::string>& paths,
     auto shared = std::make_shared<Shared>();
     shared->paths = paths;
     shared->answers.reserve(paths.size());
-    const bool hasStarted = expendable_call::start([shared] {
+    const bool hasStarted = call_with_timeout::start([shared] {
         for (const std::string& path : shared->paths) {
             LinkResolution answer = resolve(path);
             const std::lock_guard lock(shared->mutex);
             if (shared->isAbandoned) {
-                expendable_call::noteReturned();
+                call_with_timeout::noteReturned();
                 return;
             }
             shared->answers.push_back(std::move(answer));
@@ -171,7 +171,7 @@ std::vector<LinkResolution> resolveLinks(const std::vector<std::string>& paths,
         const std::lock_guard lock(shared->mutex);
         shared->isFinished = true;
         if (shared->isAbandoned) {
-            expendable_call::noteReturned();
+            call_with_timeout::noteReturned();
         }
         shared->finished.notify_all();
     });
@@ -182,7 +182,7 @@ std::vector<LinkResolution> resolveLinks(const std::vector<std::string>& paths,
     while (!shared->finished.wait_for(lock, stop, interval, [&] { return shared->isFinished; })) {
         if (stop.stop_requested()) {
             shared->isAbandoned = true;
-            expendable_call::noteAbandoned();
+            call_with_timeout::noteAbandoned();
             throw CancellationError();
         }
         if (onAnswered) {

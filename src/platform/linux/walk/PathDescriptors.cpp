@@ -87,13 +87,13 @@ int moveOntoPlaceholder(int fromFolder, const char* fromName, int toFolder, cons
 
 }  // namespace
 
-std::optional<Place> placeOf(int descriptor) {
+std::optional<FileStatus> statusOf(int descriptor) {
     struct statx values;
     if (::statx(descriptor, "", AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT,
                 STATX_BASIC_STATS | STATX_BTIME | STATX_MNT_ID, &values) != 0) {
         return std::nullopt;
     }
-    return Place{
+    return FileStatus{
         .identity = {makedev(values.stx_dev_major, values.stx_dev_minor), values.stx_ino},
         .mount = values.stx_mnt_id,
         .mode = values.stx_mode,

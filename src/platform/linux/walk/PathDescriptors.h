@@ -22,7 +22,7 @@ struct Timestamp {
 
 // What a place is, as its own descriptor or its name tells. `mount` is the number that /proc/self/mountinfo
 // uses.
-struct Place {
+struct FileStatus {
     FileIdentity identity;
     std::uint64_t mount = 0;
     unsigned mode = 0;  // kind and permission bits, as st_mode has them
@@ -38,7 +38,7 @@ struct Place {
 };
 
 // Of what `descriptor` stands for. Nothing, with errno set, where the system does not tell.
-std::optional<Place> placeOf(int descriptor);
+std::optional<FileStatus> statusOf(int descriptor);
 
 // Opens `path` below `folder`, with no link in it, the last component's too, and never above `folder`. `path`
 // may be longer than the system takes; an empty one is `folder` itself. `mayCrossMounts`: false refuses what

@@ -8,7 +8,7 @@
 #include <climits>
 #include <utility>
 
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/walk/PathDescriptors.h"
 
 #ifndef __linux__
@@ -39,7 +39,7 @@ Presence look(const std::string& path) {
 }  // namespace
 
 Presence presenceOf(const std::string& path, std::stop_token stop) {
-    return expendable_call::run<Presence>([path] { return look(path); }, answerTimeout, std::move(stop))
+    return callWithTimeout<Presence>([path] { return look(path); }, answerTimeout, std::move(stop))
         .value_or(Presence::unknown);
 }
 

@@ -48,7 +48,7 @@
 #include "platform/FileIdentity.h"
 #include "platform/Path.h"
 #include "platform/ThreadName.h"
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
 #include "platform/linux/mounts/MountTable.h"
 #include "platform/linux/walk/KernelEntry.h"
@@ -159,7 +159,7 @@ private:
             int error = 0;
         };
         // Where the root leads is not known before it is opened, and what stands there may not answer.
-        auto opened = expendable_call::run<Opened>(
+        auto opened = callWithTimeout<Opened>(
             [path = root_] {
                 Opened result;
                 *result.descriptor = openRoot(path);
@@ -232,7 +232,7 @@ private:
             std::shared_ptr<FileDescriptor> descriptor;
             int error = 0;
         };
-        const auto opened = expendable_call::run<Opened>(
+        const auto opened = callWithTimeout<Opened>(
             [open] {
                 auto descriptor = std::make_shared<FileDescriptor>(open());
                 const int error = *descriptor ? 0 : errno;

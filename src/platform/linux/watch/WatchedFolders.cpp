@@ -34,7 +34,7 @@ void WatchedFolders::remove(Index folder, const std::function<void(int)>& remove
         const Index at = pending.back();
         pending.pop_back();
         for (Index child = folders_[at].firstChild; child != none; child = folders_[child].next) {
-            byPlace_.erase(child);
+            byKey_.erase(child);
             pending.push_back(child);
         }
         const int watch = folders_[at].watch;
@@ -49,7 +49,7 @@ void WatchedFolders::remove(Index folder, const std::function<void(int)>& remove
 }
 
 void WatchedFolders::clear() {
-    byPlace_.clear();
+    byKey_.clear();
     byWatch_.clear();
     folders_.clear();
     free_.clear();
@@ -61,8 +61,8 @@ WatchedFolders::Index WatchedFolders::byWatch(int watch) const {
 }
 
 WatchedFolders::Index WatchedFolders::child(Index parent, std::string_view name) const {
-    const auto found = byPlace_.find(Place{parent, name});
-    return found == byPlace_.end() ? none : *found;
+    const auto found = byKey_.find(EntryKey{parent, name});
+    return found == byKey_.end() ? none : *found;
 }
 
 bool WatchedFolders::isAtOrBelow(Index folder, Index above) const {
@@ -100,7 +100,7 @@ void WatchedFolders::attach(Index folder, Index parent) {
         folders_[added.next].previous = folder;
     }
     folders_[parent].firstChild = folder;
-    byPlace_.insert(folder);
+    byKey_.insert(folder);
 }
 
 void WatchedFolders::detach(Index folder) {
@@ -108,7 +108,7 @@ void WatchedFolders::detach(Index folder) {
     if (leaving.parent == none) {
         return;
     }
-    byPlace_.erase(folder);
+    byKey_.erase(folder);
     if (leaving.previous != none) {
         folders_[leaving.previous].next = leaving.next;
     } else {

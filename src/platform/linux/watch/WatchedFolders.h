@@ -29,7 +29,7 @@ public:
     WatchedFolders(const WatchedFolders&) = delete;
     WatchedFolders& operator=(const WatchedFolders&) = delete;
 
-    // Puts a folder at a free place. The first one is the root: `parent` is none.
+    // Puts a folder at a free key. The first one is the root: `parent` is none.
     Index add(Index parent, std::string_view name, int watch, const FileIdentity& identity,
               const SpecialPlace* place);
     // Takes a folder to another, free place, with all that lies below it.
@@ -65,37 +65,37 @@ private:
         FileIdentity identity;
         std::string name;
     };
-    struct Place {
+    struct EntryKey {
         Index parent;
         std::string_view name;
     };
     struct PlaceHash {
         using is_transparent = void;
         const WatchedFolders* owner;
-        std::size_t operator()(const Place& place) const noexcept {
-            return std::hash<std::string_view>()(place.name) ^ (place.parent * 0x9E3779B97F4A7C15ULL);
+        std::size_t operator()(const EntryKey& key) const noexcept {
+            return std::hash<std::string_view>()(key.name) ^ (key.parent * 0x9E3779B97F4A7C15ULL);
         }
-        std::size_t operator()(Index folder) const noexcept { return (*this)(owner->placeOf(folder)); }
+        std::size_t operator()(Index folder) const noexcept { return (*this)(owner->keyOf(folder)); }
     };
     struct PlaceEqual {
         using is_transparent = void;
         const WatchedFolders* owner;
         bool operator()(Index left, Index right) const noexcept { return left == right; }
-        bool operator()(const Place& place, Index folder) const noexcept {
+        bool operator()(const EntryKey& key, Index folder) const noexcept {
             const Folder& other = owner->folders_[folder];
-            return other.parent == place.parent && other.name == place.name;
+            return other.parent == key.parent && other.name == key.name;
         }
-        bool operator()(Index folder, const Place& place) const noexcept { return (*this)(place, folder); }
+        bool operator()(Index folder, const EntryKey& key) const noexcept { return (*this)(key, folder); }
     };
 
-    Place placeOf(Index folder) const { return {folders_[folder].parent, folders_[folder].name}; }
+    EntryKey keyOf(Index folder) const { return {folders_[folder].parent, folders_[folder].name}; }
     void attach(Index folder, Index parent);
     void detach(Index folder);
 
     std::vector<Folder> folders_;
     std::vector<Index> free_;
     std::unordered_map<int, Index> byWatch_;
-    std::unordered_set<Index, PlaceHash, PlaceEqual> byPlace_{16, PlaceHash{this}, PlaceEqual{this}};
+    std::unordered_set<Index, PlaceHash, PlaceEqual> byKey_{16, PlaceHash{this}, PlaceEqual{this}};
 };
 
 }  // namespace larkfold

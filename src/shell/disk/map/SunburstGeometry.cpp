@@ -10,7 +10,7 @@ SunburstGeometry SunburstGeometry::inArea(double width, double height) {
     return {.centreX = width / 2, .centreY = height / 2, .side = std::max(0.0, std::min(width, height))};
 }
 
-SunburstGeometry::Place SunburstGeometry::placeOf(double x, double y) const {
+SunburstGeometry::PolarPosition SunburstGeometry::positionOf(double x, double y) const {
     const double offsetX = x - centreX;
     const double offsetY = y - centreY;
     const double radius = std::sqrt(offsetX * offsetX + offsetY * offsetY);

@@ -25,11 +25,11 @@ struct SunburstGeometry {
     double outerRadius(double ring) const { return innerRadius(ring) + ringWidth() - ringGap; }
 
     // What a point lies on. `ring` is -1 for the disc, and `ringCount` or more outside of the map.
-    struct Place {
+    struct PolarPosition {
         int ring = 0;
         double angle = 0;  // never negative
     };
-    Place placeOf(double x, double y) const;
+    PolarPosition positionOf(double x, double y) const;
 };
 
 }  // namespace larkfold

@@ -156,8 +156,8 @@ FileNode::Pointer SunburstLayout::nodeAt(int ring, double angle) const {
 }
 
 FileNode::Pointer SunburstLayout::hitTest(const SunburstGeometry& geometry, double x, double y) const {
-    const SunburstGeometry::Place place = geometry.placeOf(x, y);
-    return place.ring < 0 ? root_ : nodeAt(place.ring, place.angle);
+    const SunburstGeometry::PolarPosition position = geometry.positionOf(x, y);
+    return position.ring < 0 ? root_ : nodeAt(position.ring, position.angle);
 }
 
 std::vector<FileNode::Pointer> SunburstLayout::firstChildren(const FileNode& node, std::size_t limit) {

@@ -243,7 +243,7 @@ TEST(SunburstLayout, justBeforeTheTopIsHit) {
     const SunburstLayout layout(tree);
     const SunburstGeometry geometry = SunburstGeometry::inArea(600, 600);
     const auto [x, y] = pointAt(geometry, 1, 359.9);
-    EXPECT_NEAR(geometry.placeOf(x, y).angle, 359.9, 1e-9);
+    EXPECT_NEAR(geometry.positionOf(x, y).angle, 359.9, 1e-9);
     EXPECT_EQ(layout.hitTest(geometry, x, y)->name(), "second");
 }
 
@@ -323,29 +323,29 @@ TEST(SunburstGeometry, placesPointsInRingsOfOneWidthWithTheGapOutside) {
     EXPECT_DOUBLE_EQ(geometry.ringWidth(), 45.6);
     EXPECT_DOUBLE_EQ(geometry.innerRadius(4), 254.4);
     EXPECT_DOUBLE_EQ(geometry.outerRadius(4), 299);
-    EXPECT_EQ(geometry.placeOf(450, 300 - 71.9).ring, -1);
-    EXPECT_EQ(geometry.placeOf(450, 300 - 72.1).ring, 0);
-    EXPECT_EQ(geometry.placeOf(450, 300 - 299.5).ring, 4);  // the gap belongs to the ring within
-    EXPECT_EQ(geometry.placeOf(450, 300 - 300.1).ring, 5);
-    EXPECT_EQ(geometry.placeOf(0, 0).ring, 5);
-    EXPECT_DOUBLE_EQ(geometry.placeOf(450, 200).angle, 0);
-    EXPECT_DOUBLE_EQ(geometry.placeOf(550, 300).angle, 90);
-    EXPECT_DOUBLE_EQ(geometry.placeOf(450, 400).angle, 180);
-    EXPECT_DOUBLE_EQ(geometry.placeOf(350, 300).angle, 270);
+    EXPECT_EQ(geometry.positionOf(450, 300 - 71.9).ring, -1);
+    EXPECT_EQ(geometry.positionOf(450, 300 - 72.1).ring, 0);
+    EXPECT_EQ(geometry.positionOf(450, 300 - 299.5).ring, 4);  // the gap belongs to the ring within
+    EXPECT_EQ(geometry.positionOf(450, 300 - 300.1).ring, 5);
+    EXPECT_EQ(geometry.positionOf(0, 0).ring, 5);
+    EXPECT_DOUBLE_EQ(geometry.positionOf(450, 200).angle, 0);
+    EXPECT_DOUBLE_EQ(geometry.positionOf(550, 300).angle, 90);
+    EXPECT_DOUBLE_EQ(geometry.positionOf(450, 400).angle, 180);
+    EXPECT_DOUBLE_EQ(geometry.positionOf(350, 300).angle, 270);
 }
 
 TEST(SunburstGeometry, areaWithoutExtentIsHitByNothing) {
     const SunburstGeometry geometry = SunburstGeometry::inArea(0, 100);
-    EXPECT_EQ(geometry.placeOf(0, 50).ring, 5);
-    EXPECT_EQ(geometry.placeOf(3, 3).ring, 5);
+    EXPECT_EQ(geometry.positionOf(0, 50).ring, 5);
+    EXPECT_EQ(geometry.positionOf(3, 3).ring, 5);
 }
 
 TEST(SunburstGeometry, anglesAreNeverNegative) {
     const SunburstGeometry geometry = SunburstGeometry::inArea(600, 600);
     for (int i = 0; i < 3600; ++i) {
         const auto [x, y] = pointAt(geometry, 2, i / 10.0);
-        EXPECT_GE(geometry.placeOf(x, y).angle, 0);
-        EXPECT_NEAR(std::remainder(geometry.placeOf(x, y).angle - i / 10.0, 360), 0, 1e-9);
+        EXPECT_GE(geometry.positionOf(x, y).angle, 0);
+        EXPECT_NEAR(std::remainder(geometry.positionOf(x, y).angle - i / 10.0, 360), 0, 1e-9);
     }
 }
 

@@ -231,7 +231,7 @@ TEST_P(SunburstOverlay, withAnOutlineDrawsItAroundTheArcAndNowhereElse) {
                 const double radius = std::hypot(px - pixels.centreX, py - pixels.centreY);
                 const double inner = pixels.innerRadius(place.depth);
                 const double outer = inner + pixels.ringWidth() - scale_;
-                const double angle = pixels.placeOf(px, py).angle;
+                const double angle = pixels.positionOf(px, py).angle;
                 const double across = std::min(std::abs(std::remainder(angle - place.start, 360.0)),
                                                std::abs(std::remainder(angle - place.end, 360.0))) *
                                       radius * 3.14159265 / 180;
@@ -291,7 +291,7 @@ TEST(SunburstRaster, openingFolderFillsNoMoreThanItsWindowAndGrowsToTheWholeMap)
         .paint(pixelsOf(image));
     for (int y = 0; y < 300; ++y) {
         for (int x = 0; x < 300; ++x) {
-            const SunburstGeometry::Place place = geometry.placeOf(x + 0.5, y + 0.5);
+            const SunburstGeometry::PolarPosition place = geometry.positionOf(x + 0.5, y + 0.5);
             const bool isWithin = place.angle > 2 && place.angle < 88 && (place.ring == 2 || place.ring == 3);
             const bool isAway = (place.angle > 92 && place.angle < 358) || place.ring > 4;
             if (isAway && place.ring >= 1) {

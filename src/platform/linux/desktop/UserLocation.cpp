@@ -2,7 +2,7 @@
 // desktop writes: lines such as XDG_DOWNLOAD_DIR="$HOME/Downloads". A row that names the home folder itself
 // means that there is none. Where there is no such file, the usual English names count.
 
-#include "platform/Place.h"
+#include "platform/UserLocation.h"
 
 #include <sys/stat.h>
 
@@ -16,7 +16,7 @@
 
 #include "platform/Path.h"
 #include "platform/StandardFolders.h"
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/mounts/MountTable.h"
 
 #ifndef __linux__
@@ -28,18 +28,18 @@ namespace larkfold {
 namespace {
 
 struct UserFolder {
-    Place::Kind kind;
+    UserLocation::Kind kind;
     std::string_view key;
     std::string_view usualName;
 };
 
 constexpr std::array userFolders{
-    UserFolder{.kind = Place::Kind::desktop, .key = "XDG_DESKTOP_DIR", .usualName = "Desktop"},
-    UserFolder{.kind = Place::Kind::documents, .key = "XDG_DOCUMENTS_DIR", .usualName = "Documents"},
-    UserFolder{.kind = Place::Kind::downloads, .key = "XDG_DOWNLOAD_DIR", .usualName = "Downloads"},
-    UserFolder{.kind = Place::Kind::music, .key = "XDG_MUSIC_DIR", .usualName = "Music"},
-    UserFolder{.kind = Place::Kind::pictures, .key = "XDG_PICTURES_DIR", .usualName = "Pictures"},
-    UserFolder{.kind = Place::Kind::videos, .key = "XDG_VIDEOS_DIR", .usualName = "Videos"},
+    UserFolder{.kind = UserLocation::Kind::desktop, .key = "XDG_DESKTOP_DIR", .usualName = "Desktop"},
+    UserFolder{.kind = UserLocation::Kind::documents, .key = "XDG_DOCUMENTS_DIR", .usualName = "Documents"},
+    UserFolder{.kind = UserLocation::Kind::downloads, .key = "XDG_DOWNLOAD_DIR", .usualName = "Downloads"},
+    UserFolder{.kind = UserLocation::Kind::music, .key = "XDG_MUSIC_DIR", .usualName = "Music"},
+    UserFolder{.kind = UserLocation::Kind::pictures, .key = "XDG_PICTURES_DIR", .usualName = "Pictures"},
+    UserFolder{.kind = UserLocation::Kind::videos, .key = "XDG_VIDEOS_DIR", .usualName = "Videos"},
 };
 
 // Where mounts are the system's own affair.
@@ -48,7 +48,7 @@ constexpr std::array<std::string_view, 9> systemFolders{"/boot", "/dev", "/efi",
 constexpr std::string_view userMounts = "/run/media";
 
 bool isFolder(const std::string& path) {
-    return expendable_call::run<bool>([path] {
+    return callWithTimeout<bool>([path] {
                struct stat values{};
                return ::stat(path.c_str(), &values) == 0 && S_ISDIR(values.st_mode);
            })
@@ -105,7 +105,7 @@ std::optional<std::map<std::string, std::string, std::less<>>> configuredFolders
     return folders;
 }
 
-void addUserFolders(std::vector<Place>& places, const std::string& home) {
+void addUserFolders(std::vector<UserLocation>& places, const std::string& home) {
     const auto configured = configuredFolders(home);
     for (const UserFolder& folder : userFolders) {
         std::string path = joinedPath(home, folder.usualName);
@@ -131,12 +131,12 @@ bool isForTheUser(const Mount& mount) {
                         [&](std::string_view folder) { return isAtOrBelow(mount.mountPoint, folder); });
 }
 
-void addVolumes(std::vector<Place>& places) {
+void addVolumes(std::vector<UserLocation>& places) {
     const MountTable table = MountTable::current();
     for (const Mount& mount : table.mounts()) {
         if (isForTheUser(mount) && isFolder(mount.mountPoint)) {
             places.push_back(
-                {.kind = Place::Kind::volume,
+                {.kind = UserLocation::Kind::volume,
                  .path = mount.mountPoint,
                  .name = table.label(mount).value_or(std::string(lastPathComponent(mount.mountPoint)))});
         }
@@ -145,15 +145,15 @@ void addVolumes(std::vector<Place>& places) {
 
 }  // namespace
 
-std::vector<Place> userPlaces() {
-    std::vector<Place> places;
+std::vector<UserLocation> userLocations() {
+    std::vector<UserLocation> places;
     const std::string home = homeDirectoryForCurrentUser();
     if (isFolder(home)) {
         places.push_back(
-            {.kind = Place::Kind::home, .path = home, .name = std::string(lastPathComponent(home))});
+            {.kind = UserLocation::Kind::home, .path = home, .name = std::string(lastPathComponent(home))});
     }
     addUserFolders(places, home);
-    places.push_back({.kind = Place::Kind::fileSystem, .path = "/", .name = "/"});
+    places.push_back({.kind = UserLocation::Kind::fileSystem, .path = "/", .name = "/"});
     addVolumes(places);
     return places;
 }

@@ -1,4 +1,4 @@
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -39,40 +39,39 @@ struct Door {
     }
 };
 
-TEST(ExpendableCallTest, returnsTheValueOfACallThatAnswers) {
-    EXPECT_EQ(expendable_call::run<int>([] { return 7; }), 7);
+TEST(CallWithTimeoutTest, returnsTheValueOfACallThatAnswers) {
+    EXPECT_EQ(callWithTimeout<int>([] { return 7; }), 7);
 }
 
-TEST(ExpendableCallTest, aCallThatDoesNotAnswerIsGivenUp) {
+TEST(CallWithTimeoutTest, aCallThatDoesNotAnswerIsGivenUp) {
     const auto door = std::make_shared<Door>();
-    EXPECT_EQ(expendable_call::run<int>([door] { return door->pass(); }, std::chrono::milliseconds(1)),
+    EXPECT_EQ(callWithTimeout<int>([door] { return door->pass(); }, std::chrono::milliseconds(1)),
               std::nullopt);
     door->open();
     door->waitFor(1);
 }
 
-TEST(ExpendableCallTest, aStopEndsTheWait) {
+TEST(CallWithTimeoutTest, aStopEndsTheWait) {
     const auto door = std::make_shared<Door>();
     std::stop_source stop;
     stop.request_stop();
-    EXPECT_EQ(
-        expendable_call::run<int>([door] { return door->pass(); }, std::chrono::hours(1), stop.get_token()),
-        std::nullopt);
+    EXPECT_EQ(callWithTimeout<int>([door] { return door->pass(); }, std::chrono::hours(1), stop.get_token()),
+              std::nullopt);
     door->open();
     door->waitFor(1);
 }
 
-TEST(ExpendableCallTest, noMoreThanAFewThreadsAreEverLeftBehind) {
+TEST(CallWithTimeoutTest, noMoreThanAFewThreadsAreEverLeftBehind) {
     const auto door = std::make_shared<Door>();
-    for (int count = 0; count < expendable_call::mostAbandoned + 5; ++count) {
-        EXPECT_EQ(expendable_call::run<int>([door] { return door->pass(); }, std::chrono::milliseconds(1)),
+    for (int count = 0; count < call_with_timeout::mostAbandoned + 5; ++count) {
+        EXPECT_EQ(callWithTimeout<int>([door] { return door->pass(); }, std::chrono::milliseconds(1)),
                   std::nullopt);
     }
-    EXPECT_EQ(expendable_call::run<int>([] { return 7; }), std::nullopt) << "as good as no answer";
+    EXPECT_EQ(callWithTimeout<int>([] { return 7; }), std::nullopt) << "as good as no answer";
     door->open();
-    door->waitFor(expendable_call::mostAbandoned);
+    door->waitFor(call_with_timeout::mostAbandoned);
     // The threads that came back make room again; each says so a moment after it passed the door.
-    while (expendable_call::run<int>([] { return 7; }) != 7) {
+    while (callWithTimeout<int>([] { return 7; }) != 7) {
     }
 }
 

@@ -6,7 +6,7 @@
 
 namespace larkfold {
 
-struct Place {
+struct UserLocation {
     enum class Kind { home, desktop, documents, downloads, music, pictures, videos, fileSystem, volume };
 
     Kind kind = Kind::home;
@@ -19,6 +19,6 @@ struct Place {
 // mounted for the user's sake, in this order. Read anew at each call; asks the disk, and a place that does
 // not answer costs at most a short, fixed wait and is left out. Safe from any thread as long as nobody
 // changes the environment.
-std::vector<Place> userPlaces();
+std::vector<UserLocation> userLocations();
 
 }  // namespace larkfold

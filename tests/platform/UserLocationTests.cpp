@@ -1,4 +1,4 @@
-#include "platform/Place.h"
+#include "platform/UserLocation.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -30,30 +30,30 @@ void writeUserFolders(const std::string& home, const std::string& text) {
 // The paths of the user's own folders: what stands between the home folder and the file system.
 std::vector<std::string> userFolders() {
     std::vector<std::string> paths;
-    for (const Place& place : userPlaces()) {
-        if (place.kind != Place::Kind::home && place.kind != Place::Kind::fileSystem &&
-            place.kind != Place::Kind::volume) {
+    for (const UserLocation& place : userLocations()) {
+        if (place.kind != UserLocation::Kind::home && place.kind != UserLocation::Kind::fileSystem &&
+            place.kind != UserLocation::Kind::volume) {
             paths.push_back(place.path);
         }
     }
     return paths;
 }
 
-TEST(PlaceTest, theHomeFolderComesFirstAndTheFileSystemIsThere) {
+TEST(UserLocationTest, theHomeFolderComesFirstAndTheFileSystemIsThere) {
     EXPECT_TRUE(test::asUnprivilegedUser([](const std::string& home) {
-        const std::vector<Place> places = userPlaces();
+        const std::vector<UserLocation> places = userLocations();
         ASSERT_GE(places.size(), 2U);
-        EXPECT_EQ(places.front().kind, Place::Kind::home);
+        EXPECT_EQ(places.front().kind, UserLocation::Kind::home);
         EXPECT_EQ(places.front().path, home);
-        const auto root = std::find_if(places.begin(), places.end(), [](const Place& place) {
-            return place.kind == Place::Kind::fileSystem;
+        const auto root = std::find_if(places.begin(), places.end(), [](const UserLocation& place) {
+            return place.kind == UserLocation::Kind::fileSystem;
         });
         ASSERT_NE(root, places.end());
         EXPECT_EQ(root->path, "/");
     }));
 }
 
-TEST(PlaceTest, withoutTheDesktopsFileTheUsualNamesCountWhereTheyExist) {
+TEST(UserLocationTest, withoutTheDesktopsFileTheUsualNamesCountWhereTheyExist) {
     EXPECT_TRUE(test::asUnprivilegedUser([](const std::string& home) {
         EXPECT_THAT(userFolders(), IsEmpty());
         makeFolder(home + "/Downloads");
@@ -62,7 +62,7 @@ TEST(PlaceTest, withoutTheDesktopsFileTheUsualNamesCountWhereTheyExist) {
     }));
 }
 
-TEST(PlaceTest, theDesktopsFileNamesTheUsersFolders) {
+TEST(UserLocationTest, theDesktopsFileNamesTheUsersFolders) {
     EXPECT_TRUE(test::asUnprivilegedUser([](const std::string& home) {
         makeFolder(home + "/Desktop");  // not what the file names
         makeFolder(home + "/B\xC3\xBCro");
@@ -82,9 +82,9 @@ TEST(PlaceTest, theDesktopsFileNamesTheUsersFolders) {
     }));
 }
 
-TEST(PlaceTest, noVolumeIsOneOfTheSystemsOwnMounts) {
-    for (const Place& place : userPlaces()) {
-        if (place.kind != Place::Kind::volume) {
+TEST(UserLocationTest, noVolumeIsOneOfTheSystemsOwnMounts) {
+    for (const UserLocation& place : userLocations()) {
+        if (place.kind != UserLocation::Kind::volume) {
             continue;
         }
         EXPECT_NE(place.path, "/");

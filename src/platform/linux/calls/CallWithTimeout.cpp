@@ -1,4 +1,4 @@
-#include "platform/linux/calls/ExpendableCall.h"
+#include "platform/linux/calls/CallWithTimeout.h"
 
 #include <atomic>
 #include <system_error>
@@ -10,7 +10,7 @@
 #error "This file is for Linux."
 #endif
 
-namespace larkfold::expendable_call {
+namespace larkfold::call_with_timeout {
 
 namespace {
 
@@ -41,4 +41,4 @@ void noteReturned() {
     abandoned.fetch_sub(1);
 }
 
-}  // namespace larkfold::expendable_call
+}  // namespace larkfold::call_with_timeout

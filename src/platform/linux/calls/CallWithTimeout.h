@@ -19,7 +19,9 @@
 #include <stop_token>
 #include <utility>
 
-namespace larkfold::expendable_call {
+namespace larkfold {
+
+namespace call_with_timeout {
 
 // How long a question to a volume may take where nobody set another limit.
 inline constexpr std::chrono::milliseconds shortWait{1'000};
@@ -34,11 +36,14 @@ bool start(std::function<void()> work, int limit = mostAbandoned);
 void noteAbandoned();
 void noteReturned();
 
+}  // namespace call_with_timeout
+
 // The call's value, or nothing when it did not come in time or `stop` was requested. `call` throws nothing; a
 // result that comes too late is destroyed on the thread left behind (so a descriptor in it is closed).
 template <typename T>
-std::optional<T> run(std::function<T()> call, std::chrono::milliseconds wait = shortWait,
-                     std::stop_token stop = {}, int limit = mostAbandoned) {
+std::optional<T> callWithTimeout(std::function<T()> call,
+                                 std::chrono::milliseconds wait = call_with_timeout::shortWait,
+                                 std::stop_token stop = {}, int limit = call_with_timeout::mostAbandoned) {
     struct Shared {
         std::mutex mutex;
         std::condition_variable_any answered;
@@ -51,23 +56,23 @@ std::optional<T> run(std::function<T()> call, std::chrono::milliseconds wait = s
         std::unique_lock lock(shared->mutex);
         if (shared->isAbandoned) {
             lock.unlock();
-            noteReturned();
+            call_with_timeout::noteReturned();
             return;
         }
         shared->value.swap(value);
         shared->answered.notify_all();
     };
-    if (!start(std::move(work), limit)) {
+    if (!call_with_timeout::start(std::move(work), limit)) {
         return std::nullopt;
     }
     std::unique_lock lock(shared->mutex);
     shared->answered.wait_for(lock, stop, wait, [&] { return shared->value.has_value(); });
     if (!shared->value) {
         shared->isAbandoned = true;
-        noteAbandoned();
+        call_with_timeout::noteAbandoned();
         return std::nullopt;
     }
     return std::move(shared->value);
 }
 
-}  // namespace larkfold::expendable_call
+}  // namespace larkfold

@@ -1,4 +1,4 @@
-#include "platform/linux/userfiles/TrashNote.h"
+#include "platform/linux/userfiles/TrashInfoFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -35,12 +35,12 @@ using Operation = SystemError::Operation;
 }
 
 std::string noteName(const std::string& trashed) {
-    return trashed + std::string(trash::noteSuffix);
+    return trashed + std::string(trash::infoFileSuffix);
 }
 
 // Which item the name in the folder leads to, links not followed; with an empty name the folder's descriptor
-// itself. Asked in a second way where the first one fails: a note that cannot be told from others is left
-// behind.
+// itself. Asked in a second way where the first one fails: an info file that cannot be told from others is
+// left behind.
 std::optional<FileIdentity> identityAt(int folder, const std::string& name) {
     struct stat values;
     if (::fstatat(folder, name.c_str(), &values, AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH) == 0) {
@@ -59,14 +59,17 @@ FileDescriptor openPlace(int folder, const std::string& name) {
 
 }  // namespace
 
-TrashNote::TrashNote(FileDescriptor info, std::string name, FileDescriptor note, FileIdentity identity)
-    : info_(std::move(info)), name_(std::move(name)), note_(std::move(note)), identity_(identity) {}
+TrashInfoFile::TrashInfoFile(FileDescriptor info, std::string name, FileDescriptor infoFile,
+                             FileIdentity identity)
+    : info_(std::move(info)), name_(std::move(name)), file_(std::move(infoFile)), identity_(identity) {}
 
-std::expected<TrashNote, int> TrashNote::write(const trash::Folder& folder, const std::string& trashed,
-                                               const std::string& itemPath, std::int64_t secondsSince1970) {
+std::expected<TrashInfoFile, int> TrashInfoFile::write(const trash::Folder& folder,
+                                                       const std::string& trashed,
+                                                       const std::string& itemPath,
+                                                       std::int64_t secondsSince1970) {
     const std::string name = noteName(trashed);
     const std::string path = folder.pathOfNote(trashed);
-    // Everything that can fail without a trace comes before the note does.
+    // Everything that can fail without a trace comes before the info file does.
     FileDescriptor info(::fcntl(folder.info.get(), F_DUPFD_CLOEXEC, 0));
     if (!info) {
         fail(Operation::create, errno, path);
@@ -90,13 +93,13 @@ std::expected<TrashNote, int> TrashNote::write(const trash::Folder& folder, cons
     FileDescriptor held(::fcntl(descriptor.get(), F_DUPFD_CLOEXEC, 0));
     if (!held) {
         const int problem = errno;
-        TrashNote(std::move(info), name, std::move(descriptor), *identity).remove();
+        TrashInfoFile(std::move(info), name, std::move(descriptor), *identity).remove();
         fail(Operation::create, problem, path);
     }
-    TrashNote note(std::move(info), name, std::move(held), *identity);
+    TrashInfoFile infoFile(std::move(info), name, std::move(held), *identity);
     try {
         if (const int unwritten = system_calls::writeAll(
-                descriptor.get(), trash::noteFor(folder, itemPath, secondsSince1970))) {
+                descriptor.get(), trash::infoFileFor(folder, itemPath, secondsSince1970))) {
             fail(Operation::write, unwritten, path);
         }
         if (const int unsynced = system_calls::sync(descriptor.get())) {
@@ -106,14 +109,14 @@ std::expected<TrashNote, int> TrashNote::write(const trash::Folder& folder, cons
             fail(Operation::write, errno, path);
         }
     } catch (...) {
-        note.remove();
+        infoFile.remove();
         throw;
     }
-    return note;
+    return infoFile;
 }
 
-std::optional<TrashNote> TrashNote::find(const std::string& trashPath, const FileIdentity& files,
-                                         const std::string& trashed) {
+std::optional<TrashInfoFile> TrashInfoFile::find(const std::string& trashPath, const FileIdentity& files,
+                                                 const std::string& trashed) {
     const FileDescriptor trash = path_descriptors::openWithoutLinks(trashPath, O_PATH | O_DIRECTORY);
     if (!trash) {
         return std::nullopt;
@@ -124,23 +127,23 @@ std::optional<TrashNote> TrashNote::find(const std::string& trashPath, const Fil
         return std::nullopt;
     }
     FileDescriptor info = path_descriptors::openBelow(trash.get(), "info", O_PATH | O_DIRECTORY, false);
-    FileDescriptor note = info ? openPlace(info.get(), noteName(trashed)) : FileDescriptor();
-    const auto place = note ? path_descriptors::placeOf(note.get()) : std::nullopt;
-    if (!place || !S_ISREG(place->mode)) {
+    FileDescriptor infoFile = info ? openPlace(info.get(), noteName(trashed)) : FileDescriptor();
+    const auto status = infoFile ? path_descriptors::statusOf(infoFile.get()) : std::nullopt;
+    if (!status || !S_ISREG(status->mode)) {
         return std::nullopt;
     }
-    return TrashNote(std::move(info), noteName(trashed), std::move(note), place->identity);
+    return TrashInfoFile(std::move(info), noteName(trashed), std::move(infoFile), status->identity);
 }
 
-bool TrashNote::standsInItsFolder() const {
+bool TrashInfoFile::standsInItsFolder() const {
     return identityAt(info_.get(), name_) == identity_;
 }
 
-bool TrashNote::standsAt(const std::string& path) const {
+bool TrashInfoFile::standsAt(const std::string& path) const {
     return identityAt(AT_FDCWD, path) == identity_;
 }
 
-void TrashNote::remove() const {
+void TrashInfoFile::remove() const {
     const std::string aside = ".larkfold-removing-" + UUID::make().text();
     if (path_descriptors::moveWithoutReplacing(info_.get(), name_, info_.get(), aside, false) != 0) {
         return;

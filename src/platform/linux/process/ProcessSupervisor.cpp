@@ -1,4 +1,4 @@
-#include "platform/linux/process/ProcessKeeper.h"
+#include "platform/linux/process/ProcessSupervisor.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -31,7 +31,7 @@ constexpr unsigned closeOnExecution = 4;  // CLOSE_RANGE_CLOEXEC
 
 // How long what was killed may take to go before the tool's end is told all the same: a process that waits
 // for a disk that does not answer cannot be killed.
-constexpr std::int64_t longestBurial = 150;  // milliseconds
+constexpr std::int64_t longestReaping = 150;  // milliseconds
 
 std::int64_t millisecondsNow() {
     timespec now{};
@@ -72,8 +72,8 @@ void markDescriptors(unsigned first, bool closesNow) {
 }
 
 // In the process of the tool.
-[[noreturn]] void execute(const ProcessKeeper& keeper, pid_t parent) {
-    // Should somebody kill the keeper, nobody would look after the tool any more.
+[[noreturn]] void execute(const ProcessSupervisor& supervisor, pid_t parent) {
+    // Should somebody kill the supervisor, nobody would look after the tool any more.
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (::getppid() != parent) {
         ::_exit(127);
@@ -82,18 +82,18 @@ void markDescriptors(unsigned first, bool closesNow) {
     sigset_t none;
     ::sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
-    if (::dup2(keeper.output, STDOUT_FILENO) < 0 || ::dup2(keeper.nothing, STDERR_FILENO) < 0) {
-        failLaunch(keeper.launch, errno);
+    if (::dup2(supervisor.output, STDOUT_FILENO) < 0 || ::dup2(supervisor.nothing, STDERR_FILENO) < 0) {
+        failLaunch(supervisor.launch, errno);
     }
     markDescriptors(3, false);
-    ::execve(keeper.executable, keeper.arguments, keeper.environment);
-    failLaunch(keeper.launch, errno);
+    ::execve(supervisor.executable, supervisor.arguments, supervisor.environment);
+    failLaunch(supervisor.launch, errno);
 }
 
-// The processes below the keeper.
-class Brood {
+// The processes below the supervisor.
+class Descendants {
 public:
-    explicit Brood(pid_t tool) : tool_(tool), self_(::getpid()) {
+    explicit Descendants(pid_t tool) : tool_(tool), self_(::getpid()) {
         // "/proc/self/task/NUMBER/children"
         char* end = append(path_.data(), "/proc/self/task/");
         std::array<char, 12> digits{};
@@ -119,8 +119,8 @@ public:
         }
     }
 
-    // One round: those killed may have children of their own, which come to the keeper and have their turn in
-    // the next one. Their numbers cannot belong to others: nobody but the keeper buries them.
+    // One round: those killed may have children of their own, which come to the supervisor and have their
+    // turn in the next one. Their numbers cannot belong to others: nobody but the supervisor reaps them.
     void killChildren() {
         if (!hasToolEnded_) {
             ::kill(-tool_, SIGKILL);
@@ -153,7 +153,7 @@ public:
     }
 
     // Takes note of those that have ended.
-    void bury() {
+    void reap() {
         for (;;) {
             siginfo_t ended{};
             if (::waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT) != 0) {
@@ -197,9 +197,9 @@ private:
 
 }  // namespace
 
-void ProcessKeeper::run() const {
+void ProcessSupervisor::run() const {
     forgetHandlers();
-    ::prctl(PR_SET_NAME, "larkfold-keeper");
+    ::prctl(PR_SET_NAME, "lark-supervisor");
     // Who loses its parent below here becomes a child of this process.
     ::prctl(PR_SET_CHILD_SUBREAPER, 1);
     const pid_t self = ::getpid();
@@ -214,7 +214,7 @@ void ProcessKeeper::run() const {
     if (std::any_of(moved.begin(), moved.end(), [](int one) { return one < 0; })) {
         failLaunch(launch, errno);
     }
-    ProcessKeeper own = *this;
+    ProcessSupervisor own = *this;
     own.control = ::dup2(moved[0], 3);
     own.launch = ::dup2(moved[1], 4);
     own.output = ::dup2(moved[2], 5);
@@ -233,7 +233,7 @@ void ProcessKeeper::run() const {
     }
     // The tool does it too: whoever comes first, its group stands before anything is sent to it.
     ::setpgid(tool, tool);
-    // What this program reads and writes is not held open by its keeper.
+    // What this program reads and writes is not held open by its supervisor.
     ::dup2(own.nothing, STDIN_FILENO);
     ::dup2(own.nothing, STDOUT_FILENO);
     ::dup2(own.nothing, STDERR_FILENO);
@@ -247,27 +247,28 @@ void ProcessKeeper::run() const {
     ::sigprocmask(SIG_SETMASK, &childEnds, nullptr);
     const int ends = ::signalfd(-1, &childEnds, SFD_CLOEXEC | SFD_NONBLOCK);
 
-    Brood brood(tool);
+    Descendants descendants(tool);
     bool mustGo = false;  // everything, now
     bool isTold = false;  // that the tool has ended
     bool isHeard = true;  // there may be more commands
     std::int64_t endedAt = 0;
     for (;;) {
-        brood.bury();
-        if (brood.hasToolEnded() && endedAt == 0) {
+        descendants.reap();
+        if (descendants.hasToolEnded() && endedAt == 0) {
             endedAt = millisecondsNow();
             mustGo = true;
         }
-        if (endedAt != 0 && !isTold && (brood.isGone() || millisecondsNow() - endedAt > longestBurial)) {
-            const Report report{.waitStatus = brood.toolStatus()};
+        if (endedAt != 0 && !isTold &&
+            (descendants.isGone() || millisecondsNow() - endedAt > longestReaping)) {
+            const Report report{.waitStatus = descendants.toolStatus()};
             ::send(own.control, &report, sizeof report, MSG_NOSIGNAL);
             isTold = true;
         }
-        if (brood.isGone()) {
+        if (descendants.isGone()) {
             ::_exit(0);
         }
         if (mustGo) {
-            brood.killChildren();
+            descendants.killChildren();
         }
         std::array<pollfd, 2> sources = {
             pollfd{.fd = isHeard ? own.control : -1, .events = POLLIN, .revents = 0},
@@ -283,7 +284,7 @@ void ProcessKeeper::run() const {
             Command command{};
             const ssize_t length = ::recv(own.control, &command, sizeof command, MSG_DONTWAIT);
             if (length == sizeof command && command == Command::terminate) {
-                brood.terminate();
+                descendants.terminate();
             } else if (length == sizeof command || length == 0 ||
                        (length < 0 && errno != EAGAIN && errno != EINTR)) {
                 // Told to, or nobody is there any more.

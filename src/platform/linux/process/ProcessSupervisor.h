@@ -6,10 +6,10 @@
 
 namespace larkfold {
 
-// Everything is made by the caller before the process of the keeper comes to be: there, only calls that are
-// safe in a signal handler may be made, since another thread may have held any lock at that moment.
-struct ProcessKeeper {
-    // What stands in the packets that go to and from a keeper.
+// Everything is made by the caller before the process of the supervisor comes to be: there, only calls that
+// are safe in a signal handler may be made, since another thread may have held any lock at that moment.
+struct ProcessSupervisor {
+    // What stands in the packets that go to and from a supervisor.
     enum class Command : int { terminate = 1, kill = 2 };
     struct Report {
         int waitStatus;  // as waitpid gives it
@@ -24,7 +24,7 @@ struct ProcessKeeper {
     int nothing = -1;  // the null device
     // All four are above 2.
 
-    // In the process of the keeper, with every signal blocked. Never returns.
+    // In the process of the supervisor, with every signal blocked. Never returns.
     [[noreturn]] void run() const;
 };
 
