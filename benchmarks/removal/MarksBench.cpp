@@ -184,8 +184,8 @@ int main(int argc, char** argv) {
 
     // 3. The review, until the list stands in it.
     time.restart();
-    view.reviewMarked();
-    require(until([&] { return view.cleanupReview()->count() == static_cast<int>(nodes.size()); }),
+    view.diskSpace()->review();
+    require(until([&] { return view.removal()->review()->count() == static_cast<int>(nodes.size()); }),
             "no review");
     const double reviewSeconds = static_cast<double>(time.nsecsElapsed()) / 1e9;
     QTest::qWait(500);
@@ -194,13 +194,13 @@ int main(int argc, char** argv) {
     // 4. The decision, and 5. the end, told apart by the first word of how far the removal is.
     double confirmGap = 0;
     bool hasEnded = false;
-    QObject::connect(&driver, &larkfold::DiskScannerViewModel::deletionProgressChanged, [&] {
-        if (confirmGap == 0 && driver.deletionProgress().completed > 0) {
+    QObject::connect(driver.removalRun(), &larkfold::RemovalRun::progressChanged, [&] {
+        if (confirmGap == 0 && driver.removalRun()->progress().completed > 0) {
             confirmGap = gaps.takeMilliseconds();
         }
     });
-    QObject::connect(&driver, &larkfold::DiskScannerViewModel::cleanupFinished, [&] { hasEnded = true; });
-    view.cleanupReview()->confirm();
+    QObject::connect(driver.removalRun(), &larkfold::RemovalRun::finished, [&] { hasEnded = true; });
+    view.removal()->review()->confirm();
     require(until([&] { return hasEnded; }), "no end");
     QTest::qWait(1'000);
     const double finishGap = gaps.takeMilliseconds();

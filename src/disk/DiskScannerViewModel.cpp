@@ -1,10 +1,7 @@
 #include "disk/DiskScannerViewModel.h"
 
-#include <QDateTime>
-#include <QLocale>
 #include <QPointer>
 #include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <iostream>
 #include <string_view>
@@ -12,17 +9,12 @@
 #include <utility>
 
 #include "disk/DiskScanner.h"
-#include "disk/MarkTexts.h"
-#include "disk/SavedScanLoader.h"
 #include "platform/Bookmark.h"
 #include "platform/CoalescedReports.h"
 #include "platform/Error.h"
-#include "platform/LinkResolution.h"
-#include "platform/OwnFiles.h"
 #include "platform/Path.h"
 #include "platform/StandardFolders.h"
 #include "platform/Volumes.h"
-#include "removal/PathRules.h"
 
 namespace larkfold {
 
@@ -32,14 +24,6 @@ constexpr std::size_t maximumRetainedFiles = 50'000;
 
 QString textOf(const std::optional<std::string>& text) {
     return text ? QString::fromStdString(*text) : QString();
-}
-
-// The default short form of the user's locale.
-std::string shortDate(Date date) {
-    const double milliseconds = std::clamp(secondsSince1970(date) * 1000, -9.0e15, 9.0e15);
-    return QLocale::system()
-        .toString(QDateTime::fromMSecsSinceEpoch(std::llround(milliseconds)), QLocale::ShortFormat)
-        .toStdString();
 }
 
 // What a failure says of itself.
@@ -53,42 +37,47 @@ std::string descriptionOf(const std::exception_ptr& failure) {
     }
 }
 
-// Of a scan that is read back, which keeps its root alone.
-ScanScope scopeOf(const ScanResult& result) {
-    return result.rootPath == "/" ? ScanScope::startupDisk : ScanScope::selectedFolder;
-}
-
-// The driver's own gate, kept by the work that uses it.
-DiskScannerViewModel::Gate makeGate(CleanupHistoryStore* history) {
-    return [deleter = std::make_shared<FileDeleter>(history)](
-               const FileDeleter::Request& request, const FileDeleter::Progress& progress,
-               std::stop_token stop) { return deleter->deleteItems(request, progress, std::move(stop)); };
-}
-
 }  // namespace
 
 DiskScannerViewModel::DiskScannerViewModel(Dependencies dependencies, QObject* parent)
     : QObject(parent),
       dependencies_(std::move(dependencies)),
-      deleter_(dependencies_.gate ? dependencies_.gate : makeGate(dependencies_.cleanupHistory)),
-      changeTracker_(
-          dependencies_.makeStream ? dependencies_.makeStream
-                                   : ScanChangeTracker::folderWatchers(dependencies_.mainQueue),
-          [this] { return indexURL(); }, [this] { emit watchCoverageChanged(); }),
       scanContext_(dependencies_.mainQueue, "disk-scan"),
-      reviewContext_(dependencies_.mainQueue, "removal-review"),
-      removalContext_(dependencies_.mainQueue, "disk-removal"),
-      indexContext_(dependencies_.mainQueue, "saved-scan") {}
+      selection_(dependencies_.mainQueue),
+      savedScan_({.mainQueue = dependencies_.mainQueue,
+                  .indexURL = [this] { return indexURL(); },
+                  .makeStream = dependencies_.makeStream,
+                  .ownFolders = dependencies_.ownFolders}),
+      removalRun_(dependencies_.mainQueue, dependencies_.gate
+                                               ? dependencies_.gate
+                                               : RemovalRun::gateWith(dependencies_.cleanupHistory)) {
+    using Driver = DiskScannerViewModel;
+    connect(&selection_, &RemovalSelection::changed, this, &Driver::selectedForDeletionChanged);
+    connect(&selection_, &RemovalSelection::noticeChanged, this, &Driver::markNoticeChanged);
+    connect(&selection_, &RemovalSelection::isPreparingReviewChanged, this,
+            &Driver::isPreparingReviewChanged);
+    connect(&selection_, &RemovalSelection::reviewProgressChanged, this, [this] {
+        const auto& progress = selection_.reviewProgress();
+        reviewRequest_.setProgress(
+            {.checked = progress.answered, .total = progress.total, .awaited = progress.awaited});
+    });
+    connect(&selection_, &RemovalSelection::reviewPrepared, this, &Driver::proposeReview);
+    connect(&selection_, &RemovalSelection::reviewFailed, this, [this](const std::exception_ptr& failure) {
+        setError(descriptionOf(failure));
+        setShowDeleteConfirmation(false);
+    });
+    // The flag and the sheet go together, whoever closes it.
+    connect(&reviewRequest_, &ReviewRequest::closed, this, [this] { setShowDeleteConfirmation(false); });
+    connect(&savedScan_, &SavedScanSession::existsChanged, this, &Driver::hasSavedIndexChanged);
+    connect(&savedScan_, &SavedScanSession::noticeChanged, this, &Driver::savedScanNoticeChanged);
+    connect(&savedScan_, &SavedScanSession::changedFolderCountChanged, this,
+            &Driver::changedFolderCountChanged);
+    connect(&savedScan_, &SavedScanSession::coverageChanged, this, &Driver::watchCoverageChanged);
+    connect(&removalRun_, &RemovalRun::stateChanged, this, &Driver::isDeletingChanged);
+}
 
 DiskScannerViewModel::~DiskScannerViewModel() {
     scanTask_.drop();
-    refreshTask_.reset();
-    loadTask_.drop();
-    forgetTask_.drop();
-    rulesTask_.drop();
-    markTask_.drop();
-    preparation_.reset();
-    deletionTask_.drop();  // the gate finishes the item under way and records the run
     releaseSecurityScope();
 }
 
@@ -103,14 +92,13 @@ const std::vector<std::string>& DiskScannerViewModel::startupScanExclusions() {
 }
 
 // --- State
-// ----------------------------------------------------------------------------------------------------------
 
 QString DiskScannerViewModel::errorText() const {
-    return textOf(error_);
+    return textOf(error());
 }
 
 QString DiskScannerViewModel::savedScanNoticeText() const {
-    return textOf(savedScanNotice_);
+    return textOf(savedScanNotice());
 }
 
 FileNode::Pointer DiskScannerViewModel::currentNode() const {
@@ -158,26 +146,29 @@ void DiskScannerViewModel::setShowDeleteConfirmation(bool show) {
     }
     showDeleteConfirmation_ = show;
     if (show) {
-        prepareReview();
+        reviewRequest_.prepare();
+        selection_.prepareReview();
     } else {
-        dropReview();
+        selection_.dropReview();
+        reviewRequest_.close();
     }
     emit showDeleteConfirmationChanged();
 }
 
 void DiskScannerViewModel::setError(std::optional<std::string> text, bool isAccessProblem) {
-    publishError(std::move(text), isAccessProblem, false);
-}
-
-void DiskScannerViewModel::publishError(std::optional<std::string> text, bool isAccessProblem,
-                                        bool isRemovalProblem) {
-    isForgettingProblem_ = false;
-    if (text == error_ && isAccessProblem == isAccessProblem_ && isRemovalProblem == isRemovalProblem_) {
+    if (!text) {
+        setFailure(std::nullopt);
         return;
     }
-    error_ = std::move(text);
-    isAccessProblem_ = isAccessProblem;
-    isRemovalProblem_ = isRemovalProblem;
+    setFailure(DiskFailure{.kind = isAccessProblem ? DiskFailure::Kind::access : DiskFailure::Kind::scan,
+                           .text = std::move(*text)});
+}
+
+void DiskScannerViewModel::setFailure(std::optional<DiskFailure> failure) {
+    if (failure == failure_) {
+        return;
+    }
+    failure_ = std::move(failure);
     emit errorChanged();
 }
 
@@ -193,7 +184,6 @@ void DiskScannerViewModel::setScanning(bool scanning) {
 }
 
 // --- Operations of the user
-// -----------------------------------------------------------------------------------------
 
 void DiskScannerViewModel::chooseFolder() {
     if (dependencies_.folderChooser == nullptr) {
@@ -266,9 +256,7 @@ void DiskScannerViewModel::rescanCurrent() {
 
 void DiskScannerViewModel::cancelScan() {
     scanTask_.cancel();
-    if (refreshTask_) {
-        refreshTask_->cancel();
-    }
+    savedScan_.cancelRefresh();
 }
 
 void DiskScannerViewModel::dismissError() {
@@ -287,7 +275,7 @@ void DiskScannerViewModel::navigateInto(const FileNode::Pointer& node) {
 
 void DiskScannerViewModel::openSummary(const FileNode::Pointer& summary) {
     const FileNode::Pointer folder = summary && summary->isAggregate() ? summary->parent() : nullptr;
-    if (!folder || !hasSavedIndex_) {
+    if (!folder || !savedScan_.exists()) {
         return;
     }
     if (folder == currentNode()) {
@@ -321,52 +309,41 @@ void DiskScannerViewModel::navigateTo(const FileNode::Pointer& node) {
 }
 
 // --- The saved scan
-// ------------------------------------------------------------------------------------------------------
 
 void DiskScannerViewModel::restoreSavedScanIfNeeded() {
     if (scanResult_ || !isIdle()) {
         return;
     }
-    const std::string index = indexURL();
     try {
-        if (!own_files::exists(index)) {
+        if (!savedScan_.hasIndexFile()) {
             return;
         }
     } catch (const Error& failure) {
-        setError("Could not restore the saved scan: " + failure.description());
+        setFailure(DiskFailure{.kind = DiskFailure::Kind::restoring,
+                               .text = "Could not restore the saved scan: " + failure.description()});
         return;
     }
     isRestoring_ = true;
     setScanning(true);
-    scanTask_ = indexContext_.run<SavedScan>(
-        [index](std::stop_token stop) {
-            ScanResult result = SavedScanLoader::load(index, std::nullopt, stop);
-            const bool skipsHiddenFiles = SavedScanLoader::skipHiddenFiles(index);
-            RemovalScope removalScope(openRootOf(scopeOf(result), result.rootPath), stop);
-            removalScope.takeMap(result.rootNode->url(), stop);
-            removalScope.askForRules();
-            return SavedScan{.map = {.result = std::move(result), .removalScope = std::move(removalScope)},
-                             .skipsHiddenFiles = skipsHiddenFiles};
-        },
-        [this](Outcome<SavedScan> outcome) { finishRestore(std::move(outcome)); });
+    scanTask_ = savedScan_.restore(
+        [this](Outcome<SavedScanSession::SavedScan> outcome) { finishRestore(std::move(outcome)); });
 }
 
-void DiskScannerViewModel::finishRestore(Outcome<SavedScan> outcome) {
+void DiskScannerViewModel::finishRestore(Outcome<SavedScanSession::SavedScan> outcome) {
     scanTask_ = Run();
     isRestoring_ = false;
     try {
-        SavedScan& saved = outcome.get();
+        SavedScanSession::SavedScan& saved = outcome.get();
         takeMap(std::move(saved.map));
         isFromIndex_ = true;
         scanRootPath_ = scanResult_->rootPath;
-        setScanScope(scopeOf(*scanResult_));
+        setScanScope(SavedScanSession::scopeOf(*scanResult_));
         scanOptions_ = optionsFor(scanScope_, saved.skipsHiddenFiles);
-        setSavedIndex(true, "Saved snapshot from " + shortDate(scanResult_->scanDate) +
-                                ". Refresh to include changes made while Larkfold was closed.");
-        // Nothing watched the disk while the program was closed.
-        startTracking(true, std::nullopt);
+        savedScan_.trackRestored(scanResult_->rootPath, scanOptions_, scanResult_->scanDate);
     } catch (...) {
-        setError("Could not restore the saved scan: " + descriptionOf(std::current_exception()));
+        setFailure(DiskFailure{
+            .kind = DiskFailure::Kind::restoring,
+            .text = "Could not restore the saved scan: " + descriptionOf(std::current_exception())});
     }
     setScanning(false);
     emit scanResultChanged();
@@ -377,49 +354,34 @@ void DiskScannerViewModel::forgetSavedScan() {
     if (!isIdle()) {
         return;
     }
-    isForgetting_ = true;
-    forgetTask_ = indexContext_.run<bool>(
-        [index = indexURL()](std::stop_token) {
-            SavedScanLoader::removeIndexFile(index);
-            return true;
-        },
-        [this](Outcome<bool> outcome) {
-            isForgetting_ = false;
-            try {
-                outcome.get();
-                changeTracker_.stop();
-                setSavedIndex(
-                    false, "Saved index removed. The current in-memory scan and your files were preserved.");
-            } catch (...) {
-                setError(descriptionOf(std::current_exception()));
-                isForgettingProblem_ = true;
-                emit errorChanged();
-            }
-        });
+    savedScan_.forget([this](Outcome<bool> outcome) {
+        try {
+            outcome.get();
+        } catch (...) {
+            setFailure(DiskFailure{.kind = DiskFailure::Kind::forgetting,
+                                   .text = descriptionOf(std::current_exception())});
+        }
+    });
 }
 
 void DiskScannerViewModel::loadOnDemand(const FileNode::Pointer& node) {
     const auto& children = node->children();
-    if (isDeleting_ || std::none_of(children.begin(), children.end(),
-                                    [](const FileNode::Pointer& child) { return child->isAggregate(); })) {
+    if (isDeleting() || std::none_of(children.begin(), children.end(),
+                                     [](const FileNode::Pointer& child) { return child->isAggregate(); })) {
         return;
     }
-    loadTask_ = indexContext_.run<ScanResult>(
-        [index = indexURL(), folder = node->url()](std::stop_token stop) {
-            return SavedScanLoader::load(index, folder, std::move(stop));
-        },
-        [this, node](Outcome<ScanResult> outcome) {
-            try {
-                takeLoaded(node, std::move(outcome.get()));
-            } catch (const std::exception&) {
-                // The folder stays as it was, with its summary.
-            }
-        });
+    savedScan_.load(node->url(), [this, node](Outcome<ScanResult> outcome) {
+        try {
+            takeLoaded(node, std::move(outcome.get()));
+        } catch (const std::exception&) {
+            // The folder stays as it was, with its summary.
+        }
+    });
 }
 
 void DiskScannerViewModel::takeLoaded(const FileNode::Pointer& node, ScanResult loaded) {
     const FileNode::Pointer current = currentNode();
-    if (isDeleting_ || showDeleteConfirmation_ || !current || *current != *node) {
+    if (isDeleting() || showDeleteConfirmation_ || !current || *current != *node) {
         return;  // the user has gone on, or decides about nodes that would be replaced
     }
     const FileNode::Pointer root = std::move(loaded.rootNode);
@@ -427,7 +389,7 @@ void DiskScannerViewModel::takeLoaded(const FileNode::Pointer& node, ScanResult 
     node->replaceChildren(root->takeChildren());
     node->setSize(size);
     // What was looked at or marked among the children that are gone is not there any more.
-    marks_.recount();
+    selection_.recount();
     setSelectedNode(nullptr);
     setHoveredNode(nullptr);
     emit navigationStackChanged();
@@ -443,7 +405,7 @@ void DiskScannerViewModel::refreshIndex(bool currentFolderOnly) {
         const FileNode::Pointer current = currentNode();
         folders.push_back(current ? current->url() : scanResult_->rootPath);
     } else {
-        folders = changeTracker_.takeDirtyFolders();
+        folders = savedScan_.takeChangedFolders();
     }
     if (folders.empty()) {
         return;
@@ -455,16 +417,13 @@ void DiskScannerViewModel::refreshIndex(bool currentFolderOnly) {
     scanID_ = UUID::make();
     progress_ = ScanProgress{};
     emit progressChanged();
-    refreshTask_ = std::make_unique<IndexRefresh>(
-        scanContext_, indexContext_,
-        IndexRefresh::Request{.indexURL = indexURL(), .root = scanResult_->rootPath, .folders = folders},
+    savedScan_.refresh(
+        scanContext_, scanResult_->rootPath, std::move(folders),
         [this](bool skipsHiddenFiles) { return optionsFor(scanScope_, skipsHiddenFiles); },
-        [this, folders](Outcome<ScanResult> outcome) { finishRefresh(folders, std::move(outcome)); });
+        [this](Outcome<ScanResult> outcome) { finishRefresh(std::move(outcome)); });
 }
 
-void DiskScannerViewModel::finishRefresh(const std::vector<std::string>& folders,
-                                         Outcome<ScanResult> outcome) {
-    const auto ended = std::move(refreshTask_);  // alive until its own call has returned
+void DiskScannerViewModel::finishRefresh(Outcome<ScanResult> outcome) {
     bool hasNewTree = false;
     try {
         scanResult_ = std::move(outcome.get());
@@ -473,14 +432,10 @@ void DiskScannerViewModel::finishRefresh(const std::vector<std::string>& folders
         navigationStack_.clear();
         setSelectedNode(nullptr);
         setHoveredNode(nullptr);
-        clearSelection();
-        marks_.begin(scanResult_->rootNode);
-        setSavedIndex(true, "Updated " + std::to_string(folders.size()) +
-                                " changed folder(s); other folders retain their previous scan.");
-        changeTracker_.noteRefreshed();
+        selection_.takeTree(scanResult_->rootNode);
     } catch (...) {
-        changeTracker_.markDirty(folders);
-        setError("Refresh did not finish: " + descriptionOf(std::current_exception()));
+        setFailure(DiskFailure{.kind = DiskFailure::Kind::refreshing,
+                               .text = "Refresh did not finish: " + descriptionOf(std::current_exception())});
     }
     isRefreshingIndex_ = false;
     setScanning(false);
@@ -491,33 +446,7 @@ void DiskScannerViewModel::finishRefresh(const std::vector<std::string>& folders
     }
 }
 
-void DiskScannerViewModel::startTracking(bool markRootDirty, std::optional<FolderMoment> changedSince) {
-    FolderWatcherOptions leavesOut{.skipHiddenFiles = scanOptions_.skipHiddenFiles,
-                                   .excludedPathPrefixes = scanOptions_.excludedPathPrefixes,
-                                   .changedSince = changedSince,
-                                   .latency = FolderWatcherOptions().latency,
-                                   .answerTimeout = FolderWatcherOptions().answerTimeout};
-    auto& prefixes = leavesOut.excludedPathPrefixes;
-    std::vector<std::string> own = dependencies_.ownFolders;
-    own.emplace_back(parentPath(indexURL()));
-    for (const std::string& folder : own) {
-        prefixes.push_back(folder);
-        // A scan from above meets it under its own name, also where a link leads the program there.
-        if (const auto real = pathWithLinksResolved(folder); real && *real != folder) {
-            prefixes.push_back(*real);
-        }
-    }
-    changeTracker_.start(scanResult_->rootPath, leavesOut, markRootDirty,
-                         [driver = QPointer(this)](int count) {
-                             if (driver && count != driver->changedFolderCount_) {
-                                 driver->changedFolderCount_ = count;
-                                 emit driver->changedFolderCountChanged();
-                             }
-                         });
-}
-
 // --- Marks
-// ----------------------------------------------------------------------------------------------------------
 
 std::vector<std::string> DiskScannerViewModel::allowedRemovalRoots() const {
     if (scanScope_ == ScanScope::startupDisk) {
@@ -529,243 +458,61 @@ std::vector<std::string> DiskScannerViewModel::allowedRemovalRoots() const {
     return {scanResult_->rootPath};
 }
 
-std::optional<std::string> DiskScannerViewModel::whyNotMarked(const FileNode& node) const {
-    if (node.isAggregate()) {
-        return mark_texts::aggregateCannotBeMarked;
-    }
-    if (scanResult_ && node == *scanResult_->rootNode) {
-        return mark_texts::rootCannotBeMarked;
-    }
-    using Answer = RemovalScope::Answer;
-    switch (removalScope_ ? removalScope_->mayMark(node.url()) : Answer::refused) {
-        case Answer::allowed:
-            return std::nullopt;
-        case Answer::unknownRoot:
-            return mark_texts::unknownRoot;
-        case Answer::notToldYet:
-            return mark_texts::notToldYet;
-        case Answer::refused:
-            break;
-    }
-    return scansStartupDisk() ? mark_texts::outsideHomeCannotBeMarked : mark_texts::protectedCannotBeMarked;
-}
-
-void DiskScannerViewModel::toggleSelection(const FileNode::Pointer& node) {
-    if (!node) {
-        return;
-    }
-    if (auto refusal = whyNotMarked(*node)) {
-        setMarkNotice(std::move(refusal));
-        return;
-    }
-    setMarkNotice(std::nullopt);
-    if (!marks_.erase(node->id())) {
-        marks_.insert(node);
-        uncheckedMarks_.push_back(node);
-        checkMarks();
-    }
-    emit selectedForDeletionChanged();
-}
-
-void DiskScannerViewModel::clearSelection() {
-    uncheckedMarks_.clear();
-    markTask_.drop();
-    if (marks_.ids().empty()) {
-        return;
-    }
-    marks_.clear();
-    emit selectedForDeletionChanged();
-}
-
 QString DiskScannerViewModel::markNotice() const {
-    return textOf(markNotice_);
-}
-
-void DiskScannerViewModel::setMarkNotice(std::optional<std::string> text) {
-    if (text != markNotice_) {
-        markNotice_ = std::move(text);
-        emit markNoticeChanged();
-    }
+    return textOf(selection_.notice());
 }
 
 void DiskScannerViewModel::dismissMarkNotice() {
-    setMarkNotice(std::nullopt);
-}
-
-// Asks the disk about a portion of the marks that were set; the next one follows its answer. What it cannot
-// tell stays marked, and the review tells of it.
-void DiskScannerViewModel::checkMarks() {
-    constexpr std::size_t portion = 4'096;
-    if (markTask_ || uncheckedMarks_.empty() || !removalScope_) {
-        return;
-    }
-    const std::size_t count = std::min(portion, uncheckedMarks_.size());
-    const auto end = uncheckedMarks_.end();
-    std::vector<FileNode::Pointer> nodes(end - static_cast<std::ptrdiff_t>(count), end);
-    uncheckedMarks_.resize(uncheckedMarks_.size() - count);
-    std::vector<std::string> urls;
-    urls.reserve(count);
-    for (const FileNode::Pointer& node : nodes) {
-        urls.push_back(node->url());
-    }
-    markTask_ = reviewContext_.run<RemovalScope::Decisions>(
-        [removalScope = removalScope_, urls = std::move(urls)](const std::stop_token& stop) {
-            return removalScope->ask(urls, nullptr, stop);
-        },
-        [this, nodes = std::move(nodes)](Outcome<RemovalScope::Decisions> outcome) {
-            markTask_ = Run();
-            try {
-                const RemovalScope::Decisions& decisions = outcome.get();
-                std::vector<FileNode::Pointer> refused;
-                for (std::size_t index = 0; index < nodes.size(); ++index) {
-                    using Verdict = removal_rules::PathDecision::Verdict;
-                    if (decisions.items[index].verdict == Verdict::refused &&
-                        marks_.contains(nodes[index]->id())) {
-                        refused.push_back(nodes[index]);
-                    }
-                }
-                takeBack(refused, decisions.isAnotherFolder);
-            } catch (const std::exception&) {
-                // Not asked, as where the system gives no thread. The review asks about all marks.
-            }
-            checkMarks();
-        });
-}
-
-void DiskScannerViewModel::takeBack(const std::vector<FileNode::Pointer>& nodes, bool isAnotherFolder) {
-    if (nodes.empty()) {
-        return;
-    }
-    std::vector<std::string> names;
-    names.reserve(nodes.size());
-    for (const FileNode::Pointer& node : nodes) {
-        marks_.erase(node->id());
-        names.push_back(displayText(node->name()));
-    }
-    if (isAnotherFolder) {
-        clearSelection();
-        setMarkNotice(mark_texts::takenBackWithTheFolder());
-    } else {
-        setMarkNotice(mark_texts::takenBack(names));
-    }
-    emit selectedForDeletionChanged();
+    selection_.setNotice(std::nullopt);
 }
 
 // --- Review
-// ---------------------------------------------------------------------------------------------------------
 
-void DiskScannerViewModel::prepareReview() {
-    // Of these it asks as well, and must not wait behind them.
-    uncheckedMarks_.clear();
-    markTask_.drop();
-    setMarkNotice(std::nullopt);
-    review_.reset();
-    reviewProgress_ = {.answered = 0, .total = static_cast<std::int64_t>(marks_.ids().size()), .awaited = {}};
-    preparation_ = std::make_unique<RemovalReviewPreparation>(
-        dependencies_.mainQueue, reviewContext_, removalScope_, marks_.nodes(),
-        [this](const FileNode& node) { return marks_.isInTree(node); },
-        [this](const RemovalReviewPreparation::Progress& progress) {
-            if (progress != reviewProgress_) {
-                reviewProgress_ = progress;
-                emit reviewProgressChanged();
-            }
-        },
-        [this](Outcome<RemovalReviewPreparation::Prepared> outcome) { takeReview(std::move(outcome)); });
-    emit isPreparingReviewChanged();
-    emit reviewProgressChanged();
-}
-
-void DiskScannerViewModel::dropReview() {
-    review_.reset();
-    if (preparation_) {
-        preparation_.reset();
-        emit isPreparingReviewChanged();
-    }
-}
-
-void DiskScannerViewModel::takeReview(Outcome<RemovalReviewPreparation::Prepared> outcome) {
-    const auto ended = std::move(preparation_);  // alive until its own call has returned
-    emit isPreparingReviewChanged();
-    try {
-        RemovalReviewPreparation::Prepared& prepared = outcome.get();
-        takeBack(prepared.refused, prepared.isAnotherFolder);
-        review_ = std::move(prepared.review);
-    } catch (...) {
-        setError(descriptionOf(std::current_exception()));
-        setShowDeleteConfirmation(false);
-        return;
-    }
+void DiskScannerViewModel::proposeReview() {
+    // What is confirmed is what is shown, whatever is marked or changed by then.
+    const auto prepared = selection_.review();
     emit reviewPrepared();
-}
-
-// What would be reviewed, without a look at the disk.
-std::shared_ptr<const RemovalReview> DiskScannerViewModel::reviewOfMarks() const {
-    std::vector<std::pair<CleanupPreviewItem, FileNode::Pointer>> marked;
-    for (const FileNode::Pointer& node : marks_.nodes()) {
-        if (marks_.isInTree(*node) && canSelect(*node)) {
-            marked.emplace_back(RemovalReview::itemOf(*node), node);
-        }
-    }
-    std::sort(marked.begin(), marked.end(),
-              [](const auto& left, const auto& right) { return left.first.url < right.first.url; });
-    std::vector<CleanupPreviewItem> items;
-    items.reserve(marked.size());
-    for (auto& [item, node] : marked) {
-        items.push_back(std::move(item));
-    }
-    const auto review = std::make_shared<RemovalReview>();
-    review->shown = CleanupReview::shownOf(std::move(items));
-    for (const std::size_t position : review->shown->positions) {
-        review->nodes.push_back(marked[position].second);
-    }
-    return review;
+    reviewRequest_.propose(
+        {.shown = prepared->shown,
+         .options = {.notice = selection_.notice().value_or(std::string())},
+         .onConfirm = [this, prepared](bool permanently) { deleteSelected(permanently, prepared); }});
 }
 
 std::vector<CleanupPreviewItem> DiskScannerViewModel::reviewItems() const {
-    return (review_ ? review_ : reviewOfMarks())->shown->items;
+    return selection_.reviewOrMarks()->shown->items;
 }
 
 // --- Removal
-// --------------------------------------------------------------------------------------------------------
 
 void DiskScannerViewModel::deleteSelected(bool permanently, std::shared_ptr<const RemovalReview> confirmed) {
-    if (!isIdle() || !scanResult_ || !removalScope_ || preparation_) {
+    const auto removalScope = selection_.removalScope();
+    if (!isIdle() || !scanResult_ || !removalScope || isPreparingReview()) {
         return;
     }
     if (!confirmed) {
-        confirmed = review_ ? review_ : reviewOfMarks();
+        confirmed = selection_.reviewOrMarks();
     }
-    setDeleting(true);
     setError(std::nullopt);
-    uncheckedMarks_.clear();
-    markTask_.drop();
-    setMarkNotice(std::nullopt);
-    takeDeletionProgress({.completed = 0,
-                          .total = static_cast<std::int64_t>(confirmed->shown->items.size()),
-                          .isPermanent = permanently});
-    const CoalescedReports<DeletionProgress> reports(
-        dependencies_.mainQueue, [driver = QPointer(this)](const DeletionProgress& progress) {
-            if (driver && driver->isDeleting_) {
-                driver->takeDeletionProgress(progress);
-            }
-        });
-    deletionTask_ = removalContext_.run<Removal>(
-        [gate = deleter_, reports, shown = confirmed->shown, removalScope = removalScope_, permanently,
-         root = scanResult_->rootPath](std::stop_token stop) {
+    selection_.forgetUnchecked();
+    selection_.setNotice(std::nullopt);
+    removalRun_.begin<Removal>(
+        static_cast<std::int64_t>(confirmed->shown->items.size()), permanently,
+        [shown = confirmed->shown, removalScope] {
             FileDeleter::Request request{
                 .urls = {},
-                .permanently = permanently,
+                .permanently = false,  // the run's
                 .allowedRoots = {{.path = removalScope->openRoot(), .identity = removalScope->identity()}},
                 .duplicateVerifications = {},
                 .source = "Disk analysis",
                 .protectRunningApplications = false};
+            request.urls.reserve(shown->items.size());
             for (const CleanupPreviewItem& item : shown->items) {
                 request.urls.push_back(item.url);
             }
-            const auto progress = [&](std::int64_t completed, std::int64_t total) {
-                reports.report({.completed = completed, .total = total, .isPermanent = permanently});
-            };
-            Removal removal = removalOf(*shown, gate(request, progress, std::move(stop)));
+            return request;
+        },
+        [shown = confirmed->shown, root = scanResult_->rootPath](FileDeleter::DeletionResult result) {
+            Removal removal = removalOf(*shown, std::move(result));
             // A volume that does not answer must not hold up the window, so it is asked here.
             removal.capacity = volumeCapacity(root);
             return removal;
@@ -791,42 +538,24 @@ DiskScannerViewModel::Removal DiskScannerViewModel::removalOf(const CleanupRevie
     for (const std::string& url : result.successfulDeletions) {
         note(url, removal.gone);
     }
-    removal.problem = std::move(result.historyError);
-    removal.isRecordMissing = result.failedDeletions.empty();
     if (!result.failedDeletions.empty()) {
-        removal.problem.emplace();
-    }
-    for (const FileDeleter::FailedDeletion& failure : result.failedDeletions) {
-        note(failure.url, removal.failed);
-        *removal.problem += (removal.problem->empty() ? "" : "\n") +
-                            displayText(lastPathComponent(failure.url)) + ": " + failure.description();
+        DiskFailure failure{.kind = DiskFailure::Kind::removal, .text = {}};
+        for (const FileDeleter::FailedDeletion& failed : result.failedDeletions) {
+            note(failed.url, removal.failed);
+            failure.items.push_back(displayText(lastPathComponent(failed.url)) + ": " + failed.description());
+            failure.text += (failure.text.empty() ? "" : "\n") + failure.items.back();
+        }
+        removal.failure = std::move(failure);
+    } else if (result.historyError) {
+        removal.failure =
+            DiskFailure{.kind = DiskFailure::Kind::record, .text = std::move(*result.historyError)};
     }
     removal.operation = std::move(result.operation);
     return removal;
 }
 
 void DiskScannerViewModel::cancelDeletion() {
-    if (isDeleting_) {
-        deletionTask_.cancel();
-        setDeleting(true, true);
-    }
-}
-
-void DiskScannerViewModel::takeDeletionProgress(const DeletionProgress& progress) {
-    if (progress == deletionProgress_) {
-        return;
-    }
-    deletionProgress_ = progress;
-    emit deletionProgressChanged();
-}
-
-void DiskScannerViewModel::setDeleting(bool deleting, bool stopping) {
-    if (deleting == isDeleting_ && stopping == isStoppingDeletion_) {
-        return;
-    }
-    isDeleting_ = deleting;
-    isStoppingDeletion_ = stopping;
-    emit isDeletingChanged();
+    removalRun_.cancel();
 }
 
 // The end of a removal. A list of a hundred thousand must not hold up the main loop, so it has its turns:
@@ -836,7 +565,6 @@ void DiskScannerViewModel::setDeleting(bool deleting, bool stopping) {
 // Until the second turn nobody is told of a change, until the third nothing else begins.
 void DiskScannerViewModel::finishDeletion(std::shared_ptr<const RemovalReview> review,
                                           Outcome<Removal> outcome) {
-    deletionTask_ = Run();
     try {
         const auto ending = std::make_shared<Ending>();
         ending->review = std::move(review);
@@ -845,7 +573,7 @@ void DiskScannerViewModel::finishDeletion(std::shared_ptr<const RemovalReview> r
     } catch (...) {
         setShowDeleteConfirmation(false);
         fail(std::current_exception());
-        setDeleting(false);
+        removalRun_.end();
     }
 }
 
@@ -866,7 +594,7 @@ void DiskScannerViewModel::takeOutOfTree(const std::shared_ptr<Ending>& ending) 
     removed.reserve(end - ending->next);
     for (; ending->next < end; ++ending->next) {
         removed.push_back(ending->review->nodes[gone[ending->next]]);
-        marks_.erase(removed.back()->id());
+        selection_.erase(*removed.back());
     }
     FileNode::removeFromParents(removed);
     later(ending, ending->next < gone.size() ? &DiskScannerViewModel::takeOutOfTree
@@ -875,16 +603,17 @@ void DiskScannerViewModel::takeOutOfTree(const std::shared_ptr<Ending>& ending) 
 
 void DiskScannerViewModel::followRemoval(const std::shared_ptr<Ending>& ending) {
     Removal& removal = ending->removal;
-    if (removal.problem) {
-        isRecordMissing_ = removal.isRecordMissing;
-        publishError(std::move(removal.problem), false, true);
+    if (removal.failure) {
+        setFailure(std::move(removal.failure));
     }
     // Whoever looks at the tree from a signal below sees all of it as it is now.
     navigationStack_.clear();
-    marks_.clear();
+    std::vector<FileNode::Pointer> failed;
+    failed.reserve(removal.failed.size());
     for (const std::size_t position : removal.failed) {
-        marks_.insert(ending->review->nodes[position]);
+        failed.push_back(ending->review->nodes[position]);
     }
+    selection_.keepOnly(failed);
     setSelectedNode(nullptr);
     setHoveredNode(nullptr);
     setShowDeleteConfirmation(false);
@@ -893,8 +622,7 @@ void DiskScannerViewModel::followRemoval(const std::shared_ptr<Ending>& ending) 
 }
 
 void DiskScannerViewModel::endDeletion(const std::shared_ptr<Ending>& ending) {
-    setDeleting(false);
-    emit cleanupFinished(ending->removal.operation);
+    removalRun_.end(ending->removal.operation);
 }
 
 void DiskScannerViewModel::totalAnew(const VolumeCapacity& capacity) {
@@ -908,7 +636,7 @@ void DiskScannerViewModel::totalAnew(const VolumeCapacity& capacity) {
         scanResult_->totalDirectories = directories;
         scanResult_->volumeCapacity = capacity.total;
         scanResult_->volumeAvailable = capacity.available;
-        marks_.recount();
+        selection_.recount();
     }
     emit scanResultChanged();
     emit navigationStackChanged();
@@ -924,7 +652,6 @@ void DiskScannerViewModel::releaseSecurityScope() {
 }
 
 // --- How a scan begins, reports and ends
-// ----------------------------------------------------------------------------
 
 DiskScanOptions DiskScannerViewModel::folderOptions() const {
     return {.skipHiddenFiles = skipHiddenFiles(),
@@ -956,18 +683,8 @@ DiskScanOptions DiskScannerViewModel::optionsFor(ScanScope scope, bool skipsHidd
 void DiskScannerViewModel::setScanScope(ScanScope scope) {
     if (scope != scanScope_) {
         scanScope_ = scope;
+        selection_.setScanScope(scope);
         emit scanScopeChanged();
-    }
-}
-
-void DiskScannerViewModel::setSavedIndex(bool exists, std::optional<std::string> notice) {
-    if (exists != hasSavedIndex_) {
-        hasSavedIndex_ = exists;
-        emit hasSavedIndexChanged();
-    }
-    if (notice != savedScanNotice_) {
-        savedScanNotice_ = std::move(notice);
-        emit savedScanNoticeChanged();
     }
 }
 
@@ -984,10 +701,7 @@ void DiskScannerViewModel::startScan(const std::string& path, DiskScanOptions op
     setHoveredNode(nullptr);
     navigationStack_.clear();
     scanResult_.reset();
-    removalScope_.reset();
-    rulesTask_.drop();
-    clearSelection();
-    setMarkNotice(std::nullopt);
+    selection_.dropMap();
     emit scanResultChanged();
     emit navigationStackChanged();
 
@@ -1001,7 +715,7 @@ void DiskScannerViewModel::startScan(const std::string& path, DiskScanOptions op
     auto scanner = std::make_shared<DiskScanner>(indexURL());
     scanTask_ = scanContext_.run<ScannedMap>(
         [scanner, reports, path, scope, chosen = scanOptions_](std::stop_token stop) {
-            RemovalScope removalScope(openRootOf(scope, path), stop);
+            RemovalScope removalScope(ScannedMap::openRootOf(scope, path), stop);
             ScanResult result = scanner->scan(
                 path, chosen, stop, [&reports](const ScanProgress& progress) { reports.report(progress); });
             if (stop.stop_requested()) {
@@ -1022,35 +736,9 @@ void DiskScannerViewModel::takeProgress(const UUID& scanID, const ScanProgress& 
     emit progressChanged();
 }
 
-std::string DiskScannerViewModel::openRootOf(ScanScope scope, const std::string& mapRoot) {
-    return scope == ScanScope::startupDisk ? realHomeDirectory() : mapRoot;
-}
-
 void DiskScannerViewModel::takeMap(ScannedMap map) {
     scanResult_ = std::move(map.result);
-    marks_.begin(scanResult_->rootNode);
-    removalScope_ = std::make_shared<const RemovalScope>(std::move(map.removalScope));
-    if (!removalScope_->hasRules()) {
-        awaitRules();
-    }
-}
-
-// Where the disk was too slow to tell the protected places with the map, for as long as it takes. Until then
-// nothing can be marked, and that is told.
-void DiskScannerViewModel::awaitRules() {
-    rulesTask_ = reviewContext_.run<RemovalScope>(
-        [removalScope = *removalScope_](const std::stop_token& stop) mutable {
-            removalScope.awaitRules(stop);
-            return std::move(removalScope);
-        },
-        [this](Outcome<RemovalScope> outcome) {
-            rulesTask_ = Run();
-            try {
-                removalScope_ = std::make_shared<const RemovalScope>(std::move(outcome.get()));
-            } catch (const std::exception&) {
-                // They stay unknown.
-            }
-        });
+    selection_.takeMap(scanResult_->rootNode, std::move(map.removalScope));
 }
 
 void DiskScannerViewModel::finishScan(Outcome<ScannedMap> outcome) {
@@ -1060,8 +748,7 @@ void DiskScannerViewModel::finishScan(Outcome<ScannedMap> outcome) {
         takeMap(std::move(outcome.get()));
         finished = scanResult_;
         isFromIndex_ = false;
-        setSavedIndex(true, "Saved on this Mac. Changes outside a rescan remain a snapshot.");
-        startTracking(false, scanBegan_);
+        savedScan_.trackScanned(scanResult_->rootPath, scanOptions_, scanBegan_);
     } catch (...) {
         fail(std::current_exception());
     }
@@ -1077,7 +764,7 @@ void DiskScannerViewModel::fail(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
     } catch (const CancellationError&) {
-        setError("Scan was cancelled");
+        setFailure(DiskFailure{.kind = DiskFailure::Kind::cancelled, .text = "Scan was cancelled"});
     } catch (const SystemError& error) {
         setError(error.description(), error.isPermissionFailure());
     } catch (...) {

@@ -1,9 +1,10 @@
 // The driver behind the disk tab: what the window shows of a scan, and what the user can do with it.
 //
-// It starts and cancels scans, keeps a stale scan's reports from the screen, holds the marks of what is to be
-// removed, prepares the review of them, hands exactly what the user has confirmed to the gate, and lets the
-// tree follow what the gate did. Every failure becomes text in `error`; no operation throws. Main thread
-// only; the scan, what the disk is asked about marks, and the removal run on serial contexts.
+// It starts and cancels scans, keeps a stale scan's reports from the screen, hands exactly what the user has
+// confirmed to the gate, and lets the tree follow what the gate did. The marks and their review are its
+// `RemovalSelection`, the saved scan its `SavedScanSession`, a removal under way its `RemovalRun`. Every
+// failure becomes text in `error`; no operation throws. Main thread only; the scan, what the disk is asked
+// about marks, and the removal run on serial contexts.
 #pragma once
 
 #include <QObject>
@@ -18,35 +19,35 @@
 #include <string>
 #include <vector>
 
+#include "disk/DiskFailure.h"
 #include "disk/DiskScanOptions.h"
 #include "disk/FileNode.h"
 #include "disk/FolderChooser.h"
-#include "disk/IndexRefresh.h"
 #include "disk/RemovalMarks.h"
 #include "disk/RemovalReview.h"
-#include "disk/RemovalScope.h"
+#include "disk/RemovalSelection.h"
+#include "disk/SavedScanSession.h"
 #include "disk/ScanChangeTracker.h"
 #include "disk/ScanProgress.h"
 #include "disk/ScanResult.h"
+#include "disk/ScanScope.h"
+#include "disk/ScannedMap.h"
 #include "platform/SerialContext.h"
 #include "platform/UUID.h"
 #include "platform/UserDefaults.h"
 #include "platform/Volumes.h"
 #include "removal/CleanupPreviewItem.h"
-#include "removal/FileDeleter.h"
+#include "removal/RemovalRun.h"
+#include "removal/ReviewRequest.h"
 
 namespace larkfold {
-
-// What was scanned.
-enum class ScanScope { selectedFolder, startupDisk };
 
 class DiskScannerViewModel : public QObject {
     Q_OBJECT
     Q_PROPERTY(bool hasScanResult READ hasScanResult NOTIFY scanResultChanged)
     Q_PROPERTY(bool isScanning READ isScanning NOTIFY isScanningChanged)
     Q_PROPERTY(bool isDeleting READ isDeleting NOTIFY isDeletingChanged)
-    // A removal that was asked to stop, while the item under way is being finished.
-    Q_PROPERTY(bool isStoppingDeletion READ isStoppingDeletion NOTIFY isDeletingChanged)
+    Q_PROPERTY(larkfold::RemovalRun* removalRun READ removalRun CONSTANT)
     // The review was asked for and is not there yet.
     Q_PROPERTY(bool isPreparingReview READ isPreparingReview NOTIFY isPreparingReviewChanged)
     // Why something was not marked, or a mark was taken back; empty where there is nothing to tell.
@@ -66,18 +67,7 @@ class DiskScannerViewModel : public QObject {
         bool skipHiddenFiles READ skipHiddenFiles WRITE setSkipHiddenFiles NOTIFY skipHiddenFilesChanged)
 
 public:
-    // The gate: `FileDeleter::deleteItems`. Called on a thread of its own.
-    using Gate = std::function<FileDeleter::DeletionResult(const FileDeleter::Request&,
-                                                           const FileDeleter::Progress&, std::stop_token)>;
-
-    // How far a removal is.
-    struct DeletionProgress {
-        std::int64_t completed = 0;
-        std::int64_t total = 0;
-        bool isPermanent = false;
-
-        bool operator==(const DeletionProgress&) const = default;
-    };
+    using Gate = RemovalRun::Gate;
 
     // What the driver is given. References and pointers outlive the driver.
     struct Dependencies {
@@ -86,7 +76,7 @@ public:
         FolderChooser* folderChooser = nullptr;               // null: `chooseFolder` does nothing
         std::optional<std::string> indexFileURL;              // absent: the place that `indexFileURL()` names
         CleanupHistoryStore* cleanupHistory = nullptr;        // where removals are recorded; null: nowhere
-        Gate gate = nullptr;                                  // null: a `FileDeleter` with that history
+        Gate gate = nullptr;                                  // null: the gate, with that history
         ScanChangeTracker::StreamMaker makeStream = nullptr;  // null: a watch of the file system
         std::vector<std::string> ownFolders = {};  // what the program keeps for itself: no change of the scan
     };
@@ -103,43 +93,41 @@ public:
     const std::optional<ScanResult>& scanResult() const { return scanResult_; }
     bool hasScanResult() const { return scanResult_.has_value(); }
     bool isScanning() const { return isScanning_; }
-    bool isDeleting() const { return isDeleting_; }
-    bool isStoppingDeletion() const { return isStoppingDeletion_; }
-    const DeletionProgress& deletionProgress() const { return deletionProgress_; }
+    // From the removal's beginning until the tree on screen has followed it.
+    bool isDeleting() const { return removalRun_.isRunning(); }
+    RemovalRun* removalRun() { return &removalRun_; }
     const ScanProgress& progress() const { return progress_; }
-    const std::optional<std::string>& error() const { return error_; }
+    const std::optional<DiskFailure>& failure() const { return failure_; }
+    std::optional<std::string> error() const {
+        return failure_ ? std::optional(failure_->text) : std::nullopt;
+    }
     QString errorText() const;
     // True where `error` tells of a lack of permission, which granting access can mend.
-    bool isAccessProblem() const { return isAccessProblem_; }
-    // True where `error` tells of a removal.
-    bool isRemovalProblem() const { return isRemovalProblem_; }
-    // Of the saved scan that was to be forgotten.
-    bool isForgettingProblem() const { return isForgettingProblem_; }
-    // True where `error` tells of a removal that went well and of which only the record could not be kept.
-    bool isRecordMissing() const { return isRemovalProblem_ && isRecordMissing_; }
+    bool isAccessProblem() const { return failure_ && failure_->kind == DiskFailure::Kind::access; }
     const FileNode::Pointer& selectedNode() const { return selectedNode_; }
     const FileNode::Pointer& hoveredNode() const { return hoveredNode_; }
     const std::vector<FileNode::Pointer>& navigationStack() const { return navigationStack_; }
-    const std::set<UUID>& selectedForDeletion() const { return marks_.ids(); }
+    const std::set<UUID>& selectedForDeletion() const { return selection_.ids(); }
     // False while the disk is still to be asked about marks that were set.
-    bool areMarksChecked() const { return uncheckedMarks_.empty() && !markTask_; }
+    bool areMarksChecked() const { return selection_.areChecked(); }
     QString markNotice() const;
-    bool isPreparingReview() const { return preparation_ != nullptr; }
-    const RemovalReviewPreparation::Progress& reviewProgress() const { return reviewProgress_; }
+    bool isPreparingReview() const { return selection_.isPreparingReview(); }
     // What was prepared for the review that is asked for; null until then.
-    const std::shared_ptr<const RemovalReview>& review() const { return review_; }
+    const std::shared_ptr<const RemovalReview>& review() const { return selection_.review(); }
+    // Where the sheet attaches.
+    ReviewRequest& reviewRequest() { return reviewRequest_; }
     bool showDeleteConfirmation() const { return showDeleteConfirmation_; }
     ScanScope scanScope() const { return scanScope_; }
     bool scansStartupDisk() const { return scanScope_ == ScanScope::startupDisk; }
-    const std::optional<std::string>& savedScanNotice() const { return savedScanNotice_; }
+    const std::optional<std::string>& savedScanNotice() const { return savedScan_.notice(); }
     QString savedScanNoticeText() const;
-    bool hasSavedIndex() const { return hasSavedIndex_; }
-    int changedFolderCount() const { return changedFolderCount_; }
+    bool hasSavedIndex() const { return savedScan_.exists(); }
+    int changedFolderCount() const { return savedScan_.changedFolderCount(); }
     bool isRefreshingIndex() const { return isRefreshingIndex_; }
     bool isRestoring() const { return isRestoring_; }
     // The tree on screen was read from the saved index.
     bool isFromIndex() const { return isFromIndex_; }
-    const ScanChangeTracker::Coverage& watchCoverage() const { return changeTracker_.coverage(); }
+    const ScanChangeTracker::Coverage& watchCoverage() const { return savedScan_.coverage(); }
     const std::optional<std::string>& scanRootBookmarkData() const { return scanRootBookmarkData_; }
 
     // The last of `navigationStack`, otherwise the root of the result, otherwise null.
@@ -160,6 +148,7 @@ public:
     // `reviewPrepared` tells when it is there.
     void setShowDeleteConfirmation(bool show);
     void setError(std::optional<std::string> text, bool isAccessProblem = false);
+    void setFailure(std::optional<DiskFailure> failure);
 
     // Operations of the user.
     Q_INVOKABLE void chooseFolder();
@@ -186,17 +175,19 @@ public:
     // By what is known of the map, without a look at the disk.
     bool canSelect(const FileNode& node) const { return !whyNotMarked(node); }
     // A sentence for the user; nothing where the node can be marked.
-    std::optional<std::string> whyNotMarked(const FileNode& node) const;
+    std::optional<std::string> whyNotMarked(const FileNode& node) const {
+        return selection_.whyNotMarked(node);
+    }
     // Where it cannot be marked, `markNotice` tells why. Of a mark that is set the disk is asked later, and a
     // mark that it refuses is taken back, which `markNotice` tells too.
-    void toggleSelection(const FileNode::Pointer& node);
+    void toggleSelection(const FileNode::Pointer& node) { selection_.toggle(node); }
     // Takes all marks away.
-    Q_INVOKABLE void clearSelection();
+    Q_INVOKABLE void clearSelection() { selection_.clear(); }
     Q_INVOKABLE void dismissMarkNotice();
     std::vector<std::string> allowedRemovalRoots() const;
     // How many marked nodes there are and their sizes together, what lies within another marked folder
     // counted once.
-    RemovalMarks::Totals markedTotals() const { return marks_.totals(); }
+    RemovalMarks::Totals markedTotals() const { return selection_.totals(); }
     // What the review that is prepared shows; without one, what is marked and still in the tree, in the order
     // of the paths and not yet checked.
     std::vector<CleanupPreviewItem> reviewItems() const;
@@ -216,9 +207,6 @@ signals:
     void scanFinished(const larkfold::ScanResult& result);
     void isScanningChanged();
     void isDeletingChanged();
-    void deletionProgressChanged();
-    // A removal has ended, and this is its record.
-    void cleanupFinished(const larkfold::CleanupOperation& operation);
     void progressChanged();
     void errorChanged();
     void selectedNodeChanged();
@@ -227,7 +215,6 @@ signals:
     void selectedForDeletionChanged();
     void showDeleteConfirmationChanged();
     void isPreparingReviewChanged();
-    void reviewProgressChanged();
     // `review` is there.
     void reviewPrepared();
     void markNoticeChanged();
@@ -240,49 +227,24 @@ signals:
     void skipHiddenFilesChanged();
 
 private:
-    using RemovalScopePointer = std::shared_ptr<const RemovalScope>;
-
-    // A tree of a scan, and what may be removed from it.
-    struct ScannedMap {
-        ScanResult result;
-        RemovalScope removalScope;
-    };
-    // A tree of the saved index, and what it was scanned with.
-    struct SavedScan {
-        ScannedMap map;
-        bool skipsHiddenFiles = false;
-    };
-
     void startScan(const std::string& path, DiskScanOptions options, ScanScope scope);
     void takeProgress(const UUID& scanID, const ScanProgress& progress);
     DiskScanOptions folderOptions() const;
-    // While the index is being forgotten nothing begins either: a scan would put a new one in its place.
-    bool isIdle() const { return !isScanning_ && !isDeleting_ && !isForgetting_; }
-    void fail(const std::exception_ptr& failure);
-    void finishScan(Outcome<ScannedMap> outcome);
-    // The folder of a map within which something may be removed. Asks the system for the home folder.
-    static std::string openRootOf(ScanScope scope, const std::string& mapRoot);
-    void takeMap(ScannedMap map);
-    void awaitRules();
-    void setScanning(bool scanning);
-    std::string indexURL() const { return dependencies_.indexFileURL.value_or(indexFileURL()); }
     DiskScanOptions startupOptions() const;
     DiskScanOptions optionsFor(ScanScope scope, bool skipsHiddenFiles) const;
+    // While the index is being forgotten nothing begins either: a scan would put a new one in its place.
+    bool isIdle() const { return !isScanning_ && !isDeleting() && !savedScan_.isForgetting(); }
+    void fail(const std::exception_ptr& failure);
+    void finishScan(Outcome<ScannedMap> outcome);
+    void takeMap(ScannedMap map);
+    void setScanning(bool scanning);
     void setScanScope(ScanScope scope);
-    void setSavedIndex(bool exists, std::optional<std::string> notice);
-    void startTracking(bool markRootDirty, std::optional<FolderMoment> changedSince);
-    void finishRestore(Outcome<SavedScan> outcome);
-    void finishRefresh(const std::vector<std::string>& folders, Outcome<ScanResult> outcome);
+    std::string indexURL() const { return dependencies_.indexFileURL.value_or(indexFileURL()); }
+    void finishRestore(Outcome<SavedScanSession::SavedScan> outcome);
+    void finishRefresh(Outcome<ScanResult> outcome);
     void loadOnDemand(const FileNode::Pointer& node);
     void takeLoaded(const FileNode::Pointer& node, ScanResult loaded);
-    void publishError(std::optional<std::string> text, bool isAccessProblem, bool isRemovalProblem);
-    void setMarkNotice(std::optional<std::string> text);
-    void checkMarks();
-    void takeBack(const std::vector<FileNode::Pointer>& nodes, bool isAnotherFolder);
-    void prepareReview();
-    void dropReview();
-    void takeReview(Outcome<RemovalReviewPreparation::Prepared> outcome);
-    std::shared_ptr<const RemovalReview> reviewOfMarks() const;
+    void proposeReview();
 
     // What a removal came to, and what the disk looks like after it.
     struct Removal {
@@ -290,13 +252,10 @@ private:
         std::vector<std::size_t> gone;
         std::vector<std::size_t> failed;
         CleanupOperation operation;
-        std::optional<std::string> problem;  // what `error` tells
-        bool isRecordMissing = false;        // that only the record could not be kept
+        std::optional<DiskFailure> failure;
         VolumeCapacity capacity;
     };
     static Removal removalOf(const CleanupReview::Shown& shown, FileDeleter::DeletionResult result);
-    void setDeleting(bool deleting, bool stopping = false);
-    void takeDeletionProgress(const DeletionProgress& progress);
     // A removal whose items are being taken out of the tree.
     struct Ending {
         std::shared_ptr<const RemovalReview> review;
@@ -314,32 +273,15 @@ private:
     Dependencies dependencies_;
     std::optional<ScanResult> scanResult_;
     bool isScanning_ = false;
-    bool isDeleting_ = false;
-    bool isStoppingDeletion_ = false;
-    DeletionProgress deletionProgress_;
     ScanProgress progress_;
-    std::optional<std::string> error_;
-    bool isAccessProblem_ = false;
-    bool isRemovalProblem_ = false;
-    bool isForgettingProblem_ = false;
-    bool isRecordMissing_ = false;
+    std::optional<DiskFailure> failure_;
     FileNode::Pointer selectedNode_;
     FileNode::Pointer hoveredNode_;
     std::vector<FileNode::Pointer> navigationStack_;
-    RemovalMarks marks_;
-    std::vector<FileNode::Pointer> uncheckedMarks_;  // of which the disk is still to be asked
-    std::optional<std::string> markNotice_;
     bool showDeleteConfirmation_ = false;
-    RemovalReviewPreparation::Progress reviewProgress_;
-    std::shared_ptr<const RemovalReview> review_;
-    RemovalScopePointer removalScope_;  // of the map on screen
     ScanScope scanScope_ = ScanScope::selectedFolder;
-    std::optional<std::string> savedScanNotice_;
-    bool hasSavedIndex_ = false;
-    int changedFolderCount_ = 0;
     bool isRefreshingIndex_ = false;
     bool isRestoring_ = false;
-    bool isForgetting_ = false;
     bool isFromIndex_ = false;
 
     std::string scanRootPath_;
@@ -349,19 +291,11 @@ private:
     std::optional<std::string> activeSecurityScopedURL_;
     bool hasActiveSecurityScope_ = false;
     std::optional<std::string> scanRootBookmarkData_;
-    Gate deleter_;
-    ScanChangeTracker changeTracker_;
     SerialContext scanContext_;
-    SerialContext reviewContext_;  // what the disk is asked about marks
-    SerialContext removalContext_;
-    SerialContext indexContext_;  // every use of the saved index, one after the other
-    Run rulesTask_;
-    Run markTask_;
-    std::unique_ptr<RemovalReviewPreparation> preparation_;
-    Run deletionTask_;
-    Run loadTask_;
-    Run forgetTask_;
-    std::unique_ptr<IndexRefresh> refreshTask_;
+    RemovalSelection selection_;
+    ReviewRequest reviewRequest_;
+    SavedScanSession savedScan_;
+    RemovalRun removalRun_;
     Run scanTask_;  // last: its end drops the work before anything that the work reports to
 };
 

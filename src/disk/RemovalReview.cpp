@@ -73,10 +73,10 @@ void RemovalReviewPreparation::gather() {
         later(&RemovalReviewPreparation::gather);
     } else if (items_.empty()) {
         // The disk has nothing to say to nothing; it may have enough to do with an earlier question.
-        finish(Outcome<Judged>(Judged{.shown = CleanupReview::shownOf({}),
-                                      .shownPositions = {},
-                                      .refusedPositions = {},
-                                      .isAnotherFolder = false}));
+        finish(Outcome<Decided>(Decided{.shown = CleanupReview::shownOf({}),
+                                        .shownPositions = {},
+                                        .refusedPositions = {},
+                                        .isAnotherFolder = false}));
     } else {
         askTheDisk();
     }
@@ -89,21 +89,21 @@ void RemovalReviewPreparation::askTheDisk() {
                 onProgress_(progress);
             }
         });
-    run_ = context_.run<Judged>(
+    run_ = context_.run<Decided>(
         [removalScope = removalScope_, reports,
          items = std::move(items_)](const std::stop_token& stop) mutable {
-            return policy(
+            return decide(
                 *removalScope, std::move(items), [&](const Progress& progress) { reports.report(progress); },
                 stop);
         },
-        [this](Outcome<Judged> outcome) { finish(std::move(outcome)); });
+        [this](Outcome<Decided> outcome) { finish(std::move(outcome)); });
 }
 
 // 1. In the order of their paths, so that a list of one set of marks is always the same.
 // 2. What the disk says of each.
 // 3. Without what is refused; what could not be told keeps the reason.
 // 4. What of it is shown.
-RemovalReviewPreparation::Judged RemovalReviewPreparation::policy(
+RemovalReviewPreparation::Decided RemovalReviewPreparation::decide(
     const RemovalScope& removalScope, std::vector<CleanupPreviewItem> items,
     const std::function<void(const Progress&)>& report, const std::stop_token& stop) {
     std::vector<std::size_t> order(items.size());
@@ -124,15 +124,15 @@ RemovalReviewPreparation::Judged RemovalReviewPreparation::policy(
     };
     const RemovalScope::Decisions decisions = removalScope.ask(urls, tell, stop);
 
-    Judged judged;
-    judged.isAnotherFolder = decisions.isAnotherFolder;
+    Decided decided;
+    decided.isAnotherFolder = decisions.isAnotherFolder;
     std::vector<CleanupPreviewItem> kept;
     std::vector<std::size_t> keptPositions;
     for (std::size_t index = 0; index < order.size(); ++index) {
         using Verdict = removal_rules::PathDecision::Verdict;
         const removal_rules::PathDecision& decision = decisions.items[index];
         if (decision.verdict == Verdict::refused) {
-            judged.refusedPositions.push_back(order[index]);
+            decided.refusedPositions.push_back(order[index]);
             continue;
         }
         CleanupPreviewItem& item = items[order[index]];
@@ -143,29 +143,29 @@ RemovalReviewPreparation::Judged RemovalReviewPreparation::policy(
         keptPositions.push_back(order[index]);
     }
 
-    judged.shown = CleanupReview::shownOf(std::move(kept));
-    judged.shownPositions.reserve(judged.shown->positions.size());
-    for (const std::size_t position : judged.shown->positions) {
-        judged.shownPositions.push_back(keptPositions[position]);
+    decided.shown = CleanupReview::shownOf(std::move(kept));
+    decided.shownPositions.reserve(decided.shown->positions.size());
+    for (const std::size_t position : decided.shown->positions) {
+        decided.shownPositions.push_back(keptPositions[position]);
     }
-    return judged;
+    return decided;
 }
 
-RemovalReviewPreparation::Prepared RemovalReviewPreparation::preparedOf(Judged judged) const {
+RemovalReviewPreparation::Prepared RemovalReviewPreparation::preparedOf(Decided decided) const {
     const auto review = std::make_shared<RemovalReview>();
-    review->shown = std::move(judged.shown);
-    review->nodes.reserve(judged.shownPositions.size());
-    for (const std::size_t position : judged.shownPositions) {
+    review->shown = std::move(decided.shown);
+    review->nodes.reserve(decided.shownPositions.size());
+    for (const std::size_t position : decided.shownPositions) {
         review->nodes.push_back(nodes_[position]);
     }
-    Prepared prepared{.review = review, .refused = {}, .isAnotherFolder = judged.isAnotherFolder};
-    for (const std::size_t position : judged.refusedPositions) {
+    Prepared prepared{.review = review, .refused = {}, .isAnotherFolder = decided.isAnotherFolder};
+    for (const std::size_t position : decided.refusedPositions) {
         prepared.refused.push_back(nodes_[position]);
     }
     return prepared;
 }
 
-void RemovalReviewPreparation::finish(Outcome<Judged> outcome) {
+void RemovalReviewPreparation::finish(Outcome<Decided> outcome) {
     std::optional<Outcome<Prepared>> prepared;
     try {
         prepared.emplace(preparedOf(std::move(outcome.get())));

@@ -63,7 +63,7 @@ public:
 
 private:
     // What the context makes of the gathered items; positions are theirs.
-    struct Judged {
+    struct Decided {
         CleanupReview::ShownPointer shown;
         std::vector<std::size_t> shownPositions;
         std::vector<std::size_t> refusedPositions;
@@ -73,10 +73,10 @@ private:
     void later(void (RemovalReviewPreparation::*step)());
     void gather();
     void askTheDisk();
-    static Judged policy(const RemovalScope& removalScope, std::vector<CleanupPreviewItem> items,
-                         const std::function<void(const Progress&)>& report, const std::stop_token& stop);
-    Prepared preparedOf(Judged judged) const;
-    void finish(Outcome<Judged> outcome);
+    static Decided decide(const RemovalScope& removalScope, std::vector<CleanupPreviewItem> items,
+                          const std::function<void(const Progress&)>& report, const std::stop_token& stop);
+    Prepared preparedOf(Decided decided) const;
+    void finish(Outcome<Decided> outcome);
 
     MainQueue& mainQueue_;
     SerialContext& context_;

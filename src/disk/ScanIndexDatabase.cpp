@@ -7,13 +7,12 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <functional>
-#include <memory_resource>
 #include <set>
 #include <utility>
 #include <vector>
 
 #include "disk/FileNode.h"
+#include "disk/LoadedTree.h"
 #include "platform/OwnFiles.h"
 #include "platform/Path.h"
 #include "platform/Volumes.h"
@@ -175,243 +174,17 @@ std::string subtreeCondition(std::string_view folder) {
     return "path=" + larkfold::quoted(folder) + " OR substr(path,1,length(" + prefix + "))=" + prefix;
 }
 
-// Numbers by text: open addressing, 8 bytes for each slot, so that the table of all directories stays in the
-// processor's cache; a load asks it for the parent of nearly every row. The texts stay with the caller.
-class PathTable {
-public:
-    static constexpr std::uint32_t none = UINT32_MAX;
-
-    std::uint32_t find(std::string_view path) const { return slots_[slotOf(path, hashOf(path))].number; }
-
-    // Gives the path the next number, from 0; false where it has one already. `path` must outlive the table.
-    bool insert(std::string_view path) {
-        if (2 * (paths_.size() + 1) > slots_.size()) {
-            grow();
-        }
-        const std::uint32_t hash = hashOf(path);
-        Slot& slot = slots_[slotOf(path, hash)];
-        if (slot.number != none) {
-            return false;
-        }
-        slot = {.hash = hash, .number = static_cast<std::uint32_t>(paths_.size())};
-        paths_.push_back(path);
-        return true;
+void addRow(LoadedTree& tree, const Statement& row) {
+    const std::string_view rowPath = row.text(Column::path);
+    const std::string_view rowParent = row.text(Column::parent);
+    const std::string_view rowName = rowPath == "/" ? "Startup Disk" : row.text(Column::name);
+    if (row.integer(Column::directory) == 1) {
+        tree.addDirectory(rowPath, rowParent, rowName, row.integer(Column::size));
+    } else {
+        tree.addFile(rowPath, rowParent, rowName, row.integer(Column::size), row.integer(Column::logical),
+                     row.date(Column::modified));
     }
-
-private:
-    struct Slot {
-        std::uint32_t hash = 0;
-        std::uint32_t number = none;
-    };
-
-    static std::uint32_t hashOf(std::string_view path) {
-        const std::size_t hash = std::hash<std::string_view>()(path);
-        return static_cast<std::uint32_t>(hash ^ (hash >> 32));
-    }
-
-    // Where the path stands, or would.
-    std::size_t slotOf(std::string_view path, std::uint32_t hash) const {
-        const std::size_t mask = slots_.size() - 1;
-        std::size_t at = hash & mask;
-        while (slots_[at].number != none && (slots_[at].hash != hash || paths_[slots_[at].number] != path)) {
-            at = (at + 1) & mask;
-        }
-        return at;
-    }
-
-    void grow() {
-        const std::vector<Slot> old = std::exchange(slots_, std::vector<Slot>(slots_.size() * 2));
-        const std::size_t mask = slots_.size() - 1;
-        for (const Slot& slot : old) {
-            if (slot.number != none) {
-                std::size_t at = slot.hash & mask;
-                while (slots_[at].number != none) {
-                    at = (at + 1) & mask;
-                }
-                slots_[at] = slot;
-            }
-        }
-    }
-
-    std::vector<Slot> slots_ = std::vector<Slot>(1024);  // a power of two, at most half of them taken
-    std::vector<std::string_view> paths_;
-};
-
-// The tree of a load while its rows come in.
-//
-// 1. Each row becomes a node. A directory also gets an entry in the map by path, which files can do without:
-// they are
-//    nobody's parent.
-// 2. A file is appended to its parent at once where that is known, which in the order of the query it is;
-// otherwise, and
-//    for all directories, the parent's path waits until all rows are there.
-// 3. Then the directories are linked: each to its parent, where the chain of its parents reaches the root.
-// What hangs on
-//    a row that is missing, or on itself (a damaged index may hold circles, which would own themselves for
-//    ever), stays out of the tree and ends with this object.
-// 4. The summaries are appended.
-class LoadedTree {
-public:
-    explicit LoadedTree(const std::string& root) : root_(root) {}
-
-    void addRow(const Statement& row) {
-        const std::string_view rowPath = row.text(Column::path);
-        const std::string_view rowParent = row.text(Column::parent);
-        const std::string_view rowName = rowPath == "/" ? "Startup Disk" : row.text(Column::name);
-        if (row.integer(Column::directory) == 1) {
-            addDirectory(rowPath, rowParent, rowName, row.integer(Column::size));
-            return;
-        }
-        const bool isRoot = rowPath == root_;
-        const bool pathFollows = !isRoot && followsFrom(rowPath, rowParent, rowName);
-        const auto make = [&] {
-            return pathFollows
-                       ? FileNode::makeFile(rowName, row.integer(Column::size), row.integer(Column::logical),
-                                            row.date(Column::modified))
-                       : FileNode::makeDetachedFile(rowPath, rowName, row.integer(Column::size),
-                                                    row.integer(Column::logical), row.date(Column::modified));
-        };
-        if (isRoot) {
-            rootFile_ = make();
-        } else if (const std::uint32_t parent = numbers_.find(rowParent); parent != none) {
-            appendFile(directories_[parent], make());
-        } else {
-            earlyFiles_.push_back({make(), kept(rowParent)});
-        }
-    }
-
-    // Steps 3. The root, or null where no row is the root's.
-    FileNode::Pointer link() {
-        rootIndex_ = numbers_.find(root_);
-        if (rootIndex_ == none) {
-            return rootFile_;
-        }
-        for (EarlyFile& file : earlyFiles_) {
-            if (const std::uint32_t parent = numbers_.find(file.parent); parent != none) {
-                appendFile(directories_[parent], std::move(file.node));
-            }
-        }
-        for (Directory& directory : directories_) {
-            directory.parentIndex = numbers_.find(directory.parent);
-        }
-        directories_[rootIndex_].parentIndex = none;
-        directories_[rootIndex_].reach = Reach::root;
-        for (std::uint32_t index = 0; index < directories_.size(); ++index) {
-            if (reachesRoot(index) && index != rootIndex_) {
-                const Directory& directory = directories_[index];
-                directories_[directory.parentIndex].node->appendChild(directory.node);
-            }
-        }
-        return directories_[rootIndex_].node;
-    }
-
-    // Step 4, for each folder that has files: their number and the sum of their sizes on disk.
-    void addSummary(std::string_view folder, std::int64_t files, std::int64_t bytes) {
-        const std::uint32_t found = numbers_.find(folder);
-        if (found == none) {
-            return;
-        }
-        const Directory& directory = directories_[found];
-        const std::int64_t missing = files - directory.keptFiles;
-        if (missing >= 1) {
-            directory.node->appendChild(FileNode::makeAggregate(
-                FileNode::SummaryOrigin::index, difference(bytes, directory.keptBytes), missing));
-        }
-    }
-
-    void finish() {
-        for (const Directory& directory : directories_) {
-            directory.node->finishChildren();
-        }
-    }
-
-private:
-    static constexpr std::uint32_t none = PathTable::none;
-    enum class Reach : std::uint8_t { unknown, asked, root, nothing };
-
-    struct Directory {
-        FileNode::Pointer node;
-        std::string_view parent;  // its path, in `texts_`
-        std::uint32_t parentIndex = none;
-        Reach reach = Reach::unknown;
-        std::int64_t keptFiles = 0;  // the file nodes among its children
-        std::int64_t keptBytes = 0;
-    };
-    struct EarlyFile {
-        FileNode::Pointer node;
-        std::string_view parent;
-    };
-
-    // Whether the path is what a node of that name below that parent says by itself. Otherwise (the row
-    // contradicts itself) the node keeps the row's path as its own.
-    static bool followsFrom(std::string_view path, std::string_view parent, std::string_view name) {
-        const std::size_t folder = parent == "/" ? 0 : parent.size();
-        return path.size() == folder + 1 + name.size() && path.starts_with(parent) && path[folder] == '/' &&
-               path.ends_with(name);
-    }
-
-    static std::int64_t difference(std::int64_t whole, std::int64_t part) {
-        std::int64_t rest;
-        if (!__builtin_sub_overflow(whole, part, &rest)) {
-            return rest;
-        }
-        return whole < 0 ? INT64_MIN : INT64_MAX;
-    }
-
-    void addDirectory(std::string_view path, std::string_view parent, std::string_view name,
-                      std::int64_t size) {
-        const std::string_view key = kept(path);
-        // A damaged index may hold a path twice: the first row stands.
-        if (!numbers_.insert(key)) {
-            return;
-        }
-        Directory& directory = directories_.emplace_back();
-        // The parent's path is nearly always a part of the path that is kept already.
-        directory.parent = key.starts_with(parent) ? key.substr(0, parent.size()) : kept(parent);
-        if (path != root_ && followsFrom(path, parent, name)) {
-            directory.node = FileNode::makeDirectory(name);
-        } else {
-            directory.node = FileNode::makeRoot(path, name);
-        }
-        directory.node->setSize(size);
-    }
-
-    static void appendFile(Directory& directory, FileNode::Pointer file) {
-        ++directory.keptFiles;
-        directory.keptBytes = saturatingSum(directory.keptBytes, file->size());
-        directory.node->appendChild(std::move(file));
-    }
-
-    bool reachesRoot(std::uint32_t start) {
-        // Up to a directory of which it is known, or to one met on this very way: then it is a circle.
-        std::uint32_t index = start;
-        while (index != none && directories_[index].reach == Reach::unknown) {
-            directories_[index].reach = Reach::asked;
-            index = directories_[index].parentIndex;
-        }
-        const Reach reach =
-            index != none && directories_[index].reach == Reach::root ? Reach::root : Reach::nothing;
-        for (index = start; index != none && directories_[index].reach == Reach::asked;
-             index = directories_[index].parentIndex) {
-            directories_[index].reach = reach;
-        }
-        return directories_[start].reach == Reach::root;
-    }
-
-    std::string_view kept(std::string_view text) {
-        auto* bytes = static_cast<char*>(texts_.allocate(text.size() + 1, 1));
-        text.copy(bytes, text.size());
-        return {bytes, text.size()};
-    }
-
-    const std::string& root_;
-    std::pmr::monotonic_buffer_resource texts_{1 << 16};
-    PathTable numbers_;                   // of the directories, by path
-    std::vector<Directory> directories_;  // by number
-    std::vector<EarlyFile> earlyFiles_;
-    FileNode::Pointer rootFile_;
-    std::uint32_t rootIndex_ = none;
-};
+}
 
 }  // namespace
 
@@ -533,8 +306,7 @@ std::map<std::string, std::string> ScanIndexDatabase::readMeta() {
 // 1. All directories, and the largest files of the whole subtree.
 // 2. Their tree.
 // 3. For each folder a summary of the files that stayed behind, so that the sizes of the children add up to
-// that of the
-//    folder, which is the stored one.
+//    that of the folder, which is the stored one.
 // 4. What the metadata tells.
 ScanResult ScanIndexDatabase::loadTree(const std::optional<std::string>& folder, std::int64_t limit,
                                        std::stop_token stop) {
@@ -556,7 +328,7 @@ ScanResult ScanIndexDatabase::loadTree(const std::optional<std::string>& folder,
             if (stop.stop_requested()) {
                 throw CancellationError();
             }
-            tree.addRow(row);
+            addRow(tree, row);
         }
     }
 

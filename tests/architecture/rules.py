@@ -18,6 +18,18 @@ FOLDERS = {
     "shell": {"platform", "removal", "disk"},
 }
 
+# Within src/shell: which room may include which (besides itself). A tab knows the kit and what is shown of removals, and
+# no other tab; only the program itself knows the tabs.
+TABS = {"disk"}
+ROOMS = {
+    "app": TABS | {"chooser", "kit", "removal", "updates"},
+    "chooser": {"kit"},
+    "kit": set(),
+    "removal": {"kit"},
+    "updates": {"kit"},
+    **{tab: {"kit", "removal"} for tab in TABS},
+}
+
 # What drivers may include beyond their folder's engines.
 DRIVER_FOLDERS = {"removal"}
 
@@ -53,9 +65,9 @@ system_error thread tuple type_traits typeindex typeinfo unordered_map unordered
 
 OWN_FILES_CALLERS = {
     "src/disk/DiskScanner.cpp": {"exists", "FolderLock", "removeFile", "replaceFile"},
-    "src/disk/DiskScannerViewModel.cpp": {"exists"},
     "src/disk/IndexRefresh.cpp": {"removeFile"},
     "src/disk/SavedScanLoader.cpp": {"exists", "FolderLock", "removeFile", "syncFolder"},
+    "src/disk/SavedScanSession.cpp": {"exists"},
     "src/disk/ScanIndexDatabase.cpp": {"createFolders", "setPermissions"},
     "src/removal/CleanupHistoryStore.cpp": {"createFolders", "exists", "FileLock", "readFile", "setPermissions", "writeFile"},
     "src/removal/RemovalJournal.h": {"AppendFile"},
@@ -137,6 +149,11 @@ def folder_of(path):
     return PurePosixPath(path).parts[1]
 
 
+def room_of(path):
+    """Of a file below src/shell."""
+    return PurePosixPath(path).parts[2]
+
+
 def is_platform(path):
     return path.startswith("src/platform/")
 
@@ -147,7 +164,14 @@ def is_system_part(path):
 
 # Drivers by what they do: the window observes them, and they have no page of their own; or they are a part of one that
 # has a file for itself.
-DRIVERS_BY_ANOTHER_NAME = {"src/disk/RemovalReview", "src/disk/ScanHistoryManager"}
+DRIVERS_BY_ANOTHER_NAME = {
+    "src/disk/RemovalReview",
+    "src/disk/RemovalSelection",
+    "src/disk/SavedScanSession",
+    "src/disk/ScanHistoryManager",
+    "src/removal/RemovalRun",
+    "src/removal/ReviewRequest",
+}
 
 
 # What lays the map out and draws it is plain C++, beside the items that show it.
@@ -207,6 +231,8 @@ def include_rules(path, text, headers):
             allowed = FOLDERS[folder] | {folder} | (DRIVER_FOLDERS if floor == "driver" else set())
             if target not in allowed and name not in OPEN_HEADERS:
                 breaches.append(f"{where}: {folder} must not include {name}")
+            if folder == target == "shell" and room_of("src/" + name) not in ROOMS.get(room_of(path), set()) | {room_of(path)}:
+                breaches.append(f"{where}: the room {room_of(path)} must not include {name}")
             if floor in ("system", "platform", "engine") and floor_of("src/" + name) in ("bridge", "driver", "view"):
                 breaches.append(f"{where}: a {floor} source must not include {name} of the floor above")
             if floor == "driver" and floor_of("src/" + name) == "view":
@@ -365,3 +391,35 @@ def view_logic_rule(path, text):
     """A view takes no decision about files: it has no script files and reaches no file or address by itself."""
     return [f"{path}:{number}: {found}: a view asks its driver"
             for number, found in _lines_matching(_QML_FILE_ACCESS, text)]
+
+
+_QML_TYPE = re.compile(r"\b[A-Z]\w+")
+
+
+def view_types(sources):
+    """The room of each type that a view can name: of the views themselves, and of the classes that register for them.
+    `sources`: path to text."""
+    types = {}
+    for path, text in sources.items():
+        if not path.startswith("src/shell/"):
+            continue
+        if path.endswith(".qml"):
+            types[PurePosixPath(path).stem] = room_of(path)
+        elif path.endswith(".h") and "QML_ELEMENT" in text:
+            for name in re.findall(r"\bclass (\w+)[^;{]*\{[^}]*?QML_ELEMENT", text):
+                types[name] = room_of(path)
+    return types
+
+
+def tab_view_rule(path, text, types):
+    """A view uses what its room may include; the frame's own types may be handed to any page."""
+    room = room_of(path)
+    allowed = ROOMS.get(room, set()) | {room, "app"}
+    without_comments = re.sub(r"/\*.*?\*/|//[^\n]*|\"(?:[^\"\\\n]|\\.)*\"", lambda m: "\n" * m.group(0).count("\n"), text,
+                              flags=re.DOTALL)
+    breaches = []
+    for number, line in enumerate(without_comments.splitlines(), 1):
+        for name in _QML_TYPE.findall(line):
+            if name in types and types[name] not in allowed:
+                breaches.append(f"{path}:{number}: a view of {room} must not use {name} of {types[name]}")
+    return breaches

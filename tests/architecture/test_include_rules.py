@@ -40,6 +40,15 @@ class Sources(unittest.TestCase):
     def test_includesGoDownwardsOnly(self):
         self.over(CXX, lambda path, text: rules.include_rules(path, text, HEADERS))
 
+    def test_everyRoomOfTheShellHasItsRow(self):
+        found = {path.name for path in (SOURCE / "src/shell").iterdir() if path.is_dir() and path.name != "icons"}
+        self.assertEqual(found, set(rules.ROOMS))
+
+    def test_viewsUseNoOtherTab(self):
+        types = rules.view_types({**CXX, **QML})
+        self.assertGreater(len(types), 50)
+        self.over(QML, lambda path, text: rules.tab_view_rule(path, text, types))
+
     def test_onlyThePlatformCreatesThreadsAndLocks(self):
         self.over(CXX, rules.thread_rule)
 
@@ -102,6 +111,38 @@ class NegativeControls(unittest.TestCase):
         ]:
             with self.subTest(path=path, header=header):
                 self.assertEqual(len(self.include(path, header)[:1]), 1)
+
+    def test_aTabThatKnowsAnotherOneIsReported(self):
+        headers = {"shell/app/MainView.h", "shell/disk/MapView.h", "shell/kit/Tab.h", "shell/removal/Banner.h",
+                   "shell/chooser/Chooser.h", "disk/FileNode.h"}
+        tabs = {**rules.ROOMS, "other": {"kit", "removal"}}
+        before, rules.ROOMS = rules.ROOMS, tabs
+        self.addCleanup(setattr, rules, "ROOMS", before)
+
+        def breaches(path, header):
+            return rules.include_rules(path, f'#include "{header}"', headers)
+
+        for path, header in [("src/shell/other/A.cpp", "shell/disk/MapView.h"), ("src/shell/disk/A.cpp", "shell/app/MainView.h"),
+                             ("src/shell/kit/A.cpp", "shell/disk/MapView.h"), ("src/shell/kit/A.cpp", "shell/removal/Banner.h"),
+                             ("src/shell/removal/A.cpp", "shell/disk/MapView.h"), ("src/shell/disk/A.cpp", "shell/chooser/Chooser.h")]:
+            with self.subTest(path=path, header=header):
+                self.assertEqual(len(breaches(path, header)), 1)
+        for path, header in [("src/shell/app/A.cpp", "shell/disk/MapView.h"), ("src/shell/disk/A.cpp", "shell/kit/Tab.h"),
+                             ("src/shell/disk/A.cpp", "shell/removal/Banner.h"), ("src/shell/other/A.cpp", "disk/FileNode.h")]:
+            with self.subTest(path=path, header=header):
+                self.assertEqual(breaches(path, header), [])
+
+        types = rules.view_types({
+            "src/shell/disk/MapView.h": "class MapView : public QObject {\n    Q_OBJECT\n    QML_ELEMENT\n};",
+            "src/shell/disk/Row.qml": "", "src/shell/kit/Button.qml": "", "src/shell/app/Frame.qml": ""})
+        self.assertEqual(types, {"MapView": "disk", "Row": "disk", "Button": "kit", "Frame": "app"})
+        for text in ["Row {}", "required property MapView map", "x: MapView.Kind"]:
+            with self.subTest(text=text):
+                self.assertEqual(len(rules.tab_view_rule("src/shell/other/A.qml", text, types)), 1)
+                self.assertEqual(rules.tab_view_rule("src/shell/disk/A.qml", text, types), [])
+        for text in ["Button {}", "required property Frame view", "// Row", 'text: "Row"']:
+            with self.subTest(text=text):
+                self.assertEqual(rules.tab_view_rule("src/shell/other/A.qml", text, types), [])
 
     def test_systemAndToolkitHeadersAreReported(self):
         for path, header in [

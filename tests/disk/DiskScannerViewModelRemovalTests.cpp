@@ -29,7 +29,7 @@ protected:
         auto with = dependencies();
         with.gate = gate.gate();
         makeDriver(std::move(with));
-        QObject::connect(driver.get(), &DiskScannerViewModel::cleanupFinished, driver.get(),
+        QObject::connect(driver->removalRun(), &RemovalRun::finished, driver.get(),
                          [this](const CleanupOperation& operation) { finished.push_back(operation); });
     }
     ~RemovalFromTheMapTest() override { driver.reset(); }  // before the gate that it asks
@@ -329,7 +329,7 @@ TEST_F(RemovalFromTheMapTest, onlyWhatFailedStaysMarkedAndTheViewIsAtTheRoot) {
     EXPECT_EQ(childOf(folder, "gone"), nullptr);
     EXPECT_EQ(driver->error(),
               "kept: This path is protected or outside the selected folder. Scan again before deleting.");
-    EXPECT_TRUE(driver->isRemovalProblem());
+    EXPECT_TRUE(driver->failure().value().isOfRemoval());
     EXPECT_FALSE(driver->isAccessProblem());
     EXPECT_EQ(driver->markedTotals().items, 1);
 }
@@ -347,7 +347,7 @@ TEST_F(RemovalFromTheMapTest, failuresAreToldInTheirOrderAndReplaceTheHistorysEr
     const std::string reason =
         "This path is protected or outside the selected folder. Scan again before deleting.";
     EXPECT_EQ(driver->error(), "a: " + reason + "\nbb: " + reason);
-    EXPECT_FALSE(driver->isRecordMissing());
+    EXPECT_EQ(driver->failure().value().kind, DiskFailure::Kind::removal);
     EXPECT_EQ(driver->selectedForDeletion().size(), 2u);
 }
 
@@ -358,7 +358,7 @@ TEST_F(RemovalFromTheMapTest, aRecordThatCouldNotBeSavedIsToldAndTheRemovalStand
     gate.historyError = "Cleanup finished, but its history could not be saved: The disk is full.";
     remove();
     EXPECT_EQ(driver->error(), gate.historyError);
-    EXPECT_TRUE(driver->isRecordMissing());
+    EXPECT_EQ(driver->failure().value().kind, DiskFailure::Kind::record);
     EXPECT_EQ(node("a"), nullptr);
     EXPECT_TRUE(driver->selectedForDeletion().empty());
 }
@@ -373,7 +373,7 @@ TEST_F(RemovalFromTheMapTest, aNewRemovalTakesTheOldErrorAway) {
     gate.failures.clear();
     remove();
     EXPECT_FALSE(driver->error().has_value());
-    EXPECT_FALSE(driver->isRemovalProblem());
+    EXPECT_FALSE(driver->failure() && driver->failure()->isOfRemoval());
 }
 
 TEST_F(RemovalFromTheMapTest, whileItRunsNothingElseBegins) {
@@ -403,14 +403,14 @@ TEST_F(RemovalFromTheMapTest, aCancelledRemovalTellsHowFarItCameAndNamesEveryIte
     }
     gate.waitsForTheStop = true;
     driver->deleteSelected(false);
-    const DiskScannerViewModel::DeletionProgress first{.completed = 1, .total = 3, .isPermanent = false};
-    ASSERT_TRUE(QTest::qWaitFor([&] { return driver->deletionProgress() == first; }, 60'000));
-    EXPECT_FALSE(driver->isStoppingDeletion());
+    const RemovalRun::Progress first{.completed = 1, .total = 3, .isPermanent = false};
+    ASSERT_TRUE(QTest::qWaitFor([&] { return driver->removalRun()->progress() == first; }, 60'000));
+    EXPECT_FALSE(driver->removalRun()->isStopping());
     driver->cancelDeletion();
     EXPECT_TRUE(driver->isDeleting()) << "the item under way is finished first";
-    EXPECT_TRUE(driver->isStoppingDeletion());
+    EXPECT_TRUE(driver->removalRun()->isStopping());
     ASSERT_TRUE(QTest::qWaitFor([this] { return !driver->isDeleting(); }, 60'000));
-    EXPECT_FALSE(driver->isStoppingDeletion());
+    EXPECT_FALSE(driver->removalRun()->isStopping());
 
     ASSERT_EQ(finished.size(), 1u);
     EXPECT_EQ(finished.front().items.size(), 3u);
@@ -421,7 +421,7 @@ TEST_F(RemovalFromTheMapTest, aCancelledRemovalTellsHowFarItCameAndNamesEveryIte
 
 TEST_F(RemovalFromTheMapTest, cancellingWithoutARemovalDoesNothing) {
     driver->cancelDeletion();
-    EXPECT_FALSE(driver->isStoppingDeletion());
+    EXPECT_FALSE(driver->removalRun()->isStopping());
 }
 
 TEST_F(RemovalFromTheMapTest, theEndOfTheDriverStopsTheRemovalAndWaitsForTheItemUnderWay) {
@@ -432,7 +432,7 @@ TEST_F(RemovalFromTheMapTest, theEndOfTheDriverStopsTheRemovalAndWaitsForTheItem
     mark(node("bb"));
     gate.waitsForTheStop = true;
     driver->deleteSelected(false);
-    ASSERT_TRUE(QTest::qWaitFor([this] { return driver->deletionProgress().completed == 1; }, 60'000));
+    ASSERT_TRUE(QTest::qWaitFor([this] { return driver->removalRun()->progress().completed == 1; }, 60'000));
     driver.reset();
     EXPECT_EQ(gate.requests.size(), 1u);
     EXPECT_TRUE(finished.empty());

@@ -1,4 +1,7 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
+import QtQml
 import QtQuick.Templates as T
 import Larkfold.Shell
 
@@ -8,7 +11,6 @@ T.MenuBar {
 
     required property LarkfoldApp app
     readonly property MainView view: app.mainView
-    readonly property DiskScannerViewModel driver: view ? view.scannerViewModel : null
 
     signal helpRequested
     signal quitRequested
@@ -91,29 +93,33 @@ T.MenuBar {
         AppMenuItem {
             action: T.Action {
                 text: qsTr("Delete Selected")
-                enabled: bar.view !== null && bar.view.diskSpace.markedItems > 0 && !bar.driver.isDeleting
-                onTriggered: bar.view.reviewMarked()
+                enabled: bar.view !== null && bar.view.tabToReview !== null
+                onTriggered: bar.view.tabToReview.review()
             }
             shortcutText: qsTr("Delete")
         }
     }
     AppMenu {
+        id: tabMenu
         title: qsTr("&View")
 
-        AppMenuItem {
-            action: T.Action {
-                text: qsTr("Disk Space")
-                shortcut: "Ctrl+1"
-                enabled: bar.view !== null
-                onTriggered: bar.app.showDiskSpace()
-            }
-            shortcutText: "Ctrl+1"
-        }
-        AppMenuItem {
-            action: T.Action {
-                text: qsTr("Cleanup History")
-                enabled: bar.view !== null
-                onTriggered: bar.view.selectedTab = 5
+        Instantiator {
+            model: bar.app.tabRows
+            onObjectAdded: (index, object) => tabMenu.insertItem(index, object)
+            onObjectRemoved: (index, object) => tabMenu.removeItem(object)
+
+            AppMenuItem {
+                id: tabItem
+
+                required property var modelData
+
+                action: T.Action {
+                    text: tabItem.modelData.title
+                    shortcut: tabItem.modelData.shortcut
+                    enabled: bar.view !== null
+                    onTriggered: bar.app.showTab(tabItem.modelData.value)
+                }
+                shortcutText: tabItem.modelData.shortcut
             }
         }
     }
@@ -123,8 +129,8 @@ T.MenuBar {
         AppMenuItem {
             action: T.Action {
                 text: qsTr("Back")
-                enabled: bar.view !== null && bar.view.diskSpace.canGoBack
-                onTriggered: bar.driver.navigateBack()
+                enabled: bar.view !== null && bar.view.current.canGoBack
+                onTriggered: bar.view.current.goBack()
             }
             shortcutText: "Alt+Left"
         }

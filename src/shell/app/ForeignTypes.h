@@ -5,6 +5,7 @@
 #include <QtQml/qqmlregistration.h>
 
 #include "disk/DiskScannerViewModel.h"
+#include "removal/RemovalRun.h"
 
 namespace larkfold {
 
@@ -13,6 +14,13 @@ struct DiskScannerViewModelForeign {
     QML_FOREIGN(larkfold::DiskScannerViewModel)
     QML_NAMED_ELEMENT(DiskScannerViewModel)
     QML_UNCREATABLE("The window owns the drivers.")
+};
+
+struct RemovalRunForeign {
+    Q_GADGET
+    QML_FOREIGN(larkfold::RemovalRun)
+    QML_NAMED_ELEMENT(RemovalRun)
+    QML_UNCREATABLE("Each driver that removes has its own.")
 };
 
 }  // namespace larkfold

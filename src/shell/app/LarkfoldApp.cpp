@@ -121,8 +121,12 @@ void LarkfoldApp::cancelScan() {
     notifications_.post("cancelScan");
 }
 
-void LarkfoldApp::showDiskSpace() {
-    notifications_.post("showDiskSpace");
+void LarkfoldApp::showTab(int tab) {
+    if (const std::string notification = MainView::notificationOf(tab); !notification.empty()) {
+        notifications_.post(notification);
+    } else if (mainView_) {
+        mainView_->setSelectedTab(tab);
+    }
 }
 
 }  // namespace larkfold

@@ -40,6 +40,8 @@ class LarkfoldApp : public QObject {
     Q_PROPERTY(QVariantList privacySections READ privacySections CONSTANT)
     Q_PROPERTY(QString privacyClosingLine READ privacyClosingLine CONSTANT)
     Q_PROPERTY(bool hasCompletedOnboarding READ hasCompletedOnboarding NOTIFY hasCompletedOnboardingChanged)
+    // As `MainView::tabRows`: the menu has them before there is a window's content.
+    Q_PROPERTY(QVariantList tabRows READ tabRows CONSTANT)
     // Null until the first run's pages have ended: no driver works behind them.
     Q_PROPERTY(larkfold::MainView* mainView READ mainView NOTIFY hasCompletedOnboardingChanged)
 
@@ -70,6 +72,7 @@ public:
     MainView* mainView() { return mainView_.get(); }
 
     QString version() const;
+    static QVariantList tabRows() { return MainView::tabRows(); }
 
     // The windows of the settings and of the privacy policy.
     bool showSettings() const { return showSettings_; }
@@ -89,7 +92,7 @@ public:
     // What the menu's commands do: each posts the notification of its name.
     Q_INVOKABLE void newScan();
     Q_INVOKABLE void cancelScan();
-    Q_INVOKABLE void showDiskSpace();
+    Q_INVOKABLE void showTab(int tab);
 
 signals:
     void hasCompletedOnboardingChanged();

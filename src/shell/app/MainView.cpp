@@ -2,35 +2,18 @@
 
 #include <QVariantMap>
 #include <algorithm>
-#include <array>
+#include <cstddef>
 #include <exception>
 #include <utility>
 
-#include "platform/Bookmark.h"
 #include "platform/Path.h"
-#include "platform/qt/PathText.h"
-#include "shell/app/ShellTexts.h"
+#include "shell/removal/CleanupHistoryTab.h"
 
 namespace larkfold {
 
 namespace {
 
 constexpr const char* kSelectedTabKey = "selectedTab";
-
-constexpr int kDiskSpace = 0;
-constexpr int kCleanupHistory = 5;
-
-struct Tab {
-    int value;
-    const char* title;
-    const char* icon;
-};
-
-// A tab stands here when there is something behind it. The values are stored, so they never change.
-constexpr std::array kTabs{
-    Tab{.value = kDiskSpace, .title = "Disk Space", .icon = "disk"},
-    Tab{.value = kCleanupHistory, .title = "Cleanup History", .icon = "history"},
-};
 
 // Tells the window of each change of the history. Called on the thread that wrote; what it posts may arrive
 // when the window has gone.
@@ -45,11 +28,57 @@ std::function<void()> announcer(MainQueue& mainQueue, NotificationCenter& notifi
     };
 }
 
-bool isTab(std::int64_t value) {
-    return std::any_of(kTabs.begin(), kTabs.end(), [value](const Tab& tab) { return tab.value == value; });
-}
+// The values are stored, so they never change.
+enum TabValue : int { diskSpace = 0, cleanupHistory = 5 };
 
 }  // namespace
+
+// --- The table of tabs
+
+struct MainView::TabRow {
+    int value;
+    const char* title;
+    const char* icon;
+    const char* shortcut;      // empty where there is none
+    const char* notification;  // that asks for it; empty where none does
+    const char* page;          // its view, which gets `tab` and `view`
+    std::unique_ptr<Tab> (*make)(MainView& view);
+};
+
+// In the order of the sidebar. A tab stands here when there is something behind it.
+const std::vector<MainView::TabRow>& MainView::rows() {
+    static const std::vector<TabRow> table{
+        {.value = TabValue::diskSpace,
+         .title = "Disk Space",
+         .icon = "disk",
+         .shortcut = "Ctrl+1",
+         .notification = "showDiskSpace",
+         .page = "DiskSpaceView.qml",
+         .make = [](MainView& view) -> std::unique_ptr<Tab> {
+             DiskScannerViewModel& driver = view.scannerViewModel_;
+             view.removal_.attach(TabValue::diskSpace, *driver.removalRun(), driver.reviewRequest());
+             auto tab = std::make_unique<DiskSpaceTab>(
+                 DiskSpaceTab::Dependencies{.mainQueue = view.dependencies_.mainQueue,
+                                            .driver = driver,
+                                            .history = view.historyManager_,
+                                            .readCapacity = view.dependencies_.readCapacity});
+             view.diskSpace_ = tab.get();
+             return tab;
+         }},
+        {.value = TabValue::cleanupHistory,
+         .title = "Cleanup History",
+         .icon = "history",
+         .shortcut = "",
+         .notification = "",
+         .page = "CleanupHistoryView.qml",
+         .make = [](MainView& view) -> std::unique_ptr<Tab> {
+             return std::make_unique<CleanupHistoryTab>(*view.removal_.history());
+         }},
+    };
+    return table;
+}
+
+// --- Beginning and end
 
 MainView::MainView(Dependencies dependencies, QObject* parent)
     : QObject(parent),
@@ -65,113 +94,106 @@ MainView::MainView(Dependencies dependencies, QObject* parent)
                          .gate = dependencies_.gate,
                          .makeStream = nullptr,
                          .ownFolders = {std::string(parentPath(UserDefaults::standardFile()))}}),
-      diskSpace_(scannerViewModel_, dependencies_.mainQueue, dependencies_.readCapacity),
-      cleanupHistory_({.mainQueue = dependencies_.mainQueue,
-                       .notifications = dependencies_.notifications,
-                       .store = historyStore_,
-                       .reveal = dependencies_.reveal}),
-      interruptedRemoval_(
-          {.mainQueue = dependencies_.mainQueue, .store = historyStore_, .reveal = dependencies_.reveal}),
       historyManager_(dependencies_.defaults, dependencies_.mainQueue),
-      recentScans_(historyManager_, scannerViewModel_),
-      dropContext_(dependencies_.mainQueue, "drop") {
-    const auto stored = dependencies_.defaults.integerForKey(kSelectedTabKey).value_or(0);
-    selectedTab_ = isTab(stored) ? static_cast<int>(stored) : 0;
-
-    connect(&scannerViewModel_, &DiskScannerViewModel::isScanningChanged, this, [this] {
-        if (scannerViewModel_.isScanning()) {
-            setDropMessage({});
-            wantsStartPage_ = false;
-        }
-        emit diskPageChanged();
-    });
-    connect(&scannerViewModel_, &DiskScannerViewModel::scanResultChanged, this, &MainView::diskPageChanged);
-    connect(&scannerViewModel_, &DiskScannerViewModel::isRefreshingIndexChanged, this,
-            &MainView::diskPageChanged);
-    connect(&scannerViewModel_, &DiskScannerViewModel::errorChanged, this,
-            &MainView::showDiskAccessIssueChanged);
+      removal_({.mainQueue = dependencies_.mainQueue,
+                .notifications = dependencies_.notifications,
+                .store = historyStore_,
+                .reveal = dependencies_.reveal}) {
     connect(&scannerViewModel_, &DiskScannerViewModel::scanFinished, this, [this](const ScanResult& result) {
         historyManager_.add(result, scannerViewModel_.scanRootBookmarkData());
     });
-    connect(&diskSpace_, &DiskSpacePresenter::subjectChanged, this, &MainView::windowTitleChanged);
+    makeTabs();
     observeCommands();
-    observeRemoval();
-    if (selectedTab_ == kCleanupHistory) {
-        cleanupHistory_.load();
-    }
+    connect(&requests_, &TabRequests::tabWanted, this, &MainView::showTab);
+    connect(&removal_, &RemovalPresenter::historyWanted, this, [this] { showTab(TabValue::cleanupHistory); });
+    removal_.recover();
+    const auto stored = dependencies_.defaults.integerForKey(kSelectedTabKey).value_or(TabValue::diskSpace);
+    selectedTab_ = std::in_range<int>(stored) && tabOf(static_cast<int>(stored)) != nullptr
+                       ? static_cast<int>(stored)
+                       : TabValue::diskSpace;
+    current()->appear();
 }
 
 MainView::~MainView() = default;
 
+void MainView::makeTabs() {
+    for (const TabRow& row : rows()) {
+        Tab* tab = tabs_.emplace_back(row.make(*this)).get();
+        connect(tab, &Tab::markedChanged, this, &MainView::tabToReviewChanged);
+        connect(tab, &Tab::subjectChanged, this, [this, tab] {
+            if (tab == current()) {
+                emit windowTitleChanged();
+            }
+        });
+    }
+    connect(diskSpace_, &DiskSpaceTab::pageChanged, this, &MainView::canReturnToMapChanged);
+}
+
 void MainView::observeCommands() {
-    observations_.push_back(dependencies_.notifications.observe("newScan", [this] {
-        showTab(kDiskSpace);
-        showStartPage(true);
+    NotificationCenter& notifications = dependencies_.notifications;
+    observations_.push_back(notifications.observe("newScan", [this] {
+        showTab(TabValue::diskSpace);
+        diskSpace_->showStartPage(true);
     }));
-    observations_.push_back(
-        dependencies_.notifications.observe("cancelScan", [this] { scannerViewModel_.cancelScan(); }));
-    observations_.push_back(
-        dependencies_.notifications.observe("showDiskSpace", [this] { showTab(kDiskSpace); }));
-}
-
-void MainView::observeRemoval() {
-    // The driver's flag and the sheet go together, whoever closes it.
-    connect(&scannerViewModel_, &DiskScannerViewModel::showDeleteConfirmationChanged, this, [this] {
-        if (!scannerViewModel_.showDeleteConfirmation()) {
-            cleanupReview_.cancel();
-        } else {
-            cleanupReview_.prepare();
+    observations_.push_back(notifications.observe("cancelScan", [this] { scannerViewModel_.cancelScan(); }));
+    for (const TabRow& row : rows()) {
+        if (*row.notification != '\0') {
+            observations_.push_back(
+                notifications.observe(row.notification, [this, value = row.value] { showTab(value); }));
         }
-    });
-    connect(&scannerViewModel_, &DiskScannerViewModel::reviewProgressChanged, this, [this] {
-        const auto& progress = scannerViewModel_.reviewProgress();
-        cleanupReview_.setProgress(progress.answered, progress.total, progress.awaited);
-    });
-    connect(&scannerViewModel_, &DiskScannerViewModel::reviewPrepared, this, [this] {
-        // What is confirmed is what is shown here, whatever the driver holds by then.
-        const auto review = scannerViewModel_.review();
-        cleanupReview_.open(
-            review->shown, {.notice = scannerViewModel_.markNotice().toStdString()},
-            [this, review](bool permanently) { scannerViewModel_.deleteSelected(permanently, review); });
-    });
-    connect(&cleanupReview_, &CleanupReviewModel::isOpenChanged, this, [this] {
-        if (!cleanupReview_.isOpen()) {
-            scannerViewModel_.setShowDeleteConfirmation(false);
-        }
-    });
-    connect(&scannerViewModel_, &DiskScannerViewModel::cleanupFinished, &cleanupResult_,
-            &CleanupResultPresenter::show);
-    connect(&interruptedRemoval_, &InterruptedRemovalModel::problemsFound, &cleanupHistory_,
-            &CleanupHistoryModel::setJournalProblem);
-    interruptedRemoval_.recover();
-}
-
-void MainView::reviewMarked() {
-    if (scannerViewModel_.hasScanResult() && !scannerViewModel_.isScanning() &&
-        !scannerViewModel_.isDeleting()) {
-        scannerViewModel_.setShowDeleteConfirmation(true);
     }
 }
 
-void MainView::showCleanupHistory() {
-    if (cleanupResult_.latestCleanup()) {
-        cleanupHistory_.expand(cleanupResult_.latestCleanup()->id);
-    }
-    showTab(kCleanupHistory);
-}
+// --- Tabs
 
-QVariantList MainView::tabs() const {
+QVariantList MainView::tabRows() {
     QVariantList list;
-    for (const Tab& tab : kTabs) {
-        list.append(QVariantMap{{QStringLiteral("value"), tab.value},
-                                {QStringLiteral("title"), QString::fromUtf8(tab.title)},
-                                {QStringLiteral("icon"), QString::fromUtf8(tab.icon)}});
+    for (const TabRow& row : rows()) {
+        list.append(QVariantMap{{QStringLiteral("value"), row.value},
+                                {QStringLiteral("title"), QString::fromUtf8(row.title)},
+                                {QStringLiteral("icon"), QString::fromUtf8(row.icon)},
+                                {QStringLiteral("shortcut"), QString::fromUtf8(row.shortcut)},
+                                {QStringLiteral("page"), QString::fromUtf8(row.page)}});
     }
     return list;
 }
 
+std::string MainView::notificationOf(int tab) {
+    const auto found =
+        std::find_if(rows().begin(), rows().end(), [tab](const TabRow& row) { return row.value == tab; });
+    return found == rows().end() ? std::string() : found->notification;
+}
+
+QVariantList MainView::tabs() const {
+    QVariantList list = tabRows();
+    for (qsizetype index = 0; index < list.size(); ++index) {
+        QVariantMap row = list[index].toMap();
+        row.insert(QStringLiteral("tab"), QVariant::fromValue(tabs_[static_cast<std::size_t>(index)].get()));
+        list[index] = row;
+    }
+    return list;
+}
+
+Tab* MainView::tabOf(int value) const {
+    for (std::size_t index = 0; index < tabs_.size(); ++index) {
+        if (rows()[index].value == value) {
+            return tabs_[index].get();
+        }
+    }
+    return nullptr;
+}
+
+Tab* MainView::tabToReview() const {
+    if (current()->canReview()) {
+        return current();
+    }
+    const auto found =
+        std::find_if(tabs_.begin(), tabs_.end(), [](const auto& tab) { return tab->canReview(); });
+    return found == tabs_.end() ? nullptr : found->get();
+}
+
 void MainView::setSelectedTab(int tab) {
-    if (isTab(tab)) {
+    if (tabOf(tab) != nullptr) {
         showTab(tab);
     }
 }
@@ -187,48 +209,25 @@ void MainView::showTab(int tab) {
         // Not remembered, and no reason to disturb: the tab is shown all the same.
     }
     emit selectedTabChanged();
+    emit tabToReviewChanged();
     emit windowTitleChanged();
-    if (tab == kCleanupHistory) {
-        cleanupHistory_.load();
-    }
+    current()->appear();
 }
 
 QString MainView::windowTitle() const {
-    const QString title =
-        selectedTab_ == kCleanupHistory ? QStringLiteral("Cleanup History") : diskSpace_.title();
-    return title.isEmpty() ? QStringLiteral("Larkfold") : QStringLiteral("%1 — Larkfold").arg(title);
-}
-
-MainView::DiskPage MainView::diskPage() const {
-    if (scannerViewModel_.isRestoring()) {
-        return DiskPage::Restoring;
-    }
-    // A refresh leaves the map on screen.
-    if (scannerViewModel_.isScanning() && !scannerViewModel_.isRefreshingIndex()) {
-        return DiskPage::Scanning;
-    }
-    return scannerViewModel_.hasScanResult() && !wantsStartPage_ ? DiskPage::Result : DiskPage::Start;
-}
-
-bool MainView::canReturnToMap() const {
-    return diskPage() == DiskPage::Start && scannerViewModel_.hasScanResult();
+    const QString subject = current()->subject();
+    return subject.isEmpty() ? QStringLiteral("Larkfold") : QStringLiteral("%1 — Larkfold").arg(subject);
 }
 
 void MainView::returnToMap() {
-    showStartPage(false);
+    showTab(TabValue::diskSpace);
+    diskSpace_->returnToMap();
 }
+
+// --- What begins with a decision of the program
 
 void MainView::startNewScan() {
     dependencies_.notifications.post("newScan");
-}
-
-void MainView::showStartPage(bool show) {
-    // During a scan or a removal the page stays: there is nothing that could be started.
-    if (!scannerViewModel_.isScanning() && !scannerViewModel_.isDeleting() && wantsStartPage_ != show) {
-        wantsStartPage_ = show;
-        setDropMessage({});
-        emit diskPageChanged();
-    }
 }
 
 void MainView::scanEntireDisk() {
@@ -246,6 +245,11 @@ void MainView::setShowFullDiskAccessAlert(bool show) {
     }
 }
 
+void MainView::scanAvailableAreas() {
+    setShowFullDiskAccessAlert(false);
+    scannerViewModel_.scanStartupDisk();
+}
+
 void MainView::setForgetIndexConfirmation(bool show) {
     if (forgetIndexConfirmation_ != show) {
         forgetIndexConfirmation_ = show;
@@ -256,62 +260,6 @@ void MainView::setForgetIndexConfirmation(bool show) {
 void MainView::forgetSavedScan() {
     setForgetIndexConfirmation(false);
     scannerViewModel_.forgetSavedScan();
-}
-
-void MainView::scanAvailableAreas() {
-    setShowFullDiskAccessAlert(false);
-    scannerViewModel_.scanStartupDisk();
-}
-
-void MainView::scanFolder() {
-    setDropMessage({});
-    scannerViewModel_.chooseFolder();
-}
-
-void MainView::drop(const QList<QUrl>& urls) {
-    setDropMessage({});
-    const auto path = urls.isEmpty() ? std::nullopt : pathFromFileURL(urls.first());
-    if (!path) {
-        setDropMessage(texts::dropFailed());
-        return;
-    }
-    // Whether it is a folder that can be listed is asked off the main thread: the disk may not answer.
-    dropRun_ = dropContext_.run<bool>(
-        [path](std::stop_token) {
-            const bool accessible = startAccessingSecurityScopedResource(*path);
-            if (accessible) {
-                stopAccessingSecurityScopedResource(*path);
-            }
-            return accessible;
-        },
-        [this, path](Outcome<bool> outcome) {
-            bool accessible = false;
-            try {
-                accessible = outcome.get();
-            } catch (const std::exception&) {
-                accessible = false;
-            }
-            if (accessible) {
-                scannerViewModel_.scanFolder(*path);
-            } else {
-                setDropMessage(texts::dropFailed());
-            }
-        });
-}
-
-void MainView::setDropMessage(const QString& message) {
-    if (dropMessage_ != message) {
-        dropMessage_ = message;
-        emit dropMessageChanged();
-    }
-}
-
-void MainView::dismissDropMessage() {
-    setDropMessage({});
-}
-
-bool MainView::showDiskAccessIssue() const {
-    return scannerViewModel_.error().has_value() && scannerViewModel_.isAccessProblem();
 }
 
 }  // namespace larkfold

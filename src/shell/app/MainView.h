@@ -1,13 +1,12 @@
 // The content of the window: it owns the drivers for the window's life, keeps one tab selected, acts on the
-// menu's notifications, and carries the flows around a scan: the advice about access, the folder chooser,
-// dropped folders; and those around a removal: the review before it, the banner after it. Main thread only.
+// menu's notifications, and carries what tabs ask of each other. It knows tabs by one table, which stands in
+// its source; the flows that begin with a decision of the program (advice about access, forgetting the saved
+// scan) have their flags here. Main thread only.
 #pragma once
 
 #include <QtQml/qqmlregistration.h>
-#include <QList>
 #include <QObject>
 #include <QString>
-#include <QUrl>
 #include <QVariantList>
 #include <functional>
 #include <memory>
@@ -18,17 +17,14 @@
 #include "disk/DiskScannerViewModel.h"
 #include "disk/ScanHistoryManager.h"
 #include "platform/NotificationCenter.h"
-#include "platform/SerialContext.h"
 #include "platform/UserDefaults.h"
 #include "removal/CleanupHistoryStore.h"
 #include "shell/app/PermissionManager.h"
 #include "shell/chooser/QmlFolderChooser.h"
-#include "shell/disk/DiskSpacePresenter.h"
-#include "shell/disk/RecentScansModel.h"
-#include "shell/removal/CleanupHistoryModel.h"
-#include "shell/removal/CleanupResultPresenter.h"
-#include "shell/removal/CleanupReviewModel.h"
-#include "shell/removal/InterruptedRemovalModel.h"
+#include "shell/disk/DiskSpaceTab.h"
+#include "shell/kit/Tab.h"
+#include "shell/kit/TabRequests.h"
+#include "shell/removal/RemovalPresenter.h"
 
 namespace larkfold {
 
@@ -37,33 +33,26 @@ class MainView : public QObject {
     QML_ELEMENT
     QML_UNCREATABLE("The program makes the one there is.")
 
-    Q_PROPERTY(larkfold::DiskScannerViewModel* scannerViewModel READ scannerViewModel CONSTANT)
-    Q_PROPERTY(larkfold::DiskSpacePresenter* diskSpace READ diskSpace CONSTANT)
     Q_PROPERTY(larkfold::PermissionManager* permissionManager READ permissionManager CONSTANT)
     Q_PROPERTY(larkfold::QmlFolderChooser* folderChooser READ folderChooser CONSTANT)
-    Q_PROPERTY(larkfold::CleanupReviewModel* cleanupReview READ cleanupReview CONSTANT)
-    Q_PROPERTY(larkfold::CleanupResultPresenter* cleanupResult READ cleanupResult CONSTANT)
-    Q_PROPERTY(larkfold::CleanupHistoryModel* cleanupHistory READ cleanupHistory CONSTANT)
-    Q_PROPERTY(larkfold::InterruptedRemovalModel* interruptedRemoval READ interruptedRemoval CONSTANT)
-    Q_PROPERTY(larkfold::RecentScansModel* recentScans READ recentScans CONSTANT)
-    // The tabs there are, each {value, title, icon}, in the order of the sidebar.
+    Q_PROPERTY(larkfold::RemovalPresenter* removal READ removal CONSTANT)
+    Q_PROPERTY(larkfold::TabRequests* requests READ requests CONSTANT)
+    // The tabs there are, each as `tabRows` and with the `tab` that its page gets, in the order of the
+    // sidebar.
     Q_PROPERTY(QVariantList tabs READ tabs CONSTANT)
     Q_PROPERTY(int selectedTab READ selectedTab WRITE setSelectedTab NOTIFY selectedTabChanged)
+    // The one on screen.
+    Q_PROPERTY(larkfold::Tab* current READ current NOTIFY selectedTabChanged)
+    // Whose marked items the menu reviews: the one on screen, otherwise the first that has any.
+    Q_PROPERTY(larkfold::Tab* tabToReview READ tabToReview NOTIFY tabToReviewChanged)
+    Q_PROPERTY(bool canReturnToMap READ canReturnToMap NOTIFY canReturnToMapChanged)
     Q_PROPERTY(QString windowTitle READ windowTitle NOTIFY windowTitleChanged)
-    Q_PROPERTY(larkfold::MainView::DiskPage diskPage READ diskPage NOTIFY diskPageChanged)
-    Q_PROPERTY(bool canReturnToMap READ canReturnToMap NOTIFY diskPageChanged)
     Q_PROPERTY(bool forgetIndexConfirmation READ forgetIndexConfirmation WRITE setForgetIndexConfirmation
                    NOTIFY forgetIndexConfirmationChanged)
     Q_PROPERTY(bool showFullDiskAccessAlert READ showFullDiskAccessAlert WRITE setShowFullDiskAccessAlert
                    NOTIFY showFullDiskAccessAlertChanged)
-    Q_PROPERTY(bool showDiskAccessIssue READ showDiskAccessIssue NOTIFY showDiskAccessIssueChanged)
-    Q_PROPERTY(QString dropMessage READ dropMessage NOTIFY dropMessageChanged)
 
 public:
-    // What stands in the disk tab. Views reach an enumerator only by a capital.
-    enum class DiskPage { Start, Restoring, Scanning, Result };
-    Q_ENUM(DiskPage)
-
     // What the window's content is given. All outlive it.
     struct Dependencies {
         MainQueue& mainQueue;
@@ -82,29 +71,30 @@ public:
     explicit MainView(Dependencies dependencies, QObject* parent = nullptr);
     ~MainView() override;
 
+    // Of each tab that there is its value, title, icon, shortcut and page, whether a window stands or not.
+    static QVariantList tabRows();
+    // The notification that asks for a tab; empty where there is none.
+    static std::string notificationOf(int tab);
+
     DiskScannerViewModel* scannerViewModel() { return &scannerViewModel_; }
-    DiskSpacePresenter* diskSpace() { return &diskSpace_; }
+    ScanHistoryManager& historyManager() { return historyManager_; }
     PermissionManager* permissionManager() { return &dependencies_.permissionManager; }
     QmlFolderChooser* folderChooser() { return &folderChooser_; }
-
-    CleanupReviewModel* cleanupReview() { return &cleanupReview_; }
-    CleanupResultPresenter* cleanupResult() { return &cleanupResult_; }
-    CleanupHistoryModel* cleanupHistory() { return &cleanupHistory_; }
-    InterruptedRemovalModel* interruptedRemoval() { return &interruptedRemoval_; }
-
-    ScanHistoryManager& historyManager() { return historyManager_; }
-    RecentScansModel* recentScans() { return &recentScans_; }
+    RemovalPresenter* removal() { return &removal_; }
+    TabRequests* requests() { return &requests_; }
+    DiskSpaceTab* diskSpace() { return diskSpace_; }
 
     QVariantList tabs() const;
     // The tab on screen. A stored number whose tab is not there shows 0 and stays stored until the user picks
     // a tab.
     int selectedTab() const { return selectedTab_; }
     void setSelectedTab(int tab);
+    Tab* current() const { return tabOf(selectedTab_); }
+    Tab* tabToReview() const;
+    bool canReturnToMap() const { return diskSpace_->canReturnToMap(); }
+    Q_INVOKABLE void returnToMap();
     QString windowTitle() const;
 
-    DiskPage diskPage() const;
-    bool canReturnToMap() const;
-    Q_INVOKABLE void returnToMap();
     // The button "New Scan": what the menu's command of that name does.
     Q_INVOKABLE void startNewScan();
 
@@ -114,17 +104,6 @@ public:
     void setShowFullDiskAccessAlert(bool show);
     // The alert's answer "Scan Available Areas".
     Q_INVOKABLE void scanAvailableAreas();
-    // The button "Scan Folder".
-    Q_INVOKABLE void scanFolder();
-    // Takes the first of the items dropped on the start page as a chosen folder.
-    Q_INVOKABLE void drop(const QList<QUrl>& urls);
-    QString dropMessage() const { return dropMessage_; }
-    Q_INVOKABLE void dismissDropMessage();
-
-    // The button "Delete Selected" and the key Delete: shows what is marked before anything is removed.
-    Q_INVOKABLE void reviewMarked();
-    // The banner's button: the history, with what the banner tells of open.
-    Q_INVOKABLE void showCleanupHistory();
 
     // Asks before the saved index goes.
     bool forgetIndexConfirmation() const { return forgetIndexConfirmation_; }
@@ -132,44 +111,36 @@ public:
     // The alert's button "Forget".
     Q_INVOKABLE void forgetSavedScan();
 
-    // The alert about a scan that failed for want of permission.
-    bool showDiskAccessIssue() const;
-
 signals:
     void selectedTabChanged();
+    void tabToReviewChanged();
+    void canReturnToMapChanged();
     void windowTitleChanged();
-    void diskPageChanged();
     void showFullDiskAccessAlertChanged();
-    void showDiskAccessIssueChanged();
     void forgetIndexConfirmationChanged();
-    void dropMessageChanged();
 
 private:
+    struct TabRow;
+    static const std::vector<TabRow>& rows();
+
+    void makeTabs();
     void observeCommands();
-    void observeRemoval();
+    Tab* tabOf(int value) const;
     void showTab(int tab);
-    void showStartPage(bool show);
-    void setDropMessage(const QString& message);
 
     Dependencies dependencies_;
-    QmlFolderChooser folderChooser_;
     std::shared_ptr<bool> isAlive_ = std::make_shared<bool>(true);  // for what waits in the main queue
+    QmlFolderChooser folderChooser_;
     CleanupHistoryStore historyStore_;
-    CleanupReviewModel cleanupReview_;
-    CleanupResultPresenter cleanupResult_;
     DiskScannerViewModel scannerViewModel_;
-    DiskSpacePresenter diskSpace_;
-    CleanupHistoryModel cleanupHistory_;
-    InterruptedRemovalModel interruptedRemoval_;
     ScanHistoryManager historyManager_;
-    RecentScansModel recentScans_;
+    RemovalPresenter removal_;
+    TabRequests requests_;
+    std::vector<std::unique_ptr<Tab>> tabs_;  // in the order of the table
+    DiskSpaceTab* diskSpace_ = nullptr;       // one of them: some commands of the menu are about the map
     int selectedTab_ = 0;
-    bool wantsStartPage_ = false;  // "New Scan" while a result is there
     bool showFullDiskAccessAlert_ = false;
     bool forgetIndexConfirmation_ = false;
-    QString dropMessage_;
-    SerialContext dropContext_;
-    Run dropRun_;
     std::vector<NotificationCenter::Observation> observations_;
 };
 

@@ -127,17 +127,17 @@ QString recordMissingHint() {
     return QStringLiteral("What you removed has gone where you decided; only the record of it is missing.");
 }
 
-QString firstLines(std::string_view lines, std::size_t most) {
-    std::size_t end = 0;
-    for (std::size_t line = 0; line < most; ++line) {
-        end = lines.find('\n', line == 0 ? 0 : end + 1);
-        if (end == std::string_view::npos) {
-            return QString::fromUtf8(lines.data(), static_cast<qsizetype>(lines.size()));
-        }
+QString firstOf(const std::vector<std::string>& lines, std::size_t most) {
+    QString text;
+    const std::size_t shown = std::min(most, lines.size());
+    for (std::size_t line = 0; line < shown; ++line) {
+        text += (line == 0 ? QString() : QStringLiteral("\n")) + QString::fromStdString(lines[line]);
     }
-    const auto more = std::count(lines.begin() + static_cast<std::ptrdiff_t>(end), lines.end(), '\n');
-    return QString::fromUtf8(lines.data(), static_cast<qsizetype>(end)) +
-           QStringLiteral("\nand %1 more, see the history").arg(grouped(more));
+    if (shown < lines.size()) {
+        text += QStringLiteral("\nand %1 more, see the history")
+                    .arg(grouped(static_cast<std::int64_t>(lines.size() - shown)));
+    }
+    return text;
 }
 
 QString settingNotSaved(const QString& reason) {

@@ -4,7 +4,8 @@
 #include <QString>
 #include <cstddef>
 #include <cstdint>
-#include <string_view>
+#include <string>
+#include <vector>
 
 namespace larkfold::texts {
 
@@ -31,7 +32,8 @@ QString scanCancelledHint();
 QString scanFailedHint();
 QString removalFailedHint();
 QString recordMissingHint();
-QString firstLines(std::string_view lines, std::size_t most);  // and "and 12 more, see the history"
+// The first lines, and "and 12 more, see the history".
+QString firstOf(const std::vector<std::string>& lines, std::size_t most);
 QString settingNotSaved(const QString& reason);
 QString dropFailed();  // "Larkfold couldn’t access that location."
 

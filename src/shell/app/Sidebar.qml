@@ -74,21 +74,30 @@ Rectangle {
             onTriggered: sidebar.view.permissionManager.openFullDiskAccessSettings()
         }
 
-        SidebarNote {
-            visible: sidebar.view.diskSpace.markedItems > 0 && !sidebar.view.scannerViewModel.isDeleting
-            Layout.fillWidth: true
-            narrow: sidebar.narrow
-            iconName: "mark"
-            iconColor: Theme.removal
-            title: sidebar.view.diskSpace.markedText
-            compactText: sidebar.view.diskSpace.markedShortText
-            text: qsTr("Review before anything is moved.")
-            actionText: qsTr("Review…")
-            isDestructive: true
-            secondActionText: qsTr("Clear Marks")
-            secondActionIcon: "unmark"
-            onTriggered: sidebar.view.reviewMarked()
-            onSecondTriggered: sidebar.view.scannerViewModel.clearSelection()
+        Repeater {
+            model: sidebar.view.tabs
+
+            SidebarNote {
+                id: marked
+
+                required property var modelData
+                readonly property Tab tab: modelData.tab
+
+                visible: tab.markedText.length > 0
+                Layout.fillWidth: true
+                narrow: sidebar.narrow
+                iconName: "mark"
+                iconColor: Theme.removal
+                title: tab.markedText
+                compactText: tab.markedShortText
+                text: qsTr("Review before anything is moved.")
+                actionText: qsTr("Review…")
+                isDestructive: true
+                secondActionText: qsTr("Clear Marks")
+                secondActionIcon: "unmark"
+                onTriggered: marked.tab.review()
+                onSecondTriggered: marked.tab.clearMarked()
+            }
         }
     }
 }

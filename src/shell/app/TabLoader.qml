@@ -6,17 +6,27 @@ Loader {
     id: place
 
     required property MainView view
-    required property int value
-    readonly property bool isSelected: view.selectedTab === value
+    // A row of the table of tabs.
+    required property var modelData
+    readonly property bool isSelected: view.selectedTab === modelData.value
 
-    active: false
+    function open() {
+        if (status === Loader.Null) {
+            setSource(modelData.page, {view: view, tab: modelData.tab});
+        }
+    }
+
     visible: isSelected
     focus: isSelected
     onIsSelectedChanged: {
-        active = true;
+        open();
         if (isSelected) {
             forceActiveFocus(Qt.OtherFocusReason);
         }
     }
-    Component.onCompleted: active = isSelected
+    Component.onCompleted: {
+        if (isSelected) {
+            open();
+        }
+    }
 }

@@ -6,12 +6,13 @@ import Larkfold.Shell
 AppDialog {
     id: alert
 
-    required property MainView view
+    required property DiskScannerViewModel driver
+    required property PermissionManager permissionManager
 
     iconName: "lock"
     iconColor: Theme.review
     title: qsTr("Disk Access Issue")
-    text: view.scannerViewModel.error
+    text: driver.error
     actions: [dismiss, settings]
     defaultAction: settings
     cancelAction: dismiss
@@ -19,14 +20,14 @@ AppDialog {
     T.Action {
         id: dismiss
         text: qsTr("OK")
-        onTriggered: alert.view.scannerViewModel.dismissError()
+        onTriggered: alert.driver.dismissError()
     }
     T.Action {
         id: settings
         text: qsTr("Open System Settings")
         onTriggered: {
-            alert.view.scannerViewModel.dismissError();
-            alert.view.permissionManager.openFullDiskAccessSettings();
+            alert.driver.dismissError();
+            alert.permissionManager.openFullDiskAccessSettings();
         }
     }
 }

@@ -13,7 +13,6 @@
 #include "platform/Path.h"
 #include "platform/StandardFolders.h"
 #include "platform/qt/PathText.h"
-#include "removal/CleanupTexts.h"
 #include "shell/app/ShellTexts.h"
 
 namespace larkfold {
@@ -42,9 +41,6 @@ DiskSpacePresenter::DiskSpacePresenter(DiskScannerViewModel& driver, MainQueue& 
     progressTimer_.setInterval(kProgressInterval);
     progressTimer_.setSingleShot(true);
     connect(&progressTimer_, &QTimer::timeout, this, &DiskSpacePresenter::passProgressOn);
-    removalTimer_.setInterval(kProgressInterval);
-    removalTimer_.setSingleShot(true);
-    connect(&removalTimer_, &QTimer::timeout, this, &DiskSpacePresenter::passRemovalOn);
     activityTimer_.setInterval(kActivityInterval);
     connect(&activityTimer_, &QTimer::timeout, this, &DiskSpacePresenter::measureActivity);
     followDriver();
@@ -75,13 +71,6 @@ void DiskSpacePresenter::followDriver() {
         hasNewProgress_ = true;
         if (!progressTimer_.isActive()) {
             passProgressOn();
-        }
-    });
-    connect(&driver_, &Driver::isDeletingChanged, this, &DiskSpacePresenter::removalChanged);
-    connect(&driver_, &Driver::deletionProgressChanged, this, [this] {
-        hasNewRemoval_ = true;
-        if (!removalTimer_.isActive()) {
-            passRemovalOn();
         }
     });
     connect(&driver_, &Driver::errorChanged, this, &DiskSpacePresenter::noteError);
@@ -266,32 +255,6 @@ void DiskSpacePresenter::passProgressOn() {
     }
 }
 
-void DiskSpacePresenter::passRemovalOn() {
-    if (hasNewRemoval_) {
-        hasNewRemoval_ = false;
-        removalTimer_.start();
-        emit removalChanged();
-    }
-}
-
-QString DiskSpacePresenter::removalText() const {
-    if (!driver_.isDeleting()) {
-        return {};
-    }
-    const auto& progress = driver_.deletionProgress();
-    return QString::fromStdString(
-        driver_.isStoppingDeletion()
-            ? cleanup_texts::removalStopping()
-            : cleanup_texts::removalUnderWay(progress.isPermanent, progress.completed, progress.total));
-}
-
-double DiskSpacePresenter::removalShare() const {
-    const auto& progress = driver_.deletionProgress();
-    return driver_.isDeleting() && progress.total > 0
-               ? static_cast<double>(progress.completed) / static_cast<double>(progress.total)
-               : 0;
-}
-
 void DiskSpacePresenter::measureActivity() {
     const double entries = filesScanned() + directoriesScanned();
     const double seconds = static_cast<double>(sinceMeasured_.restart()) / 1000;
@@ -311,32 +274,41 @@ void DiskSpacePresenter::setActivityLevel(double level) {
 
 // Kept, since the text of a long removal has a line for each of its failures.
 void DiskSpacePresenter::noteError() {
-    if (driver_.isAccessProblem() || !driver_.error()) {
+    const auto& failure = driver_.failure();
+    if (!failure || failure->kind == DiskFailure::Kind::access) {
         errorText_.clear();
     } else {
-        errorText_ = driver_.isRemovalProblem() ? texts::firstLines(*driver_.error(), kMostFailuresShown)
-                                                : driver_.errorText();
+        errorText_ = failure->items.empty() ? QString::fromStdString(failure->text)
+                                            : texts::firstOf(failure->items, kMostFailuresShown);
     }
     emit errorChanged();
 }
 
 QString DiskSpacePresenter::errorHint() const {
-    if (errorText().isEmpty()) {
+    const auto& failure = driver_.failure();
+    if (!failure) {
         return {};
     }
-    if (driver_.isRemovalProblem()) {
-        return driver_.isRecordMissing() ? texts::recordMissingHint() : texts::removalFailedHint();
+    using Kind = DiskFailure::Kind;
+    switch (failure->kind) {
+        case Kind::access:
+            return {};  // an alert tells of it
+        case Kind::removal:
+            return texts::removalFailedHint();
+        case Kind::record:
+            return texts::recordMissingHint();
+        case Kind::forgetting:
+            return texts::forgettingFailedHint();
+        case Kind::restoring:
+            return texts::restoreFailedHint();
+        case Kind::refreshing:
+            return texts::refreshFailedHint();
+        case Kind::cancelled:
+            return texts::scanCancelledHint();
+        case Kind::scan:
+            break;
     }
-    if (driver_.isForgettingProblem()) {
-        return texts::forgettingFailedHint();
-    }
-    if (driver_.error()->starts_with("Could not restore the saved scan: ")) {
-        return texts::restoreFailedHint();
-    }
-    if (driver_.error()->starts_with("Refresh did not finish: ")) {
-        return texts::refreshFailedHint();
-    }
-    return driver_.error() == "Scan was cancelled" ? texts::scanCancelledHint() : texts::scanFailedHint();
+    return texts::scanFailedHint();
 }
 
 QString DiskSpacePresenter::volumeUsedText() const {

@@ -64,10 +64,6 @@ class DiskSpacePresenter : public QObject {
     Q_PROPERTY(QString currentPath READ currentPath NOTIFY progressChanged)
     Q_PROPERTY(double activityLevel READ activityLevel NOTIFY activityLevelChanged)
 
-    // A removal under way.
-    Q_PROPERTY(QString removalText READ removalText NOTIFY removalChanged)
-    Q_PROPERTY(double removalShare READ removalShare NOTIFY removalChanged)
-
     // A failure that stands in the page; empty for failures that an alert shows.
     Q_PROPERTY(QString errorText READ errorText NOTIFY errorChanged)
     Q_PROPERTY(QString errorHint READ errorHint NOTIFY errorChanged)
@@ -122,9 +118,6 @@ public:
     double activityLevel() const { return activityLevel_; }
     static double activityLevel(double entriesPerSecond);
 
-    QString removalText() const;  // "Moving to Trash: 12 of 340 items…"; empty where none is under way
-    double removalShare() const;  // 0 to 1
-
     // Of a removal with many failures the first ones; the history has them all.
     QString errorText() const { return errorText_; }
     QString errorHint() const;
@@ -156,7 +149,6 @@ signals:
     void navigationChanged();
     void progressChanged();
     void activityLevelChanged();
-    void removalChanged();
     void errorChanged();
     void volumeChanged();
 
@@ -166,7 +158,6 @@ private:
     void noteMarks();
     void noteError();
     void passProgressOn();
-    void passRemovalOn();
     void measureActivity();
     void setActivityLevel(double level);
 
@@ -180,8 +171,6 @@ private:
 
     QTimer progressTimer_;
     bool hasNewProgress_ = false;
-    QTimer removalTimer_;
-    bool hasNewRemoval_ = false;
     QTimer activityTimer_;
     QElapsedTimer sinceMeasured_;
     double entriesAtMeasure_ = 0;

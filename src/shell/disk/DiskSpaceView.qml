@@ -3,13 +3,14 @@ import QtQuick.Layouts
 import QtQuick.Templates as T
 import Larkfold.Shell
 
-// The disk tab: the start page, a scan under way, or its result.
+// The page of the disk tab: the start page, a scan under way, or its result.
 T.Control {
-    id: tab
+    id: page
 
     required property MainView view
-    readonly property DiskScannerViewModel driver: view.scannerViewModel
-    readonly property DiskSpacePresenter presenter: view.diskSpace
+    required property DiskSpaceTab tab
+    readonly property DiskScannerViewModel driver: tab.driver
+    readonly property DiskSpacePresenter presenter: tab.presenter
 
     Component.onCompleted: driver.restoreSavedScanIfNeeded()
 
@@ -17,64 +18,64 @@ T.Control {
         id: toolbar
         anchors.left: parent.left
         anchors.right: parent.right
-        readonly property bool showsMap: tab.view.diskPage === MainView.Scanning || tab.view.diskPage === MainView.Result
-        title: showsMap ? tab.presenter.title : qsTr("Disk Space")
-        path: showsMap ? tab.presenter.path : ""
+        readonly property bool showsMap: page.tab.page === DiskSpaceTab.Scanning || page.tab.page === DiskSpaceTab.Result
+        title: showsMap ? page.presenter.title : qsTr("Disk Space")
+        path: showsMap ? page.presenter.path : ""
 
         AppButton {
-            visible: tab.view.canReturnToMap
+            visible: page.tab.canReturnToMap
             text: qsTr("Back to Map")
             icon.name: "back"
-            onClicked: tab.view.returnToMap()
+            onClicked: page.tab.returnToMap()
         }
         AppButton {
-            visible: tab.driver.isScanning
+            visible: page.driver.isScanning
             text: qsTr("Cancel")
             icon.name: "stop"
-            toolTip: tab.driver.isRefreshingIndex ? qsTr("Leaves the map as it was; what is done stays done") : ""
-            onClicked: tab.driver.cancelScan()
+            toolTip: page.driver.isRefreshingIndex ? qsTr("Leaves the map as it was; what is done stays done") : ""
+            onClicked: page.driver.cancelScan()
         }
         AppButton {
             id: refresh
             objectName: "refreshButton"
-            visible: tab.view.diskPage === MainView.Result && !tab.driver.isScanning
+            visible: page.tab.page === DiskSpaceTab.Result && !page.driver.isScanning
             text: qsTr("Refresh")
             icon.name: "refresh"
-            enabled: !tab.driver.isDeleting
+            enabled: !page.driver.isDeleting
             toolTip: refreshMenu.visible ? "" : qsTr("Scans what changed since")
             Accessible.role: Accessible.ButtonMenu
             onClicked: refreshMenu.popup(refresh, 0, refresh.height + Theme.space1)
 
             RefreshMenu {
                 id: refreshMenu
-                presenter: tab.presenter
-                driver: tab.driver
+                presenter: page.presenter
+                driver: page.driver
             }
         }
         AppButton {
-            visible: tab.view.diskPage === MainView.Result && !tab.driver.isScanning
+            visible: page.tab.page === DiskSpaceTab.Result && !page.driver.isScanning
             text: qsTr("New Scan")
             icon.name: "plus"
-            enabled: !tab.driver.isDeleting
-            onClicked: tab.view.startNewScan()
+            enabled: !page.driver.isDeleting
+            onClicked: page.view.startNewScan()
         }
         AppButton {
-            visible: tab.driver.isDeleting
+            visible: page.driver.isDeleting
             text: qsTr("Cancel")
             icon.name: "stop"
             toolTip: qsTr("Finishes the item that is under way and leaves the rest where it is")
-            enabled: !tab.driver.isStoppingDeletion
-            onClicked: tab.driver.cancelDeletion()
+            enabled: !page.driver.removalRun.isStopping
+            onClicked: page.driver.cancelDeletion()
         }
         AppButton {
-            visible: tab.view.diskPage === MainView.Result && !tab.driver.isDeleting
+            visible: page.tab.page === DiskSpaceTab.Result && !page.driver.isDeleting
             Layout.leftMargin: Theme.space2
             kind: AppButton.Destructive
             text: qsTr("Delete Selected")
             icon.name: "trash"
             toolTip: qsTr("Shows what is marked before anything is removed")
-            enabled: tab.presenter.markedItems > 0 && !tab.driver.isScanning
-            onClicked: tab.view.reviewMarked()
+            enabled: page.tab.canReview
+            onClicked: page.tab.review()
         }
     }
 
@@ -85,12 +86,12 @@ T.Control {
         anchors.bottom: parent.bottom
         focus: true
         sourceComponent: {
-            switch (tab.view.diskPage) {
-            case MainView.Restoring:
+            switch (page.tab.page) {
+            case DiskSpaceTab.Restoring:
                 return restoringPage;
-            case MainView.Scanning:
+            case DiskSpaceTab.Scanning:
                 return scanningPage;
-            case MainView.Result:
+            case DiskSpaceTab.Result:
                 return resultPage;
             default:
                 return startPage;
@@ -103,33 +104,72 @@ T.Control {
         id: startPage
 
         StartPage {
-            view: tab.view
+            view: page.view
+            tab: page.tab
         }
     }
     Component {
         id: restoringPage
 
         RestoringView {
-            presenter: tab.presenter
+            presenter: page.presenter
         }
     }
     Component {
         id: scanningPage
 
         ScanningView {
-            presenter: tab.presenter
-            driver: tab.driver
+            presenter: page.presenter
+            driver: page.driver
         }
     }
     Component {
         id: resultPage
 
         ResultView {
-            presenter: tab.presenter
-            driver: tab.driver
-            onForgetRequested: tab.view.forgetIndexConfirmation = true
-            onReviewRequested: tab.view.reviewMarked()
+            presenter: page.presenter
+            driver: page.driver
+            onForgetRequested: page.view.forgetIndexConfirmation = true
+            onReviewRequested: page.tab.review()
         }
     }
     // qmllint enable unqualified
+
+    // Made when it is first needed, and kept: what it leaves gets the keyboard back.
+    Loader {
+        id: forgetScan
+        active: false
+        // qmllint disable unqualified
+        sourceComponent: ForgetScanAlert {
+            view: page.view
+            place: page.presenter.savedScanPlace
+        }
+        // qmllint enable unqualified
+    }
+    Connections {
+        target: page.view
+
+        function onForgetIndexConfirmationChanged() {
+            forgetScan.active = true;
+        }
+    }
+    Loader {
+        active: page.view.showFullDiskAccessAlert
+        // qmllint disable unqualified
+        sourceComponent: FullDiskAccessAlert {
+            view: page.view
+            visible: true
+        }
+        // qmllint enable unqualified
+    }
+    Loader {
+        active: page.tab.showDiskAccessIssue
+        // qmllint disable unqualified
+        sourceComponent: DiskAccessIssueAlert {
+            driver: page.driver
+            permissionManager: page.view.permissionManager
+            visible: true
+        }
+        // qmllint enable unqualified
+    }
 }

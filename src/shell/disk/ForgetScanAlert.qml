@@ -7,12 +7,14 @@ AppDialog {
     id: alert
 
     required property MainView view
+    // Where the index lies.
+    required property string place
 
     visible: view.forgetIndexConfirmation
     iconName: "disk"
     title: qsTr("Forget saved scan?")
     text: qsTr("This removes the saved file index from this Mac. Your files and the current on-screen scan are preserved.")
-    note: view.diskSpace.savedScanPlace
+    note: place
     actions: [cancel, forget]
     defaultAction: cancel
     cancelAction: cancel

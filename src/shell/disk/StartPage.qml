@@ -8,10 +8,11 @@ T.Control {
     id: page
 
     required property MainView view
-    readonly property DiskSpacePresenter presenter: view.diskSpace
+    required property DiskSpaceTab tab
+    readonly property DiskSpacePresenter presenter: tab.presenter
 
     Component.onCompleted: presenter.refreshVolume()
-    Component.onDestruction: view.recentScans.forgetUndo()
+    Component.onDestruction: tab.recentScans.forgetUndo()
 
     // What the strip covers of the page's foot.
     readonly property real coveredHeight: undo.visible ? undo.height + undo.anchors.bottomMargin : 0
@@ -30,7 +31,7 @@ T.Control {
         onEntered: drag => drag.accepted = drag.hasUrls
         onDropped: drop => {
             drop.accept();
-            page.view.drop(drop.urls);
+            page.tab.drop(drop.urls);
         }
     }
 
@@ -51,18 +52,18 @@ T.Control {
             spacing: Theme.space4
 
             InlineMessage {
-                visible: page.view.dropMessage.length > 0
+                visible: page.tab.dropMessage.length > 0
                 Layout.fillWidth: true
-                text: page.view.dropMessage
+                text: page.tab.dropMessage
                 detail: qsTr("Drop a folder that your account may open, or choose one with “Scan Folder”.")
-                onDismissed: page.view.dismissDropMessage()
+                onDismissed: page.tab.dismissDropMessage()
             }
             InlineMessage {
                 visible: page.presenter.errorText.length > 0
                 Layout.fillWidth: true
                 text: page.presenter.errorText
                 detail: page.presenter.errorHint
-                onDismissed: page.view.scannerViewModel.dismissError()
+                onDismissed: page.tab.driver.dismissError()
             }
 
             DashedFrame {
@@ -127,7 +128,7 @@ T.Control {
                                 text: qsTr("Scan Folder")
                                 icon.name: "folder"
                                 implicitHeight: Theme.controlHeight + 4
-                                onClicked: page.view.scanFolder()
+                                onClicked: page.tab.scanFolder()
                             }
                             AppLabel {
                                 height: Theme.controlHeight + 4
@@ -139,8 +140,8 @@ T.Control {
                         AppCheckBox {
                             Layout.topMargin: Theme.space1
                             text: qsTr("Skip hidden files")
-                            checked: page.view.scannerViewModel.skipHiddenFiles
-                            onToggled: page.view.scannerViewModel.skipHiddenFiles = checked
+                            checked: page.tab.driver.skipHiddenFiles
+                            onToggled: page.tab.driver.skipHiddenFiles = checked
 
                             Accessible.description: qsTr("For folders. A scan of the entire disk measures hidden files too.")
                         }
@@ -157,8 +158,8 @@ T.Control {
             RecentScans {
                 id: recent
                 Layout.fillWidth: true
-                scans: page.view.recentScans
-                canRescan: !page.view.scannerViewModel.isDeleting
+                scans: page.tab.recentScans
+                canRescan: !page.tab.driver.isDeleting
                 onShown: item => page.bringIntoSight(item)
                 onEmptied: undo.takeKeyboard()
             }
@@ -171,11 +172,11 @@ T.Control {
         anchors.bottom: parent.bottom
         anchors.bottomMargin: Theme.space4
         width: Math.min(implicitWidth, column.width)
-        text: page.view.recentScans.undoText
+        text: page.tab.recentScans.undoText
         onUndone: {
-            page.view.recentScans.undo();
+            page.tab.recentScans.undo();
             recent.takeKeyboard();
         }
-        onDismissed: page.view.recentScans.forgetUndo()
+        onDismissed: page.tab.recentScans.forgetUndo()
     }
 }

@@ -7,9 +7,11 @@ import Larkfold.Shell
 
 // The tab of past removals: what went, where it is now, and how to get it back.
 T.Control {
-    id: tab
+    id: page
 
-    required property CleanupHistoryModel history
+    required property MainView view
+    required property CleanupHistoryTab tab
+    readonly property CleanupHistoryModel history: tab.history
 
     Toolbar {
         id: toolbar
@@ -20,8 +22,8 @@ T.Control {
         AppButton {
             text: qsTr("Clear history")
             icon.name: "trash"
-            enabled: tab.history.canClear
-            onClicked: tab.history.clearConfirmation = true
+            enabled: page.history.canClear
+            onClicked: page.history.clearConfirmation = true
         }
     }
 
@@ -52,7 +54,7 @@ T.Control {
             }
             AppLabel {
                 Layout.fillWidth: true
-                text: tab.history.placeHint
+                text: page.history.placeHint
                 secondary: true
                 font.pixelSize: Theme.sizeCaption
                 wrapMode: Text.Wrap
@@ -68,23 +70,23 @@ T.Control {
         }
 
         InlineMessage {
-            visible: tab.history.error.length > 0
+            visible: page.history.error.length > 0
             Layout.fillWidth: true
             Layout.leftMargin: Theme.space5
             Layout.rightMargin: Theme.space5
             Layout.bottomMargin: Theme.space3
-            text: tab.history.error
-            detail: tab.history.errorHint
-            onDismissed: tab.history.dismissError()
+            text: page.history.error
+            detail: page.history.errorHint
+            onDismissed: page.history.dismissError()
         }
         InlineMessage {
-            visible: tab.history.journalProblem.length > 0
+            visible: page.history.journalProblem.length > 0
             Layout.fillWidth: true
             Layout.leftMargin: Theme.space5
             Layout.rightMargin: Theme.space5
             Layout.bottomMargin: Theme.space3
-            text: tab.history.journalProblem
-            onDismissed: tab.history.dismissJournalProblem()
+            text: page.history.journalProblem
+            onDismissed: page.history.dismissJournalProblem()
         }
 
         Hairline {
@@ -109,7 +111,7 @@ T.Control {
                 activeFocusOnTab: true
                 clip: true
                 reuseItems: true
-                model: tab.history
+                model: page.history
                 boundsBehavior: Flickable.StopAtBounds
                 keyNavigationEnabled: false
                 highlightFollowsCurrentItem: false
@@ -133,8 +135,8 @@ T.Control {
                 // An operation opens or closes; of an item the place in Trash is shown.
                 function activate(row: int) {
                     currentIndex = row;
-                    tab.history.toggle(row);
-                    tab.history.locateInTrash(row);
+                    page.history.toggle(row);
+                    page.history.locateInTrash(row);
                 }
 
                 onActiveFocusChanged: followsKeyboard = true
@@ -146,19 +148,19 @@ T.Control {
                 Keys.onSpacePressed: activate(currentIndex)
                 Keys.onRightPressed: {
                     if (!(currentItem as CleanupHistoryRow)?.isOpen) {
-                        tab.history.toggle(currentIndex);
+                        page.history.toggle(currentIndex);
                     }
                 }
                 Keys.onLeftPressed: {
-                    moveTo(tab.history.operationRowOf(currentIndex));
+                    moveTo(page.history.operationRowOf(currentIndex));
                     if ((currentItem as CleanupHistoryRow)?.isOpen) {
-                        tab.history.toggle(currentIndex);
+                        page.history.toggle(currentIndex);
                     }
                 }
                 Keys.onPressed: event => {
                     event.accepted = true;
                     if (event.matches(StandardKey.Copy)) {
-                        tab.history.copyPath(currentIndex);
+                        page.history.copyPath(currentIndex);
                     } else if (event.key === Qt.Key_PageUp) {
                         moveTo(currentIndex - rowsPerPage);
                     } else if (event.key === Qt.Key_PageDown) {
@@ -176,31 +178,31 @@ T.Control {
                     width: ListView.view.width
                     isCurrent: ListView.isCurrentItem && list.activeFocus
                     hasRing: isCurrent && list.followsKeyboard
-                    help: tab.history.restoreHelp + "\n\n" + tab.history.restoreHelpHere
+                    help: page.history.restoreHelp + "\n\n" + page.history.restoreHelpHere
                     onChosen: list.choose(index)
                     onActivated: list.activate(index)
-                    onLocateRequested: tab.history.locateInTrash(index)
+                    onLocateRequested: page.history.locateInTrash(index)
                 }
             }
 
             EmptyState {
                 anchors.fill: parent
-                visible: tab.history.isEmpty
+                visible: page.history.isEmpty
                 iconName: "history"
                 title: qsTr("No cleanup operations yet")
                 text: qsTr("What you remove with Larkfold is listed here, with the place where it is now.")
             }
             EmptyState {
                 anchors.fill: parent
-                visible: tab.history.isUnreadable && !tab.history.hasOperations
+                visible: page.history.isUnreadable && !page.history.hasOperations
                 iconName: "warning"
                 title: qsTr("The history cannot be shown")
                 actionText: qsTr("Try Again")
-                onTriggered: tab.history.load()
+                onTriggered: page.history.load()
             }
             AppProgressBar {
                 anchors.centerIn: parent
-                visible: tab.history.isLoading
+                visible: page.history.isLoading
                 indeterminate: true
                 Accessible.name: qsTr("Reading the history")
             }

@@ -6,16 +6,15 @@ import Larkfold.Shell
 Rectangle {
     id: strip
 
-    required property DiskSpacePresenter presenter
-    required property DiskScannerViewModel driver
+    required property RemovalProgressPresenter presenter
     property bool offersCancel: false
 
-    visible: driver.isDeleting
+    visible: presenter.isRunning
     height: visible ? implicitHeight : 0
     implicitHeight: row.implicitHeight + 2 * Theme.space2
     color: Theme.surfaceRaised
     Accessible.role: Accessible.Grouping
-    Accessible.name: presenter.removalText
+    Accessible.name: presenter.text
 
     Hairline {
         anchors.bottom: parent.bottom
@@ -32,22 +31,22 @@ Rectangle {
         spacing: Theme.space4
 
         AppLabel {
-            text: strip.presenter.removalText
+            text: strip.presenter.text
         }
         AppProgressBar {
             Layout.fillWidth: true
-            value: strip.presenter.removalShare
+            value: strip.presenter.share
             // Until the first item has gone there is nothing to measure by.
             indeterminate: value === 0
-            Accessible.name: strip.presenter.removalText
+            Accessible.name: strip.presenter.text
         }
         AppButton {
             visible: strip.offersCancel
             text: qsTr("Cancel")
             icon.name: "stop"
-            enabled: !strip.driver.isStoppingDeletion
+            enabled: strip.presenter.canCancel
             implicitHeight: Theme.minimumTarget
-            onClicked: strip.driver.cancelDeletion()
+            onClicked: strip.presenter.cancel()
         }
     }
 }

@@ -164,10 +164,11 @@ TEST_F(SlowDiskTest, aPreparationThatWaitsForASilentDiskTellsForWhatAndIsCancell
     markAll();
     EXPECT_EQ(driver->selectedForDeletion().size(), 3u) << "no mark waits for the disk";
     driver->setShowDeleteConfirmation(true);
-    ASSERT_TRUE(waitFor([this] { return driver->reviewProgress().awaited == tree.path("root/silent"); }));
+    ASSERT_TRUE(
+        waitFor([this] { return driver->reviewRequest().progress().awaited == tree.path("root/silent"); }));
     EXPECT_TRUE(driver->isPreparingReview());
-    EXPECT_EQ(driver->reviewProgress().answered, 1);
-    EXPECT_EQ(driver->reviewProgress().total, 3);
+    EXPECT_EQ(driver->reviewRequest().progress().checked, 1);
+    EXPECT_EQ(driver->reviewRequest().progress().total, 3);
 
     driver->setShowDeleteConfirmation(false);
     EXPECT_FALSE(driver->isPreparingReview());
@@ -195,7 +196,8 @@ TEST_F(SlowDiskTest, theEndOfTheDriverWaitsForNoSilentDisk) {
     setSilent(true);
     markAll();
     driver->setShowDeleteConfirmation(true);
-    ASSERT_TRUE(waitFor([this] { return driver->reviewProgress().awaited == tree.path("root/silent"); }));
+    ASSERT_TRUE(
+        waitFor([this] { return driver->reviewRequest().progress().awaited == tree.path("root/silent"); }));
     driver.reset();
 }
 

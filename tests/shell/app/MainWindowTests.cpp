@@ -83,7 +83,7 @@ TEST_F(MainWindowTest, aStoredTabThatIsNotThere_showsTheFirstAndStaysStored) {
     startAfterFirstRun();
     EXPECT_EQ(view().selectedTab(), 0);
     EXPECT_TRUE(isShown("Scan Entire Disk"));
-    app_->showDiskSpace();
+    app_->showTab(0);
     EXPECT_EQ(defaults_.integerForKey("selectedTab"), 6);
 }
 
@@ -99,7 +99,7 @@ TEST_F(MainWindowTest, aFinishedScanShowsTheResultAndItsSums) {
     tree_.file("home/a", "x");
     startAfterFirstRun();
     ASSERT_TRUE(scan(tree_.path("home")));
-    EXPECT_EQ(view().diskPage(), MainView::DiskPage::Result);
+    EXPECT_EQ(view().diskSpace()->page(), DiskSpaceTab::Page::Result);
     EXPECT_TRUE(isShown("Refresh"));
     EXPECT_TRUE(isShown("Forget saved scan…"));
     EXPECT_TRUE(isShown("in 1 file, 1 folder"));
@@ -111,10 +111,10 @@ TEST_F(MainWindowTest, newScan_goesBackToTheStartPageAndTheMapIsOnePressAway) {
     startAfterFirstRun();
     ASSERT_TRUE(scan(tree_.path("home")));
     QTest::keyClick(window_, Qt::Key_N, Qt::ControlModifier);
-    EXPECT_EQ(view().diskPage(), MainView::DiskPage::Start);
+    EXPECT_EQ(view().diskSpace()->page(), DiskSpaceTab::Page::Start);
     EXPECT_TRUE(driver().hasScanResult());
     click("Back to Map");
-    EXPECT_EQ(view().diskPage(), MainView::DiskPage::Result);
+    EXPECT_EQ(view().diskSpace()->page(), DiskSpaceTab::Page::Result);
 }
 
 TEST_F(MainWindowTest, backspaceAndAltLeftGoBack) {
@@ -140,7 +140,7 @@ TEST_F(MainWindowTest, scanEntireDisk_withAccessStartsWithoutAnAlert) {
     click("Cancel");
     ASSERT_TRUE(eventually([this] { return !driver().isScanning(); }));
     EXPECT_TRUE(isShown("Scan was cancelled"));
-    EXPECT_FALSE(view().showDiskAccessIssue());
+    EXPECT_FALSE(view().diskSpace()->showDiskAccessIssue());
 }
 
 TEST_F(MainWindowTest, scanEntireDisk_withoutAccessAdvisesFirst) {
@@ -215,7 +215,7 @@ TEST_F(MainWindowTest, aDroppedFolderIsScannedWhateverTheBytesOfItsName) {
     const std::string path = tree_.folder("odd \xff name");
     tree_.file("odd \xff name/a", "x");
     startAfterFirstRun();
-    view().drop({QUrl::fromEncoded(fileURLFromPath(path))});
+    view().diskSpace()->drop({QUrl::fromEncoded(fileURLFromPath(path))});
     ASSERT_TRUE(eventually([this] { return driver().hasScanResult(); }));
     EXPECT_EQ(driver().scanRootPath(), path);
     EXPECT_EQ(driver().scanResult()->totalFiles, 1);
@@ -226,13 +226,13 @@ TEST_F(MainWindowTest, aDroppedItemThatIsNoFolderLeavesThePageAsItWasWithTheMess
     startAfterFirstRun();
     for (const QUrl& url : {QUrl::fromEncoded(fileURLFromPath(file)), QUrl("file:///not/there"),
                             QUrl("https://example.org/a")}) {
-        view().drop({url});
+        view().diskSpace()->drop({url});
         EXPECT_TRUE(eventually([this] { return isShown("Larkfold couldn’t access that location."); }))
             << url.toString().toStdString();
         EXPECT_FALSE(driver().isScanning());
         EXPECT_FALSE(driver().error().has_value());
         EXPECT_TRUE(isShown("Scan Entire Disk"));
-        view().dismissDropMessage();
+        view().diskSpace()->dismissDropMessage();
     }
 }
 
@@ -341,7 +341,7 @@ TEST_F(MainWindowTest, theNoticeOfTheSavedIndexIsReadWholeAtEveryWidth) {
         for (const int width : {900, 1280, 2560}) {
             window_->resize(width, 600);
             ASSERT_TRUE(eventually([this, width] { return window_->contentItem()->width() == width; }));
-            for (const QString& text : {notice, view().diskSpace()->savedScanHint()}) {
+            for (const QString& text : {notice, view().diskSpace()->presenter()->savedScanHint()}) {
                 QQuickItem* label = find(text);
                 ASSERT_NE(label, nullptr) << text.toStdString();
                 const auto isWhole = [&] {
@@ -363,11 +363,11 @@ TEST_F(MainWindowTest, marksAreCountedInTheSidebarWideOrNarrow) {
     window_->resize(1400, 800);
     ASSERT_TRUE(scan(tree_.path("home")));
     driver().toggleSelection(driver().currentNode()->children().front());
-    const QString marked = view().diskSpace()->markedText();
+    const QString marked = view().diskSpace()->presenter()->markedText();
     ASSERT_FALSE(marked.isEmpty());
     EXPECT_TRUE(eventually([&] { return isShown(marked); }));
     window_->resize(900, 600);
-    EXPECT_TRUE(eventually([&] { return isShown(view().diskSpace()->markedShortText()); }));
+    EXPECT_TRUE(eventually([&] { return isShown(view().diskSpace()->presenter()->markedShortText()); }));
     driver().clearSelection();
     EXPECT_FALSE(isShown(marked));
 }

@@ -87,6 +87,15 @@ protected:
     QQuickItem* find(const QString& text) { return findBelow(window_->contentItem(), text); }
     bool isShown(const QString& text) { return find(text) != nullptr; }
 
+    // By its object's name, whoever made it; null where there is none. Pages and sheets are items of the
+    // window, but not its objects.
+    QQuickItem* named(const QString& name) {
+        return namedBelow(window_->contentItem()->parentItem() != nullptr
+                              ? window_->contentItem()->parentItem()
+                              : window_->contentItem(),
+                          name);
+    }
+
     // Presses the button of that title through the window, so that what covers it gets the press.
     void click(const QString& text) {
         ASSERT_TRUE(eventually([&] { return isShown(text); })) << text.toStdString();
@@ -113,6 +122,17 @@ protected:
     QStringList warnings_;
 
 private:
+    static QQuickItem* namedBelow(QQuickItem* item, const QString& name) {
+        if (item->objectName() == name) {
+            return item;
+        }
+        for (QQuickItem* child : item->childItems()) {
+            if (QQuickItem* found = namedBelow(child, name)) {
+                return found;
+            }
+        }
+        return nullptr;
+    }
     static QQuickItem* findBelow(QQuickItem* item, const QString& text) {
         if (!item->isVisible() || item->opacity() == 0) {
             return nullptr;

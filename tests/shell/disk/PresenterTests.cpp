@@ -4,6 +4,7 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <filesystem>
+#include <map>
 #include <string>
 
 #include "disk/DiskScannerViewModel.h"
@@ -93,7 +94,9 @@ TEST_F(PresenterTest, aSavedScanThatCannotBeForgottenIsToldWithWhatHelps) {
     std::filesystem::remove(index);
     std::filesystem::create_directory(index);  // cannot be deleted as a file
     driver_.forgetSavedScan();
-    ASSERT_TRUE(QTest::qWaitFor([this] { return driver_.isForgettingProblem(); }, 60'000));
+    ASSERT_TRUE(QTest::qWaitFor(
+        [this] { return driver_.failure() && driver_.failure()->kind == DiskFailure::Kind::forgetting; },
+        60'000));
     EXPECT_TRUE(presenter_.errorHint().startsWith("The saved scan is still there."))
         << presenter_.errorHint().toStdString();
     std::filesystem::remove(index);
@@ -200,10 +203,26 @@ TEST_F(PresenterTest, aFailureStandsInThePageWithWhatToDo) {
     EXPECT_TRUE(presenter_.errorHint().isEmpty());
 }
 
+TEST_F(PresenterTest, whatToDoFollowsFromTheKindOfAFailureAndNotFromItsText) {
+    using Kind = DiskFailure::Kind;
+    const std::map<Kind, QString> hints{{Kind::access, QString()},
+                                        {Kind::scan, texts::scanFailedHint()},
+                                        {Kind::cancelled, texts::scanCancelledHint()},
+                                        {Kind::restoring, texts::restoreFailedHint()},
+                                        {Kind::refreshing, texts::refreshFailedHint()},
+                                        {Kind::forgetting, texts::forgettingFailedHint()},
+                                        {Kind::removal, texts::removalFailedHint()},
+                                        {Kind::record, texts::recordMissingHint()}};
+    for (const auto& [kind, hint] : hints) {
+        driver_.setFailure(DiskFailure{.kind = kind, .text = "Scan was cancelled"});
+        EXPECT_EQ(presenter_.errorHint(), hint);
+    }
+}
+
 TEST_F(PresenterTest, aFailureOfPermissionIsLeftToTheAlert) {
     driver_.setError("No.", true);
     EXPECT_TRUE(presenter_.errorText().isEmpty());
-    driver_.setError("Scan was cancelled", false);
+    driver_.setFailure(DiskFailure{.kind = DiskFailure::Kind::cancelled, .text = "Scan was cancelled"});
     EXPECT_EQ(presenter_.errorText(), "Scan was cancelled");
     EXPECT_EQ(presenter_.errorHint(), texts::scanCancelledHint());
 }

@@ -38,7 +38,7 @@ protected:
         startAfterFirstRun();
         window_->resize(1280, 800);
     }
-    QQuickItem* list() { return window_->findChild<QQuickItem*>("recentScans"); }
+    QQuickItem* list() { return named("recentScans"); }
     void focusList() {
         ASSERT_NE(list(), nullptr);
         list()->forceActiveFocus();
@@ -232,7 +232,7 @@ TEST_F(RecentScansWindowTest, aFolderWhosePermissionHasGoneIsToldOnThePage) {
     key(Qt::Key_Return);
     EXPECT_TRUE(eventually(
         [this] { return isShown("This saved folder needs permission again. Please select it manually."); }));
-    EXPECT_FALSE(view().showDiskAccessIssue());
+    EXPECT_FALSE(view().diskSpace()->showDiskAccessIssue());
     EXPECT_EQ(roots(), Names({"a", "gone"}));
 }
 

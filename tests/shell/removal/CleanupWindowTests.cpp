@@ -36,7 +36,7 @@ protected:
         startAfterFirstRun();
         window_->resize(1400, 800);
         ASSERT_TRUE(scan(tree_.path("home")));
-        auto* list = window_->findChild<QQuickItem*>("fileList");
+        auto* list = named("fileList");
         ASSERT_NE(list, nullptr);
         list->forceActiveFocus();
     }
@@ -237,7 +237,7 @@ TEST_F(CleanupWindowTest, theToolbarsButtonTheSidebarAndTheMapLeadToTheReview) {
         key(Qt::Key_Escape);
         ASSERT_TRUE(isClosed("Review cleanup"));
     }
-    auto* layer = window_->findChild<QQuickItem*>("sunburstLayer");
+    auto* layer = named("sunburstLayer");
     ASSERT_NE(layer, nullptr);
     layer->forceActiveFocus();
     key(Qt::Key_Delete);
@@ -271,7 +271,7 @@ TEST_F(CleanupWindowTest, whatFailedStaysMarkedAndIsTold) {
     EXPECT_TRUE(
         isShown("Larkfold did not remove what failed; it stays marked. Cleanup History tells what became "
                 "of every item."));
-    EXPECT_FALSE(view().showDiskAccessIssue());
+    EXPECT_FALSE(view().diskSpace()->showDiskAccessIssue());
     EXPECT_EQ(driver().selectedForDeletion(), std::set<UUID>{node("large")->id()});
     EXPECT_EQ(node("middle"), nullptr);
 }
@@ -291,7 +291,7 @@ TEST_F(CleanupWindowTest, manyFailuresDoNotFillThePage) {
     driver().deleteSelected(false);
     ASSERT_TRUE(finishes());
     EXPECT_EQ(driver().errorText().count('\n'), 39);
-    const QString shown = view().diskSpace()->errorText();
+    const QString shown = view().diskSpace()->presenter()->errorText();
     EXPECT_EQ(shown.count('\n'), 20);
     EXPECT_TRUE(shown.endsWith("\nand 20 more, see the history")) << shown.toStdString();
     EXPECT_TRUE(driver().errorText().startsWith(shown.section('\n', 0, 19)))
@@ -300,11 +300,13 @@ TEST_F(CleanupWindowTest, manyFailuresDoNotFillThePage) {
     // At the limit everything is shown; one more is one more.
     for (const int lines : {20, 21}) {
         QStringList failures;
+        std::vector<std::string> told;
         for (int i = 0; i < lines; ++i) {
             failures << QString::number(i);
+            told.push_back(std::to_string(i));
         }
         const QString all = failures.join('\n');
-        EXPECT_EQ(texts::firstLines(all.toStdString(), 20),
+        EXPECT_EQ(texts::firstOf(told, 20),
                   lines == 20 ? all : all.section('\n', 0, 19) + "\nand 1 more, see the history");
     }
 }
@@ -312,7 +314,7 @@ TEST_F(CleanupWindowTest, manyFailuresDoNotFillThePage) {
 TEST_F(CleanupWindowTest, aPreparationThatLastsIsShownAndCanBeCancelledByKeys) {
     scannedWithAGateThatTells();
     markTheFirstTwoByKeys();
-    auto& review = *view().cleanupReview();
+    auto& review = *view().removal()->review();
     review.prepare();
     ASSERT_TRUE(eventually([this] { return isShown("Preparing the review…"); }));
     ASSERT_TRUE(hasFocus("Cancel")) << focusName().toStdString();
@@ -332,7 +334,7 @@ TEST_F(CleanupWindowTest, aPreparationThatLastsIsShownAndCanBeCancelledByKeys) {
 TEST_F(CleanupWindowTest, theListComesIntoTheSheetThatWasPreparedAndTheKeyboardStaysOnCancel) {
     scannedWithAGateThatTells();
     markTheFirstTwoByKeys();
-    auto& review = *view().cleanupReview();
+    auto& review = *view().removal()->review();
     review.prepare();
     ASSERT_TRUE(eventually([this] { return isShown("Preparing the review…"); }));
     ASSERT_TRUE(hasFocus("Cancel"));
@@ -415,12 +417,12 @@ TEST_F(CleanupWindowTest, aRemovalUnderWayTellsHowFarItIsAndCanBeCancelledFromEv
     EXPECT_FALSE(find("New Scan")->isEnabled());
     EXPECT_FALSE(isShown("Review…")) << "what goes is not marked to go once more";
     view().startNewScan();
-    EXPECT_EQ(view().diskPage(), MainView::DiskPage::Result);
+    EXPECT_EQ(view().diskSpace()->page(), DiskSpaceTab::Page::Result);
 
     view().setSelectedTab(5);
     EXPECT_TRUE(isShown("Moving to Trash: 1 of 3 items…"));
     click("Cancel");
-    EXPECT_TRUE(driver().isStoppingDeletion() || !driver().isDeleting());
+    EXPECT_TRUE(driver().removalRun()->isStopping() || !driver().isDeleting());
     ASSERT_TRUE(eventually([this] { return isShown("1 items moved to Trash · 2 skipped or failed"); }));
     EXPECT_EQ(driver().selectedForDeletion().size(), 2u);
     EXPECT_FALSE(isShown("Cancel"));
@@ -448,9 +450,9 @@ TEST_F(CleanupWindowTest, fiftyThousandItemsAreRowsOnlyWhereTheyAreSeen) {
                          .keeper = std::nullopt,
                          .isFolder = false});
     }
-    view().cleanupReview()->open(items, {}, [](bool) {});
+    view().removal()->review()->open(items, {}, [](bool) {});
     ASSERT_TRUE(eventually([this] { return isShown("50,000 items · 1.25 GB estimated data"); }));
-    auto* list = window_->findChild<QQuickItem*>("reviewList");
+    auto* list = named("reviewList");
     ASSERT_NE(list, nullptr);
     const auto rows = [list] {
         return list->property("contentItem").value<QQuickItem*>()->childItems().size();
@@ -463,7 +465,7 @@ TEST_F(CleanupWindowTest, fiftyThousandItemsAreRowsOnlyWhereTheyAreSeen) {
     EXPECT_LT(rows(), 60);
     key(Qt::Key_Home);
     EXPECT_TRUE(eventually([this] { return isShown("/home/a/folder/0"); }));
-    view().cleanupReview()->cancel();
+    view().removal()->review()->cancel();
 }
 
 TEST_F(CleanupWindowTest, anEmptyHistorySaysSo) {
@@ -492,8 +494,8 @@ TEST_F(CleanupWindowTest, aDamagedHistoryIsToldAndOnlyClearingReplacesIt) {
     startAfterFirstRun();
     click("Cleanup History");
     ASSERT_TRUE(eventually([this] { return isShown("The history cannot be shown"); }));
-    EXPECT_TRUE(view().cleanupHistory()->error().startsWith("History could not be read: "));
-    EXPECT_TRUE(isShown(view().cleanupHistory()->error()));
+    EXPECT_TRUE(view().removal()->history()->error().startsWith("History could not be read: "));
+    EXPECT_TRUE(isShown(view().removal()->history()->error()));
     EXPECT_FALSE(isShown("No cleanup operations yet"));
     click("Clear history");
     ASSERT_TRUE(eventually([this] { return isShown("Clear cleanup history?"); }));
@@ -503,7 +505,7 @@ TEST_F(CleanupWindowTest, aDamagedHistoryIsToldAndOnlyClearingReplacesIt) {
     key(Qt::Key_Return);
     ASSERT_TRUE(isClosed("Clear cleanup history?"));
     EXPECT_EQ(contentOf(historyFile()), "damaged");
-    view().cleanupHistory()->setClearConfirmation(true);
+    view().removal()->history()->setClearConfirmation(true);
     ASSERT_TRUE(eventually([this] { return isShown("Clear cleanup history?"); }));
     ASSERT_TRUE(hasFocus("Cancel"));
     key(Qt::Key_Tab);
@@ -528,19 +530,19 @@ TEST_F(CleanupWindowTest, theHistoryIsWalkedByKeys) {
     store.append(operation);
     startAfterFirstRun();
     click("Cleanup History");
-    ASSERT_TRUE(eventually([this] { return view().cleanupHistory()->count() == 1; }));
+    ASSERT_TRUE(eventually([this] { return view().removal()->history()->count() == 1; }));
     ASSERT_TRUE(hasFocus("historyList")) << focusName().toStdString();
     key(Qt::Key_Right);
-    ASSERT_EQ(view().cleanupHistory()->count(), 3);
+    ASSERT_EQ(view().removal()->history()->count(), 3);
     EXPECT_TRUE(eventually([this] { return isShown("Locate in Trash"); }));
     key(Qt::Key_Down);
     key(Qt::Key_Down);
     key(Qt::Key_Return);
     EXPECT_TRUE(eventually([&] { return revealed == std::vector<std::string>{inside}; }));
     key(Qt::Key_Left);
-    EXPECT_EQ(view().cleanupHistory()->count(), 1);
+    EXPECT_EQ(view().removal()->history()->count(), 1);
     key(Qt::Key_Space);
-    EXPECT_EQ(view().cleanupHistory()->count(), 3);
+    EXPECT_EQ(view().removal()->history()->count(), 3);
     view().setSelectedTab(0);
     EXPECT_TRUE(eventually([this] { return isShown("Scan Folder"); }));
     EXPECT_FALSE(isShown("Locate in Trash"));
@@ -619,19 +621,19 @@ TEST_F(InterruptedWindowTest, aTakenName_isTold_andNothingIsReplaced) {
     EXPECT_EQ(contentOf(tree_.path("home/.larkfold-removing-0/letters")), "Dear Ada");
     // No file manager answers here, and that is told too.
     click("Show in File Manager");
-    EXPECT_TRUE(eventually([this] { return !view().interruptedRemoval()->revealProblem().isEmpty(); }));
+    EXPECT_TRUE(eventually([this] { return !view().removal()->interrupted()->revealProblem().isEmpty(); }));
 }
 
 TEST_F(InterruptedWindowTest, aDamagedJournal_isToldInTheHistory_andGoesWithIt) {
     const std::string journal = surroundings_.file("cleanup-journal-0.jsonl", "damaged\n");
     startAfterFirstRun();
     view().setSelectedTab(5);
-    ASSERT_TRUE(eventually([this] { return !view().cleanupHistory()->journalProblem().isEmpty(); }));
-    EXPECT_TRUE(view().cleanupHistory()->canClear());
+    ASSERT_TRUE(eventually([this] { return !view().removal()->history()->journalProblem().isEmpty(); }));
+    EXPECT_TRUE(view().removal()->history()->canClear());
     click("Clear history");
     ASSERT_TRUE(eventually([this] { return isShown("Clear cleanup history?"); }));
-    view().cleanupHistory()->clear();
-    EXPECT_TRUE(eventually([this] { return view().cleanupHistory()->journalProblem().isEmpty(); }));
+    view().removal()->history()->clear();
+    EXPECT_TRUE(eventually([this] { return view().removal()->history()->journalProblem().isEmpty(); }));
     EXPECT_FALSE(FileIdentity::of(journal));
 }
 

@@ -1,0 +1,262 @@
+#include "disk/RemovalSelection.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+#include "disk/MarkTexts.h"
+#include "platform/Path.h"
+#include "removal/PathRules.h"
+
+namespace larkfold {
+
+RemovalSelection::RemovalSelection(MainQueue& mainQueue, QObject* parent)
+    : QObject(parent), mainQueue_(mainQueue), context_(mainQueue, "removal-review") {}
+
+RemovalSelection::~RemovalSelection() {
+    rulesTask_.drop();
+    markTask_.drop();
+    preparation_.reset();
+}
+
+void RemovalSelection::takeMap(FileNode::Pointer root, RemovalScope removalScope) {
+    root_ = std::move(root);
+    marks_.begin(root_);
+    removalScope_ = std::make_shared<const RemovalScope>(std::move(removalScope));
+    if (!removalScope_->hasRules()) {
+        awaitRules();
+    }
+}
+
+void RemovalSelection::takeTree(FileNode::Pointer root) {
+    clear();
+    root_ = std::move(root);
+    marks_.begin(root_);
+}
+
+void RemovalSelection::dropMap() {
+    root_.reset();
+    removalScope_.reset();
+    rulesTask_.drop();
+    clear();
+    setNotice(std::nullopt);
+}
+
+// Where the disk was too slow to tell the protected places with the map, for as long as it takes. Until then
+// nothing can be marked, and that is told.
+void RemovalSelection::awaitRules() {
+    rulesTask_ = context_.run<RemovalScope>(
+        [removalScope = *removalScope_](const std::stop_token& stop) mutable {
+            removalScope.awaitRules(stop);
+            return std::move(removalScope);
+        },
+        [this](Outcome<RemovalScope> outcome) {
+            rulesTask_ = Run();
+            try {
+                removalScope_ = std::make_shared<const RemovalScope>(std::move(outcome.get()));
+            } catch (const std::exception&) {
+                // They stay unknown.
+            }
+        });
+}
+
+// --- Marks
+
+std::optional<std::string> RemovalSelection::whyNotMarked(const FileNode& node) const {
+    if (node.isAggregate()) {
+        return mark_texts::aggregateCannotBeMarked;
+    }
+    if (root_ && node == *root_) {
+        return mark_texts::rootCannotBeMarked;
+    }
+    using Answer = RemovalScope::Answer;
+    switch (removalScope_ ? removalScope_->mayMark(node.url()) : Answer::refused) {
+        case Answer::allowed:
+            return std::nullopt;
+        case Answer::unknownRoot:
+            return mark_texts::unknownRoot;
+        case Answer::notToldYet:
+            return mark_texts::notToldYet;
+        case Answer::refused:
+            break;
+    }
+    return scanScope_ == ScanScope::startupDisk ? mark_texts::outsideHomeCannotBeMarked
+                                                : mark_texts::protectedCannotBeMarked;
+}
+
+void RemovalSelection::toggle(const FileNode::Pointer& node) {
+    if (!node) {
+        return;
+    }
+    if (auto refusal = whyNotMarked(*node)) {
+        setNotice(std::move(refusal));
+        return;
+    }
+    setNotice(std::nullopt);
+    if (!marks_.erase(node->id())) {
+        marks_.insert(node);
+        unchecked_.push_back(node);
+        checkMarks();
+    }
+    emit changed();
+}
+
+void RemovalSelection::clear() {
+    unchecked_.clear();
+    markTask_.drop();
+    if (marks_.ids().empty()) {
+        return;
+    }
+    marks_.clear();
+    emit changed();
+}
+
+void RemovalSelection::setNotice(std::optional<std::string> text) {
+    if (text != notice_) {
+        notice_ = std::move(text);
+        emit noticeChanged();
+    }
+}
+
+void RemovalSelection::forgetUnchecked() {
+    unchecked_.clear();
+    markTask_.drop();
+}
+
+void RemovalSelection::keepOnly(const std::vector<FileNode::Pointer>& nodes) {
+    marks_.clear();
+    for (const FileNode::Pointer& node : nodes) {
+        marks_.insert(node);
+    }
+}
+
+// Asks the disk about a portion of the marks that were set; the next one follows its answer. What it cannot
+// tell stays marked, and the review tells of it.
+void RemovalSelection::checkMarks() {
+    constexpr std::size_t portion = 4'096;
+    if (markTask_ || unchecked_.empty() || !removalScope_) {
+        return;
+    }
+    const std::size_t count = std::min(portion, unchecked_.size());
+    const auto end = unchecked_.end();
+    std::vector<FileNode::Pointer> nodes(end - static_cast<std::ptrdiff_t>(count), end);
+    unchecked_.resize(unchecked_.size() - count);
+    std::vector<std::string> urls;
+    urls.reserve(count);
+    for (const FileNode::Pointer& node : nodes) {
+        urls.push_back(node->url());
+    }
+    markTask_ = context_.run<RemovalScope::Decisions>(
+        [removalScope = removalScope_, urls = std::move(urls)](const std::stop_token& stop) {
+            return removalScope->ask(urls, nullptr, stop);
+        },
+        [this, nodes = std::move(nodes)](Outcome<RemovalScope::Decisions> outcome) {
+            markTask_ = Run();
+            try {
+                const RemovalScope::Decisions& decisions = outcome.get();
+                std::vector<FileNode::Pointer> refused;
+                for (std::size_t index = 0; index < nodes.size(); ++index) {
+                    using Verdict = removal_rules::PathDecision::Verdict;
+                    if (decisions.items[index].verdict == Verdict::refused &&
+                        marks_.contains(nodes[index]->id())) {
+                        refused.push_back(nodes[index]);
+                    }
+                }
+                takeBack(refused, decisions.isAnotherFolder);
+            } catch (const std::exception&) {
+                // Not asked, as where the system gives no thread. The review asks about all marks.
+            }
+            checkMarks();
+        });
+}
+
+void RemovalSelection::takeBack(const std::vector<FileNode::Pointer>& nodes, bool isAnotherFolder) {
+    if (nodes.empty()) {
+        return;
+    }
+    std::vector<std::string> names;
+    names.reserve(nodes.size());
+    for (const FileNode::Pointer& node : nodes) {
+        marks_.erase(node->id());
+        names.push_back(displayText(node->name()));
+    }
+    if (isAnotherFolder) {
+        clear();
+        setNotice(mark_texts::takenBackWithTheFolder());
+    } else {
+        setNotice(mark_texts::takenBack(names));
+    }
+    emit changed();
+}
+
+// --- Review
+
+void RemovalSelection::prepareReview() {
+    // Of these it asks as well, and must not wait behind them.
+    unchecked_.clear();
+    markTask_.drop();
+    setNotice(std::nullopt);
+    review_.reset();
+    reviewProgress_ = {.answered = 0, .total = static_cast<std::int64_t>(marks_.ids().size()), .awaited = {}};
+    preparation_ = std::make_unique<RemovalReviewPreparation>(
+        mainQueue_, context_, removalScope_, marks_.nodes(),
+        [this](const FileNode& node) { return marks_.isInTree(node); },
+        [this](const RemovalReviewPreparation::Progress& progress) {
+            if (progress != reviewProgress_) {
+                reviewProgress_ = progress;
+                emit reviewProgressChanged();
+            }
+        },
+        [this](Outcome<RemovalReviewPreparation::Prepared> outcome) { takeReview(std::move(outcome)); });
+    emit isPreparingReviewChanged();
+    emit reviewProgressChanged();
+}
+
+void RemovalSelection::dropReview() {
+    review_.reset();
+    if (preparation_) {
+        preparation_.reset();
+        emit isPreparingReviewChanged();
+    }
+}
+
+void RemovalSelection::takeReview(Outcome<RemovalReviewPreparation::Prepared> outcome) {
+    const auto ended = std::move(preparation_);  // alive until its own call has returned
+    emit isPreparingReviewChanged();
+    try {
+        RemovalReviewPreparation::Prepared& prepared = outcome.get();
+        takeBack(prepared.refused, prepared.isAnotherFolder);
+        review_ = std::move(prepared.review);
+    } catch (...) {
+        emit reviewFailed(std::current_exception());
+        return;
+    }
+    emit reviewPrepared();
+}
+
+std::shared_ptr<const RemovalReview> RemovalSelection::reviewOrMarks() const {
+    if (review_) {
+        return review_;
+    }
+    std::vector<std::pair<CleanupPreviewItem, FileNode::Pointer>> marked;
+    for (const FileNode::Pointer& node : marks_.nodes()) {
+        if (marks_.isInTree(*node) && !whyNotMarked(*node)) {
+            marked.emplace_back(RemovalReview::itemOf(*node), node);
+        }
+    }
+    std::sort(marked.begin(), marked.end(),
+              [](const auto& left, const auto& right) { return left.first.url < right.first.url; });
+    std::vector<CleanupPreviewItem> items;
+    items.reserve(marked.size());
+    for (auto& [item, node] : marked) {
+        items.push_back(std::move(item));
+    }
+    const auto review = std::make_shared<RemovalReview>();
+    review->shown = CleanupReview::shownOf(std::move(items));
+    for (const std::size_t position : review->shown->positions) {
+        review->nodes.push_back(marked[position].second);
+    }
+    return review;
+}
+
+}  // namespace larkfold
