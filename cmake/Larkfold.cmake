@@ -6,7 +6,9 @@ include(GNUInstallDirs)
 option(LARKFOLD_TESTS "Build the tests" ON)
 option(LARKFOLD_BENCHMARKS "Build the benchmark programs" ON)
 option(LARKFOLD_FUZZ "Build the fuzzing of the readers of the stored formats (Clang only)" OFF)
-option(LARKFOLD_PRECOMPILE "Read the headers that most sources share once (a source then may forget an include)" OFF)
+set(LARKFOLD_PRECOMPILE "" CACHE STRING
+  "Read the headers that most sources share once: of the tests, of all, or of none (a source then may forget an include)")
+set_property(CACHE LARKFOLD_PRECOMPILE PROPERTY STRINGS "" tests all)
 option(LARKFOLD_WARNINGS_AS_ERRORS "Treat warnings as errors" ON)
 set(LARKFOLD_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them: address,undefined or thread")
 set(LARKFOLD_UPDATE_FEED "" CACHE STRING "The https address of the feed of releases; without one there are no checks")
@@ -53,24 +55,35 @@ if(LARKFOLD_SANITIZE)
   endif()
 endif()
 
-# Headers that nearly every source of its kind reads, which is half the time of compiling most of them. Only for builds that
-# are made anew each time and whose sources another build holds to their own includes.
+# Headers that nearly every source of its kind reads, which is half the time of compiling most of them. The program's own
+# sources read them so only under sanitizers: the release build holds them to their own includes.
 set(LARKFOLD_SHARED_HEADERS
   <algorithm> <array> <chrono> <condition_variable> <cstdint> <filesystem> <fstream> <functional> <map> <memory> <mutex>
   <optional> <set> <sstream> <stop_token> <string> <string_view> <thread> <unordered_map> <utility> <vector>)
 set(LARKFOLD_SHARED_TEST_HEADERS <gtest/gtest.h> <gmock/gmock.h> ${LARKFOLD_SHARED_HEADERS})
 
-# larkfold_precompile(TARGET HEADERS...): compiles these headers once for the target, and for who borrows them.
+if(LARKFOLD_PRECOMPILE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  # So that the compiler cache can tell what such a header was made of.
+  add_compile_options(-fpch-preprocess)
+elseif(LARKFOLD_PRECOMPILE)
+  # Else each copy of the toolkit's headers would make another one, by its dates.
+  add_compile_options("SHELL:-Xclang -fno-pch-timestamp")
+endif()
+
+# larkfold_precompile(TARGET HEADERS...): compiles these headers once for a target of the program, and for who borrows them.
 function(larkfold_precompile target)
-  if(LARKFOLD_PRECOMPILE)
+  if(LARKFOLD_PRECOMPILE STREQUAL "all")
     target_precompile_headers(${target} PRIVATE ${ARGN})
   endif()
 endfunction()
 
 # larkfold_borrow_headers(TARGET LENDER): reads the headers that were compiled for another target of the same options.
 function(larkfold_borrow_headers target lender)
-  if(LARKFOLD_PRECOMPILE AND TARGET ${lender} AND NOT target STREQUAL lender)
-    target_precompile_headers(${target} REUSE_FROM ${lender})
+  if(TARGET ${lender} AND NOT target STREQUAL lender)
+    get_target_property(headers ${lender} PRECOMPILE_HEADERS)
+    if(headers)
+      target_precompile_headers(${target} REUSE_FROM ${lender})
+    endif()
   endif()
 endfunction()
 
@@ -114,12 +127,17 @@ function(larkfold_library name)
   endif()
 endfunction()
 
-# larkfold_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [TIMEOUT seconds] [SERIAL]): one test program, one ctest
-# entry. It runs headless and with a private home and runtime folder, so that no test ever sees the developer's own.
+# larkfold_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [TIMEOUT seconds] [SHARDS number] [COST seconds] [SERIAL]): one
+# test program, and one ctest entry that runs it or several that share its tests out. It runs headless and with a private
+# home and runtime folder, so that no test ever sees the developer's own. What costs most begins first; the cost is that of
+# one entry.
 function(larkfold_test name)
-  cmake_parse_arguments(ARG "SERIAL" "TIMEOUT" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "SERIAL" "TIMEOUT;SHARDS;COST" "SOURCES;LIBRARIES;LABELS" ${ARGN})
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 300)
+  endif()
+  if(NOT ARG_COST)
+    set(ARG_COST 1)
   endif()
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/src" "${PROJECT_SOURCE_DIR}/tests")
@@ -129,18 +147,40 @@ function(larkfold_test name)
   else()
     larkfold_borrow_headers(${name} larkfold_test_headers)
   endif()
-  add_test(NAME ${name} COMMAND "${PROJECT_SOURCE_DIR}/tests/support/private-session" $<TARGET_FILE:${name}>)
-  set_tests_properties(${name} PROPERTIES TIMEOUT ${ARG_TIMEOUT} LABELS "${ARG_LABELS}")
-  if(ARG_SERIAL)
-    set_tests_properties(${name} PROPERTIES RUN_SERIAL TRUE)
+  set(entries ${name})
+  if(ARG_SHARDS)
+    set(entries)
+    foreach(number RANGE 1 ${ARG_SHARDS})
+      list(APPEND entries ${name}_${number})
+    endforeach()
   endif()
+  set(index 0)
+  foreach(entry IN LISTS entries)
+    add_test(NAME ${entry} COMMAND "${PROJECT_SOURCE_DIR}/tests/support/private-session" $<TARGET_FILE:${name}>)
+    set_tests_properties(${entry} PROPERTIES TIMEOUT ${ARG_TIMEOUT} COST ${ARG_COST} LABELS "${ARG_LABELS}")
+    if(ARG_SHARDS)
+      set_tests_properties(${entry} PROPERTIES
+        ENVIRONMENT "GTEST_TOTAL_SHARDS=${ARG_SHARDS};GTEST_SHARD_INDEX=${index}")
+      math(EXPR index "${index} + 1")
+    endif()
+    if(ARG_SERIAL)
+      set_tests_properties(${entry} PROPERTIES RUN_SERIAL TRUE)
+    endif()
+  endforeach()
+  set_target_properties(${name} PROPERTIES LARKFOLD_TEST_ENTRIES "${entries}")
 endfunction()
 
-# larkfold_not_under_thread_sanitizer(TEST...): neither built nor run there. Call it in the tests' folder.
+# larkfold_not_under_thread_sanitizer(PROGRAM...): neither built nor run there. Call it in the tests' folder.
 function(larkfold_not_under_thread_sanitizer)
   if(LARKFOLD_SANITIZE MATCHES "thread")
-    set_target_properties(${ARGV} PROPERTIES EXCLUDE_FROM_ALL TRUE)
-    set_tests_properties(${ARGV} PROPERTIES DISABLED TRUE)
+    foreach(program IN LISTS ARGV)
+      set_target_properties(${program} PROPERTIES EXCLUDE_FROM_ALL TRUE)
+      get_target_property(entries ${program} LARKFOLD_TEST_ENTRIES)
+      if(NOT entries)
+        set(entries ${program})
+      endif()
+      set_tests_properties(${entries} PROPERTIES DISABLED TRUE)
+    endforeach()
   endif()
 endfunction()
 
@@ -150,4 +190,15 @@ function(larkfold_benchmark name)
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/src" "${PROJECT_SOURCE_DIR}/tests")
   target_link_libraries(${name} PRIVATE larkfold_options ${ARG_LIBRARIES})
+endfunction()
+
+# larkfold_collect_targets(FOLDER RESULT): every library and program of a folder and below it, whoever adds one.
+function(larkfold_collect_targets folder result)
+  get_property(targets DIRECTORY "${folder}" PROPERTY BUILDSYSTEM_TARGETS)
+  get_property(subfolders DIRECTORY "${folder}" PROPERTY SUBDIRECTORIES)
+  foreach(subfolder IN LISTS subfolders)
+    larkfold_collect_targets("${subfolder}" below)
+    list(APPEND targets ${below})
+  endforeach()
+  set(${result} ${targets} PARENT_SCOPE)
 endfunction()

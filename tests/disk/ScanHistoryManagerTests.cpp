@@ -18,6 +18,7 @@
 
 #include "platform/Bookmark.h"
 #include "platform/Error.h"
+#include "support/Places.h"
 #include "support/TemporaryTree.h"
 #include "support/TestMainLoop.h"
 #include "support/UnprivilegedUser.h"
@@ -330,7 +331,7 @@ TEST_F(ScanHistoryManagerTest, inTheBackground_theLastQuestionAloneIsAnswered) {
 // MARK: The stored form
 
 TEST_F(ScanHistoryManagerTest, theGoldenFile_isWhatIsWrittenAndRead) {
-    std::string golden = contentOf(LARKFOLD_GOLDEN_FILES "/scan-history.json");
+    std::string golden = contentOf(test::sourceFile("tests/disk/golden/scan-history.json"));
     // The golden file ends in a line break, as a text file does; the list itself has none.
     ASSERT_TRUE(golden.ends_with('\n'));
     golden.pop_back();

@@ -20,6 +20,7 @@
 
 #include "disk/FileNode.h"
 #include "platform/Collation.h"
+#include "support/Places.h"
 #include "support/TemporaryTree.h"
 
 namespace larkfold {
@@ -251,7 +252,7 @@ TEST_F(ScanIndexDatabaseTest, theFinishedFileIsTheGoldenOne) {
         text += std::string(pragma) + " " + raw.value(std::string("PRAGMA ") + pragma) + "\n";
     }
 
-    std::ifstream golden(LARKFOLD_GOLDEN_FILES "/scan-index.txt");
+    std::ifstream golden(test::sourceFile("tests/disk/golden/scan-index.txt"));
     const std::string expected{std::istreambuf_iterator<char>(golden), {}};
     EXPECT_EQ(text, expected);
 }

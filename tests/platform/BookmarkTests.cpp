@@ -13,6 +13,7 @@
 
 #include "platform/Error.h"
 #include "platform/FileIdentity.h"
+#include "support/Places.h"
 #include "support/TemporaryTree.h"
 #include "support/UnprivilegedUser.h"
 
@@ -35,7 +36,7 @@ int codeOf(Call call) {
 }
 
 std::string goldenFile(const std::string& name) {
-    std::ifstream stream(LARKFOLD_GOLDEN_FILES "/" + name, std::ios::binary);
+    std::ifstream stream(test::sourceFile("tests/platform/golden/" + name), std::ios::binary);
     std::ostringstream text;
     text << stream.rdbuf();
     EXPECT_FALSE(text.str().empty()) << name;

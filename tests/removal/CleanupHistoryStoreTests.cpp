@@ -20,6 +20,7 @@
 #include "platform/FileLock.h"
 #include "platform/OwnFiles.h"
 #include "platform/StandardFolders.h"
+#include "support/Places.h"
 #include "support/TemporaryTree.h"
 #include "support/UnprivilegedUser.h"
 
@@ -146,8 +147,9 @@ TEST_F(CleanupHistoryStoreTest, theForm_isThatOfTheGoldenFile) {
     store.append(operations[1]);
     store.append(operations[0]);
     // The golden file ends in a line break, as a text file does; the history itself has none.
-    EXPECT_EQ(contentOf(file) + "\n", contentOf(LARKFOLD_GOLDEN_FILES "/cleanup-history.json"));
-    put(contentOf(LARKFOLD_GOLDEN_FILES "/cleanup-history.json"));
+    const std::string golden = contentOf(sourceFile("tests/removal/golden/cleanup-history.json"));
+    EXPECT_EQ(contentOf(file) + "\n", golden);
+    put(golden);
     EXPECT_EQ(store.load(), operations);
 }
 

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "support/Places.h"
 #include "support/TemporaryTree.h"
 
 namespace larkfold::test {
@@ -77,7 +78,7 @@ TEST(RemovalJournalContentTest, whatIsWritten_isReadAgain) {
 }
 
 TEST(RemovalJournalContentTest, theGoldenFile_isReadAndWrittenAsItStands) {
-    const std::string golden = contentOf(std::string(LARKFOLD_GOLDEN_FILES) + "/cleanup-journal.jsonl");
+    const std::string golden = contentOf(sourceFile("tests/removal/golden/cleanup-journal.jsonl"));
     EXPECT_EQ(written(everything()), golden);
     EXPECT_EQ(RemovalJournalContent::read(golden), everything());
 }

@@ -478,7 +478,3 @@ TEST_F(MainWindowTest, darkAndLightFollowTheDesktopWhileTheProgramRuns) {
 
 }  // namespace
 }  // namespace larkfold::test
-
-int main(int argc, char** argv) {
-    return larkfold::test::runWindowTests(argc, argv);
-}

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QGuiApplication>
 #include <QSignalSpy>
 #include <QTest>
 #include <atomic>
@@ -130,9 +129,3 @@ TEST_F(PermissionManagerTest, withoutConfinementTheGuideDependsOnWhetherTheHomeF
 
 }  // namespace
 }  // namespace larkfold
-
-int main(int argc, char** argv) {
-    testing::InitGoogleTest(&argc, argv);
-    QGuiApplication application(argc, argv);
-    return RUN_ALL_TESTS();
-}

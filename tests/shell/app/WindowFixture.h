@@ -3,11 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <QAccessible>
-#include <QGuiApplication>
 #include <QQmlApplicationEngine>
 #include <QQuickItem>
-#include <QQuickStyle>
 #include <QQuickWindow>
 #include <QTest>
 #include <QUrl>
@@ -150,16 +147,5 @@ private:
         return item->property("text").toString() == text ? item : nullptr;
     }
 };
-
-// The `main` of a program whose tests open the window: drawn as the program draws it, and open to assistive
-// technology.
-inline int runWindowTests(int argc, char** argv) {
-    testing::InitGoogleTest(&argc, argv);
-    const QGuiApplication application(argc, argv);
-    QGuiApplication::setQuitOnLastWindowClosed(false);
-    QQuickStyle::setStyle(QStringLiteral("Basic"));
-    QAccessible::setActive(true);
-    return RUN_ALL_TESTS();
-}
 
 }  // namespace larkfold::test

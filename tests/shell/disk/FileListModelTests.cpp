@@ -384,9 +384,3 @@ TEST_F(FileListModelTest, aDriverThatGoesFirst_leavesAnEmptyList) {
 
 }  // namespace
 }  // namespace larkfold
-
-int main(int argc, char** argv) {
-    QGuiApplication application(argc, argv);
-    testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

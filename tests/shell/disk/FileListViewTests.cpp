@@ -4,7 +4,6 @@
 
 #include <QClipboard>
 #include <QGuiApplication>
-#include <QIcon>
 #include <QQmlEngine>
 #include <QQmlExtensionPlugin>
 #include <QQuickItem>
@@ -368,11 +367,3 @@ TEST_F(FileListViewTest, fiftyThousandRows_makeItemsForTheVisibleOnesAlone) {
 
 }  // namespace
 }  // namespace larkfold
-
-int main(int argc, char** argv) {
-    QGuiApplication application(argc, argv);
-    QIcon::setThemeSearchPaths({":/icons"});
-    QIcon::setThemeName("larkfold");
-    testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <QGuiApplication>
 #include <QSignalSpy>
 #include <QTest>
 #include <filesystem>
@@ -276,9 +275,3 @@ TEST_F(PresenterTest, figuresOnTheirWayUpAreRoundedAndGrouped) {
 
 }  // namespace
 }  // namespace larkfold
-
-int main(int argc, char** argv) {
-    testing::InitGoogleTest(&argc, argv);
-    QGuiApplication application(argc, argv);
-    return RUN_ALL_TESTS();
-}

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <QBuffer>
-#include <QGuiApplication>
 #include <QImage>
 #include <QSignalSpy>
 #include <cerrno>
@@ -292,9 +291,3 @@ TEST_F(QuickLookTest, anAnswerToAnEarlierQuestion_isDropped) {
 
 }  // namespace
 }  // namespace larkfold
-
-int main(int argc, char** argv) {
-    QGuiApplication application(argc, argv);
-    testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

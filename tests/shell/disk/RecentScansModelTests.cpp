@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <QAbstractItemModelTester>
-#include <QGuiApplication>
 #include <QSignalSpy>
 #include <QTest>
 #include <filesystem>
@@ -272,9 +271,3 @@ TEST_F(RecentScansModelTest, whatHappensToTheListOtherwiseEndsTheWayBack) {
 
 }  // namespace
 }  // namespace larkfold
-
-int main(int argc, char** argv) {
-    testing::InitGoogleTest(&argc, argv);
-    QGuiApplication application(argc, argv);
-    return RUN_ALL_TESTS();
-}

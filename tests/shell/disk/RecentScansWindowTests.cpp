@@ -292,7 +292,3 @@ TEST_F(RecentScansWindowTest, assistiveTechnologyReadsTheRowsAndTheirActions) {
 
 }  // namespace
 }  // namespace larkfold::test
-
-int main(int argc, char** argv) {
-    return larkfold::test::runWindowTests(argc, argv);
-}

@@ -170,9 +170,3 @@ TEST_F(CleanupReviewModelTest, aPathThatIsNoTextIsCopiedAsItsAddress) {
 
 }  // namespace
 }  // namespace larkfold
-
-int main(int argc, char** argv) {
-    testing::InitGoogleTest(&argc, argv);
-    QGuiApplication application(argc, argv);
-    return RUN_ALL_TESTS();
-}

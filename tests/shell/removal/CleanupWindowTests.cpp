@@ -639,7 +639,3 @@ TEST_F(InterruptedWindowTest, aDamagedJournal_isToldInTheHistory_andGoesWithIt) 
 
 }  // namespace
 }  // namespace larkfold::test
-
-int main(int argc, char** argv) {
-    return larkfold::test::runWindowTests(argc, argv);
-}

@@ -11,6 +11,7 @@
 #include "shell/updates/UpdateError.h"
 #include "shell/updates/UpdateFeedText.h"
 #include "shell/updates/UpdateSource.h"
+#include "support/Places.h"
 #include "support/TemporaryTree.h"
 
 namespace larkfold::test {
@@ -244,7 +245,7 @@ TEST(UpdateSourceTest, onlyTheMakersSignatureOfTheseBytesIsBelieved) {
 // Runs scripts/sign-feed; what it printed, without the line's end, or nothing where it failed.
 std::optional<std::string> signFeed(const QStringList& arguments) {
     QProcess script;
-    script.start(QStringLiteral(LARKFOLD_SIGN_FEED), arguments);
+    script.start(QString::fromStdString(sourceFile("scripts/sign-feed")), arguments);
     if (!script.waitForFinished(60'000) || script.exitCode() != 0) {
         return std::nullopt;
     }

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <QGuiApplication>
 #include <QNetworkProxy>
 #include <QSignalSpy>
 #include <QTcpServer>
@@ -549,10 +548,3 @@ TEST_F(UpdateManagerTest, whoKeepsTheProgramUpToDateIsNamed) {
 
 }  // namespace
 }  // namespace larkfold::test
-
-int main(int argc, char** argv) {
-    testing::InitGoogleTest(&argc, argv);
-    QGuiApplication application(argc, argv);
-    QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
-    return RUN_ALL_TESTS();
-}

@@ -4,7 +4,6 @@
 
 #include <QtQml/qqmlextensionplugin.h>
 #include <QAccessible>
-#include <QGuiApplication>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -400,9 +399,3 @@ TEST_F(SunburstViewTest, resizedMapFollowsItsArea) {
 
 }  // namespace
 }  // namespace larkfold
-
-int main(int argc, char** argv) {
-    QGuiApplication application(argc, argv);
-    testing::InitGoogleTest(&argc, argv);
-    return RUN_ALL_TESTS();
-}

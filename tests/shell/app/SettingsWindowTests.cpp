@@ -481,7 +481,3 @@ TEST_F(SettingsWindowTest, aChangeOfThePolicyIsToldToWhoKnewAnotherOne) {
 
 }  // namespace
 }  // namespace larkfold::test
-
-int main(int argc, char** argv) {
-    return larkfold::test::runWindowTests(argc, argv);
-}
