@@ -11,6 +11,7 @@
 #include "platform/LinkResolution.h"
 #include "platform/OwnFiles.h"
 #include "platform/Path.h"
+#include "platform/SystemWords.h"
 
 namespace larkfold {
 
@@ -126,7 +127,8 @@ void SavedScanSession::cancelRefresh() {
 
 void SavedScanSession::trackScanned(const std::string& root, const DiskScanOptions& options,
                                     FolderMoment began) {
-    setExists(true, "Saved on this Mac. Changes outside a rescan remain a snapshot.");
+    setExists(true, std::string("Saved on this ") + systemWords().computer +
+                        ". Changes outside a rescan remain a snapshot.");
     track(root, options, false, began);
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/Path.h"
+#include "platform/SystemWords.h"
 
 namespace larkfold {
 
@@ -28,9 +29,10 @@ std::optional<std::string> ScanResult::capacityNotice() const {
     }
     const std::int64_t slack = std::max(*volumeCapacity / 20, leastSlack);
     if (saturatingSum(*volumeCapacity, slack) < totalSize) {
-        return "The logical file map exceeds this volume's physical capacity. APFS clones or virtual paths "
-               "may share "
-               "storage, so mapped sizes are not all independently reclaimable.";
+        return std::string("The logical file map exceeds this volume's physical capacity. ") +
+               systemWords().fileSystemStart +
+               " clones or virtual paths may share storage, so mapped sizes are not all independently "
+               "reclaimable.";
     }
     return std::nullopt;
 }

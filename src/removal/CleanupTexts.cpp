@@ -5,6 +5,7 @@
 #include "platform/ByteCountFormatter.h"
 #include "platform/Collation.h"
 #include "platform/Path.h"
+#include "platform/SystemWords.h"
 
 namespace larkfold::cleanup_texts {
 
@@ -115,10 +116,6 @@ std::string itemOutcome(const CleanupOperation::Item& item, bool permanent) {
     return permanent ? "Permanently deleted — no Trash copy" : "";
 }
 
-std::string historyPlace(std::string_view folder) {
-    return "“This Mac” is this computer: the history lies in " + displayText(folder) + ".";
-}
-
 std::string historyUnreadable(std::string_view description) {
     return "History could not be read: " + std::string(description);
 }
@@ -206,8 +203,8 @@ std::string asideText(std::string_view originalPath, bool maybePart) {
 }
 
 std::string asidePlace(std::string_view path) {
-    return "It lies at “" + displayText(path) +
-           "”, where your file manager shows it only among hidden files.";
+    return "It lies at “" + displayText(path) + "”, where " + systemWords().fileManager +
+           " shows it only among hidden files.";
 }
 
 std::string asideRestoredTitle() {
@@ -243,12 +240,10 @@ std::string asideRevealFailed(std::string_view path) {
 }
 
 std::string restoreHelp() {
-    return "In Finder's Trash, select the original item and choose File → Put Back when available. Otherwise "
-           "move it to the recorded original folder; check for an existing file before replacing anything.";
-}
-
-std::string restoreHelpHere() {
-    return "On Linux: open Trash in your file manager, select the item and choose Restore.";
+    return std::string("In ") + systemWords().trash + ", select the original item and choose " +
+           systemWords().putBack +
+           " when available. Otherwise move it to the recorded original folder; check for an existing file "
+           "before replacing anything.";
 }
 
 }  // namespace larkfold::cleanup_texts

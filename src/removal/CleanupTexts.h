@@ -38,8 +38,6 @@ std::string freeSpaceChange(std::optional<std::int64_t> bytes);
 std::string historyLine(const CleanupOperation& operation);
 // What became of an item; empty where there is nothing to tell.
 std::string itemOutcome(const CleanupOperation::Item& item, bool permanent);
-// Beside the words "this Mac": where that is here.
-std::string historyPlace(std::string_view folder);
 std::string historyUnreadable(std::string_view description);
 std::string historyUnreadableHint();
 std::string noLongerInTrash();
@@ -71,8 +69,7 @@ std::string asideChanged();
 std::string asideUnreachable();
 std::string asideRevealFailed(std::string_view path);
 
-// How to get an item back, and the same in the words of this system.
+// How to get an item back.
 std::string restoreHelp();
-std::string restoreHelpHere();
 
 }  // namespace larkfold::cleanup_texts

@@ -5,8 +5,13 @@ breach. test_include_rules.py runs them over the sources and over small bad samp
 is noticed.
 """
 
+import ast
 import re
-from pathlib import PurePosixPath
+import sys
+from pathlib import Path, PurePosixPath
+
+sys.path.append(str(Path(__file__).resolve().parents[1] / "support"))
+from system_words import foreign_words  # noqa: E402
 
 # ---------------------------------------------------------------------------------------------------------------------
 # Which folder may include which (besides itself). A new folder below src/ needs a row.
@@ -369,6 +374,53 @@ def naming_rule(path, text, all_paths, subjects=SUBJECT_HEADERS):
     if not any(str(candidate) in all_paths for candidate in candidates):
         return [f"{path}: no header {pure.stem}.h beside it"]
     return []
+
+
+# The table of the words that differ, which names both systems. A table of places or of rows that only the other system
+# has belongs here too.
+SYSTEM_WORDS = "src/platform/SystemWords.h"
+MAY_NAME_SYSTEMS = {SYSTEM_WORDS}
+
+_QML_LITERAL = re.compile(
+    r"""(?P<comment>//[^\n]*|/\*.*?\*/)"""
+    r"""|(?P<string>"(?:[^"\\\n]|\\.)*"|'(?:[^'\\\n]|\\.)*'|`(?:[^`\\]|\\.)*`)""",
+    re.DOTALL)
+
+
+def literals_of(path, text):
+    """(line number, content) of each string literal, as it stands in the source. Those side by side are one."""
+    if path.endswith(".qml"):
+        return [(text.count("\n", 0, match.start()) + 1, match.group("string")[1:-1])
+                for match in _QML_LITERAL.finditer(text) if match.group("string")]
+    found = []
+    end = None
+    for match in _NOISE.finditer(text):
+        if match.group("comment"):
+            continue
+        if not (match.group("string") or match.group("raw")):
+            end = None
+            continue
+        content = match.group("string")[1:-1] if match.group("string") else match.group("raw")
+        if end is not None and not _NOISE.sub("", text[end:match.start()]).strip():
+            found[-1] = (found[-1][0], found[-1][1] + content)
+        else:
+            found.append((text.count("\n", 0, match.start()) + 1, content))
+        end = match.end()
+    return found
+
+
+def system_words_rule(path, text):
+    """A text takes the words that name a system from their table, so that no user reads those of another one."""
+    if path in MAY_NAME_SYSTEMS:
+        return []
+    return [f"{path}:{number}: {word}: takes the place of a word of {SYSTEM_WORDS}"
+            for number, content in literals_of(path, text) for word in foreign_words(content)]
+
+
+def words_of_table(name, text):
+    """The rows of one of the tables of SYSTEM_WORDS: field to word."""
+    table = re.search(rf"\b{name}{{(.*?)\n}};", text, re.DOTALL).group(1)
+    return {field: ast.literal_eval(word) for field, word in re.findall(r"\.(\w+) = (\"[^\"\n]*\")", table)}
 
 
 _COLOUR = re.compile(

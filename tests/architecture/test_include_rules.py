@@ -75,6 +75,23 @@ class Sources(unittest.TestCase):
     def test_subjectHeadersExist(self):
         self.assertEqual(sorted(rules.SUBJECT_HEADERS - CXX.keys()), [])
 
+    def test_noTextNamesAnotherSystem(self):
+        self.over(CXX | QML, rules.system_words_rule)
+        for path in (SOURCE / "packaging").rglob("*"):
+            if path.is_file() and path.suffix != ".png":
+                self.assertEqual(rules.foreign_words(path.read_text(encoding="utf-8")), [], path)
+
+    def test_everyWordOfTheOtherSystemIsLookedFor(self):
+        tables = CXX[rules.SYSTEM_WORDS]
+        foreign = rules.words_of_table("macSystemWords", tables)
+        own = rules.words_of_table("linuxSystemWords", tables)
+        self.assertGreater(len(foreign), 10)
+        self.assertEqual(list(foreign), list(own))
+        for field, word in foreign.items():
+            with self.subTest(field=field):
+                self.assertNotEqual(rules.foreign_words(f"Larkfold{word}" if word.startswith(".") else word), [])
+                self.assertEqual(rules.foreign_words(f"Larkfold{own[field]}"), [])
+
     def test_coloursStandInTheThemeAlone(self):
         self.over(QML, rules.colour_rule)
 
@@ -257,6 +274,29 @@ class NegativeControls(unittest.TestCase):
             with self.subTest(text=text):
                 self.assertEqual(rules.colour_rule("src/shell/kit/A.qml", text), [])
         self.assertEqual(rules.colour_rule("src/shell/kit/Theme.qml", 'color: "#ff0000"'), [])
+
+    def test_wordsOfAnotherSystemAreReported(self):
+        for path, text in [
+            ("src/disk/A.cpp", 'auto s = "Saved on this Mac.";'),
+            ("src/disk/A.cpp", 'auto s = "in System "\n    // a remark\n    "Settings";'),
+            ("src/disk/A.cpp", 'auto s = R"(choose Put Back)";'),
+            ("src/disk/A.cpp", 'auto c = \'"\'; auto s = "APFS clones";'),
+            ("src/shell/A.qml", 'text: qsTr("Show in Finder")'),
+            ("src/shell/A.qml", "text: 'Cmd+click'"),
+            ("src/shell/A.qml", "text: `macOS ${x}`"),
+            ("src/shell/A.qml", 'text: tool + "x.app"'),
+        ]:
+            with self.subTest(text=text):
+                self.assertEqual(len(rules.system_words_rule(path, text)), 1)
+        for path, text in [
+            ("src/disk/A.cpp", '// on a Mac\nclass DuplicateFinder {}; auto s = "DuplicateFinder";'),
+            ("src/disk/A.cpp", 'auto s = "System " + "Settings";'),  # no sentence has these as two
+            ("src/shell/A.qml", '// Finder\ntext: qsTr("Open %1").arg(Words.settings) // macOS'),
+            ("src/shell/A.qml", 'text: "https://example.org/" /* Mac */'),
+            (rules.SYSTEM_WORDS, '.computer = "Mac",'),
+        ]:
+            with self.subTest(text=text):
+                self.assertEqual(rules.system_words_rule(path, text), [])
 
     def test_scriptsInViewsAreReported(self):
         self.assertEqual(len(rules.view_logic_rule("src/shell/kit/A.qml", 'import "helpers.js" as H')), 1)

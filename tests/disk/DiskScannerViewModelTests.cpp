@@ -102,7 +102,8 @@ TEST_F(DiskScannerViewModelTest, aScanPublishesItsResultAndTheNotice) {
     ASSERT_TRUE(driver->hasScanResult());
     EXPECT_EQ(driver->scanResult()->totalFiles, 1);
     EXPECT_TRUE(driver->hasSavedIndex());
-    EXPECT_EQ(driver->savedScanNotice(), "Saved on this Mac. Changes outside a rescan remain a snapshot.");
+    EXPECT_EQ(driver->savedScanNotice(),
+              "Saved on this computer. Changes outside a rescan remain a snapshot.");
     EXPECT_FALSE(driver->error());
     EXPECT_EQ(driver->currentNode(), driver->scanResult()->rootNode);
     EXPECT_TRUE(driver->progress().isComplete);

@@ -12,9 +12,8 @@ namespace {
 
 constexpr std::int64_t gib = 0x40000000;
 constexpr auto notice =
-    "The logical file map exceeds this volume's physical capacity. APFS clones or virtual paths may share "
-    "storage, so "
-    "mapped sizes are not all independently reclaimable.";
+    "The logical file map exceeds this volume's physical capacity. File system clones or virtual paths "
+    "may share storage, so mapped sizes are not all independently reclaimable.";
 
 ScanResult result(std::string rootPath, std::optional<std::int64_t> capacity, std::int64_t total) {
     ScanResult made;

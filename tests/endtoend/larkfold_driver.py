@@ -20,6 +20,7 @@ import re
 import shutil
 import signal
 import subprocess
+import sys
 import tempfile
 import time
 import urllib.parse
@@ -30,6 +31,9 @@ import gi
 
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, Gio, GLib  # noqa: E402
+
+sys.path.append(str(Path(__file__).resolve().parents[1] / "support"))
+from system_words import foreign_words  # noqa: E402
 
 # The ways to an element's interfaces have newer names, which this release of the bindings does not always have.
 warnings.filterwarnings("ignore", message=r"Atspi\.")
@@ -237,13 +241,14 @@ def wait_until(condition, what, deadline=None, describe=lambda: ""):
 
 
 class Program:
-    """The running program."""
+    """The running program. What of its texts was read has to be free of words that name another system."""
 
     def __init__(self, session, program, environment):
         self.session = session
         self._program = str(program)
         self._environment = session.environment | environment
         self._log = tempfile.NamedTemporaryFile(prefix="larkfold-log.", dir=session._folder)
+        self.read = set()
 
     def __enter__(self):
         self.process = subprocess.Popen([self._program], env=self._environment, stdin=subprocess.DEVNULL,
@@ -259,9 +264,12 @@ class Program:
             raise
         return self
 
-    def __exit__(self, *_):
+    def __exit__(self, failure, *_):
         end(self.process)
         self._log.close()
+        foreign = sorted(text for text in self.read if foreign_words(text))
+        if failure is None and foreign:
+            raise AssertionError(f"These texts name another system: {foreign}")
 
     # --- the process ---
 
@@ -464,9 +472,9 @@ class Program:
 
         return wait_until(safe, what, deadline, describe=lambda: f"{self.dump()}\n{self.log()}")
 
-    def texts(self):
+    def texts(self, showing=True):
         """Everything that can be read in the window, in the order of the tree."""
-        return [text for element in self.elements() for text in {element.name, element.text} if text]
+        return [text for element in self.elements(showing) for text in {element.name, element.text, element.description} if text]
 
     def dump(self):
         """The accessibility tree as indented lines, for a person who looks for what went wrong."""
@@ -501,14 +509,18 @@ class Element:
         self._program = program
         self._accessible = accessible
 
-    name = property(lambda self: self._accessible.get_name() or "")
-    description = property(lambda self: self._accessible.get_description() or "")
+    name = property(lambda self: self._noted(self._accessible.get_name() or ""))
+    description = property(lambda self: self._noted(self._accessible.get_description() or ""))
     role = property(lambda self: self._accessible.get_role_name())
     enabled = property(lambda self: self.has_state(Atspi.StateType.ENABLED))
     checked = property(lambda self: self.has_state(Atspi.StateType.CHECKED))
     focused = property(lambda self: self.has_state(Atspi.StateType.FOCUSED))
     selected = property(lambda self: self.has_state(Atspi.StateType.SELECTED))
     showing = property(lambda self: self.has_state(Atspi.StateType.SHOWING))
+
+    def _noted(self, text):
+        self._program.read.add(text)
+        return text
 
     def has_state(self, state):
         return self._accessible.get_state_set().contains(state)
@@ -519,7 +531,7 @@ class Element:
         with contextlib.suppress(GLib.Error):
             interface = self._accessible.get_text_iface()
             if interface:
-                return Atspi.Text.get_text(interface, 0, Atspi.Text.get_character_count(interface))
+                return self._noted(Atspi.Text.get_text(interface, 0, Atspi.Text.get_character_count(interface)))
         return ""
 
     def children(self):

@@ -56,7 +56,7 @@ def main_window(program, folder, suffix, dark, mapped):
 
         rows = larkfold.find_all(role="list item", inside="list")
         rows[0].click(button=3)
-        larkfold.find("Show in Finder")
+        larkfold.find("Show in File Manager")
         larkfold.screenshot(folder / f"menu-{suffix}.png")
         larkfold.key("Escape")
 

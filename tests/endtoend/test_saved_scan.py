@@ -73,7 +73,7 @@ class SavedScan(unittest.TestCase):
     def test_the_scan_comes_back_and_only_what_changed_is_scanned_again(self):
         with self.session.start(PROGRAM) as larkfold:
             larkfold.scan_folder(str(self.tree))
-            self.has_text(larkfold, "Saved on this Mac.")
+            self.has_text(larkfold, "Saved on this computer.")
             self.picture(larkfold, "saved-1-scanned")
             # While the window is open a change is noticed by itself.
             self.write("b/c/new", 400_000)

@@ -125,7 +125,7 @@ AppDialog {
                     meaning: qsTr("Mark")
                 }
                 Key {
-                    keys: qsTr("Ctrl+click")
+                    keys: qsTr("%1+click").arg(Words.commandKey)
                     meaning: qsTr("Mark")
                 }
                 Key {
@@ -133,19 +133,19 @@ AppDialog {
                     meaning: qsTr("Review what is marked")
                 }
                 Key {
-                    keys: qsTr("Ctrl+N")
+                    keys: qsTr("%1+N").arg(Words.commandKey)
                     meaning: qsTr("New scan")
                 }
                 Key {
-                    keys: qsTr("Ctrl+.")
+                    keys: qsTr("%1+.").arg(Words.commandKey)
                     meaning: qsTr("Cancel the scan")
                 }
                 Key {
-                    keys: qsTr("Ctrl+,")
+                    keys: qsTr("%1+,").arg(Words.commandKey)
                     meaning: qsTr("Settings")
                 }
                 Key {
-                    keys: qsTr("Ctrl+1")
+                    keys: qsTr("%1+1").arg(Words.commandKey)
                     meaning: qsTr("Disk Space")
                 }
             }

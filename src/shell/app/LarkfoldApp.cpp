@@ -102,9 +102,9 @@ void LarkfoldApp::rememberPrivacyPolicy() {
 QVariantList LarkfoldApp::privacySections() {
     QVariantList list;
     for (const privacy::Section& section : privacy::sections()) {
-        list.append(QVariantMap{{QStringLiteral("heading"), QString::fromUtf8(section.heading)},
-                                {QStringLiteral("body"), QString::fromUtf8(section.body)},
-                                {QStringLiteral("note"), QString::fromUtf8(section.note)}});
+        list.append(QVariantMap{{QStringLiteral("heading"), QString::fromStdString(section.heading)},
+                                {QStringLiteral("body"), QString::fromStdString(section.body)},
+                                {QStringLiteral("note"), QString::fromStdString(section.note)}});
     }
     return list;
 }

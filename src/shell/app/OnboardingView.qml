@@ -202,7 +202,7 @@ T.Control {
                 text: qsTr("Welcome to Larkfold")
             }
             Subtitle {
-                text: qsTr("The smart way to free up disk space on your Mac")
+                text: qsTr("The smart way to free up disk space on your %1").arg(Words.computer)
             }
         }
     }

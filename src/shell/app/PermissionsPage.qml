@@ -48,14 +48,6 @@ ColumnLayout {
         wrapMode: Text.Wrap
         lineHeight: 1.25
     }
-    // Beside words that fit another system.
-    AppLabel {
-        Layout.fillWidth: true
-        text: qsTr("On Linux this means the folders that a sandbox hides from Larkfold. “Enable” shows what to do on this computer.")
-        secondary: true
-        font.pixelSize: Theme.sizeCaption
-        wrapMode: Text.Wrap
-    }
 
     AppButton {
         visible: page.hasVisitedSettings && !page.permissionManager.hasFullDiskAccess
@@ -69,7 +61,7 @@ ColumnLayout {
         visible: page.hasChecked && !page.permissionManager.isChecking && !page.permissionManager.hasFullDiskAccess
         Layout.fillWidth: true
         horizontalAlignment: Text.AlignHCenter
-        text: qsTr("Access not detected yet. Make sure you toggled Larkfold in System Settings → Privacy & Security → Full Disk Access.")
+        text: qsTr("Access not detected yet. Make sure you toggled Larkfold in %1 → Privacy & Security → Full Disk Access.").arg(Words.settings)
         color: Theme.review
         wrapMode: Text.Wrap
     }
@@ -77,7 +69,7 @@ ColumnLayout {
         Layout.fillWidth: true
         Layout.topMargin: Theme.space2
         horizontalAlignment: Text.AlignHCenter
-        text: qsTr("You can skip this step and grant additional access later in System Settings")
+        text: qsTr("You can skip this step and grant additional access later in %1").arg(Words.settings)
         secondary: true
         font.pixelSize: Theme.sizeCaption
         wrapMode: Text.Wrap

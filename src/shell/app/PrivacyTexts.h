@@ -3,19 +3,18 @@
 // Free functions, safe from any thread.
 #pragma once
 
-#include <span>
+#include <string>
+#include <vector>
 
 namespace larkfold::privacy {
 
 struct Section {
-    const char* heading;
-    const char* body;
-    // What the body's words mean on this system, where they are another one's; empty where nothing has to be
-    // said.
-    const char* note;
+    std::string heading;
+    std::string body;
+    std::string note;  // in smaller type below; empty where nothing has to be said
 };
 
-std::span<const Section> sections();
+std::vector<Section> sections();
 const char* closingLine();
 
 // Raised with each change that users should know of.

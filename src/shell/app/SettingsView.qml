@@ -74,13 +74,6 @@ SmallWindow {
                 permissionManager: window.permissionManager
                 onVisited: window.asksForAccess = true
             }
-            AppLabel {
-                Layout.fillWidth: true
-                text: qsTr("On Linux this means the folders that a sandbox hides from Larkfold.")
-                secondary: true
-                font.pixelSize: Theme.sizeCaption
-                wrapMode: Text.Wrap
-            }
         }
 
         SettingsSection {

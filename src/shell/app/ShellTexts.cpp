@@ -49,10 +49,6 @@ QString bytes(std::int64_t count) {
     return QString::fromStdString(formattedByteCount(count));
 }
 
-QString savedScanHint(const QString& folder) {
-    return QStringLiteral("“This Mac” is this computer: the index lies in %1.").arg(folder);
-}
-
 QString hiddenLeftOut() {
     return QStringLiteral("Hidden items left out");
 }

@@ -16,8 +16,7 @@ QString unreadable(std::int64_t places);                       // "12 places cou
 QString hiddenLeftOut(std::int64_t items);                     // "318 hidden items left out"
 QString marked(std::int64_t items, std::int64_t bytes);        // "3 items, 4.2 GB marked"
 QString bytes(std::int64_t bytes);                             // "4.2 GB"
-QString savedScanHint(const QString& folder);  // "“This Mac” is this computer: the index lies in …"
-QString hiddenLeftOut();                       // of a saved scan, which does not tell how many
+QString hiddenLeftOut();  // of a saved scan, which does not tell how many
 QString openingSavedScan();
 QString changedFolders(std::int64_t folders);  // "Changed folders (3)"
 QString refreshing();

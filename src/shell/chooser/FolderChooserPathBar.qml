@@ -63,7 +63,7 @@ ColumnLayout {
         AppIconButton {
             icon.name: "keyboard"
             text: qsTr("Type a path")
-            toolTip: qsTr("Type a path (Ctrl+L)")
+            toolTip: qsTr("Type a path (%1+L)").arg(Words.commandKey)
             checked: bar.model.isTypingPath
             onClicked: bar.model.toggleTypingPath()
         }

@@ -40,7 +40,7 @@ Rectangle {
 
         AppLabel {
             visible: bar.width > 720 * Theme.typeScale
-            text: qsTr("Click to navigate, Ctrl+click to select")
+            text: qsTr("Click to navigate, %1+click to select").arg(Words.commandKey)
             secondary: true
         }
     }

@@ -24,7 +24,7 @@ AppDialog {
     }
     T.Action {
         id: settings
-        text: qsTr("Open System Settings")
+        text: qsTr("Open %1").arg(Words.settings)
         onTriggered: {
             alert.driver.dismissError();
             alert.permissionManager.openFullDiskAccessSettings();

@@ -11,7 +11,6 @@
 #include "disk/DiskScannerViewModel.h"
 #include "platform/Collation.h"
 #include "platform/Path.h"
-#include "platform/StandardFolders.h"
 #include "platform/qt/PathText.h"
 #include "shell/app/ShellTexts.h"
 
@@ -167,17 +166,6 @@ QString DiskSpacePresenter::capacityNotice() const {
 
 QString DiskSpacePresenter::savedScanNotice() const {
     return driver_.savedScanNoticeText();
-}
-
-QString DiskSpacePresenter::savedScanHint() const {
-    return savedScanNotice().contains(QLatin1String("this Mac")) ? savedScanPlace() : QString();
-}
-
-QString DiskSpacePresenter::savedScanPlace() {
-    const std::string folder(parentPath(DiskScannerViewModel::indexFileURL()));
-    const std::string home = homeDirectoryForCurrentUser();
-    const bool isInHome = folder != home && home != "/" && isAtOrBelow(folder, home);
-    return texts::savedScanHint(displayString(isInHome ? "~" + folder.substr(home.size()) : folder));
 }
 
 QString DiskSpacePresenter::hiddenItemsText() const {

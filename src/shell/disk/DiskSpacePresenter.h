@@ -36,10 +36,6 @@ class DiskSpacePresenter : public QObject {
     Q_PROPERTY(larkfold::ScanErrorListModel* scanErrors READ scanErrors CONSTANT)
     Q_PROPERTY(QString capacityNotice READ capacityNotice NOTIFY resultChanged)
     Q_PROPERTY(QString savedScanNotice READ savedScanNotice NOTIFY savedScanNoticeChanged)
-    // Where "this Mac" is, for whoever has none; empty where the notice does not say so.
-    // Which computer "this Mac" is, beside a notice that names it, and for whatever else does.
-    Q_PROPERTY(QString savedScanHint READ savedScanHint NOTIFY savedScanNoticeChanged)
-    Q_PROPERTY(QString savedScanPlace READ savedScanPlace CONSTANT)
     // What changed since, and how far that can be known; empty where all is watched.
     Q_PROPERTY(QString changedFoldersText READ changedFoldersText NOTIFY changedFoldersChanged)
     Q_PROPERTY(QString watchNotice READ watchNotice NOTIFY watchNoticeChanged)
@@ -93,8 +89,6 @@ public:
     ScanErrorListModel* scanErrors() { return &scanErrors_; }
     QString capacityNotice() const;
     QString savedScanNotice() const;
-    QString savedScanHint() const;
-    static QString savedScanPlace();
     QString changedFoldersText() const;  // "Changed folders (3)"
     QString watchNotice() const;
     QString refreshText() const;

@@ -142,7 +142,6 @@ T.Control {
         // qmllint disable unqualified
         sourceComponent: ForgetScanAlert {
             view: page.view
-            place: page.presenter.savedScanPlace
         }
         // qmllint enable unqualified
     }

@@ -32,15 +32,14 @@ AppMenu {
         text: qsTr("Quick Look")
         icon.name: "eye"
         enabled: menu.standsForFile
-        shortcutText: qsTr("Ctrl+Y")
+        shortcutText: qsTr("%1+Y").arg(Words.commandKey)
         onTriggered: menu.quickLookRequested(menu.row)
     }
     AppMenuItem {
         objectName: "menuReveal"
-        text: qsTr("Show in Finder")
+        text: qsTr("Show in %1").arg(Words.fileManagerButton)
         icon.name: "reveal"
         enabled: menu.standsForFile
-        shortcutText: qsTr("Opens your file manager")
         onTriggered: menu.model.reveal(menu.row)
     }
     AppMenuItem {
@@ -48,7 +47,7 @@ AppMenu {
         text: qsTr("Copy Path")
         icon.name: "copy"
         enabled: menu.standsForFile
-        shortcutText: qsTr("Ctrl+C")
+        shortcutText: qsTr("%1+C").arg(Words.commandKey)
         onTriggered: menu.model.copyPath(menu.row)
     }
 }

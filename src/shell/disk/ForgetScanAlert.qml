@@ -7,14 +7,11 @@ AppDialog {
     id: alert
 
     required property MainView view
-    // Where the index lies.
-    required property string place
 
     visible: view.forgetIndexConfirmation
     iconName: "disk"
     title: qsTr("Forget saved scan?")
-    text: qsTr("This removes the saved file index from this Mac. Your files and the current on-screen scan are preserved.")
-    note: place
+    text: qsTr("This removes the saved file index from this %1. Your files and the current on-screen scan are preserved.").arg(Words.computer)
     actions: [cancel, forget]
     defaultAction: cancel
     cancelAction: cancel

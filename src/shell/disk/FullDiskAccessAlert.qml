@@ -10,8 +10,7 @@ AppDialog {
 
     iconName: "shield"
     title: qsTr("Full Disk Access Recommended")
-    text: qsTr("Larkfold can scan the startup disk now, but macOS will skip protected Mail, Safari, Messages, and app-container data until Full Disk Access is enabled.")
-    note: qsTr("On Linux this is what a sandbox, such as Flatpak’s or Snap’s, hides from Larkfold.")
+    text: qsTr("Larkfold can scan the startup disk now, but %1 will skip protected Mail, Safari, Messages, and app-container data until Full Disk Access is enabled.").arg(Words.system)
     actions: [cancel, settings, scan]
     defaultAction: scan
     cancelAction: cancel
@@ -23,7 +22,7 @@ AppDialog {
     }
     T.Action {
         id: settings
-        text: qsTr("Open System Settings")
+        text: qsTr("Open %1").arg(Words.settings)
         onTriggered: alert.view.permissionManager.openFullDiskAccessSettings()
     }
     T.Action {

@@ -112,15 +112,6 @@ Rectangle {
                 wrapMode: Text.Wrap
             }
             AppLabel {
-                visible: text.length > 0
-                Layout.fillWidth: true
-                horizontalAlignment: line.hasRoomBeside ? Text.AlignRight : Text.AlignLeft
-                text: line.presenter.savedScanHint
-                secondary: true
-                font.pixelSize: Theme.sizeCaption
-                wrapMode: Text.Wrap
-            }
-            AppLabel {
                 objectName: "watchNotice"
                 visible: text.length > 0
                 Layout.fillWidth: true

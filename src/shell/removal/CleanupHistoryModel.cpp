@@ -10,8 +10,6 @@
 
 #include "platform/Error.h"
 #include "platform/FileIdentity.h"
-#include "platform/Path.h"
-#include "platform/StandardFolders.h"
 #include "platform/qt/Desktop.h"
 #include "platform/qt/PathText.h"
 #include "removal/CleanupHistoryStore.h"
@@ -63,19 +61,8 @@ CleanupHistoryModel::CleanupHistoryModel(Dependencies dependencies, QObject* par
 
 CleanupHistoryModel::~CleanupHistoryModel() = default;
 
-QString CleanupHistoryModel::placeHint() const {
-    const std::string folder(parentPath(dependencies_.store.url()));
-    const std::string home = homeDirectoryForCurrentUser();
-    const bool isInHome = home != "/" && isAtOrBelow(folder, home);
-    return text(cleanup_texts::historyPlace(isInHome ? "~" + folder.substr(home.size()) : folder));
-}
-
 QString CleanupHistoryModel::restoreHelp() {
     return text(cleanup_texts::restoreHelp());
-}
-
-QString CleanupHistoryModel::restoreHelpHere() {
-    return text(cleanup_texts::restoreHelpHere());
 }
 
 // MARK: What the store holds
@@ -366,11 +353,8 @@ QVariant CleanupHistoryModel::data(const QModelIndex& index, int role) const {
     }
     switch (role) {
         case TitleRole:
-            return restoreHelp();
-        case TextRole:
-            return restoreHelpHere();
         case SpokenTextRole:
-            return QString(restoreHelp() + QLatin1Char(' ') + restoreHelpHere());
+            return restoreHelp();
         case IsOpenRole:
         case IsFailureRole:
         case CanLocateRole:

@@ -47,10 +47,7 @@ class CleanupHistoryModel : public QAbstractListModel {
     Q_PROPERTY(bool canClear READ canClear NOTIFY stateChanged)
     Q_PROPERTY(bool clearConfirmation READ clearConfirmation WRITE setClearConfirmation NOTIFY
                    clearConfirmationChanged)
-    // Where the records are kept, in the words of this system.
-    Q_PROPERTY(QString placeHint READ placeHint CONSTANT)
     Q_PROPERTY(QString restoreHelp READ restoreHelp CONSTANT)
-    Q_PROPERTY(QString restoreHelpHere READ restoreHelpHere CONSTANT)
 
 public:
     // What a row is. `Help` stands once below an open operation that has something in Trash.
@@ -90,9 +87,7 @@ public:
     bool canClear() const { return hasOperations() || isUnreadable_ || !journalProblem_.isEmpty(); }
     bool clearConfirmation() const { return clearConfirmation_; }
     void setClearConfirmation(bool shown);
-    QString placeHint() const;
     static QString restoreHelp();
-    static QString restoreHelpHere();
 
     // The screen appears, or the user wants to try again.
     Q_INVOKABLE void load();

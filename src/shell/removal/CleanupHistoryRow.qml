@@ -127,25 +127,14 @@ Rectangle {
                 color: Theme.textSecondary
                 size: Math.round(14 * Theme.typeScale)
             }
-            ColumnLayout {
+            Text {
                 Layout.fillWidth: true
-                spacing: 2
-
-                Repeater {
-                    model: [row.title, row.text]
-
-                    Text {
-                        required property string modelData
-
-                        Layout.fillWidth: true
-                        text: modelData
-                        color: Theme.textSecondary
-                        font.pixelSize: Theme.sizeCaption
-                        wrapMode: Text.Wrap
-                        textFormat: Text.PlainText
-                        lineHeight: 1.2
-                    }
-                }
+                text: row.title
+                color: Theme.textSecondary
+                font.pixelSize: Theme.sizeCaption
+                wrapMode: Text.Wrap
+                textFormat: Text.PlainText
+                lineHeight: 1.2
             }
         }
     }

@@ -48,20 +48,13 @@ T.Control {
 
             AppLabel {
                 Layout.fillWidth: true
-                text: qsTr("The latest 100 operations are stored on this Mac. Clearing history does not delete or restore files.")
+                text: qsTr("The latest 100 operations are stored on this %1. Clearing history does not delete or restore files.").arg(Words.computer)
                 secondary: true
                 wrapMode: Text.Wrap
             }
             AppLabel {
                 Layout.fillWidth: true
-                text: page.history.placeHint
-                secondary: true
-                font.pixelSize: Theme.sizeCaption
-                wrapMode: Text.Wrap
-            }
-            AppLabel {
-                Layout.fillWidth: true
-                text: qsTr("Free-space change is measured per volume before and after cleanup. Other apps, APFS snapshots and delayed reclamation can affect it; it is not a guaranteed saving attributable to these files.")
+                text: qsTr("Free-space change is measured per volume before and after cleanup. Other apps, %1 snapshots and delayed reclamation can affect it; it is not a guaranteed saving attributable to these files.").arg(Words.fileSystem)
                 secondary: true
                 font.pixelSize: Theme.sizeCaption
                 wrapMode: Text.Wrap
@@ -178,7 +171,7 @@ T.Control {
                     width: ListView.view.width
                     isCurrent: ListView.isCurrentItem && list.activeFocus
                     hasRing: isCurrent && list.followsKeyboard
-                    help: page.history.restoreHelp + "\n\n" + page.history.restoreHelpHere
+                    help: page.history.restoreHelp
                     onChosen: list.choose(index)
                     onActivated: list.activate(index)
                     onLocateRequested: page.history.locateInTrash(index)

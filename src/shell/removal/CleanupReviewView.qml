@@ -164,7 +164,7 @@ AppDialog {
             visible: sheet.review.count === 0
             iconName: "mark"
             title: qsTr("Nothing is marked")
-            text: qsTr("Mark items in the map or in the list with Space or Ctrl+click. They are listed here before anything happens to them.")
+            text: qsTr("Mark items in the map or in the list with Space or %1+click. They are listed here before anything happens to them.").arg(Words.commandKey)
         }
 
         Hairline {

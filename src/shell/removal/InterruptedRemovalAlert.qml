@@ -21,7 +21,7 @@ AppDialog {
     cancelAction: leave
 
     AppButton {
-        text: qsTr("Show in File Manager")
+        text: qsTr("Show in %1").arg(Words.fileManagerButton)
         onClicked: alert.removal.reveal()
     }
     AppLabel {

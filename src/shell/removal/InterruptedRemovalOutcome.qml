@@ -20,7 +20,7 @@ AppDialog {
     cancelAction: close
 
     AppButton {
-        text: qsTr("Show in File Manager")
+        text: qsTr("Show in %1").arg(Words.fileManagerButton)
         onClicked: outcome.removal.reveal()
     }
     AppLabel {

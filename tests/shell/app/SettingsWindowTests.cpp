@@ -442,13 +442,13 @@ TEST_F(SettingsWindowTest, thePrivacyPolicyIsShownWhole) {
     app_->setShowPrivacyPolicy(true);
     turnTo("Privacy Policy");
     for (const privacy::Section& section : privacy::sections()) {
-        EXPECT_TRUE(isShown(section.heading)) << section.heading;
-        EXPECT_TRUE(isShown(section.body)) << section.heading;
+        EXPECT_TRUE(isShown(QString::fromStdString(section.heading))) << section.heading;
+        EXPECT_TRUE(isShown(QString::fromStdString(section.body))) << section.heading;
     }
     EXPECT_TRUE(
         isShown("Larkfold does NOT collect:\n• Personal information\n• File contents or names\n• Browsing "
                 "history\n• Location data\n• Usage analytics\n• Crash reports (unless you explicitly share "
-                "them)\n\nAll scanning and analysis happens locally on your Mac."));
+                "them)\n\nAll scanning and analysis happens locally on your computer."));
     EXPECT_TRUE(
         isShown("This privacy policy may be updated periodically. We will notify you of significant changes "
                 "through the app."));

@@ -271,7 +271,7 @@ TEST_F(FileListViewTest, theMenu_marksAndUnmarks) {
     ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuMark") != nullptr; }, 60'000));
     EXPECT_EQ(find("menuMark")->property("text"), "Add to Deletion Queue");
     EXPECT_EQ(find("menuQuickLook")->property("text"), "Quick Look");
-    EXPECT_EQ(find("menuReveal")->property("text"), "Show in Finder");
+    EXPECT_EQ(find("menuReveal")->property("text"), "Show in File Manager");
     click("menuMark");
     EXPECT_EQ(session.driver.selectedForDeletion().size(), 1u);
     ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuMark") == nullptr; }, 60'000));

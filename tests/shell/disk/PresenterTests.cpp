@@ -77,13 +77,12 @@ TEST(ShellTexts, groupsAndCountsInWholePhrases) {
     EXPECT_EQ(texts::mappingTitle(false), "Building Disk Map");
 }
 
-TEST_F(PresenterTest, besideTheNoticeOfTheSavedIndexStandsWhereThatIs) {
+TEST_F(PresenterTest, afterAScanTheSavedIndexIsTold) {
     tree_.fileOfSize("home/a", 5'000);
-    EXPECT_TRUE(presenter_.savedScanHint().isEmpty());
+    EXPECT_TRUE(presenter_.savedScanNotice().isEmpty());
     ASSERT_TRUE(scan(tree_.path("home")));
-    EXPECT_EQ(presenter_.savedScanNotice(), "Saved on this Mac. Changes outside a rescan remain a snapshot.");
-    EXPECT_EQ(presenter_.savedScanHint(),
-              "“This Mac” is this computer: the index lies in ~/.local/share/Larkfold.");
+    EXPECT_EQ(presenter_.savedScanNotice(),
+              "Saved on this computer. Changes outside a rescan remain a snapshot.");
 }
 
 TEST_F(PresenterTest, aSavedScanThatCannotBeForgottenIsToldWithWhatHelps) {

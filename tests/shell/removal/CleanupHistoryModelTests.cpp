@@ -85,14 +85,6 @@ TEST_F(CleanupHistoryModelTest, beforeItIsReadItIsNeitherEmptyNorFull) {
     EXPECT_FALSE(model.canClear());
 }
 
-TEST_F(CleanupHistoryModelTest, itTellsWhereTheRecordsAreKept) {
-    EXPECT_EQ(model.placeHint().toStdString(),
-              "“This Mac” is this computer: the history lies in " + tree.path("Larkfold") + ".");
-    CleanupHistoryStore usual;
-    const Model other({.mainQueue = events.queue(), .notifications = notifications, .store = usual});
-    EXPECT_EQ(other.placeHint(), "“This Mac” is this computer: the history lies in ~/.local/share/Larkfold.");
-}
-
 TEST_F(CleanupHistoryModelTest, anOperationIsOneRowUntilItIsOpened) {
     store.append(
         operation({failed("/home/a/first", "It stayed."), inTrash("/home/a/second", "/trash/second")}));
@@ -110,10 +102,10 @@ TEST_F(CleanupHistoryModelTest, anOperationIsOneRowUntilItIsOpened) {
     ASSERT_EQ(model.count(), 5);
     EXPECT_TRUE(flag(1, Model::IsOpenRole));
     EXPECT_EQ(kind(2), Model::Help);
-    EXPECT_EQ(
-        text(2, Model::TitleRole),
-        "In Finder's Trash, select the original item and choose File → Put Back when available. Otherwise "
-        "move it to the recorded original folder; check for an existing file before replacing anything.");
+    EXPECT_EQ(text(2, Model::TitleRole),
+              "In Trash, select the original item and choose Restore when available. Otherwise move it to "
+              "the recorded original folder; check for an existing file before replacing anything.");
+    EXPECT_EQ(text(2, Model::SpokenTextRole), text(2, Model::TitleRole));
     EXPECT_EQ(text(3, Model::TitleRole), "/home/a/first");
     EXPECT_EQ(text(3, Model::TextRole), "It stayed.");
     EXPECT_FALSE(flag(3, Model::CanLocateRole));

@@ -473,11 +473,11 @@ TEST_F(CleanupWindowTest, anEmptyHistorySaysSo) {
     click("Cleanup History");
     EXPECT_TRUE(eventually([this] { return isShown("No cleanup operations yet"); }));
     EXPECT_TRUE(
-        isShown("The latest 100 operations are stored on this Mac. Clearing history does not delete or "
+        isShown("The latest 100 operations are stored on this computer. Clearing history does not delete or "
                 "restore files."));
     EXPECT_TRUE(
-        isShown("Free-space change is measured per volume before and after cleanup. Other apps, APFS "
-                "snapshots and delayed reclamation can affect it; it is not a guaranteed saving "
+        isShown("Free-space change is measured per volume before and after cleanup. Other apps, file "
+                "system snapshots and delayed reclamation can affect it; it is not a guaranteed saving "
                 "attributable to these files."));
     EXPECT_FALSE(find("Clear history")->isEnabled());
 }

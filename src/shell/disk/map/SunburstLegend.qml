@@ -51,15 +51,7 @@ Item {
         AppLabel {
             Layout.fillWidth: true
             Layout.topMargin: Theme.space2
-            text: qsTr("Click to navigate, Cmd+click to select")
-            secondary: true
-            font.pixelSize: Theme.sizeCaption
-            wrapMode: Text.Wrap
-        }
-        AppLabel {
-            visible: Qt.platform.os !== "osx"
-            Layout.fillWidth: true
-            text: qsTr("On this keyboard, Cmd is the Ctrl key.")
+            text: qsTr("Click to navigate, %1+click to select").arg(Words.commandKey)
             secondary: true
             font.pixelSize: Theme.sizeCaption
             wrapMode: Text.Wrap
