@@ -20,7 +20,7 @@ LarkfoldApp::LarkfoldApp(Dependencies dependencies, QObject* parent)
     : QObject(parent),
       dependencies_(std::move(dependencies)),
       permissionManager_(dependencies_.mainQueue, dependencies_.permissions),
-      updateManager_(dependencies_.defaults, dependencies_.updates),
+      updateManager_(dependencies_.mainQueue, dependencies_.defaults, dependencies_.updates),
       settings_(dependencies_.defaults) {
     // The window of the updater's setting is that of the others, also during the first run.
     connect(&updateManager_, &UpdateManager::settingWritten, &settings_, &Settings::noteWritten);

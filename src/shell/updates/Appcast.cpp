@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <functional>
 
+#include "platform/Error.h"
 #include "platform/UTF8.h"
-#include "shell/updates/PlainText.h"
 #include "shell/updates/UpdateError.h"
 
 namespace larkfold {
@@ -24,8 +24,80 @@ constexpr qsizetype kLongestNotes = 20'000;  // characters that are shown of one
 constexpr qsizetype kLongestName = 64;
 constexpr qsizetype kLongestAddress = 2048;
 
-[[noreturn]] void refuse() {
-    throw UpdateError(UpdateError::Case::unreadable);
+[[noreturn]] void refuse(UpdateError::Case reason = UpdateError::Case::unreadable) {
+    throw UpdateError(reason);
+}
+
+// Looks at the marks of a feed before the toolkit reads it: that there is no document type declaration, and
+// that no element has more or longer attributes than the limits. What is not well formed is left to the
+// toolkit; up to there it takes the same characters for marks as this does.
+class Marks {
+public:
+    explicit Marks(std::string_view bytes) : bytes_(bytes) {}
+
+    void check() {
+        while ((place_ = bytes_.find('<', place_)) != std::string_view::npos) {
+            if (at("<!--")) {
+                skipTo("-->", 4);
+            } else if (at("<![CDATA[")) {
+                skipTo("]]>", 9);
+            } else if (at("<?")) {
+                skipTo("?>", 2);
+            } else if (at("<!")) {
+                refuse(at("<!DOCTYPE") ? UpdateError::Case::documentType : UpdateError::Case::unreadable);
+            } else {
+                checkTag();
+            }
+        }
+    }
+
+private:
+    bool at(std::string_view mark) const { return bytes_.substr(place_).starts_with(mark); }
+
+    void skipTo(std::string_view end, std::size_t from) {
+        const std::size_t found = bytes_.find(end, place_ + from);
+        place_ = found == std::string_view::npos ? bytes_.size() : found + end.size();
+    }
+
+    // To behind the tag that begins here. Each attribute has its value in quotation marks.
+    void checkTag() {
+        for (std::size_t attributes = 0;;) {
+            place_ = bytes_.find_first_of("\"'>", place_);
+            if (place_ == std::string_view::npos) {
+                return;
+            }
+            if (bytes_[place_] == '>') {
+                ++place_;
+                return;
+            }
+            const std::size_t end = std::min(bytes_.find(bytes_[place_], place_ + 1), bytes_.size());
+            if (++attributes > Appcast::mostAttributes || end - place_ - 1 > Appcast::longestAttribute) {
+                refuse();
+            }
+            place_ = std::min(end + 1, bytes_.size());
+        }
+    }
+
+    std::string_view bytes_;
+    std::size_t place_ = 0;
+};
+
+// What a window may show of a text: at most `limit` characters, a longer one ending with an ellipsis, and
+// none of those that are not seen but change what is seen (that turn the direction of writing, for example).
+QString shown(const QString& text, qsizetype limit) {
+    QString visible;
+    for (const char32_t character : text.trimmed().toUcs4()) {
+        if (character == U'\t') {
+            visible += u' ';
+        } else if (character == U'\n' || QChar::isPrint(character)) {
+            visible += QString::fromUcs4(&character, 1);
+        }
+    }
+    if (visible.size() <= limit) {
+        return visible;
+    }
+    const qsizetype end = visible[limit - 2].isHighSurrogate() ? limit - 2 : limit - 1;
+    return visible.first(end) + u'\u2026';
 }
 
 // A secure address, or none.
@@ -73,7 +145,7 @@ struct RawItem {
 // One reading of a feed. Nothing recurses with the depth of the document.
 class Reader {
 public:
-    explicit Reader(const QString& text) : xml_(text) {}
+    Reader(const QString& text, const std::stop_token& stop) : xml_(text), stop_(stop) {}
 
     Appcast read() {
         enterRoot();
@@ -98,6 +170,9 @@ public:
 
 private:
     QXmlStreamReader::TokenType next() {
+        if (stop_.stop_requested()) {
+            throw CancellationError();
+        }
         const auto token = xml_.readNext();
         switch (token) {
             case QXmlStreamReader::StartElement:
@@ -109,7 +184,7 @@ private:
                 --depth_;
                 break;
             case QXmlStreamReader::Invalid:
-            case QXmlStreamReader::DTD:
+            case QXmlStreamReader::DTD:  // refused before; never read by the toolkit alone
             case QXmlStreamReader::EntityReference:
                 refuse();
             default:
@@ -240,16 +315,17 @@ private:
         if (!version || !isForUs) {
             return;
         }
-        const QString name = plainLine(item.shortVersion, kLongestName);
+        const QString name = shown(item.shortVersion.simplified(), kLongestName);
         const QUrl page = secureAddress(item.link);
         feed_.items.push_back({.version = *version,
                                .name = name.isEmpty() ? QString::fromStdString(version->text()) : name,
-                               .notes = plainTextFromHTML(item.description, kLongestNotes),
+                               .notes = shown(item.description, kLongestNotes),
                                .page = page.isValid() ? page : secureAddress(item.download),
                                .notesPage = secureAddress(item.notesLink)});
     }
 
     QXmlStreamReader xml_;
+    const std::stop_token& stop_;
     Appcast feed_;
     std::optional<Date> newestItem_;
     std::size_t itemCount_ = 0;
@@ -259,12 +335,13 @@ private:
 
 }  // namespace
 
-Appcast Appcast::parse(std::string_view bytes) {
+Appcast Appcast::parse(std::string_view bytes, const std::stop_token& stop) {
     // Taken as text here, so that no declaration in it chooses another encoding.
     if (bytes.size() > largestFeed || !utf8::isValid(bytes)) {
         refuse();
     }
-    return Reader(QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()))).read();
+    Marks(bytes).check();
+    return Reader(QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size())), stop).read();
 }
 
 std::vector<Appcast::Item> Appcast::newerThan(const AppVersion& current, std::size_t limit) const {

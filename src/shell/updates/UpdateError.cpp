@@ -33,6 +33,9 @@ std::string UpdateError::description() const {
             return "The list of releases is older than one that was read before, so Larkfold does not "
                    "believe it. "
                    "Try again later, or look for a new version where you got this one.";
+        case Case::documentType:
+            return "The list of releases has a document type declaration, which Larkfold does not read. Try "
+                   "again later, or look for a new version where you got this one.";
         case Case::unreadable:
             return "The list of releases could not be understood. Try again later, or look for a new version "
                    "where "

@@ -19,6 +19,7 @@ public:
         unsignedFeed,    // there is no signature beside the feed
         wrongSignature,  // there is one, of something else or by somebody else
         outdated,        // an older feed than one that was read before
+        documentType,    // signed, and with a document type declaration, which no feed has
         unreadable       // signed, and yet no feed
     };
 

@@ -35,11 +35,13 @@ QString address(const QUrl& url) {
 
 }  // namespace
 
-UpdateManager::UpdateManager(UserDefaults& defaults, Dependencies dependencies, QObject* parent)
+UpdateManager::UpdateManager(MainQueue& mainQueue, UserDefaults& defaults, Dependencies dependencies,
+                             QObject* parent)
     : QObject(parent),
       defaults_(defaults),
       dependencies_(std::move(dependencies)),
-      fetcher_(dependencies_.fetching) {
+      fetcher_(dependencies_.fetching),
+      context_(mainQueue, "updates") {
     connect(&hourly_, &QTimer::timeout, this, &UpdateManager::checkIfDue);
     hourly_.start(kBetweenLooks);
     QTimer::singleShot(0, this, &UpdateManager::checkIfDue);
@@ -91,6 +93,7 @@ bool UpdateManager::isDue() const {
 void UpdateManager::cancelCheck() {
     if (state_ == State::Checking) {
         fetcher_.cancel();
+        reading_.drop();
         setState(State::Idle);
     }
 }
@@ -98,26 +101,40 @@ void UpdateManager::cancelCheck() {
 void UpdateManager::begin() {
     // A check that fails counts as well, so that a server in trouble is not asked again and again.
     store(kLastCheckKey, dependencies_.now());
-    error_.reset();
+    failure_.clear();
     setPageProblem({});
     setState(State::Checking);
-    fetcher_.fetch(*dependencies_.source, [this](UpdateFetcher::Result result) { finish(result); });
+    fetcher_.fetch(*dependencies_.source,
+                   [this](UpdateFetcher::Result result) { takeFetched(std::move(result)); });
 }
 
-void UpdateManager::finish(const UpdateFetcher::Result& result) {
+void UpdateManager::takeFetched(UpdateFetcher::Result result) {
+    if (const auto* failure = std::get_if<UpdateError>(&result)) {
+        fail(failure->description());
+        return;
+    }
+    reading_ = context_.run<Appcast>([read = dependencies_.read, source = *dependencies_.source,
+                                      files = std::get<UpdateFetcher::Files>(std::move(result))](
+                                         const std::stop_token& stop) { return read(source, files, stop); },
+                                     [this](Outcome<Appcast> outcome) { takeRead(std::move(outcome)); });
+}
+
+void UpdateManager::takeRead(Outcome<Appcast> outcome) {
     try {
-        if (const auto* failure = std::get_if<UpdateError>(&result)) {
-            throw UpdateError(*failure);
-        }
-        judge(std::get<UpdateFetcher::Files>(result));
-    } catch (const UpdateError& error) {
-        error_ = error;
-        setState(State::Failed);
+        judge(outcome.get());
+    } catch (const Error& error) {
+        fail(error.description());
+    } catch (const std::exception&) {
+        fail("The list of releases could not be read. Try again later.");
     }
 }
 
-void UpdateManager::judge(const UpdateFetcher::Files& files) {
-    const Appcast feed = dependencies_.source->read(files.feed, files.signature);
+void UpdateManager::fail(std::string reason) {
+    failure_ = std::move(reason);
+    setState(State::Failed);
+}
+
+void UpdateManager::judge(const Appcast& feed) {
     const auto known = stored(kFeedDateKey);
     if (known && (!feed.date || *feed.date < *known)) {
         throw UpdateError(UpdateError::Case::outdated);
@@ -181,8 +198,7 @@ QString UpdateManager::text() const {
         case State::UpToDate:
             return texts::newestVersion(QString::fromStdString(dependencies_.version));
         case State::Failed:
-            return error_ ? texts::nothingWasChanged(QString::fromStdString(error_->description()))
-                          : QString();
+            return texts::nothingWasChanged(QString::fromStdString(failure_));
         case State::Available:
         case State::Idle:
             break;

@@ -7,7 +7,7 @@
 // versions. The user starts it, or, once the user has asked for that, the program by itself when it starts
 // and then once a day. A program that was built without the address of a feed does not check at all.
 //
-// Main thread only.
+// Main thread only; what was fetched is proved and read on a serial context.
 #pragma once
 
 #include <QtQml/qqmlregistration.h>
@@ -18,10 +18,14 @@
 #include <QVariantList>
 #include <functional>
 #include <optional>
+#include <stop_token>
+#include <string>
 #include <vector>
 
 #include "platform/Date.h"
 #include "platform/Installation.h"
+#include "platform/MainQueue.h"
+#include "platform/SerialContext.h"
 #include "platform/UserDefaults.h"
 #include "shell/updates/Appcast.h"
 #include "shell/updates/BuildInformation.h"
@@ -76,14 +80,19 @@ public:
         std::optional<UpdateSource> source =
             UpdateSource::make(buildInformation().updateFeed, buildInformation().updatePublicKey);
         UpdateFetcher::Dependencies fetching = {};
+        // What the fetched files say, off the main thread. Throws what UpdateSource::read throws.
+        std::function<Appcast(const UpdateSource&, const UpdateFetcher::Files&, const std::stop_token&)>
+            read = [](const UpdateSource& from, const UpdateFetcher::Files& files,
+                      const std::stop_token& stop) { return from.read(files.feed, files.signature, stop); };
         std::function<Date()> now = larkfold::now;
         Installation installation = currentInstallation();
         std::function<bool(const QUrl&)> openPage = nullptr;  // absent: the user's browser
     };
 
     // Starts the updater: where automatic checks are on and one is due, it begins with the event loop.
-    // `defaults` outlives the manager.
-    UpdateManager(UserDefaults& defaults, Dependencies dependencies, QObject* parent = nullptr);
+    // `mainQueue` and `defaults` outlive the manager.
+    UpdateManager(MainQueue& mainQueue, UserDefaults& defaults, Dependencies dependencies,
+                  QObject* parent = nullptr);
     ~UpdateManager() override;
 
     // False without a feed, and during a check.
@@ -135,8 +144,11 @@ signals:
 
 private:
     void begin();
-    void finish(const UpdateFetcher::Result& result);
-    void judge(const UpdateFetcher::Files& files);
+    // A check from its beginning to its end: what was fetched is read, what was read is judged.
+    void takeFetched(UpdateFetcher::Result result);
+    void takeRead(Outcome<Appcast> outcome);
+    void judge(const Appcast& feed);
+    void fail(std::string reason);
     void setState(State state);
     bool isDue() const;
     void open(const QUrl& url);
@@ -148,11 +160,13 @@ private:
     Dependencies dependencies_;
     State state_ = State::Idle;
     bool showsCheck_ = false;
-    std::optional<UpdateError> error_;
+    std::string failure_;  // why the latest check failed, while it is the latest
     QString pageProblem_;
     std::vector<Appcast::Item> available_;  // the newest first
     QTimer hourly_;
     UpdateFetcher fetcher_;
+    SerialContext context_;
+    Run reading_;  // last: it drops the work before anything that it reports to
 };
 
 }  // namespace larkfold

@@ -37,12 +37,13 @@ QUrl UpdateSource::signature() const {
     return url;
 }
 
-Appcast UpdateSource::read(std::string_view feed, std::string_view signature) const {
+Appcast UpdateSource::read(std::string_view feed, std::string_view signature,
+                           const std::stop_token& stop) const {
     const auto bytes = base64Decoded(trimmed(signature));
     if (!bytes || !isSignedByEd25519(feed, *bytes, publicKey_)) {
         throw UpdateError(UpdateError::Case::wrongSignature);
     }
-    return Appcast::parse(feed);
+    return Appcast::parse(feed, stop);
 }
 
 }  // namespace larkfold

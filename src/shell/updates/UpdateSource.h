@@ -4,6 +4,7 @@
 
 #include <QUrl>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -26,8 +27,9 @@ public:
     static constexpr std::size_t largestSignature = 1024;
 
     // The releases in the feed. Nothing is read of it before `signature`, the content of the file beside it,
-    // has proved to be the makers' signature of exactly these bytes. Throws UpdateError.
-    Appcast read(std::string_view feed, std::string_view signature) const;
+    // has proved to be the makers' signature of exactly these bytes. Throws UpdateError, and
+    // CancellationError where `stop` is asked for meanwhile.
+    Appcast read(std::string_view feed, std::string_view signature, const std::stop_token& stop = {}) const;
 
 private:
     UpdateSource(QUrl feed, std::string publicKey)

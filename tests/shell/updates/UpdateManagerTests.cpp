@@ -13,8 +13,12 @@
 #include <QTest>
 #include <atomic>
 #include <memory>
+#include <stop_token>
 #include <string>
+#include <thread>
 
+#include "platform/Error.h"
+#include "platform/qt/EventLoopQueue.h"
 #include "shell/updates/TestCertificates.h"
 #include "shell/updates/UpdateFeedText.h"
 #include "shell/updates/UpdateServer.h"
@@ -32,19 +36,22 @@ class UpdateManagerTest : public testing::Test {
 protected:
     std::unique_ptr<UpdateManager> make(const std::string& address,
                                         std::chrono::milliseconds timeLimit = std::chrono::seconds(20)) {
-        return std::make_unique<UpdateManager>(
-            defaults_, UpdateManager::Dependencies{.version = "0.1.0",
-                                                   .source = UpdateSource::make(address, makers_.publicKey()),
-                                                   .fetching = {.authorities = authority_.certificates(),
-                                                                .timeLimit = timeLimit,
-                                                                .proxyFor = proxyFor_},
-                                                   .now = [this] { return now_; },
-                                                   .installation = Installation::unmanaged,
-                                                   .openPage =
-                                                       [this](const QUrl& url) {
-                                                           opened_ << url.toString();
-                                                           return opens_;
-                                                       }});
+        UpdateManager::Dependencies dependencies{.version = "0.1.0",
+                                                 .source = UpdateSource::make(address, makers_.publicKey()),
+                                                 .fetching = {.authorities = authority_.certificates(),
+                                                              .timeLimit = timeLimit,
+                                                              .proxyFor = proxyFor_},
+                                                 .now = [this] { return now_; },
+                                                 .installation = Installation::unmanaged,
+                                                 .openPage =
+                                                     [this](const QUrl& url) {
+                                                         opened_ << url.toString();
+                                                         return opens_;
+                                                     }};
+        if (read_) {
+            dependencies.read = read_;
+        }
+        return std::make_unique<UpdateManager>(events_.queue(), defaults_, std::move(dependencies));
     }
     std::unique_ptr<UpdateManager> make() { return make(server_.address("/feed.xml")); }
 
@@ -70,7 +77,37 @@ protected:
         EXPECT_TRUE(manager.canCheckForUpdates()) << "it can be tried again";
     }
 
+    // Lets a reading begin, and not end before it is asked to stop; what it then comes to.
+    void holdReading(std::function<Appcast()> end) {
+        read_ = [this, end = std::move(end)](const UpdateSource&, const UpdateFetcher::Files&,
+                                             const std::stop_token& stop) {
+            isReading_ = true;
+            std::atomic<bool> isAsked = false;
+            const std::stop_callback ask(stop, [&isAsked] {
+                isAsked = true;
+                isAsked.notify_all();
+            });
+            isAsked.wait(false);
+            hasRead_ = true;
+            return end();
+        };
+    }
+    // A check that got as far as to the reading of what was fetched.
+    std::unique_ptr<UpdateManager> makeReading() {
+        serve(feedOf(itemOf("0.2.0")));
+        auto manager = make();
+        manager->checkForUpdates();
+        EXPECT_TRUE(QTest::qWaitFor([this] { return isReading_.load(); }, 60'000));
+        EXPECT_EQ(manager->state(), State::Checking);
+        EXPECT_FALSE(manager->canCheckForUpdates());
+        return manager;
+    }
+
     TemporaryTree surroundings_;
+    EventLoopQueue events_;
+    decltype(UpdateManager::Dependencies::read) read_;  // in place of the manager's own
+    std::atomic<bool> isReading_ = false;
+    std::atomic<bool> hasRead_ = false;
     UserDefaults defaults_{surroundings_.path("settings.json")};
     SigningKey makers_;
     CertificateAuthority authority_;
@@ -83,9 +120,10 @@ protected:
 
 TEST_F(UpdateManagerTest, aNewerVersionIsShownWithWhatIsNewAndWhereToGetIt) {
     serve(feedOf(
-        itemOf("0.2.0",
-               "<link>https://example.org/get</link><description>&lt;b&gt;Faster&lt;/b&gt;</description>"
-               "<sparkle:releaseNotesLink>https://example.org/notes</sparkle:releaseNotesLink>") +
+        itemOf(
+            "0.2.0",
+            "<link>https://example.org/get</link><description>- Faster\n- &lt;b&gt; &amp;amp;</description>"
+            "<sparkle:releaseNotesLink>https://example.org/notes</sparkle:releaseNotesLink>") +
         itemOf("0.1.1", "<description>Smaller</description>")));
     const auto manager = make();
     EXPECT_EQ(manager->state(), State::Idle);
@@ -103,7 +141,7 @@ TEST_F(UpdateManagerTest, aNewerVersionIsShownWithWhatIsNewAndWhereToGetIt) {
     const QVariantList releases = manager->releases();
     ASSERT_EQ(releases.size(), 2);
     EXPECT_EQ(releases[0].toMap()["name"], "0.2.0");
-    EXPECT_EQ(releases[0].toMap()["notes"], "Faster");
+    EXPECT_EQ(releases[0].toMap()["notes"], "- Faster\n- <b> &amp;") << "as it stands";
     EXPECT_EQ(releases[1].toMap()["notes"], "Smaller");
     EXPECT_EQ(manager->page(), "https://example.org/get");
     EXPECT_TRUE(opened_.isEmpty()) << "nothing opens by itself";
@@ -522,6 +560,91 @@ TEST_F(UpdateManagerTest, aManagerThatGoesDuringACheckLeavesNothingBehind) {
     QCoreApplication::processEvents();
 }
 
+TEST_F(UpdateManagerTest, whatWasFetchedIsProvedAndReadBesideTheMainThread) {
+    std::atomic<int> readings = 0;
+    std::atomic<bool> isBeside = true;
+    read_ = [&, main = std::this_thread::get_id()](
+                const UpdateSource& source, const UpdateFetcher::Files& files, const std::stop_token& stop) {
+        ++readings;
+        isBeside = isBeside && std::this_thread::get_id() != main;
+        return source.read(files.feed, files.signature, stop);
+    };
+    serve(feedOf(itemOf("0.2.0")));
+    EXPECT_EQ(check(*make()), State::Available);
+    serve(feedOf(itemOf("0.3.0")), SigningKey().signatureOf(feedOf(itemOf("0.3.0"))));
+    expectFailure(*make(), UpdateError::Case::wrongSignature);
+    serve("<!DOCTYPE rss>" + feedOf(itemOf("0.3.0")));
+    expectFailure(*make(), UpdateError::Case::documentType);
+    EXPECT_EQ(readings, 3);
+    EXPECT_TRUE(isBeside);
+}
+
+TEST_F(UpdateManagerTest, aReadingThatIsCancelledTellsNothing) {
+    // Whatever it comes to: nobody asks any more.
+    const std::function<Appcast()> ends[] = {
+        [] { return Appcast::parse(feedOf(itemOf("0.2.0"))); },
+        []() -> Appcast { throw CancellationError(); },
+        []() -> Appcast { throw UpdateError(UpdateError::Case::unreadable); }};
+    for (const auto& end : ends) {
+        isReading_ = false;
+        hasRead_ = false;
+        holdReading(end);
+        const auto manager = makeReading();
+        manager->cancelCheck();
+        EXPECT_EQ(manager->state(), State::Idle);
+        EXPECT_TRUE(manager->canCheckForUpdates());
+        ASSERT_TRUE(QTest::qWaitFor([this] { return hasRead_.load(); }, 60'000));
+        QCoreApplication::processEvents();
+        EXPECT_EQ(manager->state(), State::Idle);
+        EXPECT_TRUE(manager->availableVersion().isEmpty());
+        EXPECT_EQ(manager->summary(), "Not checked yet.");
+    }
+}
+
+TEST_F(UpdateManagerTest, aCheckAfterOneWhoseReadingWasCancelledIsJudgedByItself) {
+    read_ = [this](const UpdateSource& source, const UpdateFetcher::Files& files,
+                   const std::stop_token& stop) {
+        if (!isReading_.exchange(true)) {
+            std::atomic<bool> isAsked = false;
+            const std::stop_callback ask(stop, [&isAsked] {
+                isAsked = true;
+                isAsked.notify_all();
+            });
+            isAsked.wait(false);
+        }
+        return source.read(files.feed, files.signature, {});
+    };
+    const auto manager = makeReading();
+    manager->setShowsCheck(false);  // the window closes
+    EXPECT_EQ(manager->state(), State::Idle);
+    serve(feedOf(itemOf("0.3.0")));
+    EXPECT_EQ(check(*manager), State::Available);
+    EXPECT_EQ(manager->availableVersion(), "0.3.0");
+}
+
+TEST_F(UpdateManagerTest, aManagerThatGoesDuringTheReadingEndsIt) {
+    holdReading([]() -> Appcast { throw CancellationError(); });
+    auto manager = makeReading();
+    QSignalSpy changed(manager.get(), &UpdateManager::stateChanged);
+    manager.reset();
+    EXPECT_TRUE(hasRead_) << "nothing of it runs on";
+    QCoreApplication::processEvents();
+    EXPECT_EQ(changed.count(), 0);
+}
+
+TEST_F(UpdateManagerTest, aReadingThatFailsOtherwiseIsAFailedCheck) {
+    read_ = [](const UpdateSource&, const UpdateFetcher::Files&, const std::stop_token&) -> Appcast {
+        throw std::bad_alloc();
+    };
+    serve(feedOf(itemOf("0.2.0")));
+    const auto manager = make();
+    EXPECT_EQ(check(*manager), State::Failed);
+    EXPECT_EQ(manager->text(),
+              "The list of releases could not be read. Try again later. Nothing was changed on this "
+              "computer.");
+    EXPECT_TRUE(manager->canCheckForUpdates());
+}
+
 TEST_F(UpdateManagerTest, whatIsKnownIsShownAlsoAfterACheckThatFailed) {
     serve(feedOf(itemOf("0.2.0")));
     const auto manager = make();
@@ -536,7 +659,7 @@ TEST_F(UpdateManagerTest, whatIsKnownIsShownAlsoAfterACheckThatFailed) {
 
 TEST_F(UpdateManagerTest, whoKeepsTheProgramUpToDateIsNamed) {
     const auto hintOf = [this](Installation installation) {
-        const UpdateManager manager(defaults_, {.installation = installation});
+        const UpdateManager manager(events_.queue(), defaults_, {.installation = installation});
         return manager.installationHint() + " / " + manager.installationCommand();
     };
     EXPECT_EQ(hintOf(Installation::unmanaged), " / ");
