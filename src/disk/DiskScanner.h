@@ -1,5 +1,5 @@
-// Walks a folder, builds a bounded tree with exact totals, and writes one row for every file and directory
-// into a new index.
+// Walks a folder, builds a bounded tree with exact totals, and writes one row for every file and
+// directory into a new index.
 //
 // The tree keeps at most `maximumRetainedFiles` file nodes, those met first; what comes later is folded into
 // one summary leaf per folder, while the index keeps every row. The index is written beside the old one and

@@ -60,8 +60,8 @@ FileKind fileKindOf(std::string_view name) {
     if (extension.empty()) {
         return FileKind::other;
     }
-    // Every extension of the table is ASCII. Asked for each node of a map, so no text is made where all is
-    // ASCII.
+    // Every extension of the table is ASCII. Asked for each node of a map, so no text
+    // is made where all is ASCII.
     const bool isASCII =
         std::ranges::all_of(extension, [](char c) { return static_cast<unsigned char>(c) < 0x80; });
     if (!isASCII) {

@@ -303,10 +303,10 @@ void FileNode::removeFromParents(const std::vector<Pointer>& nodes) {
     }
 }
 
-// Lets the whole subtree below this node go without recursion and without memory of its own: goes down along
-// the last children, whose parents thus live until their subtree is done, and back up through the parents. A
-// child that somebody else holds survives with its own subtree, and takes its path along while the chain
-// above it still stands.
+// Lets the whole subtree below this node go without recursion and without memory of its own: goes down
+// along the last children, whose parents thus live until their subtree is done, and back up through the
+// parents. A child that somebody else holds survives with its own subtree, and takes its path along while
+// the chain above it still stands.
 void FileNode::releaseSubtree() {
     FileNode* node = this;
     while (true) {

@@ -1,6 +1,6 @@
-// One node of the tree of a scanned folder: a directory, a file, or an aggregate, a summary leaf that stands
-// for many files and has no item of its own on disk. No feature may select, remove, hash or list an aggregate
-// as a file.
+// One node of the tree of a scanned folder: a directory, a file, or an aggregate, a summary leaf that
+// stands for many files and has no item of its own on disk. No feature may select, remove, hash or
+// list an aggregate as a file.
 //
 // A parent owns its children; a child knows its parent only as long as that lives. Nodes are compared by
 // `id`. A tree is built by one engine and then handed over whole; from then on only the main thread reads or
@@ -63,8 +63,8 @@ public:
     FileNode& operator=(const FileNode&) = delete;
 
     const UUID& id() const { return id_; }
-    // The path of the item, bytes; of an aggregate, that of the folder whose files it stands for. Built at
-    // each call.
+    // The path of the item, bytes; of an aggregate, that of the folder whose files it
+    // stands for. Built at each call.
     std::string url() const;
     // The display name, bytes. For all but roots the last path component. Valid as long as the node.
     std::string_view name() const { return {name_.get(), nameLength_}; }
@@ -94,15 +94,15 @@ public:
     void appendChild(Pointer child);
     // Tells that no more children come: gives back what the list holds in reserve.
     void finishChildren();
-    // Replaces all children by nodes without a parent or by children of this very node; those dropped make
-    // their paths their own first, so that whoever still holds one of them or of their descendants can ask
-    // for it.
+    // Replaces all children by nodes without a parent or by children of this very node; those dropped
+    // make their paths their own first, so that whoever still holds one of them or of their
+    // descendants can ask for it.
     void replaceChildren(std::vector<Pointer> children);
     // Takes all children out of this node, each with no parent and a path of its own.
     std::vector<Pointer> takeChildren();
 
-    // Sums a directory's size over its whole subtree, bottom up, and returns it. Any other node returns its
-    // size.
+    // Sums a directory's size over its whole subtree, bottom up, and returns it. Any
+    // other node returns its size.
     std::int64_t recalculateSize();
     // Orders the children by size, larger first, ties as they stood, in the whole subtree.
     void sortChildrenBySize();
@@ -122,8 +122,8 @@ public:
 
     // By the extension of the path (of an aggregate: of its folder's).
     FileKind fileKind() const;
-    // The last component of `url()`, without building the path. Valid as long as this node and its parent
-    // stand.
+    // The last component of `url()`, without building the path. Valid as long as this
+    // node and its parent stand.
     std::string_view urlName() const;
     // Whether the filter lets this node through. For many nodes make one FileListMatcher instead.
     bool matches(const FileListFilter& filter, Date now) const;

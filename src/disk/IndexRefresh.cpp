@@ -98,8 +98,8 @@ void IndexRefresh::nextFolder() {
             if (isRead) {
                 const ScanResult result =
                     DiskScanner(temporary->url()).scan(folder, options, std::move(stop));
-                // The root's errors are kept in the index; a folder's would take the place of a complete
-                // record.
+                // The root's errors are kept in the index; a folder's would take the
+                // place of a complete record.
                 isRead = isRoot || result.errors.empty();
             }
             if (!isRead) {

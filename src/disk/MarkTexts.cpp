@@ -40,8 +40,7 @@ std::string takenBackWithTheFolder() {
 
 std::string notChecked(const std::string& reason) {
     return "Not checked: " + reason +
-           " It is checked again when it is to be removed, and stays if it cannot "
-           "be checked then either.";
+           " It is checked again when it is to be removed, and stays if it cannot be checked then either.";
 }
 
 }  // namespace larkfold::mark_texts

@@ -24,8 +24,8 @@ inline const std::string unknownRoot =
     "Larkfold cannot make sure that this is still the folder that was scanned, so nothing in it can be "
     "marked. Scan it again. Nothing was changed.";
 
-// Of marks that were taken back because the disk tells other things than the map. `names` are display names,
-// none of them missing.
+// Of marks that were taken back because the disk tells other things than the map. `names` are display
+// names, none of them missing.
 std::string takenBack(const std::vector<std::string>& names);
 // Of all marks, since another folder stands in the place of the scanned one.
 std::string takenBackWithTheFolder();

@@ -1,10 +1,10 @@
 // What may be removed from a map: the folder that is open to it, as the user saw it when the map was made,
 // and what the path rules say of the map's items.
 //
-// An item is judged twice. By its text alone as it is marked: the map was made without following a link, so
-// none lies between its root and the item, and where the root really leads was asked before. And by the disk
-// afterwards, which may have changed. A value; asking the text is safe from any thread, and what asks the
-// disk waits for it.
+// An item is judged twice. By its text alone as it is marked: the map was made without following a link,
+// so none lies between its root and the item, and where the root really leads was asked before. And by
+// the disk afterwards, which may have changed. A value; asking the text is safe from any thread, and what
+// asks the disk waits for it.
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,5 @@
-// Every use of the saved index but the scan that writes it: each operation opens the file, does one piece of
-// work and closes it.
+// Every use of the saved index but the scan that writes it: each operation opens the file, does one
+// piece of work and closes it.
 //
 // It has no state. Its owner runs all of them on one serial context, so two uses of the saved index never
 // overlap within the program.

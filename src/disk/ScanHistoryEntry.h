@@ -1,8 +1,8 @@
 // One line of the list of recent scans, and the form in which the list is stored:
 // docs/scan-history-format.md.
 //
-// A line holds figures and the way back to its root, never anything of the tree. A value; the functions are
-// safe from any thread.
+// A line holds figures and the way back to its root, never anything of the tree. A value; the
+// functions are safe from any thread.
 #pragma once
 
 #include <cstdint>

@@ -79,7 +79,6 @@ void ScanHistoryManager::change(std::vector<ScanHistoryEntry> history) {
 }
 
 // --- Where a root is
-// ------------------------------------------------------------------------------------------------
 
 ScanHistoryManager::Answer ScanHistoryManager::ask(const ScanHistoryEntry& entry) {
     if (!entry.bookmarkData) {
@@ -132,7 +131,6 @@ void ScanHistoryManager::updateBookmark(const std::string& data, const UUID& id)
 }
 
 // --- The store
-// ------------------------------------------------------------------------------------------------------
 
 void ScanHistoryManager::load() {
     const std::optional<std::string> stored = defaults_.dataForKey(historyKey);

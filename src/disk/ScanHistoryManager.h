@@ -1,9 +1,9 @@
 // The list of recent scans: one line for each root that was scanned, newest first, kept in the user defaults.
 //
-// It knows nothing of the saved index, which holds the latest scan alone. No failure of it reaches the user:
-// a list that cannot be read counts as empty and stays as stored until the next change, one that cannot be
-// saved holds for this run; both are told in the log. Main thread only, but for the question to the disk in
-// `resolveInBackground`.
+// It knows nothing of the saved index, which holds the latest scan alone. No failure of it reaches the
+// user: a list that cannot be read counts as empty and stays as stored until the next change, one that
+// cannot be saved holds for this run; both are told in the log. Main thread only, but for the question to
+// the disk in `resolveInBackground`.
 #pragma once
 
 #include <QObject>

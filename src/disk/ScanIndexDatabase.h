@@ -1,10 +1,10 @@
 // The scan index: a SQLite file with one row for every file and directory of the latest scan. Its format is
 // told in docs/scan-index-format.md.
 //
-// An object opened with `create` belongs to one scan: its transaction stands open until `finish`. An object
-// opened without is used for one short piece of work. Destroying it closes the connection, which rolls back
-// what was not committed. No lock: one object belongs to one context at a time; objects of different contexts
-// do not meet.
+// An object opened with `create` belongs to one scan: its transaction stands open until `finish`. An
+// object opened without is used for one short piece of work. Destroying it closes the connection, which
+// rolls back what was not committed. No lock: one object belongs to one context at a time; objects of
+// different contexts do not meet.
 //
 // The library is set up once for the process, before the first file is opened: no mutexes inside of a
 // connection (see above), and no memory statistics, which cost a global mutex at every allocation.
@@ -69,9 +69,9 @@ public:
     ScanResult loadTree(const std::optional<std::string>& folder, std::int64_t limit,
                         std::stop_token stop = {});
 
-    // Takes out a folder that no longer exists, and sums its ancestors anew, in one transaction. The root of
-    // the index cannot be taken out of it. Throws Failure, or CancellationError when stopped; then nothing
-    // has changed.
+    // Takes out a folder that no longer exists, and sums its ancestors anew, in one transaction. The
+    // root of the index cannot be taken out of it. Throws Failure, or CancellationError when
+    // stopped; then nothing has changed.
     void removeFolder(const std::string& url, std::stop_token stop = {});
 
     // Replaces a folder's subtree by the finished index of a scan of that folder, and sums its ancestors

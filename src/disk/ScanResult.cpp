@@ -19,9 +19,9 @@ ScanResult::NodeCounts ScanResult::countNodes(const FileNode& node) {
     return counts;
 }
 
-// Sizes are totalled per path, and neither hard links nor clones are told apart between files, so a total for
-// the whole disk can exceed the disk. A little more than its capacity is ordinary: the disk changes while it
-// is read.
+// Sizes are totalled per path, and neither hard links nor clones are told apart between files, so a
+// total for the whole disk can exceed the disk. A little more than its capacity is ordinary: the
+// disk changes while it is read.
 std::optional<std::string> ScanResult::capacityNotice() const {
     constexpr std::int64_t leastSlack = 0x40000000;  // 1 GiB
     if (standardizedPath(rootPath) != "/" || !volumeCapacity || *volumeCapacity < 1) {

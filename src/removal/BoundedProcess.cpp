@@ -72,8 +72,8 @@ std::string BoundedProcess::run(const std::string& executablePath, const std::ve
     if (process.terminationStatus() != 0) {
         throw Failure(Failure::Case::exit, process.terminationStatus());
     }
-    // One byte more than allowed tells whether there is more; what was written since the last look is seen
-    // here.
+    // One byte more than allowed tells whether there is more; what was written since
+    // the last look is seen here.
     const auto most = static_cast<std::size_t>(std::max<std::int64_t>(0, maximumOutputBytes)) + 1;
     const std::string bytes = output.read(most);
     if (static_cast<std::int64_t>(bytes.size()) > maximumOutputBytes) {

@@ -1,8 +1,8 @@
 // Runs a tool of the system so that it can neither hang its caller nor flood the memory: every run has a
 // limit of time and one of output, and leaves nothing behind, neither processes nor files.
 //
-// The call blocks its thread, so it belongs on a serial context. Any number of runs may proceed at once on
-// different threads.
+// The call blocks its thread, so it belongs on a serial context. Any number of runs may proceed at
+// once on different threads.
 #pragma once
 
 #include <cstdint>

@@ -31,8 +31,7 @@ public:
     std::string description() const override {
         return "The cleanup history “" + displayText(path_) +
                "” is damaged and cannot be read. It was left as it is; your files were not touched. Clear "
-               "the "
-               "history to begin a new one.";
+               "the history to begin a new one.";
     }
 
 private:

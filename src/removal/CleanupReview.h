@@ -62,8 +62,8 @@ public:
     void setPermanent(bool permanent);
     bool showsPermanentConfirmation() const { return showsPermanentConfirmation_; }
 
-    // The main button. Decides for Trash, or asks for the second decision. With nothing to remove it does
-    // nothing.
+    // The main button. Decides for Trash, or asks for the second decision. With nothing
+    // to remove it does nothing.
     Decision pressConfirm();
     // The second decision: counts only while it is asked for.
     Decision confirmPermanentDeletion();

@@ -221,9 +221,7 @@ std::string asideNotRestoredTitle() {
 
 std::string asideNameTaken(std::string_view originalPath, std::string_view path) {
     return "Something else is at “" + displayText(originalPath) +
-           "” now, and nothing was replaced. The item is "
-           "still at “" +
-           displayText(path) + "”.";
+           "” now, and nothing was replaced. The item is still at “" + displayText(path) + "”.";
 }
 
 std::string asideChanged() {

@@ -172,8 +172,7 @@ struct FileDeleter::Run {
     // 1. No running application owns it.
     // 2. Nobody cancelled.
     // 3. The path rule, for the very path under which the item is then held. A link is judged by its own
-    // place here
-    //    and not by where it leads, since the next step refuses it in any case.
+    //    place here and not by where it leads, since the next step refuses it in any case.
     // 4. What it is.
     // 5. A duplicate is proved by both contents.
     // 6. Its size.

@@ -74,8 +74,8 @@ public:
     // stands at its path when the run begins opens nothing.
     struct AllowedRoot {
         std::string path;
-        // That it had when the list or the map was made; absent where it could not be told, and then it opens
-        // nothing.
+        // That it had when the list or the map was made; absent where it could not be told,
+        // and then it opens nothing.
         std::optional<DurableIdentity> identity;
 
         // As it stands now: for who makes the list now. Asks the disk.
@@ -102,9 +102,9 @@ public:
     explicit FileDeleter(CleanupHistoryStore* history,
                          RunningApplications runningApplications = RunningApplication::current);
 
-    // Removes what may be removed. Never throws. Cancelling lets the item that is under way be finished and
-    // fails the rest, so that the record names every item. `progress` is called on this thread after each
-    // item.
+    // Removes what may be removed. Never throws. Cancelling lets the item that is under way be
+    // finished and fails the rest, so that the record names every item. `progress` is called on
+    // this thread after each item.
     DeletionResult deleteItems(const Request& request, const Progress& progress, std::stop_token stop);
 
     // The path rule by itself; see PathRules.h.

@@ -40,8 +40,8 @@ constexpr ProtectedPlace protectedPlaces[] = {
     {.belowHome = ".local/share/kwalletd", .withContents = true},
 };
 
-// The "files" and "info" folders of a Trash at the top of a volume: ".Trash/1000/files" or
-// ".Trash-1000/files".
+// The "files" and "info" folders of a Trash at the top of a volume:
+// ".Trash/1000/files" or ".Trash-1000/files".
 bool isFolderOfVolumeTrash(std::string_view path) {
     const std::string_view name = lastPathComponent(path);
     if (name != "files" && name != "info") {
@@ -84,9 +84,9 @@ PathPolicy::PathPolicy(const std::vector<std::string>& allowedRoots, const std::
     takeAnswers(asked, resolveLinks(asked, nullptr, stop));
 }
 
-// Everything that has to be known of the disk, asked at once: the home folder that the environment names and
-// the real one, the protected places in them, since a place may be a link to where its contents lie, and the
-// roots, in this order.
+// Everything that has to be known of the disk, asked at once: the home folder that the environment names
+// and the real one, the protected places in them, since a place may be a link to where its contents lie,
+// and the roots, in this order.
 std::vector<std::string> PathPolicy::questions(const std::vector<std::string>& allowedRoots) {
     homes_ = {homeDirectoryForCurrentUser(), realHomeDirectory()};
     for (const std::string& home : homes_) {
@@ -200,8 +200,7 @@ bool isSafe(const std::string& url, const std::vector<std::string>& allowedRoots
 
 std::vector<std::string> collapseNested(const std::vector<std::string>& urls) {
     // 1. In the order of a walk, where everything below a folder follows right behind it: with "/" written as
-    // a zero byte,
-    //    which no path holds, that is the plain order of bytes.
+    //    a zero byte, which no path holds, that is the plain order of bytes.
     struct Item {
         std::string key;  // the standardized path, written so; empty for "/"
         std::size_t index;

@@ -24,9 +24,9 @@ struct PathDecision {
     ErrorValue reason;  // of `unanswered`: why the disk does not tell
 };
 
-// What may go within some roots, as the links of the roots and of the protected places lead when it is made.
-// For one run of the gate: the items of a long list are judged by the same rule, and each for the price of
-// itself.
+// What may go within some roots, as the links of the roots and of the protected places lead when
+// it is made. For one run of the gate: the items of a long list are judged by the same rule, and
+// each for the price of itself.
 class PathPolicy {
 public:
     // Waits a short, fixed time for the disk. What it has not told by then opens nothing.
@@ -39,9 +39,9 @@ public:
     // be allowed by one who knows.
     bool isUsable() const { return isUsable_ && !unanswered_; }
 
-    // Whether the item at `url`, with links resolved, lies strictly below one of the roots (links resolved
-    // too) and is none of the protected places. A root of "/" opens nothing; no roots, nothing. Looks at the
-    // disk.
+    // Whether the item at `url`, with links resolved, lies strictly below one of the roots (links
+    // resolved too) and is none of the protected places. A root of "/" opens nothing; no roots,
+    // nothing. Looks at the disk.
     bool allows(const std::string& url) const;
 
     // The same for each of many, in their order and for as long as the disk takes. `onAnswered` (may be

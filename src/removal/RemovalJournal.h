@@ -23,12 +23,12 @@ public:
     static constexpr std::string_view nameSuffix = ".jsonl";
 
     // Begins to write the plan, on another thread: the caller may examine and measure meanwhile. The
-    // identities of the items are taken there too, within a short wait; it has to move nothing before
-    // `willMove` came back.
+    // identities of the items are taken there too, within a short wait; it has to move nothing
+    // before `willMove` came back.
     RemovalJournal(std::string folder, RemovalJournalContent plan);
 
-    // Before each attempt to move the item with this number. The first call waits until the plan is on the
-    // disk.
+    // Before each attempt to move the item with this number. The first call waits
+    // until the plan is on the disk.
     void willMove(std::size_t item, const RemovalJournalContent::Move& move);
 
     // The item was moved and verified, and is about to be removed for good.

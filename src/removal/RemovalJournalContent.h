@@ -1,9 +1,9 @@
 // What the journal of a removal holds, and its form: docs/removal-journal-format.md.
 //
-// A journal begins with the plan of the run, which is on the disk before the first item moves. Behind it
-// stands a line before each attempt to move an item, one before a removal for good begins to unlink, and one
-// with what became of the item. Each line carries a checksum, so that a line is read as it was written or not
-// at all.
+// A journal begins with the plan of the run, which is on the disk before the first item moves. Behind
+// it stands a line before each attempt to move an item, one before a removal for good begins to
+// unlink, and one with what became of the item. Each line carries a checksum, so that a line is read
+// as it was written or not at all.
 //
 // Values; pure functions, safe from any thread.
 #pragma once

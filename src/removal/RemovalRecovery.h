@@ -43,17 +43,17 @@ public:
     // `history` outlives it.
     explicit RemovalRecovery(CleanupHistoryStore& history) : history_(history) {}
 
-    // Looks at every journal that nobody holds. Never throws. After a request to stop the rest is left for
-    // the next start.
+    // Looks at every journal that nobody holds. Never throws. After a request to stop the rest
+    // is left for the next start.
     Report recover(const std::stop_token& stop);
 
-    // Puts the item back where it was; nothing where that went well, otherwise why not, in a sentence. Never
-    // throws.
+    // Puts the item back where it was; nothing where that went well, otherwise why not,
+    // in a sentence. Never throws.
     std::optional<std::string> restore(const Leftover& leftover);
 
-    // Forgets what the journals that nobody holds tell. One by which something that lies aside is found stays
-    // for that alone, and does not come into the history any more. Throws an Error where one could not be
-    // removed.
+    // Forgets what the journals that nobody holds tell. One by which something that lies aside is
+    // found stays for that alone, and does not come into the history any more. Throws an Error
+    // where one could not be removed.
     void forget();
 
 private:

@@ -18,8 +18,8 @@ bool isNoFontOfADesktop(const QString& family) {
            family == QLatin1String("Helvetica");
 }
 
-// Desktops ask for 9 to 11 points; up to this many pixels at one's usual resolution that is no wish for large
-// text.
+// Desktops ask for 9 to 11 points; up to this many pixels at one's usual resolution that
+// is no wish for large text.
 constexpr double kUsualPixelSize = 15;
 
 // What task lists show where they do not go by the desktop entry, in the sizes they take it in. Up to 24

@@ -22,9 +22,9 @@ class Appearance : public QObject {
 public:
     using QObject::QObject;
 
-    // Chooses the icons, its own among them, and the font of the whole program. Call it once, before any view
-    // is made. The desktop's own interface font stays where it names one; otherwise Inter, where that is
-    // installed.
+    // Chooses the icons, its own among them, and the font of the whole program. Call it once,
+    // before any view is made. The desktop's own interface font stays where it names one; otherwise
+    // Inter, where that is installed.
     void setUp(QGuiApplication& application);
 
     bool prefersDark() const { return prefersDark_; }

@@ -85,8 +85,8 @@ public:
     DiskSpaceTab* diskSpace() { return diskSpace_; }
 
     QVariantList tabs() const;
-    // The tab on screen. A stored number whose tab is not there shows 0 and stays stored until the user picks
-    // a tab.
+    // The tab on screen. A stored number whose tab is not there shows 0 and stays stored
+    // until the user picks a tab.
     int selectedTab() const { return selectedTab_; }
     void setSelectedTab(int tab);
     Tab* current() const { return tabOf(selectedTab_); }

@@ -19,17 +19,14 @@ Guide guideFor(Confinement confinement, bool hasAccess) {
         case Confinement::flatpak:
             return {
                 "Larkfold runs in a Flatpak sandbox, which hides your home folder from it. Run this command "
-                "in a "
-                "terminal, or switch on “All user files” for Larkfold in Flatseal. Then start Larkfold "
+                "in a terminal, or switch on “All user files” for Larkfold in Flatseal. Then start Larkfold "
                 "again.",
                 "flatpak override --user --filesystem=home com.ostenbrook.larkfold"};
         case Confinement::snap:
             return {
                 "Larkfold runs in a Snap sandbox, which hides parts of your home folder from it. Run this "
-                "command "
-                "in a terminal, or switch on access to your files for Larkfold in the software center. Then "
-                "start "
-                "Larkfold again.",
+                "command in a terminal, or switch on access to your files for Larkfold in the software "
+                "center. Then start Larkfold again.",
                 "sudo snap connect larkfold:home"};
         case Confinement::none:
             break;
@@ -37,15 +34,13 @@ Guide guideFor(Confinement confinement, bool hasAccess) {
     if (hasAccess) {
         return {
             "Nothing confines Larkfold on this computer: it reads whatever your account may read. A place "
-            "that "
-            "stays closed belongs to another account or to the system. Choose another folder, or ask whoever "
-            "administers this computer to let your account read it.",
+            "that stays closed belongs to another account or to the system. Choose another folder, or ask "
+            "whoever administers this computer to let your account read it.",
             ""};
     }
     return {
         "Nothing confines Larkfold on this computer, but your account could not list its own home folder. "
-        "This "
-        "command lets your account read it again. Then choose “Check Again”.",
+        "This command lets your account read it again. Then choose “Check Again”.",
         "chmod u+rwx \"$HOME\""};
 }
 

@@ -43,8 +43,8 @@ public:
     // The user default "skipHiddenFiles"; true where it is missing or no Boolean.
     bool skipHiddenFiles() const;
     void setSkipHiddenFiles(bool skips);
-    // The user default "minimumDuplicateSize" in bytes; 10,240 where it is missing, no integer, or less
-    // than 1.
+    // The user default "minimumDuplicateSize" in bytes; 10,240 where it is missing,
+    // no integer, or less than 1.
     qint64 minimumDuplicateSize() const;
     void setMinimumDuplicateSize(qint64 bytes);
     static QVariantList duplicateSizes();

@@ -93,8 +93,7 @@ QString restoreFailedHint() {
 QString refreshFailedHint() {
     return QStringLiteral(
         "The map still shows what was saved before, and the folders still count as changed. Refresh again, "
-        "or "
-        "scan everything again.");
+        "or scan everything again.");
 }
 
 QString forgettingFailedHint() {

@@ -33,8 +33,8 @@ bool isHidden(std::string_view name) {
     return name.starts_with('.');
 }
 
-// A sort of a million keys takes longer than a user waits for the next folder: the comparison looks for a
-// stop.
+// A sort of a million keys takes longer than a user waits for the next folder: the
+// comparison looks for a stop.
 void sortUnlessStopped(std::vector<std::pair<std::string, std::string>>& keyed, const std::stop_token& stop) {
     std::size_t untilCheck = namesBetweenChecks;
     std::sort(keyed.begin(), keyed.end(), [&](const auto& left, const auto& right) {
@@ -398,8 +398,8 @@ FolderChooserModel::Target FolderChooserModel::targetOf(const QString& typed) co
             return {.path = *path, .problem = {}};
         }
     }
-    // The folder's own path is offered as text that may have lost bytes of it: where that text still stands,
-    // the bytes are meant.
+    // The folder's own path is offered as text that may have lost bytes of it: where that text still
+    // stands, the bytes are meant.
     const QString own = displayString(folder_);
     if (typed == own) {
         return {.path = folder_, .problem = {}};

@@ -18,8 +18,8 @@ namespace larkfold {
 
 namespace {
 
-// Reports come hundreds of times a second; nobody reads faster than this, and each costs a layout of the
-// texts.
+// Reports come hundreds of times a second; nobody reads faster than this, and each
+// costs a layout of the texts.
 constexpr std::chrono::milliseconds kProgressInterval{100};
 constexpr std::chrono::milliseconds kActivityInterval{250};
 // How much of the distance to the measured level is gone at each measuring: the animation must not jump.

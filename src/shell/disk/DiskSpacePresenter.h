@@ -107,8 +107,8 @@ public:
     double directoriesScanned() const;
     double bytesScanned() const;
     QString currentPath() const;
-    // How busy the scan is: 0 at rest, 1 at a hundred thousand entries a second, even steps for each power of
-    // ten.
+    // How busy the scan is: 0 at rest, 1 at a hundred thousand entries a second, even
+    // steps for each power of ten.
     double activityLevel() const { return activityLevel_; }
     static double activityLevel(double entriesPerSecond);
 

@@ -351,8 +351,8 @@ void FileListModel::followHoveredNode() {
     }
 }
 
-// The views ask for their rows anew at each signal, and marks change by the thousand: once in a turn of the
-// main loop is enough.
+// The views ask for their rows anew at each signal, and marks change by the thousand: once in a turn
+// of the main loop is enough.
 void FileListModel::noteMarks() {
     if (willTellOfMarks_) {
         return;

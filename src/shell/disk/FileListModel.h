@@ -1,11 +1,11 @@
 // The rows of the file list, the state that narrows and orders them, and what the user does with a row.
 //
-// It follows the driver's current folder, marks and pointer, and computes the rows anew at each change.
-// Whether a row may be marked is asked when the user wants to mark it and never for each row: that looks at
-// the disk.
+// It follows the driver's current folder, marks and pointer, and computes the rows anew at each
+// change. Whether a row may be marked is asked when the user wants to mark it and never for each
+// row: that looks at the disk.
 //
-// The current row is kept by its node, so it stays the same item while the list is sorted, searched and
-// filtered.
+// The current row is kept by its node, so it stays the same item while the list is
+// sorted, searched and filtered.
 #pragma once
 
 #include <QtQml/qqmlregistration.h>
@@ -120,8 +120,8 @@ public:
     void setSortOrder(std::vector<FileListComparator> order);
     Column sortColumn() const;
     bool isSortedDescending() const;
-    // Sorts by a column first and by what was there before after it; by the first column once more: the other
-    // way round.
+    // Sorts by a column first and by what was there before after it; by the first column once
+    // more: the other way round.
     Q_INVOKABLE void sortBy(larkfold::FileListModel::Column column);
 
     static QVariantList minimumSizeChoices();

@@ -162,8 +162,8 @@ bool FileListRows::prepareNames(std::size_t most) {
 // the keys of the first two comparators. What they leave equal is compared in full.
 void FileListRows::sort(std::vector<Sortable>& rows, const std::vector<FileListComparator>& order) const {
     const bool byName = !order.empty() && order[0].column == FileListColumn::name;
-    // The key of a name is dear: as the second it is made for all rows only where the first leaves many of
-    // them equal.
+    // The key of a name is dear: as the second it is made for all rows only where the first
+    // leaves many of them equal.
     const bool isCoarse = !order.empty() && (order[0].column == FileListColumn::type ||
                                              order[0].column == FileListColumn::items);
     const bool usesSecond =

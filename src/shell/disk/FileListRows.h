@@ -1,5 +1,5 @@
-// What the file list shows: the entries of one folder, or of everything below it, searched, filtered and
-// sorted.
+// What the file list shows: the entries of one folder, or of everything below it,
+// searched, filtered and sorted.
 //
 // Plain C++ without a window. What does not change while the user types and sorts (the entries themselves and
 // the keys that names are ordered by) is kept between updates, so an update of 50,000 rows stays within a few
@@ -42,8 +42,8 @@ std::string_view fileListTypeWord(const FileNode& node);
 
 class FileListRows {
 public:
-    // Lists what `root` holds from now on; null: nothing. Call it again with the same root when its tree has
-    // changed.
+    // Lists what `root` holds from now on; null: nothing. Call it again with the same root
+    // when its tree has changed.
     void setRoot(FileNode::Pointer root);
 
     // Computes the rows anew. `now` is what ages are counted from.
@@ -60,8 +60,8 @@ public:
     std::size_t entryCount() const { return entries_.size(); }
 
     const FileNode::Pointer& root() const { return root_; }
-    // Whether the folder, or one directly in it, holds a summary, so that not everything in it can be
-    // filtered.
+    // Whether the folder, or one directly in it, holds a summary, so that not
+    // everything in it can be filtered.
     bool holdsSummaries() const { return holdsSummaries_; }
 
 private:

@@ -76,8 +76,8 @@ public:
 
 signals:
     void contentChanged();
-    // The question for a preview has come to its end: the panel is up, the desktop shows it, or a notice
-    // tells why not.
+    // The question for a preview has come to its end: the panel is up, the desktop shows it,
+    // or a notice tells why not.
     void settled();
 
 private:

@@ -1,10 +1,10 @@
 // The feed of releases: RSS 2.0 with the elements that updaters of desktop programs have long used in it
 // ("appcast"); docs/update-feed.md tells which of them are read.
 //
-// What is given to `parse` has been proved to come from the makers, and still is read as if it had not: no
-// entity beyond those of XML itself, no document type, nothing nested deeper, longer or with more attributes
-// than a feed has reason to be, and everything that is to be shown is plain text. Values; safe from any
-// thread.
+// What is given to `parse` has been proved to come from the makers, and still is read as if it had
+// not: no entity beyond those of XML itself, no document type, nothing nested deeper, longer or with
+// more attributes than a feed has reason to be, and everything that is to be shown is plain text.
+// Values; safe from any thread.
 #pragma once
 
 #include <QString>
@@ -45,8 +45,8 @@ struct Appcast {
     // (documentType) or are no feed (unreadable), CancellationError where `stop` is asked for meanwhile.
     static Appcast parse(std::string_view bytes, const std::stop_token& stop = {});
 
-    // What is newer than `current`, the newest first, at most `limit` of them. Preliminary versions come only
-    // to those who have one.
+    // What is newer than `current`, the newest first, at most `limit` of them. Preliminary versions come
+    // only to those who have one.
     std::vector<Item> newerThan(const AppVersion& current, std::size_t limit) const;
 };
 

@@ -1,5 +1,5 @@
-// What was set when this program was built. The text fields are empty where nothing was. Safe from any
-// thread.
+// What was set when this program was built. The text fields are empty where nothing
+// was. Safe from any thread.
 #pragma once
 
 #include <string_view>

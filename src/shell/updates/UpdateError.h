@@ -9,14 +9,13 @@ namespace larkfold {
 class UpdateError final : public Error {
 public:
     enum class Case {
-        unreachable,  // no connection came about
-        insecure,  // one came about with somebody who could not prove to be the server, or leads to an open
-                   // one
-        tooSlow,   // it did not end within the time there is
-        refused,   // the server answered something else than the feed
-        tooLarge,  // it sent more than a feed ever has
-        cutOff,    // it ended before everything had come
-        unsignedFeed,    // there is no signature beside the feed
+        unreachable,   // no connection came about
+        insecure,      // somebody answered who could not prove to be the server, or who leads to an open one
+        tooSlow,       // it did not end within the time there is
+        refused,       // the server answered something else than the feed
+        tooLarge,      // it sent more than a feed ever has
+        cutOff,        // it ended before everything had come
+        unsignedFeed,  // there is no signature beside the feed
         wrongSignature,  // there is one, of something else or by somebody else
         outdated,        // an older feed than one that was read before
         documentType,    // signed, and with a document type declaration, which no feed has

@@ -2,9 +2,8 @@
 //
 // Over HTTPS alone, also where the server leads elsewhere; a server that cannot prove who it is gets no
 // second chance. What is sent: a request for each of the two files with the host's name, the name of this
-// program
-// ("Larkfold") and what HTTP needs. No version, no language, no cookie, no identifier, and nothing is kept
-// between two fetches, connections included.
+// program ("Larkfold") and what HTTP needs. No version, no language, no cookie, no identifier, and nothing is
+// kept between two fetches, connections included.
 //
 // Bounded: by the size of each file (an endless one is cut off), by the number of times the server may lead
 // elsewhere, and by one time limit for all of it, measured by a clock that does not jump.

@@ -140,8 +140,8 @@ void UpdateManager::judge(const Appcast& feed) {
         throw UpdateError(UpdateError::Case::outdated);
     }
     if (feed.date) {
-        // One that claims to be made later than now, by a mistake, must not keep out the one that corrects
-        // it.
+        // One that claims to be made later than now, by a mistake, must not keep
+        // out the one that corrects it.
         store(kFeedDateKey, std::min(*feed.date, dependencies_.now()));
     }
     store(kLastAnswerKey, dependencies_.now());
@@ -213,8 +213,8 @@ QString UpdateManager::summary() const {
     if (state_ == State::Checking) {
         return title();
     }
-    // One that failed or was cancelled tells nothing about versions, and its reason is not kept beyond the
-    // program's end.
+    // One that failed or was cancelled tells nothing about versions, and its reason is not
+    // kept beyond the program's end.
     const auto last = stored(state_ == State::Idle ? kLastAnswerKey : kLastCheckKey);
     const QString when = last ? texts::lastChecked(*last) : texts::notCheckedYet();
     return state_ == State::Idle ? when : QStringLiteral("%1 %2.").arg(when, title());

@@ -125,8 +125,8 @@ public:
     void setShowsCheck(bool shows);
     // Shows what is known to be on offer, without a check.
     Q_INVOKABLE void showAvailable();
-    // Each shows a page in the user's browser. Where that does not work, `pageProblem` says so and names the
-    // address.
+    // Each shows a page in the user's browser. Where that does not work, `pageProblem`
+    // says so and names the address.
     Q_INVOKABLE void openPage();
     Q_INVOKABLE void openNotesPage();
     QString pageProblem() const { return pageProblem_; }

@@ -44,8 +44,7 @@ QString lastChecked(Date date) {
 QString noFeed() {
     return QStringLiteral(
         "This copy of Larkfold was made without an address to ask for updates, so it never asks. Look for "
-        "new "
-        "versions where you got it.");
+        "new versions where you got it.");
 }
 
 QString pageNotOpened(const QString& address) {
@@ -64,8 +63,7 @@ QString updatesComeFrom(Installation installation) {
         case Installation::systemPackage:
             return QStringLiteral(
                 "Your system’s package manager installed Larkfold, and updates it too. It may offer a new "
-                "version a "
-                "little later.");
+                "version a little later.");
         case Installation::flatpak:
             return QStringLiteral("Larkfold is a Flatpak: your software center updates it, or this command.");
         case Installation::snap:

@@ -94,8 +94,8 @@ void SunburstInteractionLayer::hover(const QPointF& point) {
     if (driver() == nullptr) {
         return;
     }
-    // After a frame the window asks anew what lies under a pointer that rests. What the keyboard has gone to
-    // meanwhile stays.
+    // After a frame the window asks anew what lies under a pointer that rests. What the keyboard
+    // has gone to meanwhile stays.
     if (std::exchange(pointer_, point) == point) {
         return;
     }
@@ -351,9 +351,9 @@ void SunburstInteractionLayer::show(QSGImageNode& image, const Overlay& overlay)
 QSGNode* SunburstInteractionLayer::updatePaintNode(QSGNode* node, UpdatePaintNodeData*) {
     auto* layer = static_cast<LayerNode*>(node);
     if (layer == nullptr) {
-        // Both pictures stand in the scene for good, empty while there is nothing to show: the software
-        // renderer draws a picture that joins later without the place of the item it belongs to, until the
-        // window changes.
+        // Both pictures stand in the scene for good, empty while there is nothing to show: the
+        // software renderer draws a picture that joins later without the place of the item it belongs
+        // to, until the window changes.
         layer = new LayerNode;
         for (QSGImageNode** image : {&layer->hover, &layer->focus}) {
             *image = window()->createImageNode();

@@ -1,6 +1,6 @@
-// What follows the pointer and the keyboard on the map: it asks the layout what lies where, tells the driver,
-// and draws the hovered and the focused arc over the map, in pictures of their own that cover and never mix
-// with it.
+// What follows the pointer and the keyboard on the map: it asks the layout what lies where, tells
+// the driver, and draws the hovered and the focused arc over the map, in pictures of their own that
+// cover and never mix with it.
 //
 // Pointer: a click goes into a folder and selects anything else; with Control (Command on a Mac) it marks.
 // Keyboard: left and right move along a ring, up outwards, down inwards; Return goes in or selects, Backspace
@@ -84,8 +84,8 @@ private:
     void click(const FileNode::Pointer& node, bool marks);
     void moveFocus(Step step);
     void focusOn(const FileNode::Pointer& node);
-    // The focused arc in the layout as it stands: the nearest that is left where the node has no arc any
-    // more.
+    // The focused arc in the layout as it stands: the nearest that is left where
+    // the node has no arc any more.
     std::optional<std::size_t> focusedArc() const;
     Overlay overlayOf(std::size_t arc, bool isRaised, bool isOutlined) const;
     static Overlay emptyOverlay();

@@ -1,9 +1,9 @@
 // The arcs of the map: which node lies where, for drawing and for the pointer.
 //
-// The current folder is the innermost ring, a full circle; its children follow in order of size, largest
-// first, each with an angle in proportion to its size, down to five rings. Of a folder's children those of
-// more than half a degree become arcs; the others leave an empty gap of their own width, in which the pointer
-// still finds them.
+// The current folder is the innermost ring, a full circle; its children follow in order of size,
+// largest first, each with an angle in proportion to its size, down to five rings. Of a folder's
+// children those of more than half a degree become arcs; the others leave an empty gap of their own
+// width, in which the pointer still finds them.
 //
 // A layout is made from a tree as it stands and keeps the nodes that it has seen alive. It does not notice
 // when the tree changes: make a new one then. Until that is done it answers from the old sizes, or with
@@ -61,8 +61,8 @@ private:
     // What the pointer needs to know of a folder: where its children begin and end.
     struct Folder {
         FileNode::Pointer node;
-        // bounds[i] to bounds[i + 1] is the i-th child in order; the sums are those of the drawing, to the
-        // last bit.
+        // bounds[i] to bounds[i + 1] is the i-th child in order; the sums are those of
+        // the drawing, to the last bit.
         std::vector<double> bounds;
         std::vector<std::uint32_t> order;  // empty where the children stand in order
         std::vector<std::uint32_t>

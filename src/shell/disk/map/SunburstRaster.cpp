@@ -271,9 +271,9 @@ void SunburstRaster::addBands() {
     }
 }
 
-// Radius and angle of the pixels of a row. Four at a time, with a square root by Newton's steps and the arc
-// tangent by a polynomial: both are exact to well below a thousandth of a pixel, and neither calls a
-// function.
+// Radius and angle of the pixels of a row. Four at a time, with a square root by Newton's steps
+// and the arc tangent by a polynomial: both are exact to well below a thousandth of a pixel,
+// and neither calls a function.
 void SunburstRaster::polarRow(float offsetX, float offsetY, int count, float* radius, float* angle) const {
     const Vec y = splat(std::abs(offsetY));
     const Vec ySquared = y * y;
@@ -320,8 +320,8 @@ void SunburstRaster::polarRow(float offsetX, float offsetY, int count, float* ra
     }
 }
 
-// Lays all arcs of a ring that touch the pixel over it, in order. `segment` is the one that holds the pixel's
-// centre.
+// Lays all arcs of a ring that touch the pixel over it, in order. `segment` is the one
+// that holds the pixel's centre.
 template <bool isWithinRing>
 SunburstRaster::Vec SunburstRaster::blend(const Ring& ring, const Segment* segment, float radius, float angle,
                                           float halfStroke, Vec pixel) {
@@ -370,8 +370,8 @@ SunburstRaster::Vec SunburstRaster::edgePixel(const std::vector<const Ring*>& ri
     return over(pixel, discFill_, clampToOne(discRadius_ - radius + halfPixel));
 }
 
-// How many further pixels of the row certainly lie within the segment and away from its edges, as this one
-// does.
+// How many further pixels of the row certainly lie within the segment and away from
+// its edges, as this one does.
 float SunburstRaster::safeRun(const Segment& segment, float offsetX, float offsetY, float radius,
                               float nearest) const {
     if (!segment.isConvex) {

@@ -43,8 +43,8 @@ public:
         double scale = 1;  // pixels per unit of length: gaps and strokes grow with it
     };
 
-    // What part of the circle the layout fills. While a folder opens, it grows from its own arc to the whole
-    // circle.
+    // What part of the circle the layout fills. While a folder opens, it grows from its
+    // own arc to the whole circle.
     struct Opening {
         double start = 0;  // degrees
         double end = 360;
@@ -94,8 +94,8 @@ private:
         Vec fill;
         float start;  // radians
         float end;
-        // The way across an edge is `x * edge.x + y * edge.y`, from the centre: positive inside of the
-        // segment.
+        // The way across an edge is `x * edge.x + y * edge.y`, from the centre:
+        // positive inside of the segment.
         struct Edge {
             float x;
             float y;

@@ -44,8 +44,7 @@ QString summaryExplanation(const FileNode& node) {
         parent ? QStringLiteral(" in and below “%1”").arg(displayString(parent->name())) : QString();
     return QStringLiteral(
                "This is a sum, not an item on the disk: %1%2, %3 together, too many to keep one by one. All "
-               "of them "
-               "are counted. Scan that folder by itself to see them.")
+               "of them are counted. Scan that folder by itself to see them.")
         .arg(files, place, sizeOf(node));
 }
 
