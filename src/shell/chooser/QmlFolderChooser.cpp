@@ -24,7 +24,7 @@ void QmlFolderChooser::chooseFolder(const std::string& message,
 }
 
 void QmlFolderChooser::askDesktop() {
-    using Answer = DesktopFolderDialog::Answer;
+    using Answer = DesktopOpenPanel::Answer;
     const std::string start = model_.folder().empty() ? homeDirectoryForCurrentUser() : model_.folder();
     desktopDialog_.ask(message_, start, QGuiApplication::focusWindow(),
                        [this, start](Answer result, const std::string& path) {

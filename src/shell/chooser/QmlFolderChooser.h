@@ -10,7 +10,7 @@
 #include <string>
 
 #include "disk/FolderChooser.h"
-#include "platform/qt/DesktopFolderDialog.h"
+#include "platform/qt/DesktopOpenPanel.h"
 #include "shell/chooser/FolderChooserModel.h"
 
 namespace larkfold {
@@ -49,7 +49,7 @@ private:
     void answer(std::optional<std::string> path);
 
     FolderChooserModel model_;
-    DesktopFolderDialog desktopDialog_;
+    DesktopOpenPanel desktopDialog_;
     QString message_;
     bool isOpen_ = false;
     std::function<void(std::optional<std::string>)> chosen_;

@@ -1,5 +1,5 @@
 // The desktop's service for choosing files, played by this very process on a bus of the test's own.
-#include "platform/qt/DesktopFolderDialog.h"
+#include "platform/qt/DesktopOpenPanel.h"
 
 #include <gtest/gtest.h>
 
@@ -19,7 +19,7 @@
 namespace larkfold {
 namespace {
 
-using Answer = DesktopFolderDialog::Answer;
+using Answer = DesktopOpenPanel::Answer;
 
 bool turnUntil(const std::function<bool()>& isDone) {
     QTimer limit;
@@ -93,7 +93,7 @@ struct Result {
     std::string path;
 };
 
-class DesktopFolderDialogTest : public testing::Test {
+class DesktopOpenPanelTest : public testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(QDBusConnection::sessionBus().isConnected()) << "run under dbus-run-session";
@@ -106,18 +106,18 @@ protected:
         return turnUntil([this] { return result_.has_value(); });
     }
 
-    DesktopFolderDialog dialog_;
+    DesktopOpenPanel dialog_;
     std::optional<Result> result_;
 };
 
-TEST_F(DesktopFolderDialogTest, withoutAServiceThereIsNoDialog) {
+TEST_F(DesktopOpenPanelTest, withoutAServiceThereIsNoDialog) {
     ask();
     EXPECT_FALSE(result_) << "the call does not wait for its answer";
     ASSERT_TRUE(isAnswered());
     EXPECT_EQ(result_->answer, Answer::unavailable);
 }
 
-TEST_F(DesktopFolderDialogTest, aServiceThatCannotChooseFoldersIsNotAsked) {
+TEST_F(DesktopOpenPanelTest, aServiceThatCannotChooseFoldersIsNotAsked) {
     FakePortal portal(2);
     ask();
     ASSERT_TRUE(isAnswered());
@@ -125,7 +125,7 @@ TEST_F(DesktopFolderDialogTest, aServiceThatCannotChooseFoldersIsNotAsked) {
     EXPECT_EQ(portal.question.member(), QString());
 }
 
-TEST_F(DesktopFolderDialogTest, theChosenFolderIsItsBytes) {
+TEST_F(DesktopOpenPanelTest, theChosenFolderIsItsBytes) {
     FakePortal portal(3);
     portal.urls = {"file:///home/anna/caf%E9%20a"};
     ask("/home/\xFF");
@@ -137,7 +137,7 @@ TEST_F(DesktopFolderDialogTest, theChosenFolderIsItsBytes) {
     EXPECT_EQ(portal.options.value("current_folder").toByteArray(), QByteArray("/home/\xFF\0", 8));
 }
 
-TEST_F(DesktopFolderDialogTest, turningBackIsAnAnswer) {
+TEST_F(DesktopOpenPanelTest, turningBackIsAnAnswer) {
     FakePortal portal(3);
     portal.response = 1;
     ask();
@@ -146,7 +146,7 @@ TEST_F(DesktopFolderDialogTest, turningBackIsAnAnswer) {
     EXPECT_EQ(result_->path, "");
 }
 
-TEST_F(DesktopFolderDialogTest, aPlaceThatIsNoFolderOfThisMachineCountsAsTurningBack) {
+TEST_F(DesktopOpenPanelTest, aPlaceThatIsNoFolderOfThisMachineCountsAsTurningBack) {
     FakePortal portal(3);
     portal.urls = {"sftp://example.org/home"};
     ask();
@@ -154,7 +154,7 @@ TEST_F(DesktopFolderDialogTest, aPlaceThatIsNoFolderOfThisMachineCountsAsTurning
     EXPECT_EQ(result_->answer, Answer::turnedBack);
 }
 
-TEST_F(DesktopFolderDialogTest, aDialogThatFailsCountsAsNone) {
+TEST_F(DesktopOpenPanelTest, aDialogThatFailsCountsAsNone) {
     FakePortal refusing(3);
     refusing.refuses = true;
     ask();
@@ -169,7 +169,7 @@ TEST_F(DesktopFolderDialogTest, aDialogThatFailsCountsAsNone) {
     EXPECT_EQ(result_->answer, Answer::unavailable);
 }
 
-TEST_F(DesktopFolderDialogTest, aNewQuestionClosesTheOneThatIsOpen) {
+TEST_F(DesktopOpenPanelTest, aNewQuestionClosesTheOneThatIsOpen) {
     FakePortal portal(3);
     ask();
     ASSERT_TRUE(turnUntil([&] { return !portal.request.isEmpty(); }));

@@ -1,4 +1,4 @@
-#include "platform/qt/DesktopFolderDialog.h"
+#include "platform/qt/DesktopOpenPanel.h"
 
 #include <QDBusArgument>
 #include <QDBusConnection>
@@ -88,12 +88,12 @@ std::optional<std::string> chosenPath(const QVariant& results) {
 
 }  // namespace
 
-DesktopFolderDialog::~DesktopFolderDialog() {
+DesktopOpenPanel::~DesktopOpenPanel() {
     close();
 }
 
-void DesktopFolderDialog::ask(const QString& title, const std::string& startFolder, const QWindow* window,
-                              Done done) {
+void DesktopOpenPanel::ask(const QString& title, const std::string& startFolder, const QWindow* window,
+                           Done done) {
     close();
     done_ = std::move(done);
     QDBusMessage message = QDBusMessage::createMethodCall(
@@ -112,7 +112,7 @@ void DesktopFolderDialog::ask(const QString& title, const std::string& startFold
          });
 }
 
-void DesktopFolderDialog::show(const QString& title, const std::string& startFolder, const QString& window) {
+void DesktopOpenPanel::show(const QString& title, const std::string& startFolder, const QString& window) {
     const QDBusConnection bus = QDBusConnection::sessionBus();
     const QString token = QStringLiteral("larkfold_%1")
                               .arg(QString::fromStdString(UUID::make().text()).remove(QLatin1Char('-')));
@@ -142,7 +142,7 @@ void DesktopFolderDialog::show(const QString& title, const std::string& startFol
     });
 }
 
-void DesktopFolderDialog::listenTo(const QString& request) {
+void DesktopOpenPanel::listenTo(const QString& request) {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!request_.isEmpty()) {
         bus.disconnect(portalService, request_, requestInterface, QStringLiteral("Response"), this,
@@ -156,7 +156,7 @@ void DesktopFolderDialog::listenTo(const QString& request) {
     }
 }
 
-void DesktopFolderDialog::responded(const QDBusMessage& signal) {
+void DesktopOpenPanel::responded(const QDBusMessage& signal) {
     const QVariantList arguments = signal.arguments();
     if (signal.path() != request_ || arguments.size() != 2) {
         return;
@@ -176,7 +176,7 @@ void DesktopFolderDialog::responded(const QDBusMessage& signal) {
     }
 }
 
-void DesktopFolderDialog::answer(Answer answer, const std::string& path) {
+void DesktopOpenPanel::answer(Answer answer, const std::string& path) {
     listenTo({});
     ++question_;
     // Taken out first: the answer may ask the next question.
@@ -185,7 +185,7 @@ void DesktopFolderDialog::answer(Answer answer, const std::string& path) {
     }
 }
 
-void DesktopFolderDialog::close() {
+void DesktopOpenPanel::close() {
     ++question_;
     done_ = nullptr;
     if (request_.isEmpty()) {

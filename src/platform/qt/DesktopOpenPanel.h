@@ -15,7 +15,7 @@
 
 namespace larkfold {
 
-class DesktopFolderDialog : public QObject {
+class DesktopOpenPanel : public QObject {
     Q_OBJECT
 
 public:
@@ -27,8 +27,8 @@ public:
     // `path` is absolute bytes; empty unless `chosen`.
     using Done = std::function<void(Answer answer, const std::string& path)>;
 
-    explicit DesktopFolderDialog(QObject* parent = nullptr) : QObject(parent) {}
-    ~DesktopFolderDialog() override;
+    explicit DesktopOpenPanel(QObject* parent = nullptr) : QObject(parent) {}
+    ~DesktopOpenPanel() override;
 
     // Shows the dialog over `window` (may be null), beginning in `startFolder`, and calls `done` once, later.
     // A question that is open is closed and not answered any more.
