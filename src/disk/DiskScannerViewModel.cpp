@@ -189,10 +189,11 @@ void DiskScannerViewModel::chooseFolder() {
     if (dependencies_.folderChooser == nullptr) {
         return;
     }
-    dependencies_.folderChooser->chooseFolder(
-        "Select a folder to scan", [driver = QPointer(this)](const std::optional<std::string>& path) {
-            if (driver && path) {
-                driver->scanFolder(*path);
+    dependencies_.folderChooser->ask(
+        {.title = {}, .message = "Select a folder to scan", .button = {}, .fileType = {}},
+        [driver = QPointer(this)](const std::vector<std::string>& paths) {
+            if (driver && !paths.empty()) {
+                driver->scanFolder(paths.front());
             }
         });
 }

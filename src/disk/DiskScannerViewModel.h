@@ -22,7 +22,6 @@
 #include "disk/DiskFailure.h"
 #include "disk/DiskScanOptions.h"
 #include "disk/FileNode.h"
-#include "disk/FolderChooser.h"
 #include "disk/RemovalMarks.h"
 #include "disk/RemovalReview.h"
 #include "disk/RemovalSelection.h"
@@ -32,6 +31,7 @@
 #include "disk/ScanResult.h"
 #include "disk/ScanScope.h"
 #include "disk/ScannedMap.h"
+#include "platform/OpenPanel.h"
 #include "platform/SerialContext.h"
 #include "platform/UUID.h"
 #include "platform/UserDefaults.h"
@@ -73,7 +73,7 @@ public:
     struct Dependencies {
         MainQueue& mainQueue;
         UserDefaults& defaults;
-        FolderChooser* folderChooser = nullptr;               // null: `chooseFolder` does nothing
+        OpenPanel* folderChooser = nullptr;                   // null: `chooseFolder` does nothing
         std::optional<std::string> indexFileURL;              // absent: the place that `indexFileURL()` names
         CleanupHistoryStore* cleanupHistory = nullptr;        // where removals are recorded; null: nowhere
         Gate gate = nullptr;                                  // null: the gate, with that history

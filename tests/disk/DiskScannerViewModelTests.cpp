@@ -32,13 +32,12 @@ void makeApplication() {
     }
 }
 
-class ChooserThatAnswers final : public FolderChooser {
+class ChooserThatAnswers final : public OpenPanel {
 public:
-    std::optional<std::string> answer;
-    std::string message;
-    void chooseFolder(const std::string& text,
-                      std::function<void(std::optional<std::string>)> chosen) override {
-        message = text;
+    std::vector<std::string> answer;
+    Question question;
+    void ask(const Question& asked, Chosen chosen) override {
+        question = asked;
         chosen(answer);
     }
 };
@@ -112,12 +111,13 @@ TEST_F(DiskScannerViewModelTest, aScanPublishesItsResultAndTheNotice) {
 
 TEST_F(DiskScannerViewModelTest, theChosenFolderIsScanned) {
     tree.file("file");
-    chooser.answer = tree.root();
+    chooser.answer = {tree.root()};
     driver->chooseFolder();
-    EXPECT_EQ(chooser.message, "Select a folder to scan");
+    EXPECT_EQ(chooser.question.message, "Select a folder to scan");
+    EXPECT_EQ(chooser.question.kind, OpenPanel::Kind::folder);
     awaitEnd();
     EXPECT_EQ(driver->scanResult()->rootPath, tree.root());
-    chooser.answer.reset();
+    chooser.answer.clear();
     driver->chooseFolder();
     EXPECT_FALSE(driver->isScanning());
     EXPECT_TRUE(driver->hasScanResult());

@@ -161,6 +161,7 @@ class FolderChooser(unittest.TestCase):
         self.assertEqual(len(questions), 1)
         self.assertEqual(questions[0]["title"], "Select a folder to scan")
         self.assertEqual(questions[0]["directory"], True)
+        self.assertEqual(questions[0]["multiple"], False)
         self.assertEqual(questions[0]["window"], f"x11:{int(program.window_id):x}")
 
     def test_turningBackInTheDesktopsDialog_startsNothing(self):

@@ -96,7 +96,7 @@ TEST(DeadMount, whereAFolderIsChosen_isToldAndItsNeighboursAreListed) {
         const DeadMount dead(tree.path("root/m/dead"));
         ASSERT_TRUE(isSilent(tree.path("root/m/dead")));
         const auto list = [](const std::string& path) {
-            return listFolders(path, {}, [](std::size_t) {}, std::chrono::milliseconds(300));
+            return listFolders(path, {}, {}, [](std::size_t) {}, std::chrono::milliseconds(300));
         };
         EXPECT_EQ(list(tree.path("root/m/dead")).error, ETIMEDOUT);
         const FolderListing beside = list(tree.path("root/m"));

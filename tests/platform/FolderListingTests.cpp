@@ -22,7 +22,7 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
 FolderListing listed(const std::string& path) {
-    return listFolders(path, {}, [](std::size_t) {});
+    return listFolders(path, {}, {}, [](std::size_t) {});
 }
 
 TEST(FolderListingTest, foldersAndLinksToFoldersAreListedAndNothingElse) {
@@ -38,6 +38,25 @@ TEST(FolderListingTest, foldersAndLinksToFoldersAreListedAndNothingElse) {
     const FolderListing listing = listed(tree.root());
     EXPECT_EQ(listing.error, 0);
     EXPECT_THAT(listing.names, UnorderedElementsAre("plain", ".hidden", "to-folder"));
+}
+
+TEST(FolderListingTest, filesAreListedWhereTheyAreAskedForAndOnlyThose) {
+    TemporaryTree tree;
+    tree.folder("folder.json");
+    tree.file("one.json");
+    tree.file("caf\xE9.json");
+    tree.file("other.txt");
+    tree.fifo("pipe.json");
+    tree.link("link.json", "other.txt");
+    tree.link("link.txt", "one.json");
+    tree.link("to-folder.json", "folder.json");
+    tree.link("to-nothing.json", "not there");
+    const FolderListing listing = listFolders(
+        tree.root(), [](std::string_view name) { return name.ends_with(".json"); }, {}, [](std::size_t) {});
+    EXPECT_EQ(listing.error, 0);
+    EXPECT_THAT(listing.names, UnorderedElementsAre("folder.json", "to-folder.json"));
+    EXPECT_THAT(listing.files, UnorderedElementsAre("one.json", "caf\xE9.json", "link.json"));
+    EXPECT_THAT(listed(tree.root()).files, IsEmpty());
 }
 
 TEST(FolderListingTest, namesAreBytesWhateverTheyAre) {
@@ -104,7 +123,7 @@ TEST(FolderListingTest, aStopThatCameBeforeIsObeyed) {
     TemporaryTree tree;
     std::stop_source stop;
     stop.request_stop();
-    EXPECT_THROW(listFolders(tree.root(), stop.get_token(), [](std::size_t) {}), CancellationError);
+    EXPECT_THROW(listFolders(tree.root(), {}, stop.get_token(), [](std::size_t) {}), CancellationError);
 }
 
 TEST(FolderListingTest, aLargeFolderReportsHowFarItIsAndStopsOnTheWay) {
@@ -115,7 +134,7 @@ TEST(FolderListingTest, aLargeFolderReportsHowFarItIsAndStopsOnTheWay) {
     tree.folder("folder");
     std::vector<std::size_t> reports;
     const FolderListing listing =
-        listFolders(tree.root(), {}, [&](std::size_t seen) { reports.push_back(seen); });
+        listFolders(tree.root(), {}, {}, [&](std::size_t seen) { reports.push_back(seen); });
     EXPECT_THAT(listing.names, ElementsAre("folder"));
     ASSERT_GT(reports.size(), 1U);
     EXPECT_TRUE(std::is_sorted(reports.begin(), reports.end()));
@@ -123,7 +142,7 @@ TEST(FolderListingTest, aLargeFolderReportsHowFarItIsAndStopsOnTheWay) {
 
     std::stop_source stop;
     std::size_t reportsBeforeStop = 0;
-    EXPECT_THROW(listFolders(tree.root(), stop.get_token(),
+    EXPECT_THROW(listFolders(tree.root(), {}, stop.get_token(),
                              [&](std::size_t) {
                                  ++reportsBeforeStop;
                                  stop.request_stop();

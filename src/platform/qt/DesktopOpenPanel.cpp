@@ -3,16 +3,17 @@
 #include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusPendingCall>
 #include <QDBusPendingCallWatcher>
 #include <QDBusVariant>
 #include <QGuiApplication>
+#include <QList>
 #include <QMetaType>
 #include <QStringList>
 #include <QUrl>
 #include <QVariantMap>
-#include <optional>
 #include <utility>
 
 #include "platform/UUID.h"
@@ -27,7 +28,8 @@ const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
 const QString fileChooser = QStringLiteral("org.freedesktop.portal.FileChooser");
 const QString requestInterface = QStringLiteral("org.freedesktop.portal.Request");
 
-// The first version of the interface that can choose folders.
+// The first versions of the interface that can choose files, and folders.
+constexpr uint versionWithFiles = 1;
 constexpr uint versionWithFolders = 3;
 
 // Milliseconds. The portal may have to be started first; who waits longer than this is better served by the
@@ -56,12 +58,13 @@ void send(const QDBusMessage& message, int timeout, QObject* owner,
                      });
 }
 
-bool choosesFolders(const QDBusMessage& versionReply) {
+bool canAsk(const QDBusMessage& versionReply, OpenPanel::Kind kind) {
     if (versionReply.type() != QDBusMessage::ReplyMessage || versionReply.arguments().isEmpty()) {
         return false;
     }
     const auto version = versionReply.arguments().constFirst().value<QDBusVariant>().variant();
-    return version.metaType() == QMetaType::fromType<uint>() && version.toUInt() >= versionWithFolders;
+    return version.metaType() == QMetaType::fromType<uint>() &&
+           version.toUInt() >= (kind == OpenPanel::Kind::file ? versionWithFiles : versionWithFolders);
 }
 
 // The window as the portal names it. Other display systems tell no name that this release of the toolkit
@@ -79,11 +82,97 @@ QString requestPath(const QDBusConnection& bus, const QString& token) {
     return QStringLiteral("%1/request/%2/%3").arg(portalPath, sender, token);
 }
 
-// The first of the "uris" that the answer holds.
-std::optional<std::string> chosenPath(const QVariant& results) {
+// A row of a filter, and a filter, as the portal takes them: a(sa(us)).
+struct FilterRule {
+    uint kind;  // 0: a pattern for names
+    QString pattern;
+};
+struct Filter {
+    QString name;
+    QList<FilterRule> rules;
+};
+
+QDBusArgument& operator<<(QDBusArgument& argument, const FilterRule& rule) {
+    argument.beginStructure();
+    argument << rule.kind << rule.pattern;
+    argument.endStructure();
+    return argument;
+}
+const QDBusArgument& operator>>(const QDBusArgument& argument, FilterRule& rule) {
+    argument.beginStructure();
+    argument >> rule.kind >> rule.pattern;
+    argument.endStructure();
+    return argument;
+}
+QDBusArgument& operator<<(QDBusArgument& argument, const Filter& filter) {
+    argument.beginStructure();
+    argument << filter.name << filter.rules;
+    argument.endStructure();
+    return argument;
+}
+const QDBusArgument& operator>>(const QDBusArgument& argument, Filter& filter) {
+    argument.beginStructure();
+    argument >> filter.name >> filter.rules;
+    argument.endStructure();
+    return argument;
+}
+
+// "json" as "*.[jJ][sS][oO][nN]": patterns tell the cases of letters apart, `FileType` does not.
+QString patternFor(const std::string& extension) {
+    QString pattern = QStringLiteral("*.");
+    for (const QChar character : QString::fromStdString(extension)) {
+        if (character.unicode() < 0x80 && character.isLetter()) {
+            pattern += QLatin1Char('[') + character.toLower() + character.toUpper() + QLatin1Char(']');
+        } else {
+            pattern += character;
+        }
+    }
+    return pattern;
+}
+
+QList<Filter> filtersFor(const OpenPanel::FileType& type) {
+    if (type.extensions.empty()) {
+        return {};
+    }
+    Filter filter{.name = QString::fromStdString(type.name), .rules = {}};
+    for (const std::string& extension : type.extensions) {
+        filter.rules.append(FilterRule{.kind = 0, .pattern = patternFor(extension)});
+    }
+    return {filter};
+}
+
+QVariantMap optionsFor(const OpenPanel::Question& question, const std::string& startFolder,
+                       const QString& token) {
+    // The folder is bytes with a NUL at their end.
+    const QByteArray folder(startFolder.c_str(), static_cast<qsizetype>(startFolder.size()) + 1);
+    QVariantMap options{{QStringLiteral("handle_token"), token},
+                        {QStringLiteral("modal"), true},
+                        {QStringLiteral("directory"), question.kind != OpenPanel::Kind::file},
+                        {QStringLiteral("multiple"), question.kind == OpenPanel::Kind::folders},
+                        {QStringLiteral("current_folder"), folder}};
+    if (!question.button.empty()) {
+        options.insert(QStringLiteral("accept_label"), QString::fromStdString(question.button));
+    }
+    if (question.kind == OpenPanel::Kind::file && !question.fileType.extensions.empty()) {
+        qDBusRegisterMetaType<FilterRule>();
+        qDBusRegisterMetaType<QList<FilterRule>>();
+        qDBusRegisterMetaType<Filter>();
+        qDBusRegisterMetaType<QList<Filter>>();
+        options.insert(QStringLiteral("filters"), QVariant::fromValue(filtersFor(question.fileType)));
+    }
+    return options;
+}
+
+// Those of the "uris" that the answer holds which are places of this machine.
+std::vector<std::string> chosenPaths(const QVariant& results) {
     const auto values = qdbus_cast<QVariantMap>(results);
-    const QStringList urls = qdbus_cast<QStringList>(values.value(QStringLiteral("uris")));
-    return urls.isEmpty() ? std::nullopt : pathFromFileURL(QUrl::fromEncoded(urls.constFirst().toUtf8()));
+    std::vector<std::string> paths;
+    for (const QString& url : qdbus_cast<QStringList>(values.value(QStringLiteral("uris")))) {
+        if (auto path = pathFromFileURL(QUrl::fromEncoded(url.toUtf8()))) {
+            paths.push_back(std::move(*path));
+        }
+    }
+    return paths;
 }
 
 }  // namespace
@@ -92,42 +181,39 @@ DesktopOpenPanel::~DesktopOpenPanel() {
     close();
 }
 
-void DesktopOpenPanel::ask(const QString& title, const std::string& startFolder, const QWindow* window,
-                           Done done) {
+void DesktopOpenPanel::ask(const OpenPanel::Question& question, const std::string& startFolder,
+                           const QWindow* window, Done done) {
     close();
     done_ = std::move(done);
+    takesSeveral_ = question.kind == OpenPanel::Kind::folders;
     QDBusMessage message = QDBusMessage::createMethodCall(
         portalService, portalPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
     message << fileChooser << QStringLiteral("version");
     send(message, offerTimeout, this,
-         [this, question = question_, title, startFolder, name = nameOf(window)](const QDBusMessage& reply) {
-             if (question != question_) {
+         [this, number = question_, question, startFolder, name = nameOf(window)](const QDBusMessage& reply) {
+             if (number != question_) {
                  return;
              }
-             if (choosesFolders(reply)) {
-                 show(title, startFolder, name);
+             if (canAsk(reply, question.kind)) {
+                 show(question, startFolder, name);
              } else {
                  answer(Answer::unavailable);
              }
          });
 }
 
-void DesktopOpenPanel::show(const QString& title, const std::string& startFolder, const QString& window) {
+void DesktopOpenPanel::show(const OpenPanel::Question& question, const std::string& startFolder,
+                            const QString& window) {
     const QDBusConnection bus = QDBusConnection::sessionBus();
     const QString token = QStringLiteral("larkfold_%1")
                               .arg(QString::fromStdString(UUID::make().text()).remove(QLatin1Char('-')));
     listenTo(requestPath(bus, token));
-    // The folder is bytes with a NUL at their end.
-    const QByteArray folder(startFolder.c_str(), static_cast<qsizetype>(startFolder.size()) + 1);
-    const QVariantMap options{{QStringLiteral("handle_token"), token},
-                              {QStringLiteral("modal"), true},
-                              {QStringLiteral("directory"), true},
-                              {QStringLiteral("current_folder"), folder}};
     QDBusMessage message =
         QDBusMessage::createMethodCall(portalService, portalPath, fileChooser, QStringLiteral("OpenFile"));
-    message << window << title << options;
-    send(message, showTimeout, this, [this, question = question_](const QDBusMessage& reply) {
-        if (question != question_) {
+    message << window << QString::fromStdString(question.title.empty() ? question.message : question.title)
+            << optionsFor(question, startFolder, token);
+    send(message, showTimeout, this, [this, number = question_](const QDBusMessage& reply) {
+        if (number != question_) {
             return;
         }
         if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
@@ -166,22 +252,24 @@ void DesktopOpenPanel::responded(const QDBusMessage& signal) {
         answer(Answer::turnedBack);
         return;
     }
-    const auto path = response == responseChosen ? chosenPath(arguments[1]) : std::nullopt;
-    if (path) {
-        answer(Answer::chosen, *path);
-    } else if (response == responseChosen) {
-        answer(Answer::turnedBack);  // something that is no folder of this machine
-    } else {
+    if (response != responseChosen) {
         answer(Answer::unavailable);
+        return;
     }
+    std::vector<std::string> paths = chosenPaths(arguments[1]);
+    if (!takesSeveral_ && paths.size() > 1) {
+        paths.resize(1);
+    }
+    // Nothing of this machine among it is like nothing at all.
+    answer(paths.empty() ? Answer::turnedBack : Answer::chosen, paths);
 }
 
-void DesktopOpenPanel::answer(Answer answer, const std::string& path) {
+void DesktopOpenPanel::answer(Answer answer, const std::vector<std::string>& paths) {
     listenTo({});
     ++question_;
     // Taken out first: the answer may ask the next question.
     if (const Done done = std::exchange(done_, nullptr)) {
-        done(answer, path);
+        done(answer, paths);
     }
 }
 

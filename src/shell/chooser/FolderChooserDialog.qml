@@ -5,7 +5,7 @@ import QtQuick.Layouts
 import QtQuick.Templates as T
 import Larkfold.Shell
 
-// The window's own dialog for choosing a folder, for desktops that have none.
+// The window's own dialog for choosing folders and files, for desktops that have none.
 AppDialog {
     id: dialog
 
@@ -13,7 +13,9 @@ AppDialog {
     readonly property FolderChooserModel model: chooser.model
 
     iconName: "folder-open"
-    title: chooser.message
+    title: chooser.title
+    text: chooser.message
+    note: model.listedText
     preferredWidth: 760 * Theme.typeScale
     visible: chooser.isOpen
     onOpened: list.forceActiveFocus(Qt.TabFocusReason)
@@ -54,7 +56,7 @@ AppDialog {
         }
 
         AppCheckBox {
-            text: qsTr("Show hidden folders")
+            text: dialog.model.showHiddenText
             checked: dialog.model.showsHiddenFolders
             onToggled: dialog.model.showsHiddenFolders = checked
         }
@@ -64,7 +66,8 @@ AppDialog {
             spacing: Theme.space2
 
             AppLabel {
-                text: qsTr("Folder:")
+                visible: dialog.model.checkedCount < 2  // the choice says itself what it is
+                text: dialog.model.choiceLabel
                 secondary: true
                 Accessible.ignored: true
             }
@@ -72,15 +75,25 @@ AppDialog {
                 objectName: "folderChoice"
                 Layout.fillWidth: true
                 text: dialog.model.choiceText
-                elide: Text.ElideMiddle
-                Accessible.name: qsTr("Folder to open: %1").arg(text)
+                elide: dialog.model.checkedCount > 1 ? Text.ElideRight : Text.ElideMiddle
+                Accessible.name: dialog.model.spokenChoice
+            }
+            AppButton {
+                visible: dialog.model.choosesSeveral
+                text: qsTr("Clear Choice")
+                enabled: dialog.model.checkedCount > 0
+                onClicked: {
+                    // It is of no use from now on, and the keyboard goes where there is something to choose.
+                    list.forceActiveFocus(Qt.OtherFocusReason);
+                    dialog.model.clearChecks();
+                }
             }
             AppButton {
                 text: qsTr("Cancel")
                 onClicked: dialog.chooser.reject()
             }
             AppButton {
-                text: qsTr("Open")
+                text: dialog.chooser.button
                 kind: AppButton.Primary
                 enabled: dialog.model.canAccept && !dialog.model.isTypingPath
                 onClicked: dialog.model.accept()

@@ -5,7 +5,8 @@ import QtQuick.Layouts
 import QtQuick.Templates as T
 import Larkfold.Shell
 
-// The folders in the current one.
+// The folders in the current one, each with a box to check where several may be chosen, and behind them the files that
+// may be chosen.
 FocusScope {
     id: view
 
@@ -48,7 +49,8 @@ FocusScope {
                 model: view.model
                 T.ScrollBar.vertical: AppScrollBar {}
                 Accessible.role: Accessible.List
-                Accessible.name: qsTr("Folders in %1").arg(view.model.folderName)
+                Accessible.name: (view.model.choosesFiles ? qsTr("Folders and files in %1") : qsTr("Folders in %1"))
+                    .arg(view.model.folderName)
                 Accessible.description: view.model.countText
 
                 function moveTo(row: int) {
@@ -56,10 +58,27 @@ FocusScope {
                     view.model.currentRow = Math.max(0, Math.min(count - 1, row));
                 }
 
-                function choose(row: int) {
+                function choose(row: int, modifiers: int) {
                     list.forceActiveFocus(Qt.MouseFocusReason);
                     followsKeyboard = false;
+                    if (modifiers & Qt.ShiftModifier && view.model.choosesSeveral) {
+                        view.model.checkThrough(row);
+                        return;
+                    }
                     view.model.currentRow = row;
+                    if (modifiers & Qt.ControlModifier) {
+                        view.model.toggleCheck(row);
+                    }
+                }
+
+                // Onto the row that arrow keys lead to; with Shift all on the way are checked.
+                function step(row: int, modifiers: int) {
+                    if (modifiers & Qt.ShiftModifier && view.model.choosesSeveral) {
+                        followsKeyboard = true;
+                        view.model.checkThrough(Math.max(0, Math.min(count - 1, row)));
+                    } else {
+                        moveTo(row);
+                    }
                 }
 
                 onActiveFocusChanged: followsKeyboard = true
@@ -74,6 +93,8 @@ FocusScope {
                     required property string name
                     required property string spokenText
                     required property bool isHidden
+                    required property bool isFile
+                    required property bool isChecked
                     required property int index
                     readonly property bool isCurrent: ListView.isCurrentItem
 
@@ -86,20 +107,54 @@ FocusScope {
                     Accessible.focused: list.activeFocus && isCurrent
                     Accessible.selectable: true
                     Accessible.selected: isCurrent
+                    Accessible.checkable: view.model.choosesSeveral
+                    Accessible.checked: isChecked
                     Accessible.onPressAction: view.model.open(index)
+                    Accessible.onToggleAction: view.model.toggleCheck(index)
 
                     MouseArea {
                         id: pointer
                         anchors.fill: parent
                         hoverEnabled: true
-                        onClicked: list.choose(row.index)
-                        onDoubleClicked: view.model.open(row.index)
+                        onClicked: event => list.choose(row.index, event.modifiers)
+                        onDoubleClicked: event => {
+                            if (event.modifiers === Qt.NoModifier) {
+                                view.model.open(row.index);
+                            }
+                        }
+                    }
+                    // As tall and wide as the row leaves room for, so that it is not missed.
+                    MouseArea {
+                        id: box
+                        visible: view.model.choosesSeveral
+                        width: visible ? Theme.iconSmall + 2 * Theme.space3 : Theme.space3
+                        height: parent.height
+                        onClicked: list.choose(row.index, Qt.ControlModifier)
+
+                        Rectangle {
+                            anchors.centerIn: parent
+                            visible: box.visible
+                            width: Theme.iconSmall
+                            height: Theme.iconSmall
+                            radius: Theme.space1
+                            color: row.isChecked ? Theme.accentFill : Theme.surfaceRaised
+                            border.width: row.isChecked ? 0 : 1
+                            border.color: Theme.textSecondary
+
+                            AppIcon {
+                                anchors.centerIn: parent
+                                visible: row.isChecked
+                                name: "check"
+                                size: Math.round(12 * Theme.typeScale)
+                                color: Theme.textOnAccent
+                            }
+                        }
                     }
                     AppIcon {
                         id: glyph
-                        x: Theme.space3
+                        anchors.left: box.right
                         anchors.verticalCenter: parent.verticalCenter
-                        name: "folder"
+                        name: row.isFile ? "file" : "folder"
                         color: Theme.textSecondary
                     }
                     Text {
@@ -116,7 +171,7 @@ FocusScope {
                     }
                     AppIcon {
                         id: arrow
-                        visible: row.isCurrent || pointer.containsMouse
+                        visible: !row.isFile && (row.isCurrent || pointer.containsMouse)
                         anchors.right: parent.right
                         anchors.rightMargin: Theme.space3
                         anchors.verticalCenter: parent.verticalCenter
@@ -197,11 +252,11 @@ FocusScope {
         if (event.modifiers & Qt.AltModifier) {
             event.accepted = false;  // the dialog goes up
         } else {
-            list.moveTo(row);
+            list.step(row, event.modifiers);
         }
     }
 
-    // The keys that have no handler of their own: going in and up, moving in large steps, typing a name or a path.
+    // The keys that have no handler of their own: going in and up, moving in large steps, checking, typing a name or a path.
     function handleKey(event: var) {
         const isControl = (event.modifiers & Qt.ControlModifier) !== 0;
         const isAlt = (event.modifiers & Qt.AltModifier) !== 0;
@@ -211,13 +266,18 @@ FocusScope {
         } else if (event.key === Qt.Key_Backspace || (event.key === Qt.Key_Left && isAlt)) {
             model.goUp();
         } else if (event.key === Qt.Key_PageUp) {
-            list.moveTo(list.currentIndex - list.rowsPerPage);
+            list.step(list.currentIndex - list.rowsPerPage, event.modifiers);
         } else if (event.key === Qt.Key_PageDown) {
-            list.moveTo(list.currentIndex + list.rowsPerPage);
+            list.step(list.currentIndex + list.rowsPerPage, event.modifiers);
         } else if (event.key === Qt.Key_Home) {
-            list.moveTo(0);
+            list.step(0, event.modifiers);
         } else if (event.key === Qt.Key_End) {
-            list.moveTo(list.count - 1);
+            list.step(list.count - 1, event.modifiers);
+        } else if (view.model.choosesSeveral && event.key === Qt.Key_A && isControl) {
+            model.checkAllRows();
+        } else if (view.model.choosesSeveral && event.key === Qt.Key_Space && !isAlt && (isControl || !model.isTypingAhead())) {
+            list.followsKeyboard = true;
+            model.toggleCheck(list.currentIndex);
         } else if (event.text.length > 0 && event.text > " " && !isControl && !isAlt || event.text === " " && model.isTypingAhead()) {
             list.followsKeyboard = true;
             model.typeText(event.text);

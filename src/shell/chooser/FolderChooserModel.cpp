@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <exception>
+#include <iterator>
 #include <numeric>
 #include <string_view>
 #include <utility>
@@ -33,8 +34,8 @@ bool isHidden(std::string_view name) {
     return name.starts_with('.');
 }
 
-// A sort of a million keys takes longer than a user waits for the next folder: the
-// comparison looks for a stop.
+// A sort of a million keys takes longer than a user waits for the next folder: the comparison looks
+// for a stop.
 void sortUnlessStopped(std::vector<std::pair<std::string, std::string>>& keyed, const std::stop_token& stop) {
     std::size_t untilCheck = namesBetweenChecks;
     std::sort(keyed.begin(), keyed.end(), [&](const auto& left, const auto& right) {
@@ -50,14 +51,12 @@ void sortUnlessStopped(std::vector<std::pair<std::string, std::string>>& keyed, 
 
 using ListFolders = decltype(FolderChooserModel::Dependencies::listFolders);
 
-// The folders in there, ordered as the user's language orders. Throws CancellationError.
-FolderListing sortedListing(const ListFolders& listFolders, const std::string& path,
-                            const std::stop_token& stop, const std::function<void(std::size_t)>& report) {
-    FolderListing listing = listFolders(path, stop, report);
+// Throws CancellationError.
+void sortAsTheUserDoes(std::vector<std::string>& names, const std::stop_token& stop) {
     const Collator collator;
     std::vector<std::pair<std::string, std::string>> keyed;
-    keyed.reserve(listing.names.size());
-    for (std::string& name : listing.names) {
+    keyed.reserve(names.size());
+    for (std::string& name : names) {
         if (keyed.size() % namesBetweenChecks == 0 && stop.stop_requested()) {
             throw CancellationError();
         }
@@ -65,8 +64,17 @@ FolderListing sortedListing(const ListFolders& listFolders, const std::string& p
         keyed.emplace_back(std::move(key), std::move(name));
     }
     sortUnlessStopped(keyed, stop);
-    std::transform(keyed.begin(), keyed.end(), listing.names.begin(),
+    std::transform(keyed.begin(), keyed.end(), names.begin(),
                    [](auto& pair) { return std::move(pair.second); });
+}
+
+// What is in there, ordered as the user's language orders. Throws CancellationError.
+FolderListing sortedListing(const ListFolders& listFolders, const std::string& path,
+                            const WantedFiles& wantsFile, const std::stop_token& stop,
+                            const std::function<void(std::size_t)>& report) {
+    FolderListing listing = listFolders(path, wantsFile, stop, report);
+    sortAsTheUserDoes(listing.names, stop);
+    sortAsTheUserDoes(listing.files, stop);
     return listing;
 }
 
@@ -82,17 +90,26 @@ std::vector<std::string> waysTo(const std::string& path) {
     return ways;
 }
 
-FolderListing outcomeOf(Outcome<FolderListing>& outcome) {
+// Why nothing came: the error of a listing that never was.
+int errorOf(const std::function<void()>& rethrow) {
     try {
-        return std::move(outcome.get());
+        rethrow();
     } catch (const CancellationError&) {
-        return {.names = {}, .error = ECANCELED};
+        return ECANCELED;
     } catch (const std::exception&) {
-        return {.names = {}, .error = EIO};  // no memory for the names, at the worst
+        return EIO;  // no memory for the names, at the worst
     }
+    return 0;
 }
 
 }  // namespace
+
+// What a typed path led to: a folder, or a file in it.
+struct FolderChooserModel::Found {
+    std::string folder;
+    std::string file;  // empty: none
+    FolderListing listing;
+};
 
 FolderChooserModel::FolderChooserModel(Dependencies dependencies, QObject* parent)
     : QAbstractListModel(parent),
@@ -108,8 +125,12 @@ FolderChooserModel::FolderChooserModel(Dependencies dependencies, QObject* paren
 
 FolderChooserModel::~FolderChooserModel() = default;
 
-void FolderChooserModel::begin(const std::string& startFolder) {
+void FolderChooserModel::begin(const std::string& startFolder, const OpenPanel::Question& question) {
     cancelTypingPath();
+    question_ = question;
+    checked_.clear();
+    emit questionChanged();
+    emit choiceChanged();
     readPlaces();
     cameFrom_.clear();
     enter(folder_.empty() ? startFolder : std::string(folder_));
@@ -170,8 +191,14 @@ bool FolderChooserModel::canGoUp() const {
 }
 
 void FolderChooserModel::open(int row) {
-    if (row >= 0 && row < rowCount()) {
-        goTo(joinedPath(folder_, nameOf(row)));
+    if (row < 0 || row >= rowCount()) {
+        return;
+    }
+    if (isFile(row)) {
+        setCurrentRow(row);
+        accept();
+    } else {
+        goTo(pathOf(row));
     }
 }
 
@@ -236,6 +263,7 @@ void FolderChooserModel::list() {
     entriesSeen_ = 0;
     error_ = 0;
     names_.clear();
+    folderCount_ = 0;
     showRows();
     const CoalescedReports<std::size_t> reports(
         dependencies_.mainQueue, [self = QPointer(this), listing](const std::size_t& seen) {
@@ -245,16 +273,24 @@ void FolderChooserModel::list() {
             }
         });
     listRun_ = listContext_.run<FolderListing>(
-        [listFolders = dependencies_.listFolders, path = folder_, reports](std::stop_token stop) {
-            return sortedListing(listFolders, path, stop,
+        [listFolders = dependencies_.listFolders, path = folder_, wanted = wantedFiles(),
+         reports](std::stop_token stop) {
+            return sortedListing(listFolders, path, wanted, stop,
                                  [&reports](std::size_t seen) { reports.report(seen); });
         },
-        [this](Outcome<FolderListing> outcome) { takeListing(outcomeOf(outcome)); });
+        [this](Outcome<FolderListing> outcome) {
+            FolderListing found;
+            const int problem = errorOf([&] { found = std::move(outcome.get()); });
+            found.error = problem != 0 ? problem : found.error;
+            takeListing(std::move(found));
+        });
 }
 
 void FolderChooserModel::takeListing(FolderListing listing) {
     isListing_ = false;
     names_ = std::move(listing.names);
+    folderCount_ = names_.size();
+    std::move(listing.files.begin(), listing.files.end(), std::back_inserter(names_));
     error_ = listing.error;
     showRows();
     if (!cameFrom_.empty()) {
@@ -270,6 +306,7 @@ void FolderChooserModel::showRows() {
         std::erase_if(shown_, [this](std::uint32_t index) { return isHidden(names_[index]); });
     }
     currentRow_ = -1;
+    rangeStart_ = -1;
     endResetModel();
     emit currentRowChanged();
     emit listingChanged();
@@ -296,7 +333,7 @@ QString FolderChooserModel::emptyTitle() const {
     if (error_ != 0) {
         return texts::unreadableTitle();
     }
-    return names_.empty() ? texts::noFoldersTitle() : texts::onlyHiddenTitle();
+    return names_.empty() ? texts::nothingTitle(question_) : texts::onlyHiddenTitle(question_);
 }
 
 QString FolderChooserModel::emptyText() const {
@@ -306,15 +343,22 @@ QString FolderChooserModel::emptyText() const {
     if (error_ != 0) {
         return texts::unreadableText(folder_, error_);
     }
-    return names_.empty() ? texts::noFoldersText() : texts::onlyHiddenText(names_.size());
+    return names_.empty() ? texts::nothingText(question_) : texts::onlyHiddenText(question_, names_.size());
 }
 
 QString FolderChooserModel::notice() const {
-    return error_ != 0 && !isListing_ && !shown_.empty() ? texts::partlyRead(folder_, error_) : QString();
+    return error_ != 0 && !isListing_ && !shown_.empty() ? texts::partlyRead(question_, folder_, error_)
+                                                         : QString();
 }
 
 QString FolderChooserModel::countText() const {
-    return isListing_ ? texts::reading(entriesSeen_) : texts::foldersInside(shown_.size());
+    if (isListing_) {
+        return texts::reading(entriesSeen_);
+    }
+    const auto files = static_cast<std::size_t>(std::count_if(
+        shown_.begin(), shown_.end(), [this](std::uint32_t index) { return index >= folderCount_; }));
+    return choosesFiles() ? texts::foldersAndFilesInside(shown_.size() - files, files)
+                          : texts::foldersInside(shown_.size());
 }
 
 void FolderChooserModel::setShowsHiddenFolders(bool shows) {
@@ -332,28 +376,111 @@ void FolderChooserModel::setShowsHiddenFolders(bool shows) {
 
 void FolderChooserModel::setCurrentRow(int row) {
     const int wanted = row >= 0 && row < rowCount() ? row : -1;
+    rangeStart_ = -1;
     if (wanted != currentRow_) {
         currentRow_ = wanted;
         emit currentRowChanged();
     }
 }
 
-std::string FolderChooserModel::choice() const {
-    return currentRow_ >= 0 ? joinedPath(folder_, nameOf(currentRow_)) : folder_;
+std::vector<std::string> FolderChooserModel::choices() const {
+    if (!checked_.empty()) {
+        return {checked_.begin(), checked_.end()};
+    }
+    if (choosesFiles() && (currentRow_ < 0 || !isFile(currentRow_))) {
+        return {};
+    }
+    return {currentRow_ >= 0 ? pathOf(currentRow_) : folder_};
 }
 
 QString FolderChooserModel::choiceText() const {
-    return displayString(choice());
+    return texts::choice(choices());
+}
+
+QString FolderChooserModel::spokenChoice() const {
+    return texts::spokenChoice(question_, choices());
 }
 
 bool FolderChooserModel::canAccept() const {
-    return currentRow_ >= 0 || isListing_ || !isUnreadable();
+    if (choosesFiles()) {
+        return !choices().empty();
+    }
+    return !checked_.empty() || currentRow_ >= 0 || isListing_ || !isUnreadable();
 }
 
 void FolderChooserModel::accept() {
     if (canAccept()) {
         emit accepted();
     }
+}
+
+// --- What is asked for
+
+WantedFiles FolderChooserModel::wantedFiles() const {
+    if (!choosesFiles()) {
+        return nullptr;
+    }
+    return [type = question_.fileType](std::string_view name) { return type.accepts(name); };
+}
+
+QString FolderChooserModel::choiceLabel() const {
+    return texts::choiceLabel(question_);
+}
+
+QString FolderChooserModel::listedText() const {
+    return texts::whatIsListed(question_);
+}
+
+QString FolderChooserModel::showHiddenText() const {
+    return texts::showHidden(question_);
+}
+
+// --- Several folders
+
+void FolderChooserModel::setChecked(int first, int last, bool isChecked) {
+    for (int row = first; row <= last; ++row) {
+        if (isChecked) {
+            checked_.insert(pathOf(row));
+        } else {
+            checked_.erase(pathOf(row));
+        }
+    }
+    emit dataChanged(index(first), index(last), {IsCheckedRole});
+    emit choiceChanged();
+}
+
+void FolderChooserModel::toggleCheck(int row) {
+    if (choosesSeveral() && row >= 0 && row < rowCount()) {
+        rangeStart_ = row;
+        setChecked(row, row, !checked_.contains(pathOf(row)));
+    }
+}
+
+void FolderChooserModel::checkThrough(int row) {
+    if (!choosesSeveral() || row < 0 || row >= rowCount()) {
+        return;
+    }
+    const int start = rangeStart_ >= 0 ? rangeStart_ : currentRow_ >= 0 ? currentRow_ : row;
+    setChecked(std::min(start, row), std::max(start, row), true);
+    setCurrentRow(row);
+    rangeStart_ = start;
+}
+
+void FolderChooserModel::checkAllRows() {
+    if (choosesSeveral() && rowCount() > 0) {
+        setChecked(0, rowCount() - 1, true);
+    }
+}
+
+void FolderChooserModel::clearChecks() {
+    if (checked_.empty()) {
+        return;
+    }
+    checked_.clear();
+    if (rowCount() > 0) {
+        emit dataChanged(index(0), index(rowCount() - 1), {IsCheckedRole});
+    }
+    emit choiceChanged();
 }
 
 // --- A typed path
@@ -433,18 +560,42 @@ void FolderChooserModel::submitPath() {
     setPathProblem({});
     setLookingUp(true);
     // What is on screen stays until it is known that the path leads somewhere.
-    lookupRun_ = lookupContext_.run<FolderListing>(
-        [listFolders = dependencies_.listFolders, path = target.path](std::stop_token stop) {
-            return sortedListing(listFolders, path, stop, [](std::size_t) {});
+    lookupRun_ = lookupContext_.run<Found>(
+        [dependencies = dependencies_, wanted = wantedFiles(), path = target.path](std::stop_token stop) {
+            return find(dependencies, wanted, path, stop);
         },
-        [this, target](Outcome<FolderListing> outcome) { takeLookup(target, std::move(outcome)); });
+        [this, target](Outcome<Found> outcome) { takeLookup(target, std::move(outcome)); });
 }
 
-void FolderChooserModel::takeLookup(const Target& target, Outcome<FolderListing> outcome) {
+// The folder of that path; where it is a file that is asked for, the folder that holds
+// it. Throws CancellationError.
+FolderChooserModel::Found FolderChooserModel::find(const Dependencies& dependencies,
+                                                   const WantedFiles& wantsFile, const std::string& path,
+                                                   const std::stop_token& stop) {
+    const auto listed = [&](const std::string& folder) {
+        return sortedListing(dependencies.listFolders, folder, wantsFile, stop, [](std::size_t) {});
+    };
+    Found found{.folder = path, .file = {}, .listing = listed(path)};
+    if (found.listing.error != ENOTDIR || !wantsFile) {
+        return found;
+    }
+    FolderListing beside = listed(std::string(parentPath(path)));
+    const std::string name(lastPathComponent(path));
+    if (std::ranges::find(beside.files, name) == beside.files.end()) {
+        return found;
+    }
+    return {.folder = std::string(parentPath(path)), .file = name, .listing = std::move(beside)};
+}
+
+void FolderChooserModel::takeLookup(const Target& target, Outcome<Found> outcome) {
     setLookingUp(false);
-    FolderListing listing = outcomeOf(outcome);
-    if (listing.error != 0 && listing.names.empty()) {
-        setPathProblem(texts::typedPathProblem(typedPath_, target.path, listing.error));
+    Found found;
+    const int problem = errorOf([&] { found = std::move(outcome.get()); });
+    if (problem != 0) {
+        found.listing.error = problem;
+    }
+    if (found.listing.error != 0 && found.listing.names.empty() && found.listing.files.empty()) {
+        setPathProblem(texts::typedPathProblem(question_, typedPath_, target.path, found.listing.error));
         return;
     }
     setTypingPath(false);
@@ -452,8 +603,12 @@ void FolderChooserModel::takeLookup(const Target& target, Outcome<FolderListing>
     // It is listed already; nothing that was begun for the folder before arrives any more.
     listRun_.drop();
     ++listing_;
-    setFolder(target.path);
-    takeListing(std::move(listing));
+    setFolder(found.folder);
+    takeListing(std::move(found.listing));
+    if (!found.file.empty()) {
+        setShowsHiddenFolders(showsHiddenFolders_ || isHidden(found.file));
+        setCurrentRow(rowOfName(found.file));
+    }
 }
 
 void FolderChooserModel::setTypingPath(bool typing) {
@@ -529,7 +684,12 @@ QVariant FolderChooserModel::data(const QModelIndex& index, int role) const {
         case NameRole:
             return displayString(name);
         case SpokenTextRole:
-            return texts::spokenFolder(displayString(name), isHidden(name));
+            return isFile(index.row()) ? texts::spokenFile(displayString(name), isHidden(name))
+                                       : texts::spokenFolder(displayString(name), isHidden(name));
+        case IsFileRole:
+            return isFile(index.row());
+        case IsCheckedRole:
+            return choosesSeveral() && checked_.contains(pathOf(index.row()));
         case IsHiddenRole:
             return isHidden(name);
         default:
@@ -538,7 +698,11 @@ QVariant FolderChooserModel::data(const QModelIndex& index, int role) const {
 }
 
 QHash<int, QByteArray> FolderChooserModel::roleNames() const {
-    return {{NameRole, "name"}, {SpokenTextRole, "spokenText"}, {IsHiddenRole, "isHidden"}};
+    return {{NameRole, "name"},
+            {SpokenTextRole, "spokenText"},
+            {IsHiddenRole, "isHidden"},
+            {IsFileRole, "isFile"},
+            {IsCheckedRole, "isChecked"}};
 }
 
 }  // namespace larkfold

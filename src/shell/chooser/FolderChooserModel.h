@@ -1,5 +1,10 @@
 // The window's own folder chooser: where the user is, the folders in there, the places to start from, and
-// what "Open" would choose. The rows are the folders in the current one.
+// what its button would choose. The rows are the folders in the current one, and behind them, where a file is
+// asked for, the files of that kind.
+//
+// Where several folders are asked for, rows can be checked. What is checked stays so while the user goes on
+// to other folders, so that places far from each other are chosen in one go; as long as nothing is checked,
+// the highlighted row is the choice, as everywhere.
 //
 // Paths are bytes; a name that is not UTF-8 is shown with replacement characters and goes through unharmed.
 // Folders are listed off the main thread, a listing stops as soon as the user leaves. Main thread only.
@@ -15,11 +20,14 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <stop_token>
 #include <string>
 #include <vector>
 
 #include "platform/FolderListing.h"
+#include "platform/OpenPanel.h"
+#include "platform/Path.h"
 #include "platform/SerialContext.h"
 #include "platform/UserLocation.h"
 #include "shell/kit/CrumbListModel.h"
@@ -56,6 +64,16 @@ class FolderChooserModel : public QAbstractListModel {
     Q_PROPERTY(int currentRow READ currentRow WRITE setCurrentRow NOTIFY currentRowChanged)
     Q_PROPERTY(bool canAccept READ canAccept NOTIFY choiceChanged)
     Q_PROPERTY(QString choiceText READ choiceText NOTIFY choiceChanged)
+    Q_PROPERTY(QString spokenChoice READ spokenChoice NOTIFY choiceChanged)
+
+    // What is asked for.
+    Q_PROPERTY(bool choosesSeveral READ choosesSeveral NOTIFY questionChanged)
+    Q_PROPERTY(bool choosesFiles READ choosesFiles NOTIFY questionChanged)
+    Q_PROPERTY(QString choiceLabel READ choiceLabel NOTIFY questionChanged)
+    Q_PROPERTY(QString listedText READ listedText NOTIFY questionChanged)  // which files are listed
+    Q_PROPERTY(QString showHiddenText READ showHiddenText NOTIFY questionChanged)
+    // How many folders are checked, in this folder and in others.
+    Q_PROPERTY(int checkedCount READ checkedCount NOTIFY choiceChanged)
 
     // A path that is being typed instead.
     Q_PROPERTY(bool isTypingPath READ isTypingPath NOTIFY isTypingPathChanged)
@@ -66,16 +84,16 @@ class FolderChooserModel : public QAbstractListModel {
     Q_PROPERTY(QString pathProblem READ pathProblem NOTIFY pathProblemChanged)
 
 public:
-    enum Role { NameRole = Qt::UserRole + 1, SpokenTextRole, IsHiddenRole };
+    enum Role { NameRole = Qt::UserRole + 1, SpokenTextRole, IsHiddenRole, IsFileRole, IsCheckedRole };
 
     // What the chooser is given; tests bring their own.
     struct Dependencies {
         MainQueue& mainQueue;  // outlives the model
-        std::function<FolderListing(const std::string& path, std::stop_token stop,
-                                    const std::function<void(std::size_t)>& report)>
-            listFolders = [](const std::string& path, std::stop_token stop,
+        std::function<FolderListing(const std::string& path, const WantedFiles& wantsFile,
+                                    std::stop_token stop, const std::function<void(std::size_t)>& report)>
+            listFolders = [](const std::string& path, const WantedFiles& wantsFile, std::stop_token stop,
                              const std::function<void(std::size_t)>& report) {
-                return larkfold::listFolders(path, std::move(stop), report);
+                return larkfold::listFolders(path, wantsFile, std::move(stop), report);
             };
         std::function<std::vector<UserLocation>()> readPlaces = userLocations;
     };
@@ -84,7 +102,7 @@ public:
     ~FolderChooserModel() override;
 
     // Begins a question: where the last one ended, the first time at `startFolder`.
-    void begin(const std::string& startFolder);
+    void begin(const std::string& startFolder, const OpenPanel::Question& question = {});
     // Ends it: nothing is read any more.
     void end();
 
@@ -110,11 +128,30 @@ public:
     int currentRow() const { return currentRow_; }
     // A row out of range means none.
     void setCurrentRow(int row);
-    // False where there is no such folder, as far as is known.
+    // False where there is no such folder, as far as is known, and where a file is asked for
+    // and none highlighted.
     bool canAccept() const;
     QString choiceText() const;
-    // What "Open" chooses: absolute bytes.
-    std::string choice() const;
+    QString spokenChoice() const;
+    // What the button chooses, each once: absolute bytes. Empty where a file is asked for
+    // and none highlighted.
+    std::vector<std::string> choices() const;
+
+    bool choosesSeveral() const { return question_.kind == OpenPanel::Kind::folders; }
+    bool choosesFiles() const { return question_.kind == OpenPanel::Kind::file; }
+    QString choiceLabel() const;
+    QString listedText() const;
+    QString showHiddenText() const;
+    int checkedCount() const { return static_cast<int>(checked_.size()); }
+    // Checks the row, or takes its check away. These do nothing where one thing alone is asked for, nor for a
+    // row out of range.
+    Q_INVOKABLE void toggleCheck(int row);
+    // Highlights the row, and checks it and all between it and the one that was highlighted
+    // or checked before.
+    Q_INVOKABLE void checkThrough(int row);
+    Q_INVOKABLE void checkAllRows();
+    // In all folders.
+    Q_INVOKABLE void clearChecks();
 
     bool isTypingPath() const { return isTypingPath_; }
     QString typedPath() const { return typedPath_; }
@@ -123,9 +160,9 @@ public:
     bool isLookingUp() const { return isLookingUp_; }
     QString pathProblem() const { return pathProblem_; }
 
-    // Where the user goes. Out of range: nowhere.
+    // Where the user goes. Out of range: nowhere. A file is chosen.
     Q_INVOKABLE void open(int row);
-    // Into the highlighted folder; where none is, the folder itself is chosen.
+    // Into the highlighted folder; where none is, what the button would choose is chosen.
     Q_INVOKABLE void activate();
     Q_INVOKABLE void goUp();
     Q_INVOKABLE void goToCrumb(int row);
@@ -144,7 +181,7 @@ public:
     // Whether a name is being typed, so that a space belongs to it.
     Q_INVOKABLE bool isTypingAhead() const;
 
-    // "Open": `accepted` follows where there is something to choose.
+    // The button: `accepted` follows where there is something to choose.
     Q_INVOKABLE void accept();
 
     int rowCount(const QModelIndex& parent = {}) const override;
@@ -162,6 +199,7 @@ signals:
     void showsHiddenFoldersChanged();
     void currentRowChanged();
     void choiceChanged();
+    void questionChanged();
     void isTypingPathChanged();
     void typedPathChanged();
     void isLookingUpChanged();
@@ -178,10 +216,17 @@ private:
     void setFolder(const std::string& path);
     void list();
     void takeListing(FolderListing listing);
-    void takeLookup(const Target& target, Outcome<FolderListing> outcome);
+    struct Found;
+    static Found find(const Dependencies& dependencies, const WantedFiles& wantsFile, const std::string& path,
+                      const std::stop_token& stop);
+    void takeLookup(const Target& target, Outcome<Found> outcome);
     void showRows();
     void readPlaces();
     const std::string& nameOf(int row) const;
+    std::string pathOf(int row) const { return joinedPath(folder_, nameOf(row)); }
+    bool isFile(int row) const { return shown_[static_cast<std::size_t>(row)] >= folderCount_; }
+    WantedFiles wantedFiles() const;
+    void setChecked(int first, int last, bool isChecked);
     int typeAhead(const QString& text);
     int rowOfName(const std::string& name) const;
     Target targetOf(const QString& typed) const;
@@ -195,7 +240,13 @@ private:
     std::string folder_;
     std::string cameFrom_;  // the name of the child that the user left upwards; highlighted once it is listed
 
-    std::vector<std::string> names_;    // of all folders in there, ordered as the user's language orders
+    OpenPanel::Question question_;
+    std::set<std::string> checked_;  // paths; of folders anywhere
+    int rangeStart_ = -1;            // the row that a range begins at; -1: none
+
+    // Of all folders in there, and behind them of all files, both ordered as the user's language orders.
+    std::vector<std::string> names_;
+    std::size_t folderCount_ = 0;
     std::vector<std::uint32_t> shown_;  // which of them are rows
     int error_ = 0;
     bool isListing_ = false;

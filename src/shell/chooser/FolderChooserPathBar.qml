@@ -51,7 +51,7 @@ ColumnLayout {
             id: field
             visible: bar.model.isTypingPath
             Layout.fillWidth: true
-            placeholderText: qsTr("Path of a folder")
+            placeholderText: bar.model.choosesFiles ? qsTr("Path of a file or a folder") : qsTr("Path of a folder")
             clearable: false
             Accessible.description: bar.model.pathProblem
             onTextEdited: bar.model.typedPath = text

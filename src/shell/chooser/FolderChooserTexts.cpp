@@ -1,5 +1,6 @@
 #include "shell/chooser/FolderChooserTexts.h"
 
+#include <QStringList>
 #include <cerrno>
 
 #include "platform/Collation.h"
@@ -12,9 +13,25 @@ namespace {
 
 // Fewer are there before anybody could read how many.
 constexpr std::size_t entriesWorthTelling = 10'000;
+// More would not fit into the line that shows the choice.
+constexpr int mostPathsShown = 20;
 
 QString grouped(std::size_t count) {
     return QString::fromStdString(groupedCount(static_cast<std::int64_t>(count)));
+}
+
+bool isForFile(const OpenPanel::Question& question) {
+    return question.kind == OpenPanel::Kind::file;
+}
+
+// "JSON files", or "files" where every one may be chosen.
+QString filesOf(const OpenPanel::Question& question) {
+    return question.fileType.extensions.empty() ? QStringLiteral("files")
+                                                : QString::fromStdString(question.fileType.name);
+}
+
+QString counted(std::size_t count, const QString& one, const QString& many) {
+    return QStringLiteral("%1 %2").arg(grouped(count), count == 1 ? one : many);
 }
 
 QString listingFailure(const std::string& path, int error) {
@@ -72,28 +89,90 @@ QString reading(std::size_t entriesSeen) {
 }
 
 QString foldersInside(std::size_t count) {
-    return QStringLiteral("%1 %2").arg(grouped(count),
-                                       count == 1 ? QStringLiteral("folder") : QStringLiteral("folders"));
+    return counted(count, QStringLiteral("folder"), QStringLiteral("folders"));
 }
 
-QString noFoldersTitle() {
-    return QStringLiteral("No folders in here");
+QString foldersAndFilesInside(std::size_t folders, std::size_t files) {
+    return QStringLiteral("%1, %2").arg(foldersInside(folders),
+                                        counted(files, QStringLiteral("file"), QStringLiteral("files")));
 }
 
-QString noFoldersText() {
-    return QStringLiteral("You can choose this folder itself, or go back up.");
+QString choiceLabel(const OpenPanel::Question& question) {
+    switch (question.kind) {
+        case OpenPanel::Kind::folder:
+            break;
+        case OpenPanel::Kind::folders:
+            return QStringLiteral("Folders:");
+        case OpenPanel::Kind::file:
+            return QStringLiteral("File:");
+    }
+    return QStringLiteral("Folder:");
 }
 
-QString onlyHiddenTitle() {
-    return QStringLiteral("Only hidden folders in here");
+QString whatIsListed(const OpenPanel::Question& question) {
+    return isForFile(question) && !question.fileType.extensions.empty()
+               ? QStringLiteral("Of the files, only %1 are listed.").arg(filesOf(question))
+               : QString();
 }
 
-QString onlyHiddenText(std::size_t hidden) {
-    return hidden == 1
-               ? QStringLiteral("One hidden folder is not listed. Turn on “Show hidden folders” to see it.")
-               : QStringLiteral(
-                     "%1 hidden folders are not listed. Turn on “Show hidden folders” to see them.")
-                     .arg(grouped(hidden));
+QString showHidden(const OpenPanel::Question& question) {
+    return isForFile(question) ? QStringLiteral("Show hidden files and folders")
+                               : QStringLiteral("Show hidden folders");
+}
+
+QString choice(const std::vector<std::string>& paths) {
+    if (paths.empty()) {
+        return QStringLiteral("No file chosen");
+    }
+    if (paths.size() == 1) {
+        return displayString(paths.front());
+    }
+    QStringList shown;
+    for (const std::string& path : paths) {
+        if (shown.size() == mostPathsShown) {
+            shown.append(QStringLiteral("…"));
+            break;
+        }
+        shown.append(displayString(path));
+    }
+    return QStringLiteral("%1 folders chosen: %2")
+        .arg(grouped(paths.size()), shown.join(QStringLiteral(", ")));
+}
+
+QString spokenChoice(const OpenPanel::Question& question, const std::vector<std::string>& paths) {
+    if (paths.empty()) {
+        return choice(paths);
+    }
+    if (isForFile(question)) {
+        return QStringLiteral("File to open: %1").arg(choice(paths));
+    }
+    return paths.size() == 1 ? QStringLiteral("Folder to open: %1").arg(choice(paths)) : choice(paths);
+}
+
+QString nothingTitle(const OpenPanel::Question& question) {
+    return isForFile(question) ? QStringLiteral("Nothing to choose in here")
+                               : QStringLiteral("No folders in here");
+}
+
+QString nothingText(const OpenPanel::Question& question) {
+    return isForFile(question)
+               ? QStringLiteral(
+                     "There are no folders and no %1 in this one. Go back up, or to another place.")
+                     .arg(filesOf(question))
+               : QStringLiteral("You can choose this folder itself, or go back up.");
+}
+
+QString onlyHiddenTitle(const OpenPanel::Question& question) {
+    return isForFile(question) ? QStringLiteral("Only hidden items in here")
+                               : QStringLiteral("Only hidden folders in here");
+}
+
+QString onlyHiddenText(const OpenPanel::Question& question, std::size_t hidden) {
+    const QString what = isForFile(question) ? QStringLiteral("item") : QStringLiteral("folder");
+    return hidden == 1 ? QStringLiteral("One hidden %1 is not listed. Turn on “%2” to see it.")
+                             .arg(what, showHidden(question))
+                       : QStringLiteral("%1 hidden %2s are not listed. Turn on “%3” to see them.")
+                             .arg(grouped(hidden), what, showHidden(question));
 }
 
 QString unreadableTitle() {
@@ -104,20 +183,33 @@ QString unreadableText(const std::string& path, int error) {
     return listingFailure(path, error) + QStringLiteral(" Choose another folder, or go back up.");
 }
 
-QString partlyRead(const std::string& path, int error) {
-    return listingFailure(path, error) + QStringLiteral(" Folders may be missing from this list.");
+QString partlyRead(const OpenPanel::Question& question, const std::string& path, int error) {
+    return listingFailure(path, error) +
+           (isForFile(question) ? QStringLiteral(" Files and folders may be missing from this list.")
+                                : QStringLiteral(" Folders may be missing from this list."));
 }
 
-QString typedPathProblem(const QString& typed, const std::string& path, int error) {
+QString typedPathProblem(const OpenPanel::Question& question, const QString& typed, const std::string& path,
+                         int error) {
     switch (error) {
         case ENOENT:
-            return QStringLiteral(
-                       "There is no folder “%1”. Check the spelling, or choose a folder from the list.")
-                .arg(typed);
+            return isForFile(question)
+                       ? QStringLiteral(
+                             "There is no file or folder “%1”. Check the spelling, or choose from the list.")
+                             .arg(typed)
+                       : QStringLiteral(
+                             "There is no folder “%1”. Check the spelling, or choose a folder from the list.")
+                             .arg(typed);
         case ENOTDIR:
-            return QStringLiteral(
-                       "“%1” is not a folder. Enter the path of a folder, such as the one that holds it.")
-                .arg(typed);
+            return isForFile(question)
+                       ? QStringLiteral(
+                             "“%1” is none of the %2 that can be chosen here. Enter another path, or "
+                             "choose from the list.")
+                             .arg(typed, filesOf(question))
+                       : QStringLiteral(
+                             "“%1” is not a folder. Enter the path of a folder, such as the one "
+                             "that holds it.")
+                             .arg(typed);
         default:
             return QString::fromStdString(
                        SystemError(SystemError::Operation::open, error, path).description()) +
@@ -134,6 +226,10 @@ QString otherUsersHome(const QString& typed) {
 
 QString spokenFolder(const QString& name, bool isHidden) {
     return isHidden ? QStringLiteral("%1, hidden folder").arg(name) : QStringLiteral("%1, folder").arg(name);
+}
+
+QString spokenFile(const QString& name, bool isHidden) {
+    return isHidden ? QStringLiteral("%1, hidden file").arg(name) : QStringLiteral("%1, file").arg(name);
 }
 
 }  // namespace larkfold::folder_chooser_texts

@@ -15,6 +15,8 @@
 #include <QVariantMap>
 #include <functional>
 #include <optional>
+#include <string>
+#include <vector>
 
 namespace larkfold {
 namespace {
@@ -88,9 +90,36 @@ private:
     QDBusConnection bus_ = QDBusConnection::connectToBus(QDBusConnection::SessionBus, "portal");
 };
 
+// The filters as they came: the name of each, then its patterns.
+QStringList filtersOf(const QVariantMap& options) {
+    QStringList told;
+    const auto argument = options.value("filters").value<QDBusArgument>();
+    argument.beginArray();
+    while (!argument.atEnd()) {
+        QString name;
+        argument.beginStructure();
+        argument >> name;
+        told << name;
+        argument.beginArray();
+        while (!argument.atEnd()) {
+            uint kind = 9;
+            QString pattern;
+            argument.beginStructure();
+            argument >> kind >> pattern;
+            argument.endStructure();
+            EXPECT_EQ(kind, 0U) << "a pattern for names";
+            told << pattern;
+        }
+        argument.endArray();
+        argument.endStructure();
+    }
+    argument.endArray();
+    return told;
+}
+
 struct Result {
     Answer answer;
-    std::string path;
+    std::vector<std::string> paths;
 };
 
 class DesktopOpenPanelTest : public testing::Test {
@@ -99,14 +128,17 @@ protected:
         ASSERT_TRUE(QDBusConnection::sessionBus().isConnected()) << "run under dbus-run-session";
     }
     void ask(const std::string& startFolder = "/home/anna") {
-        dialog_.ask("Select a folder to scan", startFolder, nullptr,
-                    [this](Answer answer, const std::string& path) { result_ = {answer, path}; });
+        panel_.ask(
+            question_, startFolder, nullptr,
+            [this](Answer answer, const std::vector<std::string>& paths) { result_ = {answer, paths}; });
     }
     bool isAnswered() {
         return turnUntil([this] { return result_.has_value(); });
     }
 
-    DesktopOpenPanel dialog_;
+    OpenPanel::Question question_{
+        .title = {}, .message = "Select a folder to scan", .button = {}, .fileType = {}};
+    DesktopOpenPanel panel_;
     std::optional<Result> result_;
 };
 
@@ -131,10 +163,64 @@ TEST_F(DesktopOpenPanelTest, theChosenFolderIsItsBytes) {
     ask("/home/\xFF");
     ASSERT_TRUE(isAnswered());
     EXPECT_EQ(result_->answer, Answer::chosen);
-    EXPECT_EQ(result_->path, "/home/anna/caf\xE9 a");
+    EXPECT_EQ(result_->paths, std::vector<std::string>{"/home/anna/caf\xE9 a"});
     EXPECT_EQ(portal.question.arguments().at(1).toString(), "Select a folder to scan");
     EXPECT_EQ(portal.options.value("directory"), QVariant(true));
+    EXPECT_EQ(portal.options.value("multiple"), QVariant(false));
+    EXPECT_FALSE(portal.options.contains("accept_label"));
+    EXPECT_FALSE(portal.options.contains("filters"));
     EXPECT_EQ(portal.options.value("current_folder").toByteArray(), QByteArray("/home/\xFF\0", 8));
+}
+
+TEST_F(DesktopOpenPanelTest, severalFoldersAreAskedForAndAnsweredInOneGo) {
+    FakePortal portal(3);
+    portal.urls = {"file:///home/anna/b%FF", "sftp://example.org/far", "file:///home/anna/a"};
+    question_ = {.title = "Choose Folders to Watch",
+                 .message = "Their sizes are watched.",
+                 .button = "Watch Folders",
+                 .kind = OpenPanel::Kind::folders,
+                 .fileType = {}};
+    ask();
+    ASSERT_TRUE(isAnswered());
+    EXPECT_EQ(result_->answer, Answer::chosen);
+    EXPECT_EQ(result_->paths, (std::vector<std::string>{"/home/anna/b\xFF", "/home/anna/a"}));
+    EXPECT_EQ(portal.question.arguments().at(1).toString(), "Choose Folders to Watch");
+    EXPECT_EQ(portal.options.value("multiple"), QVariant(true));
+    EXPECT_EQ(portal.options.value("directory"), QVariant(true));
+    EXPECT_EQ(portal.options.value("accept_label").toString(), "Watch Folders");
+}
+
+TEST_F(DesktopOpenPanelTest, whereOneIsAskedForNoMoreThanOneIsTaken) {
+    FakePortal portal(3);
+    portal.urls = {"file:///a", "file:///b"};
+    ask();
+    ASSERT_TRUE(isAnswered());
+    EXPECT_EQ(result_->paths, std::vector<std::string>{"/a"});
+}
+
+TEST_F(DesktopOpenPanelTest, aFileIsAskedForByTheEndingsOfItsName) {
+    FakePortal portal(1);  // older than the choice of folders
+    portal.urls = {"file:///archive/Manifest.json"};
+    question_ = {.title = {},
+                 .message = "Choose a manifest",
+                 .button = {},
+                 .kind = OpenPanel::Kind::file,
+                 .fileType = {.name = "JSON files", .extensions = {"json", "7z"}}};
+    ask();
+    ASSERT_TRUE(isAnswered());
+    EXPECT_EQ(result_->paths, std::vector<std::string>{"/archive/Manifest.json"});
+    EXPECT_EQ(portal.options.value("directory"), QVariant(false));
+    EXPECT_EQ(filtersOf(portal.options), (QStringList{"JSON files", "*.[jJ][sS][oO][nN]", "*.7[zZ]"}));
+}
+
+TEST_F(DesktopOpenPanelTest, anyFileIsAskedForWithoutAFilter) {
+    FakePortal portal(3);
+    portal.response = 1;
+    question_.kind = OpenPanel::Kind::file;
+    ask();
+    ASSERT_TRUE(isAnswered());
+    EXPECT_EQ(result_->answer, Answer::turnedBack);
+    EXPECT_FALSE(portal.options.contains("filters"));
 }
 
 TEST_F(DesktopOpenPanelTest, turningBackIsAnAnswer) {
@@ -143,7 +229,7 @@ TEST_F(DesktopOpenPanelTest, turningBackIsAnAnswer) {
     ask();
     ASSERT_TRUE(isAnswered());
     EXPECT_EQ(result_->answer, Answer::turnedBack);
-    EXPECT_EQ(result_->path, "");
+    EXPECT_TRUE(result_->paths.empty());
 }
 
 TEST_F(DesktopOpenPanelTest, aPlaceThatIsNoFolderOfThisMachineCountsAsTurningBack) {
@@ -175,14 +261,14 @@ TEST_F(DesktopOpenPanelTest, aNewQuestionClosesTheOneThatIsOpen) {
     ASSERT_TRUE(turnUntil([&] { return !portal.request.isEmpty(); }));
     const QString first = portal.request;
     std::optional<Result> second;
-    dialog_.ask("Another", "/", nullptr,
-                [&](Answer answer, const std::string& path) { second = {answer, path}; });
+    panel_.ask(question_, "/", nullptr,
+               [&](Answer answer, const std::vector<std::string>& paths) { second = {answer, paths}; });
     ASSERT_TRUE(turnUntil([&] { return portal.request != first; }));
     EXPECT_EQ(portal.closed, first);
     portal.urls = {"file:///second"};
     portal.respond();
     ASSERT_TRUE(turnUntil([&] { return second.has_value(); }));
-    EXPECT_EQ(second->path, "/second");
+    EXPECT_EQ(second->paths, std::vector<std::string>{"/second"});
     EXPECT_FALSE(result_) << "the first question is not answered any more";
 }
 

@@ -241,7 +241,9 @@ TEST_F(MainWindowTest, theFolderChooserAsksWithItsMessageAndItsAnswerIsScanned) 
     startAfterFirstRun();
     QmlFolderChooser& chooser = *view().folderChooser();
     view().scannerViewModel()->chooseFolder();
-    EXPECT_EQ(chooser.message(), "Select a folder to scan");
+    EXPECT_EQ(chooser.title(), "Select a folder to scan");
+    EXPECT_EQ(chooser.message(), "");
+    EXPECT_EQ(chooser.button(), "Open");
     ASSERT_TRUE(eventually([&] { return chooser.isOpen(); }));
     EXPECT_TRUE(eventually([this] { return isShown("Select a folder to scan"); }));
     chooser.reject();

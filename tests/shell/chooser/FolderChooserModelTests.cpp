@@ -8,6 +8,7 @@
 #include <QStringList>
 #include <cerrno>
 #include <condition_variable>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -39,13 +40,13 @@ protected:
     }
 
     void begin() { begin(tree_.root()); }
-    void begin(const std::string& folder) {
+    void begin(const std::string& folder, const OpenPanel::Question& question = {}) {
         model_ = std::make_unique<FolderChooserModel>(dependencies_);
         tester_ = std::make_unique<QAbstractItemModelTester>(
             model_.get(), QAbstractItemModelTester::FailureReportingMode::Fatal);
         QObject::connect(model_.get(), &FolderChooserModel::accepted,
-                         [this] { accepted_.push_back(model_->choice()); });
-        model_->begin(folder);
+                         [this] { accepted_ = model_->choices(); });
+        model_->begin(folder, question);
         ASSERT_TRUE(settles());
     }
     void TearDown() override {
@@ -89,7 +90,7 @@ protected:
     FolderChooserModel::Dependencies dependencies_{.mainQueue = loop_.queue()};
     std::unique_ptr<FolderChooserModel> model_;
     std::unique_ptr<QAbstractItemModelTester> tester_;
-    std::vector<std::string> accepted_;
+    std::vector<std::string> accepted_;  // what was chosen last
 };
 
 TEST_F(FolderChooserModelTest, foldersAreListedAsTheUserOrdersThemAndFilesAreNot) {
@@ -107,9 +108,9 @@ TEST_F(FolderChooserModelTest, withoutAHighlightedRowTheFolderItselfIsChosen) {
     tree_.folder("inside");
     begin();
     EXPECT_EQ(model_->currentRow(), -1);
-    EXPECT_EQ(model_->choice(), tree_.root());
+    EXPECT_EQ(model_->choices(), std::vector{tree_.root()});
     model_->setCurrentRow(0);
-    EXPECT_EQ(model_->choice(), tree_.path("inside"));
+    EXPECT_EQ(model_->choices(), std::vector{tree_.path("inside")});
     EXPECT_EQ(model_->choiceText(), displayString(tree_.path("inside")));
     model_->accept();
     EXPECT_EQ(accepted_, std::vector{tree_.path("inside")});
@@ -138,18 +139,19 @@ TEST_F(FolderChooserModelTest, namesThatAreNoTextAreShownAndReachedByTheirBytes)
     const QString shown = QString("caf") + QChar(0xFFFD);
     EXPECT_EQ(rows(), (QStringList{shown, shown}));
     // Both look the same; each leads to its own.
+    std::set<std::string> chosen;
     for (int row = 0; row < 2; ++row) {
         model_->open(row);
         ASSERT_TRUE(settles());
         ASSERT_EQ(model_->rowCount(), 1);
         model_->setCurrentRow(0);
         model_->accept();
+        chosen.insert(accepted_.at(0));
         model_->goUp();
         ASSERT_TRUE(settles());
         EXPECT_EQ(model_->currentRow(), row) << "the folder that was left is highlighted";
     }
-    EXPECT_EQ(std::set(accepted_.begin(), accepted_.end()),
-              (std::set{tree_.path("caf\xE9/inner\xFF"), tree_.path("caf\xE8/other")}));
+    EXPECT_EQ(chosen, (std::set{tree_.path("caf\xE9/inner\xFF"), tree_.path("caf\xE8/other")}));
 }
 
 TEST_F(FolderChooserModelTest, goingUpHighlightsTheFolderThatWasLeftAndEndsAtTheRoot) {
@@ -404,7 +406,7 @@ public:
             changed_.notify_all();
             throw CancellationError();
         }
-        return {.names = {"late"}, .error = 0};
+        return {.names = {"late"}, .files = {}, .error = 0};
     }
     void answer() {
         const std::lock_guard lock(mutex_);
@@ -432,9 +434,10 @@ private:
 class SlowFolderTest : public FolderChooserModelTest {
 protected:
     SlowFolderTest() {
-        dependencies_.listFolders = [this](const std::string& path, std::stop_token stop,
+        dependencies_.listFolders = [this](const std::string& path, const WantedFiles& wantsFile,
+                                           std::stop_token stop,
                                            const std::function<void(std::size_t)>& report) -> FolderListing {
-            return path == "/slow" ? slow_.list(stop, report) : listFolders(path, stop, report);
+            return path == "/slow" ? slow_.list(stop, report) : listFolders(path, wantsFile, stop, report);
         };
         tree_.folder("a");
         begin();
@@ -494,15 +497,244 @@ TEST_F(SlowFolderTest, aTypedPathThatDoesNotAnswerKeepsTheListAndCanBeGivenUp) {
 }
 
 TEST_F(FolderChooserModelTest, aListingThatBrokeOffSaysThatItIsNotWhole) {
-    dependencies_.listFolders = [](const std::string&, const std::stop_token&,
+    dependencies_.listFolders = [](const std::string&, const WantedFiles&, const std::stop_token&,
                                    const std::function<void(std::size_t)>&) {
-        return FolderListing{.names = {"one"}, .error = EIO};
+        return FolderListing{.names = {"one"}, .files = {}, .error = EIO};
     };
     begin("/broken");
     EXPECT_EQ(rows(), QStringList{"one"});
     EXPECT_FALSE(model_->isUnreadable());
     EXPECT_TRUE(model_->notice().endsWith("Folders may be missing from this list."))
         << model_->notice().toStdString();
+}
+
+// --- Several folders
+
+class SeveralFoldersTest : public FolderChooserModelTest {
+protected:
+    void beginForSeveral() {
+        begin(tree_.root(),
+              {.title = {}, .message = {}, .button = {}, .kind = OpenPanel::Kind::folders, .fileType = {}});
+    }
+    SeveralFoldersTest() {
+        for (const char* folder : {"a", "b", "c", "d", "e/inside"}) {
+            tree_.folder(folder);
+        }
+        beginForSeveral();
+    }
+    QStringList checkedRows() const {
+        QStringList names;
+        for (int row = 0; row < model_->rowCount(); ++row) {
+            if (model_->data(model_->index(row, 0), FolderChooserModel::IsCheckedRole).toBool()) {
+                names.append(rows()[row]);
+            }
+        }
+        return names;
+    }
+};
+
+TEST_F(SeveralFoldersTest, withoutAnyCheckTheHighlightedRowIsTheChoice) {
+    EXPECT_EQ(model_->choices(), std::vector{tree_.root()});
+    model_->setCurrentRow(1);
+    model_->accept();
+    EXPECT_EQ(accepted_, std::vector{tree_.path("b")});
+}
+
+TEST_F(SeveralFoldersTest, whatIsCheckedIsChosenInOneGo) {
+    EXPECT_EQ(model_->choiceLabel(), "Folders:");
+    QSignalSpy told(model_.get(), &FolderChooserModel::choiceChanged);
+    model_->toggleCheck(2);
+    model_->toggleCheck(0);
+    EXPECT_EQ(told.count(), 2);
+    model_->setCurrentRow(3);
+    EXPECT_EQ(checkedRows(), (QStringList{"a", "c"})) << "the highlight takes nothing along";
+    EXPECT_EQ(model_->checkedCount(), 2);
+    EXPECT_EQ(model_->choiceText(),
+              "2 folders chosen: " + displayString(tree_.path("a")) + ", " + displayString(tree_.path("c")));
+    model_->toggleCheck(2);
+    EXPECT_EQ(checkedRows(), QStringList{"a"});
+    EXPECT_EQ(model_->choiceText(), displayString(tree_.path("a")));
+    model_->toggleCheck(1);
+    model_->accept();
+    EXPECT_EQ(accepted_, (std::vector{tree_.path("a"), tree_.path("b")}));
+}
+
+TEST_F(SeveralFoldersTest, aRangeIsCheckedFromWhereItBegan) {
+    model_->setCurrentRow(1);
+    model_->checkThrough(3);
+    EXPECT_EQ(checkedRows(), (QStringList{"b", "c", "d"}));
+    EXPECT_EQ(model_->currentRow(), 3);
+    model_->checkThrough(0);
+    EXPECT_EQ(checkedRows(), (QStringList{"a", "b", "c", "d"})) << "the same beginning, the other way";
+    model_->clearChecks();
+    model_->toggleCheck(4);
+    model_->checkThrough(3);
+    EXPECT_EQ(checkedRows(), (QStringList{"d", "e"}));
+    model_->checkThrough(99);
+    model_->checkThrough(-1);
+    model_->toggleCheck(99);
+    model_->toggleCheck(-1);
+    EXPECT_EQ(checkedRows(), (QStringList{"d", "e"}));
+}
+
+TEST_F(SeveralFoldersTest, checksStayWhileTheUserGoesOnToOtherFolders) {
+    model_->toggleCheck(0);
+    openRow("e");
+    EXPECT_EQ(checkedRows(), QStringList());
+    model_->toggleCheck(0);
+    EXPECT_EQ(model_->choices(), (std::vector{tree_.path("a"), tree_.path("e/inside")}));
+    model_->goUp();
+    ASSERT_TRUE(settles());
+    EXPECT_EQ(checkedRows(), QStringList{"a"});
+    model_->clearChecks();
+    EXPECT_EQ(checkedRows(), QStringList());
+    EXPECT_EQ(model_->choices(), std::vector{tree_.path("e")}) << "the row that came to be highlighted";
+}
+
+TEST_F(SeveralFoldersTest, allRowsAreCheckedButNoneThatIsNotListed) {
+    tree_.folder(".hidden");
+    beginForSeveral();
+    model_->checkAllRows();
+    EXPECT_EQ(model_->checkedCount(), 5);
+    EXPECT_FALSE(model_->choiceText().contains(".hidden"));
+}
+
+TEST_F(SeveralFoldersTest, theNextQuestionBeginsWithoutChecks) {
+    model_->toggleCheck(0);
+    model_->begin(tree_.root());
+    ASSERT_TRUE(settles());
+    EXPECT_EQ(model_->checkedCount(), 0);
+    model_->toggleCheck(0);
+    model_->checkThrough(1);
+    model_->checkAllRows();
+    EXPECT_EQ(model_->checkedCount(), 0) << "one folder is asked for";
+    EXPECT_EQ(model_->choiceLabel(), "Folder:");
+}
+
+TEST_F(SeveralFoldersTest, aFolderThatCannotBeReadIsNotChosenButWhatIsCheckedIs) {
+    std::filesystem::remove_all(tree_.path("e"));
+    model_->open(4);
+    ASSERT_TRUE(settles());
+    EXPECT_TRUE(model_->isUnreadable());
+    EXPECT_FALSE(model_->canAccept());
+    model_->goUp();
+    ASSERT_TRUE(settles());
+    model_->toggleCheck(0);
+    submit("/");
+    submit(displayString(tree_.root()));
+    std::filesystem::remove_all(tree_.path("b"));
+    model_->open(1);
+    ASSERT_TRUE(settles());
+    EXPECT_TRUE(model_->isUnreadable());
+    EXPECT_TRUE(model_->canAccept());
+    EXPECT_EQ(model_->choices(), std::vector{tree_.path("a")});
+}
+
+// --- A file of a kind
+
+class FileOfAKindTest : public FolderChooserModelTest {
+protected:
+    FileOfAKindTest() {
+        tree_.folder("folder");
+        tree_.file("Manifest.json");
+        tree_.file("a.JSON");
+        tree_.file("notes.txt");
+        tree_.file(".hidden.json");
+    }
+    void beginForFile(const std::string& folder) {
+        begin(folder, {.title = {},
+                       .message = {},
+                       .button = {},
+                       .kind = OpenPanel::Kind::file,
+                       .fileType = {.name = "JSON files", .extensions = {"json"}}});
+    }
+    bool rowIsFile(int row) const {
+        return model_->data(model_->index(row, 0), FolderChooserModel::IsFileRole).toBool();
+    }
+};
+
+TEST_F(FileOfAKindTest, foldersAreListedFirstThenTheFilesThatMatch) {
+    beginForFile(tree_.root());
+    EXPECT_EQ(rows(), (QStringList{"folder", "a.JSON", "Manifest.json"}));
+    EXPECT_FALSE(rowIsFile(0));
+    EXPECT_TRUE(rowIsFile(1));
+    EXPECT_EQ(model_->countText(), "1 folder, 2 files");
+    EXPECT_EQ(model_->listedText(), "Of the files, only JSON files are listed.");
+    EXPECT_EQ(model_->data(model_->index(2, 0), FolderChooserModel::SpokenTextRole).toString(),
+              "Manifest.json, file");
+}
+
+TEST_F(FileOfAKindTest, onlyAFileCanBeChosen) {
+    beginForFile(tree_.root());
+    EXPECT_FALSE(model_->canAccept());
+    EXPECT_EQ(model_->choiceText(), "No file chosen");
+    model_->setCurrentRow(0);
+    EXPECT_FALSE(model_->canAccept()) << "a folder";
+    model_->accept();
+    EXPECT_TRUE(accepted_.empty());
+    model_->setCurrentRow(2);
+    EXPECT_TRUE(model_->canAccept());
+    EXPECT_EQ(model_->spokenChoice(), "File to open: " + displayString(tree_.path("Manifest.json")));
+    model_->accept();
+    EXPECT_EQ(accepted_, std::vector{tree_.path("Manifest.json")});
+}
+
+TEST_F(FileOfAKindTest, openingARowGoesIntoAFolderAndChoosesAFile) {
+    beginForFile(tree_.root());
+    model_->setCurrentRow(0);
+    model_->activate();
+    ASSERT_TRUE(settles());
+    EXPECT_EQ(model_->folder(), tree_.path("folder"));
+    EXPECT_EQ(model_->emptyTitle(), "Nothing to choose in here");
+    EXPECT_EQ(model_->emptyText(),
+              "There are no folders and no JSON files in this one. Go back up, or to another place.");
+    model_->activate();
+    EXPECT_TRUE(accepted_.empty());
+    model_->goUp();
+    ASSERT_TRUE(settles());
+    model_->setCurrentRow(1);
+    model_->activate();
+    EXPECT_EQ(accepted_, std::vector{tree_.path("a.JSON")});
+}
+
+TEST_F(FileOfAKindTest, aTypedPathOfAFileHighlightsIt) {
+    tree_.file("folder/deep.json");
+    beginForFile(tree_.root());
+    submit(displayString(tree_.path("folder/deep.json")));
+    EXPECT_EQ(model_->folder(), tree_.path("folder"));
+    EXPECT_EQ(model_->choices(), std::vector{tree_.path("folder/deep.json")});
+    submit(displayString(tree_.path(".hidden.json")));
+    EXPECT_EQ(model_->choices(), std::vector{tree_.path(".hidden.json")});
+    EXPECT_TRUE(model_->showsHiddenFolders()) << "what is highlighted is listed";
+    submit(displayString(tree_.path("folder")));
+    EXPECT_EQ(model_->folder(), tree_.path("folder"));
+    EXPECT_TRUE(model_->choices().empty());
+}
+
+TEST_F(FileOfAKindTest, aTypedPathOfAnotherFileSaysThatItIsNoneOfThese) {
+    beginForFile(tree_.root());
+    const QString other = displayString(tree_.path("notes.txt"));
+    submit(other);
+    EXPECT_EQ(model_->pathProblem(),
+              "“" + other +
+                  "” is none of the JSON files that can be chosen here. Enter another path, "
+                  "or choose from the list.");
+    EXPECT_EQ(model_->folder(), tree_.root());
+    const QString gone = displayString(tree_.path("gone.json"));
+    submit(gone);
+    EXPECT_EQ(model_->pathProblem(),
+              "There is no file or folder “" + gone + "”. Check the spelling, or choose from the list.");
+    submit(displayString(tree_.path("a.JSON/below")));
+    EXPECT_TRUE(model_->pathProblem().contains("is none of the JSON files"));
+}
+
+TEST_F(FileOfAKindTest, whereAFolderIsAskedForFilesAreNeitherListedNorFound) {
+    begin();
+    EXPECT_EQ(rows(), QStringList{"folder"});
+    const QString file = displayString(tree_.path("a.JSON"));
+    submit(file);
+    EXPECT_EQ(model_->pathProblem(),
+              "“" + file + "” is not a folder. Enter the path of a folder, such as the one that holds it.");
 }
 
 }  // namespace

@@ -37,6 +37,7 @@ struct Opened {
 
 struct Part {
     std::vector<std::string> folders;
+    std::vector<std::string> files;
     std::vector<std::string> unclear;  // links, and entries whose kind the file system does not tell
     std::size_t seen = 0;
     bool isEnd = false;
@@ -68,7 +69,7 @@ Opened open(const std::string& path) {
               : Opened{.folder = nullptr, .error = errno};
 }
 
-void take(Part& part, const dirent64& entry) {
+void take(Part& part, const dirent64& entry, const WantedFiles& wantsFile) {
     const std::string_view name(entry.d_name);
     if (name == "." || name == "..") {
         return;
@@ -78,10 +79,12 @@ void take(Part& part, const dirent64& entry) {
         part.folders.emplace_back(name);
     } else if (entry.d_type == DT_LNK || entry.d_type == DT_UNKNOWN) {
         part.unclear.emplace_back(name);
+    } else if (entry.d_type == DT_REG && wantsFile && wantsFile(name)) {
+        part.files.emplace_back(name);
     }
 }
 
-Part readPart(const FileDescriptor& folder) {
+Part readPart(const FileDescriptor& folder, const WantedFiles& wantsFile) {
     Part part;
     const auto buffer = std::make_unique_for_overwrite<std::byte[]>(bufferSize);
     ssize_t count = -1;
@@ -95,22 +98,28 @@ Part readPart(const FileDescriptor& folder) {
     }
     for (ssize_t at = 0; at < count;) {
         const auto* entry = reinterpret_cast<const dirent64*>(buffer.get() + at);
-        take(part, *entry);
+        take(part, *entry, wantsFile);
         at += entry->d_reclen;
     }
     return part;
 }
 
+enum class Target { folder, file, other };
+
 // Where nothing answers it counts as a folder: whoever opens it is told more.
-bool leadsToFolder(const SharedDescriptor& folder, const std::string& name, const std::stop_token& stop) {
-    return callWithTimeout<bool>(
+Target targetOf(const SharedDescriptor& folder, const std::string& name, const std::stop_token& stop) {
+    return callWithTimeout<Target>(
                [folder, name] {
                    struct stat values{};
-                   return ::fstatat(folder->get(), name.c_str(), &values, AT_NO_AUTOMOUNT) == 0 &&
-                          S_ISDIR(values.st_mode);
+                   if (::fstatat(folder->get(), name.c_str(), &values, AT_NO_AUTOMOUNT) != 0) {
+                       return Target::other;
+                   }
+                   return S_ISDIR(values.st_mode)   ? Target::folder
+                          : S_ISREG(values.st_mode) ? Target::file
+                                                    : Target::other;
                },
                call_with_timeout::shortWait, stop, call_with_timeout::mostAbandonedForListing)
-        .value_or(true);
+        .value_or(Target::folder);
 }
 
 void throwIfStopped(const std::stop_token& stop) {
@@ -121,7 +130,7 @@ void throwIfStopped(const std::stop_token& stop) {
 
 }  // namespace
 
-FolderListing listFolders(const std::string& path, std::stop_token stop,
+FolderListing listFolders(const std::string& path, const WantedFiles& wantsFile, std::stop_token stop,
                           const std::function<void(std::size_t)>& report,
                           std::chrono::milliseconds answerTimeout) {
     FolderListing listing;
@@ -133,8 +142,9 @@ FolderListing listFolders(const std::string& path, std::stop_token stop,
     }
     std::size_t seen = 0;
     for (;;) {
-        auto part = callWithTimeout<Part>([folder = opened->folder] { return readPart(*folder); },
-                                          answerTimeout, stop, call_with_timeout::mostAbandonedForListing);
+        auto part = callWithTimeout<Part>(
+            [folder = opened->folder, wantsFile] { return readPart(*folder, wantsFile); }, answerTimeout,
+            stop, call_with_timeout::mostAbandonedForListing);
         throwIfStopped(stop);
         if (!part || part->isEnd) {
             listing.error = part ? part->error : ETIMEDOUT;
@@ -143,9 +153,15 @@ FolderListing listFolders(const std::string& path, std::stop_token stop,
         for (std::string& name : part->folders) {
             listing.names.push_back(std::move(name));
         }
+        for (std::string& name : part->files) {
+            listing.files.push_back(std::move(name));
+        }
         for (std::string& name : part->unclear) {
-            if (leadsToFolder(opened->folder, name, stop)) {
+            const Target target = targetOf(opened->folder, name, stop);
+            if (target == Target::folder) {
                 listing.names.push_back(std::move(name));
+            } else if (target == Target::file && wantsFile && wantsFile(name)) {
+                listing.files.push_back(std::move(name));
             }
             throwIfStopped(stop);
         }
