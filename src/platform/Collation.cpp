@@ -1,5 +1,6 @@
 #include "platform/Collation.h"
 
+#include <unicode/ucal.h>
 #include <unicode/ucol.h>
 #include <unicode/udat.h>
 #include <unicode/unorm2.h>
@@ -50,8 +51,12 @@ const std::string& numberLocale() {
     return locale;
 }
 
+// English without a country's order of day and month where no locale is set.
 const std::string& dateLocale() {
-    static const std::string locale = localeFromEnvironment("LC_TIME");
+    static const std::string locale = [] {
+        const std::string wanted = localeFromEnvironment("LC_TIME");
+        return wanted == "en" ? std::string("en_150") : wanted;
+    }();
     return locale;
 }
 
@@ -409,37 +414,83 @@ std::string decimalText(double value, int decimals) {
     return text.empty() ? std::to_string(value) : text;
 }
 
+std::string shareText(double share) {
+    return decimalText(share * 100, 1) + "%";
+}
+
+namespace {
+
+// The years 1 to 9999, in seconds from 1970.
+constexpr double firstSecond = -62'135'596'800.0;
+constexpr double lastSecond = 253'402'300'799.0;
+
+bool isInCalendar(double secondsSince1970) {
+    return secondsSince1970 >= firstSecond && secondsSince1970 <= lastSecond;
+}
+
+// A date format keeps its calendar inside, so it serves one thread.
+class DateFormat {
+public:
+    DateFormat(UDateFormatStyle time, UDateFormatStyle date) {
+        UErrorCode status = U_ZERO_ERROR;
+        format_ = udat_open(time, date, dateLocale().c_str(), nullptr, 0, nullptr, 0, &status);
+        if (U_FAILURE(status)) {
+            format_ = nullptr;
+        }
+    }
+    DateFormat(const DateFormat&) = delete;
+    DateFormat& operator=(const DateFormat&) = delete;
+    ~DateFormat() {
+        if (format_ != nullptr) {
+            udat_close(format_);
+        }
+    }
+
+    std::string text(double secondsSince1970) const {
+        if (format_ == nullptr || !isInCalendar(secondsSince1970)) {
+            return {};
+        }
+        const UTF16 wide = converted(48, [&](UChar* destination, int32_t capacity, UErrorCode* status) {
+            return udat_format(format_, std::floor(secondsSince1970 * 1000), destination, capacity, nullptr,
+                               status);
+        });
+        return toUTF8(wide.data(), static_cast<int32_t>(wide.size()));
+    }
+
+private:
+    UDateFormat* format_ = nullptr;
+};
+
+}  // namespace
+
 std::string shortDateText(double secondsSince1970) {
-    if (!std::isfinite(secondsSince1970)) {
-        return {};
+    thread_local const DateFormat format(UDAT_SHORT, UDAT_MEDIUM);
+    return format.text(secondsSince1970);
+}
+
+std::string dayText(double secondsSince1970) {
+    thread_local const DateFormat format(UDAT_NONE, UDAT_MEDIUM);
+    return format.text(secondsSince1970);
+}
+
+std::string timeText(double secondsSince1970) {
+    thread_local const DateFormat format(UDAT_SHORT, UDAT_NONE);
+    return format.text(secondsSince1970);
+}
+
+std::optional<int> localDay(double secondsSince1970) {
+    if (!isInCalendar(secondsSince1970)) {
+        return std::nullopt;
     }
-    // One for each thread: a date format keeps its calendar inside.
-    struct DateFormat {
-        UDateFormat* format = nullptr;
-        DateFormat() {
-            UErrorCode status = U_ZERO_ERROR;
-            format =
-                udat_open(UDAT_SHORT, UDAT_MEDIUM, dateLocale().c_str(), nullptr, 0, nullptr, 0, &status);
-            if (U_FAILURE(status)) {
-                format = nullptr;
-            }
-        }
-        DateFormat(const DateFormat&) = delete;
-        DateFormat& operator=(const DateFormat&) = delete;
-        ~DateFormat() {
-            if (format != nullptr) {
-                udat_close(format);
-            }
-        }
-    };
-    thread_local const DateFormat format;
-    if (format.format == nullptr) {
-        return {};
+    UErrorCode status = U_ZERO_ERROR;
+    UCalendar* calendar = ucal_open(nullptr, 0, dateLocale().c_str(), UCAL_DEFAULT, &status);
+    if (U_FAILURE(status)) {
+        return std::nullopt;
     }
-    const UTF16 wide = converted(48, [&](UChar* destination, int32_t capacity, UErrorCode* status) {
-        return udat_format(format.format, secondsSince1970 * 1000, destination, capacity, nullptr, status);
-    });
-    return toUTF8(wide.data(), static_cast<int32_t>(wide.size()));
+    ucal_setMillis(calendar, std::floor(secondsSince1970 * 1000), &status);
+    const int day = ucal_get(calendar, UCAL_JULIAN_DAY, &status);
+    ucal_close(calendar);
+    return U_FAILURE(status) ? std::nullopt : std::optional<int>(day);
 }
 
 }  // namespace larkfold

@@ -1,9 +1,10 @@
-// How the user's language orders, compares and groups. Everything follows the locale that the process started
-// with.
+// How the user's language orders, compares and groups. Everything follows the locale that the
+// process started with.
 #pragma once
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -30,9 +31,9 @@ private:
     std::unique_ptr<Impl> impl_;
 };
 
-// Looks for one text in many, without regard to case and by the user's locale. Made once for each search;
-// ASCII needles in ASCII text take no detour. One matcher serves one thread. An empty needle is contained in
-// everything.
+// Looks for one text in many, without regard to case and by the user's locale. Made once for each
+// search; ASCII needles in ASCII text take no detour. One matcher serves one thread. An empty needle is
+// contained in everything.
 class TextMatcher {
 public:
     explicit TextMatcher(std::string_view needle);
@@ -59,7 +60,19 @@ const std::string& decimalSeparator();
 // The number with the locale's decimal separator and that many decimals: "61.8". Safe from any thread.
 std::string decimalText(double value, int decimals);
 
-// The date and time in the default short form of the locale, in the local time zone: "19 Nov 2026, 18:04".
+// A part of a whole, from 0 to 1, with one decimal: "61.8%". Safe from any thread.
+std::string shareText(double share);
+
+// Dates as the locale abbreviates them and times of the day without seconds, in the local time zone: "19 Nov
+// 2026, 18:04", "19 Nov 2026", "18:04". Empty outside of the years 1 to 9999, which only a damaged store
+// names. Where no locale is set, day, month and year stand in an order that no country reads otherwise, and
+// hours count to 24. Safe from any thread.
 std::string shortDateText(double secondsSince1970);
+std::string dayText(double secondsSince1970);
+std::string timeText(double secondsSince1970);
+
+// The number of the day in the calendar, in the local time zone: two moments of one day have the same, those
+// of the next one more. Nothing where the texts above are empty.
+std::optional<int> localDay(double secondsSince1970);
 
 }  // namespace larkfold

@@ -173,13 +173,39 @@ TEST(NumberTextTest, manyThreadsMayFormatAtOnce) {
     }
 }
 
-TEST(ShortDateTextTest, showsDateAndTimeInTheLocalTimeZone) {
-    const std::string text = shortDateText(1'795'284'240);  // 21 November 2026, 18:04 UTC
-    EXPECT_NE(text.find("Nov"), std::string::npos) << text;
-    EXPECT_NE(text.find("21"), std::string::npos) << text;
-    EXPECT_NE(text.find("2026"), std::string::npos) << text;
-    EXPECT_NE(text.find(":04"), std::string::npos) << text;
-    EXPECT_EQ(shortDateText(std::numeric_limits<double>::infinity()), "");
+TEST(NumberTextTest, aShareHasOneDecimal) {
+    EXPECT_EQ(shareText(0.618), "61.8%");
+    EXPECT_EQ(shareText(0), "0.0%");
+    EXPECT_EQ(shareText(1), "100.0%");
+    EXPECT_EQ(shareText(0.00049), "0.0%");
+}
+
+// The tests run in UTC and without a locale.
+TEST(DateTextTest, dateAndTimeStandTogetherAndByThemselves) {
+    constexpr double moment = 1'795'284'240;  // 21 November 2026, 18:04
+    EXPECT_EQ(shortDateText(moment), "21 Nov 2026, 18:04");
+    EXPECT_EQ(shortDateText(moment + 59.999), "21 Nov 2026, 18:04") << "seconds are left out, not rounded";
+    EXPECT_EQ(dayText(moment), "21 Nov 2026");
+    EXPECT_EQ(timeText(moment), "18:04");
+    EXPECT_EQ(shortDateText(-0.5), "31 Dec 1969, 23:59");
+}
+
+TEST(DateTextTest, whatNoCalendarHasIsEmpty) {
+    for (const double seconds :
+         {1e300, -1e300, 253'402'300'800.0, -62'135'596'801.0, std::numeric_limits<double>::quiet_NaN(),
+          std::numeric_limits<double>::infinity()}) {
+        EXPECT_EQ(shortDateText(seconds) + dayText(seconds) + timeText(seconds), "") << seconds;
+        EXPECT_EQ(localDay(seconds), std::nullopt) << seconds;
+    }
+    EXPECT_EQ(shortDateText(253'402'300'799.0), "31 Dec 9999, 23:59");
+}
+
+TEST(DateTextTest, daysAreCountedFromMidnightToMidnight) {
+    constexpr double midnight = 1'795'219'200;  // of 21 November 2026
+    const int day = localDay(midnight).value();
+    EXPECT_EQ(localDay(midnight - 1), day - 1);
+    EXPECT_EQ(localDay(midnight + 86'399), day);
+    EXPECT_EQ(localDay(midnight + 86'400), day + 1);
 }
 
 // A process of its own for each, in which no locale was asked for yet.
@@ -193,6 +219,20 @@ TEST_F(LocaleDeathTest, groupingAndDecimalsFollowTheEnvironment) {
         {
             setenv("LC_ALL", "de_DE.UTF-8", 1);
             std::exit(groupedCount(12'408) == "12.408" && decimalText(61.8, 1) == "61,8" ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST_F(LocaleDeathTest, datesFollowTheEnvironmentAndItsTimeZone) {
+    EXPECT_EXIT(
+        {
+            setenv("LC_ALL", "de_DE.UTF-8", 1);
+            setenv("TZ", "Europe/Berlin", 1);
+            constexpr double moment = 1'795'303'800;  // 21 November 2026, 23:30 in UTC
+            std::exit(shortDateText(moment) == "22.11.2026, 00:30" &&
+                              localDay(moment) == localDay(moment + 3'600)
+                          ? 0
+                          : 1);
         },
         testing::ExitedWithCode(0), "");
 }

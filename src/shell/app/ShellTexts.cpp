@@ -2,23 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/ByteCountFormatter.h"
-#include "platform/Collation.h"
-
 namespace larkfold::texts {
-
-namespace {
-
-QString grouped(std::int64_t count) {
-    return QString::fromStdString(groupedCount(count));
-}
-
-// "1 file", "2 files".
-QString counted(std::int64_t count, const char* one, const char* many) {
-    return QStringLiteral("%1 %2").arg(grouped(count), QString::fromUtf8(count == 1 ? one : many));
-}
-
-}  // namespace
 
 QString startupDisk() {
     return QStringLiteral("Startup Disk");
@@ -43,10 +27,6 @@ QString hiddenLeftOut(std::int64_t items) {
 
 QString marked(std::int64_t items, std::int64_t byteCount) {
     return QStringLiteral("%1, %2 marked").arg(counted(items, "item", "items"), bytes(byteCount));
-}
-
-QString bytes(std::int64_t count) {
-    return QString::fromStdString(formattedByteCount(count));
 }
 
 QString hiddenLeftOut() {

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "shell/kit/FigureTexts.h"
+
 namespace larkfold::texts {
 
 QString startupDisk();
@@ -15,8 +17,7 @@ QString counts(std::int64_t files, std::int64_t directories);  // "in 1,284,117 
 QString unreadable(std::int64_t places);                       // "12 places could not be read"
 QString hiddenLeftOut(std::int64_t items);                     // "318 hidden items left out"
 QString marked(std::int64_t items, std::int64_t bytes);        // "3 items, 4.2 GB marked"
-QString bytes(std::int64_t bytes);                             // "4.2 GB"
-QString hiddenLeftOut();  // of a saved scan, which does not tell how many
+QString hiddenLeftOut();                                       // of a saved scan, which does not tell how many
 QString openingSavedScan();
 QString changedFolders(std::int64_t folders);  // "Changed folders (3)"
 QString refreshing();

@@ -3,9 +3,9 @@
 #include <QStringList>
 #include <cerrno>
 
-#include "platform/Collation.h"
 #include "platform/Error.h"
 #include "platform/qt/PathText.h"
+#include "shell/kit/FigureTexts.h"
 
 namespace larkfold::folder_chooser_texts {
 
@@ -17,7 +17,7 @@ constexpr std::size_t entriesWorthTelling = 10'000;
 constexpr int mostPathsShown = 20;
 
 QString grouped(std::size_t count) {
-    return QString::fromStdString(groupedCount(static_cast<std::int64_t>(count)));
+    return texts::grouped(static_cast<std::int64_t>(count));
 }
 
 bool isForFile(const OpenPanel::Question& question) {
@@ -89,7 +89,7 @@ QString reading(std::size_t entriesSeen) {
 }
 
 QString foldersInside(std::size_t count) {
-    return counted(count, QStringLiteral("folder"), QStringLiteral("folders"));
+    return texts::counted(static_cast<std::int64_t>(count), "folder", "folders");
 }
 
 QString foldersAndFilesInside(std::size_t folders, std::size_t files) {

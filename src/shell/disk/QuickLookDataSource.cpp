@@ -9,17 +9,15 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/ByteCountFormatter.h"
-#include "platform/Collation.h"
 #include "platform/Error.h"
 #include "platform/qt/Desktop.h"
 #include "platform/qt/PathText.h"
 #include "shell/disk/FileListRows.h"
 #include "shell/disk/FileListTexts.h"
+#include "shell/kit/DateTexts.h"
+#include "shell/kit/FigureTexts.h"
 
 namespace larkfold {
-
-namespace texts = file_list_texts;
 
 namespace {
 
@@ -116,7 +114,7 @@ void QuickLookDataSource::preview(FileListModel* model, int row) {
     close();
     model_ = model;
     if (node->isAggregate()) {
-        model->showNotice(texts::aggregateCannotBePreviewed);
+        model->showNotice(file_list_texts::aggregateCannotBePreviewed);
         emit settled();
         return;
     }
@@ -200,7 +198,7 @@ void QuickLookDataSource::fail(const std::exception_ptr& failure) {
         try {
             std::rethrow_exception(failure);
         } catch (const SystemError& error) {
-            model_->showNotice(isMissing(error) ? texts::noLongerThere.arg(name)
+            model_->showNotice(isMissing(error) ? file_list_texts::noLongerThere.arg(name)
                                                 : asText(error.description()));
         } catch (const Error& error) {
             model_->showNotice(asText(error.description()));
@@ -228,18 +226,18 @@ QuickLookDataSource::Shown QuickLookDataSource::load(const Item& item, std::stop
     const FilePreview values = FilePreview::read(item.path, mayBePicture ? pictureLimit : textLimit, stop);
     Shown shown = describe(item, &values);
     if (values.kind == FilePreview::Kind::other || values.kind == FilePreview::Kind::symbolicLink) {
-        shown.message = texts::previewNotRegular;
+        shown.message = file_list_texts::previewNotRegular;
         return shown;
     }
     if (values.kind != FilePreview::Kind::file) {
         return shown;
     }
     if (values.logicalBytes == 0) {
-        shown.message = texts::previewEmptyFile;
+        shown.message = file_list_texts::previewEmptyFile;
         return shown;
     }
     if (mayBePicture && !values.isWhole) {
-        shown.message = texts::previewPictureTooLarge;
+        shown.message = file_list_texts::previewPictureTooLarge;
         return shown;
     }
     if (mayBePicture) {
@@ -257,9 +255,9 @@ QuickLookDataSource::Shown QuickLookDataSource::load(const Item& item, std::stop
         const bool isCut = static_cast<std::int64_t>(beginning.size()) < values.logicalBytes;
         shown.content = Text;
         shown.text = asText(isCut ? withoutCutCharacter(beginning) : beginning);
-        shown.message = isCut ? texts::previewTextIsCut : QString();
+        shown.message = isCut ? file_list_texts::previewTextIsCut : QString();
     } else if (mayBePicture) {
-        shown.message = texts::previewNoPicture;
+        shown.message = file_list_texts::previewNoPicture;
     }
     return shown;
 }
@@ -268,15 +266,15 @@ QuickLookDataSource::Shown QuickLookDataSource::describe(const Item& item, const
     Shown shown;
     shown.facts.append(fact("Type", item.typeWord));
     const bool countsAnew = values && !item.isDirectory;
-    shown.facts.append(
-        fact("Size on disk", asText(formattedByteCount(countsAnew ? values->allocatedBytes : item.size))));
+    shown.facts.append(fact("Size on disk", texts::bytes(countsAnew ? values->allocatedBytes : item.size)));
     if (item.isDirectory) {
-        shown.facts.append(fact("Items", asText(groupedCount(item.itemCount))));
+        shown.facts.append(fact("Items", texts::grouped(item.itemCount)));
     } else if (values) {
-        shown.facts.append(fact("Content", asText(formattedByteCount(values->logicalBytes))));
+        shown.facts.append(fact("Content", texts::bytes(values->logicalBytes)));
     }
     if (values) {
-        shown.facts.append(fact("Modified", asText(shortDateText(values->modifiedAt))));
+        shown.facts.append(
+            fact("Modified", texts::dateAndTime(dateFromSecondsSince1970(values->modifiedAt))));
     }
     return shown;
 }

@@ -9,11 +9,11 @@
 
 #include "disk/DiskScannerViewModel.h"
 #include "disk/ScanHistoryManager.h"
-#include "platform/Collation.h"
 #include "platform/qt/PathText.h"
 #include "shell/app/ShellTexts.h"
 #include "shell/disk/RecentScansTexts.h"
 #include "shell/kit/DateTexts.h"
+#include "shell/kit/FigureTexts.h"
 
 namespace larkfold {
 
@@ -31,8 +31,7 @@ QString nameOf(const ScanHistoryEntry& entry) {
 }
 
 QString filesText(std::int64_t count) {
-    return (count == 1 ? recent_scans_texts::oneFile : recent_scans_texts::files)
-        .arg(QString::fromStdString(groupedCount(count)));
+    return texts::counted(count, "file", "files");
 }
 
 }  // namespace

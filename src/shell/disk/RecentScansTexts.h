@@ -14,8 +14,6 @@ inline const QString removed =
     QStringLiteral("“%1” was removed from the list. The folder itself is untouched.");
 inline const QString cleared = QStringLiteral("The list was cleared. Your folders are untouched.");
 
-inline const QString oneFile = QStringLiteral("%1 file");
-inline const QString files = QStringLiteral("%1 files");
 inline const QString current = QStringLiteral("Current");
 
 }  // namespace larkfold::recent_scans_texts

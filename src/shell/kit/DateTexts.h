@@ -1,4 +1,5 @@
-// Dates as the views write them, in the user's time and language. Main thread only.
+// Dates as the views write them, in the user's time and language: `platform/Collation.h` decides how they
+// look. Safe from any thread.
 #pragma once
 
 #include <QString>

@@ -1,6 +1,6 @@
 #include "shell/updates/UpdateTexts.h"
 
-#include "platform/Collation.h"
+#include "shell/kit/DateTexts.h"
 
 namespace larkfold::texts {
 
@@ -37,8 +37,7 @@ QString notCheckedYet() {
 }
 
 QString lastChecked(Date date) {
-    return QStringLiteral("Last checked on %1.")
-        .arg(QString::fromStdString(shortDateText(secondsSince1970(date))));
+    return QStringLiteral("Last checked on %1.").arg(dateAndTime(date));
 }
 
 QString noFeed() {

@@ -1,25 +1,11 @@
 #include "shell/disk/map/SunburstTexts.h"
 
-#include <QLocale>
 #include <QStringList>
 
-#include "platform/ByteCountFormatter.h"
-#include "platform/Collation.h"
 #include "platform/qt/PathText.h"
+#include "shell/kit/FigureTexts.h"
 
 namespace larkfold::texts {
-
-namespace {
-
-QString sizeOf(const FileNode& node) {
-    return QString::fromStdString(formattedByteCount(node.size()));
-}
-
-QString grouped(std::int64_t count) {
-    return QString::fromStdString(groupedCount(count));
-}
-
-}  // namespace
 
 QString itemCount(const FileNode& node) {
     if (!node.isDirectory()) {
@@ -38,22 +24,20 @@ QString summaryExplanation(const FileNode& node) {
     }
     const FileNode::Pointer parent = node.parent();
     const std::int64_t count = node.representedFileCount();
-    const QString files =
-        count == 1 ? QStringLiteral("1 file") : QStringLiteral("%1 files").arg(grouped(count));
+    const QString files = counted(count, "file", "files");
     const QString place =
         parent ? QStringLiteral(" in and below “%1”").arg(displayString(parent->name())) : QString();
     return QStringLiteral(
                "This is a sum, not an item on the disk: %1%2, %3 together, too many to keep one by one. All "
                "of them are counted. Scan that folder by itself to see them.")
-        .arg(files, place, sizeOf(node));
+        .arg(files, place, bytes(node.size()));
 }
 
 QString arcDescription(const FileNode& node, const FileNode& currentRoot, bool isMarked) {
-    QStringList parts{displayString(node.name()), sizeOf(node)};
+    QStringList parts{displayString(node.name()), bytes(node.size())};
     if (&node != &currentRoot && currentRoot.size() > 0) {
-        const double share =
-            100.0 * static_cast<double>(node.size()) / static_cast<double>(currentRoot.size());
-        parts << QStringLiteral("%1 % of this folder").arg(QLocale().toString(share, 'f', 1));
+        const double part = static_cast<double>(node.size()) / static_cast<double>(currentRoot.size());
+        parts << QStringLiteral("%1 of this folder").arg(share(part));
     }
     if (node.isDirectory()) {
         parts << itemCount(node);

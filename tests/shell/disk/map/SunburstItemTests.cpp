@@ -1,5 +1,5 @@
-// The map in a real (offscreen) window over a scanned folder: pointer, keyboard, what is said, and what is
-// drawn.
+// The map in a real (offscreen) window over a scanned folder: pointer, keyboard, what is said, and
+// what is drawn.
 #include <gtest/gtest.h>
 
 #include <QtQml/qqmlextensionplugin.h>
@@ -378,7 +378,7 @@ TEST_F(SunburstViewTest, readersHearTheMapAndWhatTheKeyboardIsOn) {
     layer_->forceActiveFocus(Qt::TabFocusReason);
     key(Qt::Key_Up);
     const QString said = face->text(QAccessible::Description);
-    EXPECT_TRUE(said.startsWith("big, 4.2 MB, 57.1 % of this folder, 2 items")) << said.toStdString();
+    EXPECT_TRUE(said.startsWith("big, 4.2 MB, 57.1% of this folder, 2 items")) << said.toStdString();
     key(Qt::Key_Space);
     EXPECT_TRUE(face->text(QAccessible::Description).endsWith("selected for deletion"));
 }
