@@ -1,13 +1,10 @@
 #include "disk/SavedScanSession.h"
 
-#include <QDateTime>
-#include <QLocale>
 #include <QPointer>
-#include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "disk/SavedScanLoader.h"
+#include "platform/Collation.h"
 #include "platform/LinkResolution.h"
 #include "platform/OwnFiles.h"
 #include "platform/Path.h"
@@ -17,12 +14,10 @@ namespace larkfold {
 
 namespace {
 
-// The default short form of the user's locale.
+// Of an index that may be damaged.
 std::string shortDate(Date date) {
-    const double milliseconds = std::clamp(secondsSince1970(date) * 1000, -9.0e15, 9.0e15);
-    return QLocale::system()
-        .toString(QDateTime::fromMSecsSinceEpoch(std::llround(milliseconds)), QLocale::ShortFormat)
-        .toStdString();
+    const std::string text = shortDateText(secondsSince1970(date));
+    return text.empty() ? "an unknown date" : text;
 }
 
 }  // namespace

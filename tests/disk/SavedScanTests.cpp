@@ -1,5 +1,5 @@
-// The way from the saved index back to the screen: the restore at the start, the filling in of a folder, and
-// forgetting.
+// The way from the saved index back to the screen: the restore at the start, the filling in of a
+// folder, and forgetting.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
@@ -7,8 +7,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <QDateTime>
-#include <QLocale>
 #include <QSignalSpy>
 #include <array>
 #include <filesystem>
@@ -21,6 +19,7 @@
 #include "disk/IndexRows.h"
 #include "disk/SavedScanLoader.h"
 #include "disk/ScanIndexDatabase.h"
+#include "platform/Collation.h"
 #include "platform/Path.h"
 
 namespace larkfold {
@@ -96,11 +95,10 @@ TEST_F(SavedScanTest, theTreeComesBackAsItWasSaved) {
     EXPECT_TRUE(driver->isFromIndex());
     EXPECT_FALSE(driver->scanRootBookmarkData());
     EXPECT_FALSE(driver->error());
-    const QString date = QLocale::system().toString(
-        QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(secondsSince1970(result.scanDate) * 1000 + 0.5)),
-        QLocale::ShortFormat);
-    EXPECT_EQ(driver->savedScanNotice(), "Saved snapshot from " + date.toStdString() +
-                                             ". Refresh to include changes made while Larkfold was closed.");
+    const std::string date = shortDateText(secondsSince1970(result.scanDate));
+    ASSERT_FALSE(date.empty());
+    EXPECT_EQ(driver->savedScanNotice(),
+              "Saved snapshot from " + date + ". Refresh to include changes made while Larkfold was closed.");
 }
 
 TEST_F(SavedScanTest, theRootCountsAsChangedFromTheFirstMoment) {
