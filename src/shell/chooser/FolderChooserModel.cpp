@@ -26,7 +26,6 @@ namespace texts = folder_chooser_texts;
 
 namespace {
 
-constexpr qint64 typeAheadMilliseconds = 1000;
 // So many names are prepared between two looks at the token.
 constexpr std::size_t namesBetweenChecks = 1024;
 
@@ -246,7 +245,7 @@ void FolderChooserModel::enter(const std::string& path) {
 
 void FolderChooserModel::setFolder(const std::string& path) {
     folder_ = standardizedPath(path);
-    typed_.clear();
+    typeAhead_.forget();
     QStringList names;
     for (const std::string& way : waysTo(folder_)) {
         names.append(displayString(lastPathComponent(way)));
@@ -634,38 +633,16 @@ void FolderChooserModel::setPathProblem(const QString& problem) {
 
 // --- Typing a name
 
-bool FolderChooserModel::isTypingAhead() const {
-    return !typed_.isEmpty() && sinceTyped_.isValid() && sinceTyped_.elapsed() < typeAheadMilliseconds;
-}
-
 void FolderChooserModel::typeText(const QString& text) {
     if (!isTypingAhead() && (text == QLatin1String("/") || text == QLatin1String("~"))) {
         beginTypingPath(text);
         return;
     }
-    const int row = typeAhead(text);
+    const int row = typeAhead_.rowFor(text, currentRow_, rowCount(),
+                                      [this](int each) -> std::string_view { return nameOf(each); });
     if (row >= 0) {
         setCurrentRow(row);
     }
-}
-
-// The next row whose name begins with what was typed, `text` included; -1: none.
-int FolderChooserModel::typeAhead(const QString& text) {
-    const bool continues = isTypingAhead();
-    typed_ = continues ? typed_ + text : text;
-    sinceTyped_.start();
-    // One letter again and again goes through the names that begin with it.
-    const bool repeats = typed_.size() > 1 && typed_.count(typed_.front()) == typed_.size();
-    const std::string prefix = lowercased((repeats ? typed_.left(1) : typed_).toStdString());
-    const int start = continues && !repeats ? std::max(currentRow_, 0) : currentRow_ + 1;
-    const int count = rowCount();
-    for (int step = 0; step < count; ++step) {
-        const int row = (start + step) % count;
-        if (lowercased(displayText(nameOf(row))).starts_with(prefix)) {
-            return row;
-        }
-    }
-    return -1;
 }
 
 // --- Rows

@@ -12,7 +12,6 @@
 
 #include <QtQml/qqmlregistration.h>
 #include <QAbstractListModel>
-#include <QElapsedTimer>
 #include <QString>
 #include <QVariantList>
 #include <cstddef>
@@ -31,6 +30,7 @@
 #include "platform/SerialContext.h"
 #include "platform/UserLocation.h"
 #include "shell/kit/CrumbListModel.h"
+#include "shell/kit/TypeAhead.h"
 
 namespace larkfold {
 
@@ -179,7 +179,7 @@ public:
     // typed within the last second. "/" and "~", which begin a path, offer to type one.
     Q_INVOKABLE void typeText(const QString& text);
     // Whether a name is being typed, so that a space belongs to it.
-    Q_INVOKABLE bool isTypingAhead() const;
+    Q_INVOKABLE bool isTypingAhead() const { return typeAhead_.isTyping(); }
 
     // The button: `accepted` follows where there is something to choose.
     Q_INVOKABLE void accept();
@@ -227,7 +227,6 @@ private:
     bool isFile(int row) const { return shown_[static_cast<std::size_t>(row)] >= folderCount_; }
     WantedFiles wantedFiles() const;
     void setChecked(int first, int last, bool isChecked);
-    int typeAhead(const QString& text);
     int rowOfName(const std::string& name) const;
     Target targetOf(const QString& typed) const;
     void setTypingPath(bool typing);
@@ -260,8 +259,7 @@ private:
     bool isLookingUp_ = false;
     QString pathProblem_;
 
-    QString typed_;
-    QElapsedTimer sinceTyped_;
+    TypeAhead typeAhead_;
 
     std::uint64_t listing_ = 0;  // tells a late report of an earlier listing
     SerialContext placesContext_;

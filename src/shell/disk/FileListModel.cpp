@@ -1,25 +1,16 @@
 #include "shell/disk/FileListModel.h"
 
-#include <QByteArray>
-#include <QClipboard>
-#include <QGuiApplication>
-#include <QPointer>
 #include <QStringList>
 #include <algorithm>
 #include <array>
 #include <utility>
 
-#include "platform/ByteCountFormatter.h"
-#include "platform/Collation.h"
-#include "platform/Path.h"
-#include "platform/qt/Desktop.h"
 #include "platform/qt/PathText.h"
 #include "shell/disk/FileListTexts.h"
+#include "shell/kit/FigureTexts.h"
 #include "shell/kit/FileKindIcons.h"
 
 namespace larkfold {
-
-namespace texts = file_list_texts;
 
 namespace {
 
@@ -78,11 +69,8 @@ QString text(std::string_view utf8) {
 }
 
 QString itemsText(const FileNode& node) {
-    return node.isDirectory() ? text(groupedCount(static_cast<std::int64_t>(node.children().size())))
-                              : QString();
+    return node.isDirectory() ? texts::grouped(static_cast<std::int64_t>(node.children().size())) : QString();
 }
-
-constexpr qint64 typeAheadMilliseconds = 1000;
 
 // Names whose keys are made between two events: about a third of a millisecond.
 constexpr std::size_t namesInIdleTime = 500;
@@ -91,7 +79,8 @@ constexpr std::size_t namesWorthPreparing = 5000;
 
 }  // namespace
 
-FileListModel::FileListModel(QObject* parent) : QAbstractListModel(parent) {
+FileListModel::FileListModel(QObject* parent)
+    : QAbstractListModel(parent), marks_([this] { refreshRows({IsMarkedRole, SpokenTextRole}); }) {
     idle_.setInterval(0);
     connect(&idle_, &QTimer::timeout, this, &FileListModel::prepareNames);
 }
@@ -139,7 +128,7 @@ QVariant FileListModel::data(const QModelIndex& index, int role) const {
         case SizeRole:
             return static_cast<qint64>(node.size());
         case SizeTextRole:
-            return text(formattedByteCount(node.size()));
+            return texts::bytes(node.size());
         case ItemsTextRole:
             return itemsText(node);
         case TypeTextRole:
@@ -149,7 +138,7 @@ QVariant FileListModel::data(const QModelIndex& index, int role) const {
         case ShareRole:
             return share(node);
         case ShareTextRole:
-            return text(decimalText(share(node) * 100, 1)) + u'%';
+            return texts::share(share(node));
         case LocationTextRole:
             return locationText(node);
         case PathTextRole:
@@ -197,14 +186,13 @@ QString FileListModel::explanation(const FileNode& node) const {
         return {};
     }
     return node.representedFileCount() == 1
-               ? texts::summaryOfOneExplanation
-               : texts::summaryExplanation.arg(text(groupedCount(node.representedFileCount())));
+               ? file_list_texts::summaryOfOneExplanation
+               : file_list_texts::summaryExplanation.arg(texts::grouped(node.representedFileCount()));
 }
 
 QString FileListModel::spokenText(const FileNode& node) const {
-    QStringList parts{displayString(node.name()), text(fileListTypeWord(node)),
-                      text(formattedByteCount(node.size())),
-                      QStringLiteral("%1% of its folder").arg(text(decimalText(share(node) * 100, 1)))};
+    QStringList parts{displayString(node.name()), text(fileListTypeWord(node)), texts::bytes(node.size()),
+                      QStringLiteral("%1 of its folder").arg(texts::share(share(node)))};
     if (node.isDirectory()) {
         parts.append(node.children().size() == 1 ? QStringLiteral("1 item")
                                                  : QStringLiteral("%1 items").arg(itemsText(node)));
@@ -235,7 +223,7 @@ void FileListModel::setDriver(DiskScannerViewModel* driver) {
         connect(driver_, &DiskScannerViewModel::selectedNodeChanged, this,
                 &FileListModel::followSelectedNode);
         connect(driver_, &DiskScannerViewModel::hoveredNodeChanged, this, &FileListModel::followHoveredNode);
-        connect(driver_, &DiskScannerViewModel::selectedForDeletionChanged, this, &FileListModel::noteMarks);
+        connect(driver_, &DiskScannerViewModel::selectedForDeletionChanged, this, [this] { marks_.note(); });
         connect(driver_, &QObject::destroyed, this, [this] {
             driver_ = nullptr;
             followFolder();
@@ -349,22 +337,6 @@ void FileListModel::followHoveredNode() {
             emit dataChanged(index(changed), index(changed), {IsHoveredRole});
         }
     }
-}
-
-// The views ask for their rows anew at each signal, and marks change by the thousand: once in a turn
-// of the main loop is enough.
-void FileListModel::noteMarks() {
-    if (willTellOfMarks_) {
-        return;
-    }
-    willTellOfMarks_ = true;
-    QMetaObject::invokeMethod(
-        this,
-        [this] {
-            willTellOfMarks_ = false;
-            refreshRows({IsMarkedRole, SpokenTextRole});
-        },
-        Qt::QueuedConnection);
 }
 
 void FileListModel::refreshRows(const QList<int>& roles) {
@@ -532,11 +504,11 @@ FileListModel::EmptyReason FileListModel::emptyReason() const {
 QString FileListModel::emptyTitle() const {
     switch (emptyReason()) {
         case NoFolder:
-            return texts::noFolderTitle;
+            return file_list_texts::noFolderTitle;
         case EmptyFolder:
-            return texts::emptyFolderTitle;
+            return file_list_texts::emptyFolderTitle;
         case NothingMatches:
-            return texts::nothingMatchesTitle;
+            return file_list_texts::nothingMatchesTitle;
         case NotEmpty:
             break;
     }
@@ -546,11 +518,12 @@ QString FileListModel::emptyTitle() const {
 QString FileListModel::emptyText() const {
     switch (emptyReason()) {
         case NoFolder:
-            return texts::noFolderText;
+            return file_list_texts::noFolderText;
         case EmptyFolder:
-            return texts::emptyFolderText;
+            return file_list_texts::emptyFolderText;
         case NothingMatches:
-            return query_.searchSubfolders ? texts::nothingMatchesBelowText : texts::nothingMatchesText;
+            return query_.searchSubfolders ? file_list_texts::nothingMatchesBelowText
+                                           : file_list_texts::nothingMatchesText;
         case NotEmpty:
             break;
     }
@@ -645,59 +618,38 @@ bool FileListModel::isAggregate(int row) const {
 }
 
 void FileListModel::reveal(int row) {
-    const FileNode::Pointer wanted = node(row);
-    if (!wanted || wanted->isAggregate()) {
-        return;
+    if (const auto path = pathOf(row)) {
+        dismissNotice();
+        actions_->reveal(*path, [this](const QString& problem) {
+            if (!problem.isEmpty()) {
+                showNotice(problem);
+            }
+        });
     }
-    dismissNotice();
-    const QString name = displayString(wanted->name());
-    auto done = [model = QPointer(this), name](bool shown) {
-        if (model && !shown) {
-            model->showNotice(texts::revealFailed.arg(name));
-        }
-    };
-    if (revealer_) {
-        revealer_(wanted->url(), std::move(done));
-        return;
-    }
-    if (!desktop_) {
-        desktop_ = std::make_unique<Desktop>();
-    }
-    desktop_->reveal({wanted->url()}, std::move(done));
 }
 
 void FileListModel::copyPath(int row) {
-    const FileNode::Pointer wanted = node(row);
-    if (!wanted || wanted->isAggregate()) {
-        return;
+    if (const auto path = pathOf(row)) {
+        showNotice(PathActions::copy(*path));
     }
-    const std::string path = wanted->url();
-    const QString asText = text(path);
-    const bool isText = asText.toStdString() == path;
-    QGuiApplication::clipboard()->setText(isText ? asText : QString::fromLatin1(fileURLFromPath(path)));
-    showNotice(isText ? texts::pathCopied : texts::addressCopied);
 }
 
-bool FileListModel::isTypingAhead() const {
-    return !typed_.isEmpty() && sinceTyped_.isValid() && sinceTyped_.elapsed() < typeAheadMilliseconds;
+// Nothing for a summary, which the user is told.
+std::optional<std::string> FileListModel::pathOf(int row) {
+    const FileNode::Pointer wanted = node(row);
+    if (wanted && wanted->isAggregate()) {
+        showNotice(file_list_texts::aggregateHasNoPath);
+    }
+    return wanted && !wanted->isAggregate() ? std::optional(wanted->url()) : std::nullopt;
+}
+
+void FileListModel::setRevealer(PathActions::Program revealer) {
+    actions_ = std::make_unique<PathActions>(std::move(revealer));
 }
 
 int FileListModel::typeAhead(const QString& addition) {
-    const bool continues = isTypingAhead();
-    typed_ = continues ? typed_ + addition : addition;
-    sinceTyped_.start();
-    // One letter again and again goes through the names that begin with it.
-    const bool repeats = typed_.size() > 1 && typed_.count(typed_.front()) == typed_.size();
-    const std::string prefix = lowercased((repeats ? typed_.left(1) : typed_).toStdString());
-    const int start = continues && !repeats ? std::max(currentRow_, 0) : currentRow_ + 1;
-    for (int step = 0; step < count(); ++step) {
-        const int row = (start + step) % count();
-        if (lowercased(displayText(rows_.rows()[static_cast<std::size_t>(row)]->name()))
-                .starts_with(prefix)) {
-            return row;
-        }
-    }
-    return -1;
+    return typeAhead_.rowFor(addition, currentRow_, count(),
+                             [this](int row) { return rows_.rows()[static_cast<std::size_t>(row)]->name(); });
 }
 
 }  // namespace larkfold

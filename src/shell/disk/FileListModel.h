@@ -4,28 +4,29 @@
 // change. Whether a row may be marked is asked when the user wants to mark it and never for each
 // row: that looks at the disk.
 //
-// The current row is kept by its node, so it stays the same item while the list is
-// sorted, searched and filtered.
+// The current row is kept by its node, so it stays the same item while the list is sorted,
+// searched and filtered.
 #pragma once
 
 #include <QtQml/qqmlregistration.h>
 #include <QAbstractListModel>
-#include <QElapsedTimer>
 #include <QString>
 #include <QTimer>
 #include <QVariantList>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "disk/DiskScannerViewModel.h"
 #include "shell/disk/FileListRows.h"
+#include "shell/kit/PathActions.h"
+#include "shell/kit/Throttle.h"
+#include "shell/kit/TypeAhead.h"
 
 namespace larkfold {
-
-class Desktop;
 
 class FileListModel : public QAbstractListModel {
     Q_OBJECT
@@ -161,15 +162,14 @@ public:
     // The next row whose name begins with what was typed within the last second, `text` included; -1: none.
     Q_INVOKABLE int typeAhead(const QString& text);
     // Whether a name is being typed, so that a space belongs to it.
-    Q_INVOKABLE bool isTypingAhead() const;
+    Q_INVOKABLE bool isTypingAhead() const { return typeAhead_.isTyping(); }
     // What the menu of a row needs to know.
     Q_INVOKABLE bool isMarked(int row) const;
     Q_INVOKABLE bool isAggregate(int row) const;
 
     // For tests: a clock, and somebody else who shows items in a file manager.
     void setClock(std::function<Date()> clock) { clock_ = std::move(clock); }
-    using Revealer = std::function<void(const std::string& path, std::function<void(bool)> done)>;
-    void setRevealer(Revealer revealer) { revealer_ = std::move(revealer); }
+    void setRevealer(PathActions::Program revealer);
 
 signals:
     void driverChanged();
@@ -190,8 +190,8 @@ private:
     void prepareNames();
     void forgetHover();
     void setCurrentNode(const FileNode::Pointer& node);
-    void noteMarks();
     void refreshRows(const QList<int>& roles);
+    std::optional<std::string> pathOf(int row);
     double share(const FileNode& node) const;
     QString locationText(const FileNode& node) const;
     QString spokenText(const FileNode& node) const;
@@ -205,14 +205,12 @@ private:
     int currentRow_ = -1;
     int hoveredRow_ = -1;
     std::weak_ptr<FileNode> hoveredHere_;  // what this list has set as the driver's hovered node
-    bool willTellOfMarks_ = false;
+    Throttle marks_;
     QString notice_;
-    QString typed_;
-    QElapsedTimer sinceTyped_;
+    TypeAhead typeAhead_;
     QTimer idle_;  // due whenever the window has nothing else to do, while names are not prepared yet
     std::function<Date()> clock_ = now;
-    Revealer revealer_;
-    std::unique_ptr<Desktop> desktop_;  // made when first needed
+    std::unique_ptr<PathActions> actions_ = std::make_unique<PathActions>();
 };
 
 }  // namespace larkfold

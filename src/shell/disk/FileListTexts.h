@@ -24,11 +24,8 @@ inline const QString aggregateCannotBePreviewed =
 inline const QString noLongerThere = QStringLiteral(
     "“%1” is no longer there. It was moved or removed after the scan; scan again to bring the list up "
     "to date.");
-inline const QString revealFailed = QStringLiteral(
-    "No file manager answered, so “%1” could not be shown. Copy its path to open it elsewhere.");
-inline const QString pathCopied = QStringLiteral("The path was copied.");
-inline const QString addressCopied = QStringLiteral(
-    "This name is not valid text, so its exact address (“file://…”) was copied instead of the path.");
+inline const QString aggregateHasNoPath =
+    QStringLiteral("This line stands for many files together, so it has no path of its own.");
 
 // What a summary stands for, with the count of its files.
 inline const QString summaryExplanation = QStringLiteral(

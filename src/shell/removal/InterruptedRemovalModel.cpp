@@ -1,12 +1,10 @@
 #include "shell/removal/InterruptedRemovalModel.h"
 
-#include <QPointer>
 #include <QStringList>
 #include <exception>
 #include <optional>
 #include <utility>
 
-#include "platform/qt/Desktop.h"
 #include "removal/CleanupHistoryStore.h"
 #include "removal/CleanupTexts.h"
 
@@ -23,6 +21,7 @@ QString fromUTF8(const std::string& utf8) {
 InterruptedRemovalModel::InterruptedRemovalModel(Dependencies dependencies, QObject* parent)
     : QObject(parent),
       dependencies_(std::move(dependencies)),
+      actions_(dependencies_.reveal),
       context_(dependencies_.mainQueue, "interrupted") {}
 
 InterruptedRemovalModel::~InterruptedRemovalModel() = default;
@@ -127,21 +126,11 @@ void InterruptedRemovalModel::reveal() {
     if (leftover == nullptr) {
         return;
     }
-    const std::string path = isRestored_ ? leftover->item.originalPath : leftover->item.path;
-    auto done = [model = QPointer(this), path](bool shown) {
-        if (model) {
-            model->revealProblem_ = shown ? QString() : fromUTF8(cleanup_texts::asideRevealFailed(path));
-            emit model->changed();
-        }
-    };
-    if (dependencies_.reveal) {
-        dependencies_.reveal(path, std::move(done));
-        return;
-    }
-    if (!desktop_) {
-        desktop_ = std::make_unique<Desktop>();
-    }
-    desktop_->reveal({path}, std::move(done));
+    actions_.reveal(isRestored_ ? leftover->item.originalPath : leftover->item.path,
+                    [this](const QString& problem) {
+                        revealProblem_ = problem;
+                        emit changed();
+                    });
 }
 
 void InterruptedRemovalModel::show(Stage stage) {

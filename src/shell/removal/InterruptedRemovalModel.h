@@ -9,18 +9,15 @@
 #include <QObject>
 #include <QString>
 #include <cstddef>
-#include <functional>
-#include <memory>
-#include <string>
 #include <vector>
 
 #include "platform/SerialContext.h"
 #include "removal/RemovalRecovery.h"
+#include "shell/kit/PathActions.h"
 
 namespace larkfold {
 
 class CleanupHistoryStore;
-class Desktop;
 
 class InterruptedRemovalModel : public QObject {
     Q_OBJECT
@@ -44,7 +41,7 @@ public:
         MainQueue& mainQueue;
         CleanupHistoryStore& store;
         // Shows an item in the file manager; absent: the desktop's.
-        std::function<void(const std::string& path, std::function<void(bool)> done)> reveal = nullptr;
+        PathActions::Program reveal = nullptr;
     };
 
     explicit InterruptedRemovalModel(Dependencies dependencies, QObject* parent = nullptr);
@@ -86,7 +83,7 @@ private:
     bool isRestored_ = false;
     QString problem_;
     QString revealProblem_;
-    std::unique_ptr<Desktop> desktop_;  // made when first needed
+    PathActions actions_;
     SerialContext context_;
     Run recoverRun_;
     Run restoreRun_;  // last: their ends drop the work before anything that it reports to

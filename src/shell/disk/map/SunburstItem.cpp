@@ -8,9 +8,9 @@
 #include <cmath>
 #include <utility>
 
-#include "platform/ByteCountFormatter.h"
 #include "platform/qt/PathText.h"
 #include "shell/disk/map/SunburstTexts.h"
+#include "shell/kit/FigureTexts.h"
 
 namespace larkfold {
 
@@ -27,7 +27,7 @@ double between(double from, double to, double progress) {
 
 }  // namespace
 
-SunburstItem::SunburstItem(QQuickItem* parent) : QQuickItem(parent) {
+SunburstItem::SunburstItem(QQuickItem* parent) : QQuickItem(parent), marks_([this] { redraw(); }) {
     setFlag(ItemHasContents);
     opening_.setStartValue(0.0);
     opening_.setEndValue(1.0);
@@ -96,7 +96,7 @@ QString SunburstItem::centerSize() const {
         return {};
     }
     const FileNode::Pointer node = driver_->hoveredNode() ? driver_->hoveredNode() : driver_->currentNode();
-    return node ? QString::fromStdString(formattedByteCount(node->size())) : QString();
+    return node ? texts::bytes(node->size()) : QString();
 }
 
 QString SunburstItem::centerItems() const {
@@ -184,17 +184,7 @@ void SunburstItem::redraw() {
 void SunburstItem::noteMarks() {
     rasterIsStale_ = true;
     pictureIsStale_ = true;
-    if (willTellOfMarks_) {
-        return;
-    }
-    willTellOfMarks_ = true;
-    QMetaObject::invokeMethod(
-        this,
-        [this] {
-            willTellOfMarks_ = false;
-            redraw();
-        },
-        Qt::QueuedConnection);
+    marks_.note();
 }
 
 SunburstColour SunburstItem::disc() const {

@@ -23,6 +23,7 @@
 #include "shell/disk/map/SunburstGeometry.h"
 #include "shell/disk/map/SunburstLayout.h"
 #include "shell/disk/map/SunburstRaster.h"
+#include "shell/kit/Throttle.h"
 
 namespace larkfold {
 
@@ -133,7 +134,7 @@ private:
     double scale_ = 1;
     bool rasterIsStale_ = true;
     bool pictureIsStale_ = true;
-    bool willTellOfMarks_ = false;
+    Throttle marks_;
 
     QImage picture_;  // on display
     bool isNewPicture_ = false;
