@@ -1,7 +1,5 @@
 #include "shell/removal/CleanupReviewModel.h"
 
-#include <QClipboard>
-#include <QGuiApplication>
 #include <QStringList>
 #include <chrono>
 #include <cstddef>
@@ -14,6 +12,7 @@
 #include "platform/qt/PathText.h"
 #include "removal/CleanupTexts.h"
 #include "shell/kit/FileKindIcons.h"
+#include "shell/kit/PathActions.h"
 
 namespace larkfold {
 
@@ -185,11 +184,7 @@ void CleanupReviewModel::copyPath(int row) const {
     if (row < 0 || row >= count()) {
         return;
     }
-    const std::string& path = review_.shownItems()[static_cast<std::size_t>(row)].url;
-    // A name that is not text has no text that leads to it; its address does.
-    const QString asText = QString::fromUtf8(path.data(), static_cast<qsizetype>(path.size()));
-    QGuiApplication::clipboard()->setText(
-        asText.toStdString() == path ? asText : QString::fromLatin1(fileURLFromPath(path)));
+    PathActions::copy(review_.shownItems()[static_cast<std::size_t>(row)].url);
 }
 
 int CleanupReviewModel::rowCount(const QModelIndex& parent) const {
