@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "disk/DiskScannerViewModel.h"
-#include "platform/Collation.h"
 #include "platform/Path.h"
 #include "platform/qt/PathText.h"
 #include "shell/app/ShellTexts.h"
@@ -18,8 +17,8 @@ namespace larkfold {
 
 namespace {
 
-// Reports come hundreds of times a second; nobody reads faster than this, and each
-// costs a layout of the texts.
+// Reports come hundreds of times a second; nobody reads faster than this, and each costs a layout
+// of the texts.
 constexpr std::chrono::milliseconds kProgressInterval{100};
 constexpr std::chrono::milliseconds kActivityInterval{250};
 // How much of the distance to the measured level is gone at each measuring: the animation must not jump.
@@ -36,10 +35,9 @@ DiskSpacePresenter::DiskSpacePresenter(DiskScannerViewModel& driver, MainQueue& 
     : QObject(parent),
       driver_(driver),
       readCapacity_(std::move(readCapacity)),
+      marks_([this] { emit markedChanged(); }),
+      progress_(kProgressInterval, [this] { emit progressChanged(); }),
       context_(mainQueue, "volume") {
-    progressTimer_.setInterval(kProgressInterval);
-    progressTimer_.setSingleShot(true);
-    connect(&progressTimer_, &QTimer::timeout, this, &DiskSpacePresenter::passProgressOn);
     activityTimer_.setInterval(kActivityInterval);
     connect(&activityTimer_, &QTimer::timeout, this, &DiskSpacePresenter::measureActivity);
     followDriver();
@@ -66,15 +64,10 @@ void DiskSpacePresenter::followDriver() {
         emit subjectChanged();
     });
     connect(&driver_, &Driver::scanScopeChanged, this, &DiskSpacePresenter::subjectChanged);
-    connect(&driver_, &Driver::progressChanged, this, [this] {
-        hasNewProgress_ = true;
-        if (!progressTimer_.isActive()) {
-            passProgressOn();
-        }
-    });
+    connect(&driver_, &Driver::progressChanged, this, [this] { progress_.note(); });
     connect(&driver_, &Driver::errorChanged, this, &DiskSpacePresenter::noteError);
     connect(&driver_, &Driver::savedScanNoticeChanged, this, &DiskSpacePresenter::savedScanNoticeChanged);
-    connect(&driver_, &Driver::selectedForDeletionChanged, this, &DiskSpacePresenter::noteMarks);
+    connect(&driver_, &Driver::selectedForDeletionChanged, this, [this] { marks_.note(); });
     connect(&driver_, &Driver::changedFolderCountChanged, this, &DiskSpacePresenter::changedFoldersChanged);
     connect(&driver_, &Driver::watchCoverageChanged, this, &DiskSpacePresenter::watchNoticeChanged);
     connect(&driver_, &Driver::skipHiddenFilesChanged, this,
@@ -87,23 +80,8 @@ void DiskSpacePresenter::takeResult() {
     emit resultChanged();
     emit subjectChanged();
     emit hiddenSettingDiffersChanged();
-    noteMarks();
+    marks_.note();
     emit navigationChanged();
-}
-
-// The views lay out their texts anew at each signal, and marks change by the thousand.
-void DiskSpacePresenter::noteMarks() {
-    if (willTellOfMarks_) {
-        return;
-    }
-    willTellOfMarks_ = true;
-    QMetaObject::invokeMethod(
-        this,
-        [this] {
-            willTellOfMarks_ = false;
-            emit markedChanged();
-        },
-        Qt::QueuedConnection);
 }
 
 int DiskSpacePresenter::markedItems() const {
@@ -235,14 +213,6 @@ double DiskSpacePresenter::activityLevel(double entriesPerSecond) {
     return std::clamp(std::log10(1 + std::max(0.0, entriesPerSecond)) / kFullActivityPower, 0.0, 1.0);
 }
 
-void DiskSpacePresenter::passProgressOn() {
-    if (hasNewProgress_) {
-        hasNewProgress_ = false;
-        progressTimer_.start();
-        emit progressChanged();
-    }
-}
-
 void DiskSpacePresenter::measureActivity() {
     const double entries = filesScanned() + directoriesScanned();
     const double seconds = static_cast<double>(sinceMeasured_.restart()) / 1000;
@@ -342,7 +312,7 @@ void DiskSpacePresenter::copyScanErrors() const {
 }
 
 QString DiskSpacePresenter::countText(double count) const {
-    return QString::fromStdString(groupedCount(std::llround(count)));
+    return texts::grouped(std::llround(count));
 }
 
 QString DiskSpacePresenter::byteCountText(double bytes) const {

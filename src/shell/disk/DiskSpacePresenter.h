@@ -13,6 +13,7 @@
 #include "platform/Volumes.h"
 #include "shell/disk/BreadcrumbModel.h"
 #include "shell/disk/ScanErrorListModel.h"
+#include "shell/kit/Throttle.h"
 
 namespace larkfold {
 
@@ -107,8 +108,8 @@ public:
     double directoriesScanned() const;
     double bytesScanned() const;
     QString currentPath() const;
-    // How busy the scan is: 0 at rest, 1 at a hundred thousand entries a second, even
-    // steps for each power of ten.
+    // How busy the scan is: 0 at rest, 1 at a hundred thousand entries a second, even steps for each
+    // power of ten.
     double activityLevel() const { return activityLevel_; }
     static double activityLevel(double entriesPerSecond);
 
@@ -149,9 +150,7 @@ signals:
 private:
     void followDriver();
     void takeResult();
-    void noteMarks();
     void noteError();
-    void passProgressOn();
     void measureActivity();
     void setActivityLevel(double level);
 
@@ -160,11 +159,10 @@ private:
     ScanErrorListModel scanErrors_;
     BreadcrumbModel breadcrumb_;
     VolumeCapacity volume_;
-    bool willTellOfMarks_ = false;  // once in a turn of the main loop, however many change
     QString errorText_;
 
-    QTimer progressTimer_;
-    bool hasNewProgress_ = false;
+    Throttle marks_;
+    Throttle progress_;
     QTimer activityTimer_;
     QElapsedTimer sinceMeasured_;
     double entriesAtMeasure_ = 0;
