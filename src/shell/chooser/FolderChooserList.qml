@@ -2,7 +2,6 @@ pragma ComponentBehavior: Bound
 
 import QtQuick
 import QtQuick.Layouts
-import QtQuick.Templates as T
 import Larkfold.Shell
 
 // The folders in the current one, each with a box to check where several may be chosen, and behind them the files that
@@ -29,62 +28,27 @@ FocusScope {
             Layout.fillWidth: true
             Layout.fillHeight: true
 
-            ListView {
+            RowList {
                 id: list
                 objectName: "chooserList"
 
-                // Whether the keyboard moved the current row last: only then it needs a ring.
-                property bool followsKeyboard: true
-                readonly property int rowsPerPage: Math.max(1, Math.floor(height / Theme.rowHeight) - 1)
-
                 anchors.fill: parent
-                focus: true
-                activeFocusOnTab: true
-                clip: true
-                reuseItems: true
-                boundsBehavior: Flickable.StopAtBounds
-                keyNavigationEnabled: false
-                highlightFollowsCurrentItem: false
                 currentIndex: -1
                 model: view.model
-                T.ScrollBar.vertical: AppScrollBar {}
-                Accessible.role: Accessible.List
                 Accessible.name: (view.model.choosesFiles ? qsTr("Folders and files in %1") : qsTr("Folders in %1"))
                     .arg(view.model.folderName)
                 Accessible.description: view.model.countText
-
-                function moveTo(row: int) {
-                    followsKeyboard = true;
-                    view.model.currentRow = Math.max(0, Math.min(count - 1, row));
-                }
-
-                function choose(row: int, modifiers: int) {
-                    list.forceActiveFocus(Qt.MouseFocusReason);
-                    followsKeyboard = false;
+                // With Shift all on the way are checked, with Ctrl the one that is pressed.
+                onRowWanted: (row, modifiers) => {
                     if (modifiers & Qt.ShiftModifier && view.model.choosesSeveral) {
                         view.model.checkThrough(row);
                         return;
                     }
                     view.model.currentRow = row;
-                    if (modifiers & Qt.ControlModifier) {
+                    if (modifiers & Qt.ControlModifier && !list.followsKeyboard) {
                         view.model.toggleCheck(row);
                     }
                 }
-
-                // Onto the row that arrow keys lead to; with Shift all on the way are checked.
-                function step(row: int, modifiers: int) {
-                    if (modifiers & Qt.ShiftModifier && view.model.choosesSeveral) {
-                        followsKeyboard = true;
-                        view.model.checkThrough(Math.max(0, Math.min(count - 1, row)));
-                    } else {
-                        moveTo(row);
-                    }
-                }
-
-                onActiveFocusChanged: followsKeyboard = true
-
-                Keys.onUpPressed: event => view.handleArrow(event, currentIndex < 0 ? count - 1 : currentIndex - 1)
-                Keys.onDownPressed: event => view.handleArrow(event, currentIndex + 1)
                 Keys.onPressed: event => view.handleKey(event)
 
                 delegate: Rectangle {
@@ -186,51 +150,29 @@ FocusScope {
                 }
             }
 
-            FocusRing {
-                gap: -3
-                shown: list.activeFocus && list.currentIndex < 0
+            EmptyState {
+                anchors.fill: parent
+                visible: view.model.isEmpty && !view.model.isUnreadable
+                shrinks: true
+                iconName: "folder-open"
+                title: view.model.emptyTitle
+                text: view.model.emptyText
             }
-
-            ColumnLayout {
-                anchors.centerIn: parent
-                width: parent.width - 2 * Theme.space6
-                visible: view.model.isEmpty || view.model.isListing
-                spacing: Theme.space2
-
-                AppIcon {
-                    visible: view.model.isEmpty
-                    Layout.alignment: Qt.AlignHCenter
-                    name: view.model.isUnreadable ? "warning" : "folder-open"
-                    size: Math.round(32 * Theme.typeScale)
-                    color: view.model.isUnreadable ? Theme.review : Theme.textSecondary
-                }
-                AppLabel {
-                    visible: text.length > 0
-                    Layout.fillWidth: true
-                    horizontalAlignment: Text.AlignHCenter
-                    text: view.model.emptyTitle
-                    font.weight: Font.DemiBold
-                    wrapMode: Text.Wrap
-                }
-                AppLabel {
-                    visible: text.length > 0
-                    Layout.fillWidth: true
-                    horizontalAlignment: Text.AlignHCenter
-                    text: view.model.isListing ? view.model.listingText : view.model.emptyText
-                    secondary: true
-                    wrapMode: Text.Wrap
-                }
-                AppProgressBar {
-                    visible: view.model.isListing
-                    Layout.alignment: Qt.AlignHCenter
-                    Layout.preferredWidth: Math.min(parent.width, 200 * Theme.typeScale)
-                    indeterminate: true
-                    Accessible.name: view.model.listingText
-                }
+            ErrorState {
+                anchors.fill: parent
+                visible: view.model.isUnreadable
+                shrinks: true
+                title: view.model.emptyTitle
+                reason: view.model.emptyText
+            }
+            ProgressPage {
+                anchors.fill: parent
+                visible: view.model.isListing
+                text: view.model.listingText
             }
         }
 
-        FileListNotice {
+        ListNotice {
             Layout.fillWidth: true
             text: view.model.notice
             dismissible: false
@@ -241,38 +183,22 @@ FocusScope {
         target: view.model
 
         function onCurrentRowChanged() {
-            list.currentIndex = view.model.currentRow;
-            if (list.currentIndex >= 0) {
-                list.positionViewAtIndex(list.currentIndex, ListView.Contain);
-            }
+            list.show(view.model.currentRow);
         }
     }
 
-    function handleArrow(event: var, row: int) {
-        if (event.modifiers & Qt.AltModifier) {
-            event.accepted = false;  // the dialog goes up
-        } else {
-            list.step(row, event.modifiers);
-        }
-    }
-
-    // The keys that have no handler of their own: going in and up, moving in large steps, checking, typing a name or a path.
+    // Going in and up, checking, and typing a name or a path. With Alt the arrows go where the dialog says.
     function handleKey(event: var) {
         const isControl = (event.modifiers & Qt.ControlModifier) !== 0;
         const isAlt = (event.modifiers & Qt.AltModifier) !== 0;
         event.accepted = true;
+        if (list.takeMove(event)) {
+            return;
+        }
         if ((event.key === Qt.Key_Return || event.key === Qt.Key_Enter) && !isControl) {
             model.activate();
         } else if (event.key === Qt.Key_Backspace || (event.key === Qt.Key_Left && isAlt)) {
             model.goUp();
-        } else if (event.key === Qt.Key_PageUp) {
-            list.step(list.currentIndex - list.rowsPerPage, event.modifiers);
-        } else if (event.key === Qt.Key_PageDown) {
-            list.step(list.currentIndex + list.rowsPerPage, event.modifiers);
-        } else if (event.key === Qt.Key_Home) {
-            list.step(0, event.modifiers);
-        } else if (event.key === Qt.Key_End) {
-            list.step(list.count - 1, event.modifiers);
         } else if (view.model.choosesSeveral && event.key === Qt.Key_A && isControl) {
             model.checkAllRows();
         } else if (view.model.choosesSeveral && event.key === Qt.Key_Space && !isAlt && (isControl || !model.isTypingAhead())) {

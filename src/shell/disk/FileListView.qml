@@ -2,7 +2,6 @@ pragma ComponentBehavior: Bound
 
 import QtQuick
 import QtQuick.Layouts
-import QtQuick.Templates as T
 import Larkfold.Shell
 
 // The table beside the map: what the current folder holds, with search, filters and sorting, and what can be done with
@@ -23,7 +22,7 @@ FocusScope {
     FileListModel {
         id: rows
         driver: view.driver
-        onCurrentRowChanged: list.showCurrentRow()
+        onCurrentRowChanged: list.show(rows.currentRow)
         onRowsChanged: contextMenu.close()
     }
 
@@ -104,30 +103,16 @@ FocusScope {
             Layout.fillHeight: true
             Layout.minimumHeight: Theme.rowHeight
 
-            ListView {
+            RowList {
                 id: list
                 objectName: "fileList"
 
-                // Whether the keyboard moved the current row last: only then it needs a ring.
-                property bool followsKeyboard: false
-
                 anchors.fill: parent
-                focus: true
-                activeFocusOnTab: true
-                clip: true
-                reuseItems: true
-                boundsBehavior: Flickable.StopAtBounds
-                keyNavigationEnabled: false
-                highlightFollowsCurrentItem: false
                 currentIndex: -1
                 model: rows
-
-                Accessible.role: Accessible.List
                 Accessible.name: qsTr("Entries of the folder")
-
-                T.ScrollBar.vertical: AppScrollBar {
-                    id: scrollBar
-                }
+                onRowWanted: row => rows.currentRow = row
+                Keys.onPressed: event => view.handleKey(event)
 
                 delegate: FileListRow {
                     width: ListView.view.width
@@ -136,50 +121,35 @@ FocusScope {
                     hasRing: ListView.isCurrentItem && list.activeFocus && list.followsKeyboard
                     onPointerCame: rows.hover(index)
                     onPointerGone: rows.leave(index)
-                    onChosen: view.choose(index)
+                    onChosen: list.choose(index)
                     onMarked: view.mark(index)
                     onOpened: rows.open(index)
                     onMenuRequested: (x, y) => view.openMenu(index, this, x, y)
                 }
-
-                function showCurrentRow() {
-                    currentIndex = rows.currentRow;
-                    if (currentIndex >= 0) {
-                        positionViewAtIndex(currentIndex, ListView.Contain);
-                    }
-                }
-
-                function moveTo(row: int) {
-                    followsKeyboard = true;
-                    rows.currentRow = Math.max(0, Math.min(count - 1, row));
-                }
-
-                readonly property int rowsPerPage: Math.max(1, Math.floor(height / Theme.rowHeight) - 1)
-
-                onActiveFocusChanged: followsKeyboard = true
-
-                Keys.onUpPressed: moveTo(currentIndex < 0 ? count - 1 : currentIndex - 1)
-                Keys.onDownPressed: moveTo(currentIndex + 1)
-                Keys.onReturnPressed: rows.open(currentIndex)
-                Keys.onEnterPressed: rows.open(currentIndex)
-                Keys.onMenuPressed: view.openMenuAtCurrentRow()
-                Keys.onDeletePressed: view.reviewRequested()
-                Keys.onPressed: event => view.handleKey(event)
             }
 
-            FocusRing {
-                gap: -3
-                shown: list.activeFocus && list.currentIndex < 0
-            }
+            EmptyState {
+                readonly property bool nothingMatches: rows.emptyReason === FileListModel.NothingMatches
 
-            FileListEmptyState {
                 anchors.fill: parent
                 visible: rows.emptyReason !== FileListModel.NotEmpty
-                model: rows
+                shrinks: true
+                iconName: nothingMatches ? "search" : "folder-open"
+                title: rows.emptyTitle
+                text: rows.emptyText
+                actionText: nothingMatches ? qsTr("Clear search and filters")
+                          : rows.emptyReason === FileListModel.EmptyFolder && rows.canGoBack ? qsTr("Go back") : ""
+                onTriggered: {
+                    if (nothingMatches) {
+                        rows.resetSearchAndFilters();
+                    } else {
+                        rows.goBack();
+                    }
+                }
             }
         }
 
-        FileListNotice {
+        ListNotice {
             Layout.fillWidth: true
             text: rows.notice
             onDismissed: rows.dismissNotice()
@@ -188,20 +158,13 @@ FocusScope {
 
     readonly property FileListColumns columnsOfRows: columns
 
-    function choose(row: int) {
-        list.followsKeyboard = false;
-        list.forceActiveFocus(Qt.MouseFocusReason);
-        list.followsKeyboard = false;
-        rows.currentRow = row;
-    }
-
     function mark(row: int) {
-        choose(row);
+        list.choose(row);
         rows.toggleMark(row);
     }
 
     function openMenu(row: int, item: Item, x: real, y: real) {
-        choose(row);
+        list.choose(row);
         contextMenu.openFor(row, item, x, y);
     }
 
@@ -211,22 +174,21 @@ FocusScope {
         }
     }
 
-    // The keys that have no handler of their own: moving in large steps, marking, going back, and typing a name.
+    // Marking, going in and back, what the menu offers, and typing a name.
     function handleKey(event: var) {
         event.accepted = true;
         const isControl = (event.modifiers & Qt.ControlModifier) !== 0;
         const isAlt = (event.modifiers & Qt.AltModifier) !== 0;
-        if (event.key === Qt.Key_PageUp) {
-            list.moveTo(list.currentIndex - list.rowsPerPage);
-        } else if (event.key === Qt.Key_PageDown) {
-            list.moveTo(list.currentIndex + list.rowsPerPage);
-        } else if (event.key === Qt.Key_Home) {
-            list.moveTo(0);
-        } else if (event.key === Qt.Key_End) {
-            list.moveTo(list.count - 1);
+        if (list.takeMove(event)) {
+            return;
+        }
+        if (event.key === Qt.Key_Return || event.key === Qt.Key_Enter) {
+            rows.open(list.currentIndex);
+        } else if (event.key === Qt.Key_Delete) {
+            reviewRequested();
         } else if (event.key === Qt.Key_Backspace || (event.key === Qt.Key_Left && isAlt)) {
             rows.goBack();
-        } else if (event.key === Qt.Key_F10 && (event.modifiers & Qt.ShiftModifier)) {
+        } else if (event.key === Qt.Key_Menu || (event.key === Qt.Key_F10 && (event.modifiers & Qt.ShiftModifier))) {
             openMenuAtCurrentRow();
         } else if (event.key === Qt.Key_Space && !isControl && !rows.isTypingAhead()) {
             rows.toggleMark(list.currentIndex);

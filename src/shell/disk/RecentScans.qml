@@ -59,36 +59,23 @@ ColumnLayout {
         border.width: 1
         border.color: Theme.hairline
 
-        ListView {
+        RowList {
             id: list
             objectName: "recentScans"
 
-            // Whether the keyboard moved the current row last: only then it needs a ring.
-            property bool followsKeyboard: true
-
             anchors.fill: parent
             anchors.margins: 1
-            activeFocusOnTab: true
+            focus: false
             interactive: false
             model: section.scans
             // Every row is there, however far the page is scrolled: there are twenty at the most.
             cacheBuffer: 100000
-            keyNavigationEnabled: false
-            highlightFollowsCurrentItem: false
+            reuseItems: false
             currentIndex: 0
-            Accessible.role: Accessible.List
             Accessible.name: qsTr("Recent Scans")
-
-            function moveTo(row: int) {
-                followsKeyboard = true;
-                currentIndex = Math.max(0, Math.min(count - 1, row));
-                section.shown(currentItem);
-            }
-
-            function choose(row: int) {
-                forceActiveFocus(Qt.MouseFocusReason);
-                followsKeyboard = false;
+            onRowWanted: row => {
                 currentIndex = row;
+                section.shown(currentItem);
             }
 
             function remove(row: int) {
@@ -108,28 +95,21 @@ ColumnLayout {
             }
 
             onActiveFocusChanged: {
-                followsKeyboard = true;
                 if (activeFocus && currentItem) {
                     section.shown(currentItem);
                 }
             }
 
-            Keys.onUpPressed: moveTo(currentIndex - 1)
-            Keys.onDownPressed: moveTo(currentIndex + 1)
             Keys.onReturnPressed: section.scans.rescan(currentIndex)
             Keys.onEnterPressed: section.scans.rescan(currentIndex)
             Keys.onDeletePressed: remove(currentIndex)
             Keys.onMenuPressed: openMenu(currentIndex, Theme.space8, currentItem.y + currentItem.height)
             Keys.onPressed: event => {
                 event.accepted = true;
-                if (event.key === Qt.Key_Home) {
-                    moveTo(0);
-                } else if (event.key === Qt.Key_End) {
-                    moveTo(count - 1);
-                } else if (event.matches(StandardKey.Undo)) {
+                if (event.matches(StandardKey.Undo)) {
                     section.scans.undo();
                 } else {
-                    event.accepted = false;
+                    event.accepted = takeMove(event);
                 }
             }
 

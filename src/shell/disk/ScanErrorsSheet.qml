@@ -35,18 +35,16 @@ AppDialog {
         border.color: Theme.hairline
         radius: Theme.radiusControl
 
-        ListView {
+        RowList {
             id: list
             anchors.fill: parent
             anchors.margins: 1
-            clip: true
+            // The sheet begins on its button.
+            focus: false
             model: sheet.presenter.scanErrors
-            boundsBehavior: Flickable.StopAtBounds
-            activeFocusOnTab: true
-            keyNavigationEnabled: true
-            T.ScrollBar.vertical: AppScrollBar {}
-            Accessible.role: Accessible.List
             Accessible.name: sheet.title
+            onRowWanted: row => show(row)
+            Keys.onPressed: event => event.accepted = takeMove(event)
 
             delegate: Rectangle {
                 id: row
@@ -92,9 +90,23 @@ AppDialog {
             }
         }
     }
-    AppButton {
-        text: qsTr("Copy List")
-        icon.name: "copy"
-        onClicked: sheet.presenter.copyScanErrors()
+    RowLayout {
+        spacing: Theme.space3
+
+        AppButton {
+            text: qsTr("Copy List")
+            icon.name: "copy"
+            onClicked: {
+                sheet.presenter.copyScanErrors();
+                copied.visible = true;
+            }
+        }
+        AppLabel {
+            id: copied
+            visible: false
+            text: qsTr("The list was copied.")
+            secondary: true
+            Accessible.role: Accessible.AlertMessage
+        }
     }
 }

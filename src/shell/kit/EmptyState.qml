@@ -7,9 +7,15 @@ Item {
     id: state
 
     property string iconName: ""
+    property color iconColor: Theme.textSecondary
     property string title: ""
     property string text: ""
     property string actionText: ""
+    property real widest: 360 * Theme.typeScale
+    // Leaves out the picture, and then the text, where it is given little height.
+    property bool shrinks: false
+    // Between the text and the action.
+    default property alias content: more.data
 
     signal triggered
 
@@ -18,17 +24,19 @@ Item {
     ColumnLayout {
         id: column
         anchors.centerIn: parent
-        width: Math.min(parent.width - 2 * Theme.space6, 360 * Theme.typeScale)
+        width: Math.min(parent.width - 2 * Theme.space6, state.widest)
         spacing: Theme.space2
 
         AppIcon {
+            visible: !state.shrinks || state.height > 190 * Theme.typeScale
             Layout.alignment: Qt.AlignHCenter
             Layout.bottomMargin: Theme.space2
             size: Math.round(40 * Theme.typeScale)
             name: state.iconName
-            color: Theme.textSecondary
+            color: state.iconColor
         }
         AppLabel {
+            objectName: "emptyTitle"
             Layout.fillWidth: true
             horizontalAlignment: Text.AlignHCenter
             text: state.title
@@ -37,7 +45,7 @@ Item {
             wrapMode: Text.Wrap
         }
         AppLabel {
-            visible: text.length > 0
+            visible: text.length > 0 && (!state.shrinks || state.height > 120 * Theme.typeScale)
             Layout.fillWidth: true
             horizontalAlignment: Text.AlignHCenter
             text: state.text
@@ -45,7 +53,14 @@ Item {
             wrapMode: Text.Wrap
             lineHeight: 1.25
         }
+        ColumnLayout {
+            id: more
+            visible: children.length > 0
+            Layout.fillWidth: true
+            spacing: Theme.space2
+        }
         AppButton {
+            objectName: "emptyAction"
             visible: text.length > 0
             Layout.alignment: Qt.AlignHCenter
             Layout.topMargin: Theme.space2

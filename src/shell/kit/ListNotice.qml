@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Layouts
 import Larkfold.Shell
 
-// A sentence at the foot of the list: why something was not done, or what a summary stands for.
+// A sentence at the foot of a list: why something was not done, what came of it, or what a row stands for.
 Rectangle {
     id: notice
 
