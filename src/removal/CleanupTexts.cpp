@@ -129,11 +129,6 @@ std::string noLongerInTrash() {
            "have been emptied.";
 }
 
-std::string revealFailed(std::string_view path) {
-    return "No file manager answered, so the item could not be shown. It is still in Trash, at “" +
-           displayText(path) + "”.";
-}
-
 std::string interruptedInPlace() {
     return "The program ended before this item was removed. When it started again, the item was in its "
            "place.";
@@ -230,11 +225,6 @@ std::string asideChanged() {
 
 std::string asideUnreachable() {
     return "Its disk does not answer, or its folder cannot be opened. Nothing was moved.";
-}
-
-std::string asideRevealFailed(std::string_view path) {
-    return "No file manager answered, so the item could not be shown. It is still at “" + displayText(path) +
-           "”.";
 }
 
 std::string restoreHelp() {

@@ -41,7 +41,6 @@ std::string itemOutcome(const CleanupOperation::Item& item, bool permanent);
 std::string historyUnreadable(std::string_view description);
 std::string historyUnreadableHint();
 std::string noLongerInTrash();
-std::string revealFailed(std::string_view path);
 
 // A removal that did not come to its end: what became of an item, as it was found at the next start.
 std::string interruptedInPlace();
@@ -67,7 +66,6 @@ std::string asideNotRestoredTitle();
 std::string asideNameTaken(std::string_view originalPath, std::string_view path);
 std::string asideChanged();
 std::string asideUnreachable();
-std::string asideRevealFailed(std::string_view path);
 
 // How to get an item back.
 std::string restoreHelp();

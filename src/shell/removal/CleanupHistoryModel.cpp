@@ -1,16 +1,14 @@
 #include "shell/removal/CleanupHistoryModel.h"
 
-#include <QClipboard>
-#include <QGuiApplication>
-#include <QPointer>
 #include <QStringList>
 #include <algorithm>
+#include <cstddef>
 #include <exception>
 #include <utility>
 
 #include "platform/Error.h"
 #include "platform/FileIdentity.h"
-#include "platform/qt/Desktop.h"
+#include "platform/Path.h"
 #include "platform/qt/PathText.h"
 #include "removal/CleanupHistoryStore.h"
 #include "removal/CleanupTexts.h"
@@ -43,11 +41,17 @@ bool hasHelp(const CleanupOperation& operation) {
     return std::any_of(operation.items.begin(), operation.items.end(), hasPlaceInTrash);
 }
 
+// The help stands before the items.
+int openRows(const CleanupOperation& operation) {
+    return static_cast<int>(operation.items.size()) + (hasHelp(operation) ? 1 : 0);
+}
+
 }  // namespace
 
 CleanupHistoryModel::CleanupHistoryModel(Dependencies dependencies, QObject* parent)
-    : QAbstractListModel(parent),
+    : SectionListModel(parent),
       dependencies_(std::move(dependencies)),
+      actions_(dependencies_.reveal),
       observation_(
           dependencies_.notifications.observe(std::string(CleanupHistoryStore::changedNotification),
                                               [this] {
@@ -55,9 +59,7 @@ CleanupHistoryModel::CleanupHistoryModel(Dependencies dependencies, QObject* par
                                                       load();
                                                   }
                                               })),
-      context_(dependencies_.mainQueue, "cleanup-history") {
-    recount();
-}
+      context_(dependencies_.mainQueue, "cleanup-history") {}
 
 CleanupHistoryModel::~CleanupHistoryModel() = default;
 
@@ -86,10 +88,16 @@ void CleanupHistoryModel::take(std::vector<CleanupOperation> operations) {
     error_.clear();
     errorHint_.clear();
     if (operations != operations_) {
-        beginResetModel();
-        operations_ = std::move(operations);
-        recount();
-        endResetModel();
+        reset([&] {
+            operations_ = std::move(operations);
+            std::vector<SectionRows::Section> sections;
+            sections.reserve(operations_.size());
+            for (const CleanupOperation& operation : operations_) {
+                sections.push_back(
+                    {.items = openRows(operation), .isOpen = expanded_.contains(operation.id)});
+            }
+            return sections;
+        });
         emit operationsChanged();
     }
     emit stateChanged();
@@ -167,110 +175,54 @@ void CleanupHistoryModel::locateInTrash(int row) {
 
 void CleanupHistoryModel::reveal(const std::string& path) {
     setError({});
-    auto done = [model = QPointer(this), path](bool shown) {
-        if (model && !shown) {
-            model->setError(text(cleanup_texts::revealFailed(path)));
+    actions_.reveal(path, [this](const QString& problem) {
+        if (!problem.isEmpty()) {
+            setError(problem);
         }
-    };
-    if (dependencies_.reveal) {
-        dependencies_.reveal(path, std::move(done));
-        return;
-    }
-    if (!desktop_) {
-        desktop_ = std::make_unique<Desktop>();
-    }
-    desktop_->reveal({path}, std::move(done));
+    });
 }
 
-void CleanupHistoryModel::copyPath(int row) const {
-    const auto reference = referenceOf(row);
-    if (!reference || reference->kind != Item) {
-        return;
+void CleanupHistoryModel::copyPath(int row) {
+    const CleanupOperation::Item* item = itemOf(row);
+    setNotice(item ? PathActions::copy(item->originalPath)
+                   : QStringLiteral("Only an item has a path to copy. Choose one in an open operation."));
+}
+
+void CleanupHistoryModel::setNotice(const QString& sentence) {
+    if (notice_ != sentence) {
+        notice_ = sentence;
+        emit noticeChanged();
     }
-    const std::string& path = itemOf(row)->originalPath;
-    const QString asText = QString::fromUtf8(path.data(), static_cast<qsizetype>(path.size()));
-    QGuiApplication::clipboard()->setText(
-        asText.toStdString() == path ? asText : QString::fromLatin1(fileURLFromPath(path)));
 }
 
 // MARK: Rows
 
-int CleanupHistoryModel::openRows(const CleanupOperation& operation) const {
-    return static_cast<int>(operation.items.size()) + (hasHelp(operation) ? 1 : 0);
+const CleanupOperation& CleanupHistoryModel::operationAt(int section) const {
+    return operations_[static_cast<std::size_t>(section)];
 }
 
-void CleanupHistoryModel::recount() {
-    firstRows_.clear();
-    int row = 0;
-    for (const CleanupOperation& operation : operations_) {
-        firstRows_.push_back(row);
-        row += 1 + (expanded_.contains(operation.id) ? openRows(operation) : 0);
-    }
-    firstRows_.push_back(row);
+// What its rows have beyond its items; looking at ten thousand items for every row would be slow.
+int CleanupHistoryModel::helpRowsOf(int section) const {
+    return rows().section(section).items - static_cast<int>(operationAt(section).items.size());
 }
 
-int CleanupHistoryModel::rowCount(const QModelIndex& parent) const {
-    return parent.isValid() ? 0 : firstRows_.back();
-}
-
-std::optional<CleanupHistoryModel::RowReference> CleanupHistoryModel::referenceOf(int row) const {
-    if (row < 0 || row >= rowCount()) {
-        return std::nullopt;
-    }
-    const auto next = std::upper_bound(firstRows_.begin(), firstRows_.end(), row);
-    const auto operation = static_cast<std::size_t>(next - firstRows_.begin()) - 1;
-    const auto within = static_cast<std::size_t>(row - firstRows_[operation]);
-    if (within == 0) {
-        return RowReference{.operation = operation, .kind = Operation, .item = 0};
-    }
-    const std::size_t before = hasHelp(operations_[operation]) ? 2 : 1;
-    if (within < before) {
-        return RowReference{.operation = operation, .kind = Help, .item = 0};
-    }
-    return RowReference{.operation = operation, .kind = Item, .item = within - before};
-}
-
+// Nothing for an operation, or for the help below it.
 const CleanupOperation::Item* CleanupHistoryModel::itemOf(int row) const {
-    const auto reference = referenceOf(row);
-    return reference && reference->kind == Item ? &operations_[reference->operation].items[reference->item]
-                                                : nullptr;
+    const auto place = rows().placeOf(row);
+    if (!place || !place->item) {
+        return nullptr;
+    }
+    const CleanupOperation& operation = operationAt(place->section);
+    const int item = *place->item - helpRowsOf(place->section);
+    return item < 0 ? nullptr : &operation.items[static_cast<std::size_t>(item)];
 }
 
-int CleanupHistoryModel::operationRowOf(int row) const {
-    const auto reference = referenceOf(row);
-    return reference ? firstRows_[reference->operation] : -1;
-}
-
-void CleanupHistoryModel::toggle(int row) {
-    const auto reference = referenceOf(row);
-    if (!reference || reference->kind != Operation) {
-        return;
-    }
-    const CleanupOperation& operation = operations_[reference->operation];
-    const int rows = openRows(operation);
-    const bool opens = !expanded_.contains(operation.id);
-    if (rows > 0) {
-        if (opens) {
-            beginInsertRows({}, row + 1, row + rows);
-        } else {
-            beginRemoveRows({}, row + 1, row + rows);
-        }
-    }
-    if (opens) {
-        expanded_.insert(operation.id);
+void CleanupHistoryModel::noteOpened(int section, bool isOpen) {
+    if (isOpen) {
+        expanded_.insert(operationAt(section).id);
     } else {
-        expanded_.erase(operation.id);
+        expanded_.erase(operationAt(section).id);
     }
-    recount();
-    if (rows > 0) {
-        if (opens) {
-            endInsertRows();
-        } else {
-            endRemoveRows();
-        }
-    }
-    emit dataChanged(index(row), index(row), {IsOpenRole, SpokenTextRole});
-    emit operationsChanged();
 }
 
 void CleanupHistoryModel::expand(const UUID& operation) {
@@ -278,14 +230,16 @@ void CleanupHistoryModel::expand(const UUID& operation) {
                                     [&](const CleanupOperation& each) { return each.id == operation; });
     if (found == operations_.end()) {
         expanded_.insert(operation);  // it opens when it is read
-    } else if (!expanded_.contains(operation)) {
-        toggle(firstRows_[static_cast<std::size_t>(found - operations_.begin())]);
+    } else {
+        setOpen(static_cast<int>(found - operations_.begin()), true);
     }
 }
 
-QVariant CleanupHistoryModel::operationData(const CleanupOperation& operation, int role) const {
-    const bool isOpen = expanded_.contains(operation.id);
+QVariant CleanupHistoryModel::dataOfHeader(int section, int role) const {
+    const CleanupOperation& operation = operationAt(section);
     switch (role) {
+        case KindRole:
+            return Operation;
         case Qt::DisplayRole:
         case TitleRole:
             return text(operation.source);
@@ -293,81 +247,74 @@ QVariant CleanupHistoryModel::operationData(const CleanupOperation& operation, i
             return texts::dateAndTime(operation.finishedAt);
         case TextRole:
             return text(cleanup_texts::historyLine(operation));
-        case IsOpenRole:
-            return isOpen;
         case IsFailureRole:
             return !cleanup_texts::isComplete(operation);
         case CanLocateRole:
             return false;
         case SpokenTextRole:
             return QStringList{text(operation.source), texts::dateAndTime(operation.finishedAt),
-                               text(cleanup_texts::historyLine(operation)),
-                               isOpen ? QStringLiteral("open") : QStringLiteral("closed")}
+                               text(cleanup_texts::historyLine(operation)), openText(section)}
                 .join(QStringLiteral(", "));
         default:
             return {};
     }
 }
 
-QVariant CleanupHistoryModel::dataOfItem(const CleanupOperation& operation,
-                                         const CleanupOperation::Item& item, int role) const {
+QVariant CleanupHistoryModel::dataOfItem(int section, int item, int role) const {
+    const CleanupOperation& operation = operationAt(section);
+    const int help = helpRowsOf(section);
+    if (item < help) {
+        return dataOfHelp(role);
+    }
+    return dataOfRecord(operation, operation.items[static_cast<std::size_t>(item - help)], role);
+}
+
+QVariant CleanupHistoryModel::dataOfHelp(int role) const {
     switch (role) {
+        case KindRole:
+            return Help;
+        case TitleRole:
+        case SpokenTextRole:
+            return restoreHelp();
+        case IsFailureRole:
+        case CanLocateRole:
+            return false;
+        default:
+            return {};
+    }
+}
+
+QVariant CleanupHistoryModel::dataOfRecord(const CleanupOperation& operation,
+                                           const CleanupOperation::Item& item, int role) const {
+    const QString path = displayString(item.originalPath);
+    const QString outcome = text(cleanup_texts::itemOutcome(item, operation.permanent));
+    switch (role) {
+        case KindRole:
+            return Item;
         case Qt::DisplayRole:
         case TitleRole:
-            return displayString(item.originalPath);
+            return path;
         case TextRole:
-            return text(cleanup_texts::itemOutcome(item, operation.permanent));
-        case IsOpenRole:
-            return false;
+            return outcome;
         case IsFailureRole:
             return item.error.has_value();
         case CanLocateRole:
             return hasPlaceInTrash(item);
-        case SpokenTextRole: {
-            const QString outcome = text(cleanup_texts::itemOutcome(item, operation.permanent));
-            const QString path = displayString(item.originalPath);
-            return outcome.isEmpty() ? path : path + QStringLiteral(", ") + outcome;
-        }
-        default:
-            return {};
-    }
-}
-
-QVariant CleanupHistoryModel::data(const QModelIndex& index, int role) const {
-    const auto reference =
-        checkIndex(index, CheckIndexOption::IndexIsValid) ? referenceOf(index.row()) : std::nullopt;
-    if (!reference) {
-        return {};
-    }
-    if (role == KindRole) {
-        return reference->kind;
-    }
-    const CleanupOperation& operation = operations_[reference->operation];
-    switch (reference->kind) {
-        case Operation:
-            return operationData(operation, role);
-        case Item:
-            return dataOfItem(operation, operation.items[reference->item], role);
-        case Help:
-            break;
-    }
-    switch (role) {
-        case TitleRole:
         case SpokenTextRole:
-            return restoreHelp();
-        case IsOpenRole:
-        case IsFailureRole:
-        case CanLocateRole:
-            return false;
+            return outcome.isEmpty() ? path : path + QStringLiteral(", ") + outcome;
         default:
             return {};
     }
 }
 
-QHash<int, QByteArray> CleanupHistoryModel::roleNames() const {
-    return {{KindRole, "kind"},           {TitleRole, "title"},          {DateRole, "date"},
-            {TextRole, "text"},           {IsOpenRole, "isOpen"},        {IsFailureRole, "isFailure"},
-            {CanLocateRole, "canLocate"}, {SpokenTextRole, "spokenText"}};
+QHash<int, QByteArray> CleanupHistoryModel::rolesOfItsOwn() const {
+    return {{KindRole, "kind"},
+            {TitleRole, "title"},
+            {DateRole, "date"},
+            {TextRole, "text"},
+            {IsFailureRole, "isFailure"},
+            {CanLocateRole, "canLocate"},
+            {SpokenTextRole, "spokenText"}};
 }
 
 }  // namespace larkfold

@@ -1,18 +1,12 @@
 // The screen of past removals: the operations that the store holds, newest first, and below each open one its
 // items. It restores nothing: it tells where an item is and how to get it back.
 //
-// Rows are flat, so that a view makes only those in sight however many items an operation has. What the store
-// holds is read on a serial context, each time the screen appears and whenever the store tells of a change.
-// A failure leaves the rows as they are. Main thread only.
+// What the store holds is read on a serial context, each time the screen appears and whenever the store tells
+// of a change. A failure leaves the rows as they are. Main thread only.
 #pragma once
 
 #include <QtQml/qqmlregistration.h>
-#include <QAbstractListModel>
 #include <QString>
-#include <cstddef>
-#include <functional>
-#include <memory>
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -21,17 +15,18 @@
 #include "platform/SerialContext.h"
 #include "platform/UUID.h"
 #include "removal/CleanupOperation.h"
+#include "shell/kit/PathActions.h"
+#include "shell/kit/SectionListModel.h"
 
 namespace larkfold {
 
 class CleanupHistoryStore;
-class Desktop;
 
-class CleanupHistoryModel : public QAbstractListModel {
+// The base by its full name: the checker of the views knows it by no other.
+class CleanupHistoryModel : public larkfold::SectionListModel {
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("The window has the one there is.")
-    Q_PROPERTY(int count READ count NOTIFY operationsChanged)
     Q_PROPERTY(bool hasOperations READ hasOperations NOTIFY operationsChanged)
     // Nothing was read yet.
     Q_PROPERTY(bool isLoading READ isLoading NOTIFY stateChanged)
@@ -44,6 +39,8 @@ class CleanupHistoryModel : public QAbstractListModel {
     Q_PROPERTY(bool isUnreadable READ isUnreadable NOTIFY stateChanged)
     // Why a removal that was interrupted is missing here; empty where none is.
     Q_PROPERTY(QString journalProblem READ journalProblem NOTIFY stateChanged)
+    // What came of the last action on a row, where it is no failure.
+    Q_PROPERTY(QString notice READ notice NOTIFY noticeChanged)
     Q_PROPERTY(bool canClear READ canClear NOTIFY stateChanged)
     Q_PROPERTY(bool clearConfirmation READ clearConfirmation WRITE setClearConfirmation NOTIFY
                    clearConfirmationChanged)
@@ -54,11 +51,10 @@ public:
     enum Kind { Operation, Help, Item };
     Q_ENUM(Kind)
     enum Role {
-        KindRole = Qt::UserRole + 1,
-        TitleRole,   // the source, or the original path
-        DateRole,    // of an operation
-        TextRole,    // the line of figures, or what became of the item
-        IsOpenRole,  // of an operation
+        KindRole = FirstRoleOfItsOwn,
+        TitleRole,  // the source, or the original path
+        DateRole,   // of an operation
+        TextRole,   // the line of figures, or what became of the item
         IsFailureRole,
         CanLocateRole,  // of an item with a place in Trash
         SpokenTextRole,
@@ -70,14 +66,13 @@ public:
         NotificationCenter& notifications;
         CleanupHistoryStore& store;
         // Shows an item in the file manager; absent: the desktop's.
-        std::function<void(const std::string& path, std::function<void(bool)> done)> reveal = nullptr;
+        PathActions::Program reveal = nullptr;
     };
 
     explicit CleanupHistoryModel(Dependencies dependencies, QObject* parent = nullptr);
     ~CleanupHistoryModel() override;
 
     const std::vector<CleanupOperation>& operations() const { return operations_; }
-    int count() const { return rowCount(); }
     bool hasOperations() const { return !operations_.empty(); }
     bool isLoading() const { return !hasAnswer_; }
     bool isEmpty() const { return isRead_ && operations_.empty(); }
@@ -91,13 +86,9 @@ public:
 
     // The screen appears, or the user wants to try again.
     Q_INVOKABLE void load();
-    // Opens or closes the operation of a row; a row of an item does nothing.
-    Q_INVOKABLE void toggle(int row);
     bool isExpanded(const UUID& operation) const { return expanded_.contains(operation); }
     // Opens an operation as soon as it is there.
     void expand(const UUID& operation);
-    // The row of the operation that a row belongs to.
-    Q_INVOKABLE int operationRowOf(int row) const;
     // Selects the item in the file manager, where it still is.
     Q_INVOKABLE void locateInTrash(int row);
     // The second press of "Clear history".
@@ -106,48 +97,48 @@ public:
     QString journalProblem() const { return journalProblem_; }
     void setJournalProblem(const QString& sentences);
     Q_INVOKABLE void dismissJournalProblem() { setJournalProblem({}); }
-    Q_INVOKABLE void copyPath(int row) const;
-
-    int rowCount(const QModelIndex& parent = {}) const override;
-    QVariant data(const QModelIndex& index, int role) const override;
-    QHash<int, QByteArray> roleNames() const override;
+    // The original path of an item.
+    Q_INVOKABLE void copyPath(int row);
+    QString notice() const { return notice_; }
+    Q_INVOKABLE void dismissNotice() { setNotice({}); }
 
 signals:
     void operationsChanged();
+    void noticeChanged();
     void stateChanged();
     void clearConfirmationChanged();
 
-private:
-    struct RowReference {
-        std::size_t operation;
-        Kind kind;
-        std::size_t item;  // of an item
-    };
+protected:
+    QVariant dataOfHeader(int section, int role) const override;
+    QVariant dataOfItem(int section, int item, int role) const override;
+    QHash<int, QByteArray> rolesOfItsOwn() const override;
+    void noteOpened(int section, bool isOpen) override;
 
-    std::optional<RowReference> referenceOf(int row) const;
+private:
+    const CleanupOperation& operationAt(int section) const;
+    int helpRowsOf(int section) const;
     const CleanupOperation::Item* itemOf(int row) const;
-    int openRows(const CleanupOperation& operation) const;
-    void recount();
     void take(std::vector<CleanupOperation> operations);
     void setError(const QString& text, const QString& hint = {});
+    void setNotice(const QString& text);
     void failToRead(const std::exception_ptr& failure);
     void reveal(const std::string& path);
-    QVariant operationData(const CleanupOperation& operation, int role) const;
-    QVariant dataOfItem(const CleanupOperation& operation, const CleanupOperation::Item& item,
-                        int role) const;
+    QVariant dataOfHelp(int role) const;
+    QVariant dataOfRecord(const CleanupOperation& operation, const CleanupOperation::Item& item,
+                          int role) const;
 
     Dependencies dependencies_;
     std::vector<CleanupOperation> operations_;
-    std::vector<int> firstRows_;  // of each operation, and behind them the number of all rows
     std::set<UUID> expanded_;
     QString error_;
     QString errorHint_;
     QString journalProblem_;
+    QString notice_;
     bool hasAnswer_ = false;
     bool isRead_ = false;
     bool isUnreadable_ = false;
     bool clearConfirmation_ = false;
-    std::unique_ptr<Desktop> desktop_;  // made when first needed
+    PathActions actions_;
     NotificationCenter::Observation observation_;
     SerialContext context_;
     Run loadRun_;

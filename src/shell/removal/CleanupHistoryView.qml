@@ -13,6 +13,9 @@ T.Control {
     required property CleanupHistoryTab tab
     readonly property CleanupHistoryModel history: tab.history
 
+    // There are no rows beside which a failure could be told.
+    readonly property bool showsFailure: history.isUnreadable && !history.hasOperations
+
     Toolbar {
         id: toolbar
         anchors.left: parent.left
@@ -63,7 +66,7 @@ T.Control {
         }
 
         InlineMessage {
-            visible: page.history.error.length > 0
+            visible: page.history.error.length > 0 && !page.showsFailure
             Layout.fillWidth: true
             Layout.leftMargin: Theme.space5
             Layout.rightMargin: Theme.space5
@@ -90,80 +93,23 @@ T.Control {
             Layout.fillWidth: true
             Layout.fillHeight: true
 
-            ListView {
+            SectionList {
                 id: list
                 objectName: "historyList"
 
-                // Whether the keyboard moved the current row last: only then it needs a ring.
-                property bool followsKeyboard: true
-                readonly property int rowsPerPage: Math.max(1, Math.floor(height / (56 * Theme.typeScale)))
-
                 anchors.fill: parent
-                visible: count > 0
-                focus: true
-                activeFocusOnTab: true
-                clip: true
-                reuseItems: true
-                model: page.history
-                boundsBehavior: Flickable.StopAtBounds
-                keyNavigationEnabled: false
-                highlightFollowsCurrentItem: false
-                currentIndex: 0
-                T.ScrollBar.vertical: AppScrollBar {}
-                Accessible.role: Accessible.List
+                sections: page.history
+                usualRowHeight: 56 * Theme.typeScale
                 Accessible.name: qsTr("Cleanup operations")
+                onActivated: row => page.history.locateInTrash(row)
+                onCurrentIndexChanged: page.history.dismissNotice()
 
-                function moveTo(row: int) {
-                    followsKeyboard = true;
-                    currentIndex = Math.max(0, Math.min(count - 1, row));
-                    positionViewAtIndex(currentIndex, ListView.Contain);
-                }
-
-                function choose(row: int) {
-                    forceActiveFocus(Qt.MouseFocusReason);
-                    followsKeyboard = false;
-                    currentIndex = row;
-                }
-
-                // An operation opens or closes; of an item the place in Trash is shown.
-                function activate(row: int) {
-                    currentIndex = row;
-                    page.history.toggle(row);
-                    page.history.locateInTrash(row);
-                }
-
-                onActiveFocusChanged: followsKeyboard = true
-
-                Keys.onUpPressed: moveTo(currentIndex - 1)
-                Keys.onDownPressed: moveTo(currentIndex + 1)
-                Keys.onReturnPressed: activate(currentIndex)
-                Keys.onEnterPressed: activate(currentIndex)
-                Keys.onSpacePressed: activate(currentIndex)
-                Keys.onRightPressed: {
-                    if (!(currentItem as CleanupHistoryRow)?.isOpen) {
-                        page.history.toggle(currentIndex);
-                    }
-                }
-                Keys.onLeftPressed: {
-                    moveTo(page.history.operationRowOf(currentIndex));
-                    if ((currentItem as CleanupHistoryRow)?.isOpen) {
-                        page.history.toggle(currentIndex);
-                    }
-                }
                 Keys.onPressed: event => {
                     event.accepted = true;
                     if (event.matches(StandardKey.Copy)) {
                         page.history.copyPath(currentIndex);
-                    } else if (event.key === Qt.Key_PageUp) {
-                        moveTo(currentIndex - rowsPerPage);
-                    } else if (event.key === Qt.Key_PageDown) {
-                        moveTo(currentIndex + rowsPerPage);
-                    } else if (event.key === Qt.Key_Home) {
-                        moveTo(0);
-                    } else if (event.key === Qt.Key_End) {
-                        moveTo(count - 1);
                     } else {
-                        event.accepted = false;
+                        event.accepted = takeKey(event);
                     }
                 }
 
@@ -185,20 +131,26 @@ T.Control {
                 title: qsTr("No cleanup operations yet")
                 text: qsTr("What you remove with Larkfold is listed here, with the place where it is now.")
             }
-            EmptyState {
+            ErrorState {
                 anchors.fill: parent
-                visible: page.history.isUnreadable && !page.history.hasOperations
-                iconName: "warning"
+                visible: page.showsFailure
                 title: qsTr("The history cannot be shown")
+                reason: page.history.error
+                unharmed: page.history.errorHint
                 actionText: qsTr("Try Again")
                 onTriggered: page.history.load()
             }
-            AppProgressBar {
-                anchors.centerIn: parent
+            ProgressPage {
+                anchors.fill: parent
                 visible: page.history.isLoading
-                indeterminate: true
-                Accessible.name: qsTr("Reading the history")
+                text: qsTr("Reading the history…")
             }
+        }
+
+        ListNotice {
+            Layout.fillWidth: true
+            text: page.history.notice
+            onDismissed: page.history.dismissNotice()
         }
     }
 }

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <QAbstractItemModelTester>
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QSignalSpy>
 #include <QTest>
 #include <memory>
@@ -53,8 +55,8 @@ protected:
         model.load();
         ASSERT_TRUE(answered.wait(20'000));
     }
-    QString text(int row, Model::Role role) const { return model.data(model.index(row), role).toString(); }
-    bool flag(int row, Model::Role role) const { return model.data(model.index(row), role).toBool(); }
+    QString text(int row, int role) const { return model.data(model.index(row), role).toString(); }
+    bool flag(int row, int role) const { return model.data(model.index(row), role).toBool(); }
     int kind(int row) const { return model.data(model.index(row), Model::KindRole).toInt(); }
     bool hasError(const QString& error) {
         return QTest::qWaitFor([&] { return model.error() == error; }, 60'000);
@@ -111,7 +113,7 @@ TEST_F(CleanupHistoryModelTest, anOperationIsOneRowUntilItIsOpened) {
     EXPECT_FALSE(flag(3, Model::CanLocateRole));
     EXPECT_EQ(text(4, Model::TextRole), "Trash location: /trash/second");
     EXPECT_TRUE(flag(4, Model::CanLocateRole));
-    EXPECT_EQ(model.operationRowOf(4), 1);
+    EXPECT_EQ(model.headerRowOf(4), 1);
 
     model.toggle(4);  // an item has nothing to open
     EXPECT_EQ(model.count(), 5);
@@ -163,7 +165,7 @@ TEST_F(CleanupHistoryModelTest, anOperationOfTenThousandItemsIsRowsAndNoMore) {
     model.toggle(1);
     ASSERT_EQ(model.count(), 10'003);
     EXPECT_EQ(text(10'002, Model::TitleRole), "/home/a/9999");
-    EXPECT_EQ(model.operationRowOf(10'002), 1);
+    EXPECT_EQ(model.headerRowOf(10'002), 1);
 }
 
 TEST_F(CleanupHistoryModelTest, aHistoryThatCannotBeReadIsToldAndTheRowsStay) {
@@ -268,6 +270,21 @@ TEST_F(CleanupHistoryModelTest, withoutAFileManagerThePlaceIsTold) {
     model.locateInTrash(2);
     EXPECT_TRUE(
         QTest::qWaitFor([&] { return model.error().contains(QString::fromStdString(inside)); }, 60'000));
+}
+
+TEST_F(CleanupHistoryModelTest, whatIsCopiedIsTheOriginalPathAndIsTold) {
+    store.append(operation({failed("/home/a/x", "It stayed.")}));
+    load();
+    model.toggle(0);
+    QGuiApplication::clipboard()->setText("untouched");
+    model.copyPath(0);
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), "untouched");
+    EXPECT_TRUE(model.notice().startsWith("Only an item has a path")) << model.notice().toStdString();
+    model.copyPath(1);
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), "/home/a/x");
+    EXPECT_EQ(model.notice(), "The path was copied.");
+    model.dismissNotice();
+    EXPECT_EQ(model.notice(), "");
 }
 
 TEST(CleanupResultPresenter, showsTheLatestUntilItIsClosed) {
