@@ -5,7 +5,7 @@
 #include <array>
 #include <exception>
 
-#include "shell/app/ShellTexts.h"
+#include "shell/kit/FigureTexts.h"
 
 namespace larkfold {
 
@@ -27,6 +27,10 @@ constexpr std::array kDuplicateSizes{
     Choice{.title = "100 KB", .bytes = 102'400},   Choice{.title = "1 MB", .bytes = 1'048'576},
     Choice{.title = "10 MB", .bytes = 10'485'760},
 };
+
+QString settingNotSaved(const QString& reason) {
+    return QStringLiteral("The setting could not be saved and holds until you quit Larkfold. %1").arg(reason);
+}
 
 }  // namespace
 
@@ -100,7 +104,7 @@ void Settings::readAgain() {
 }
 
 void Settings::noteWritten(const QString& problem) {
-    setErrorText(problem.isEmpty() ? QString() : texts::settingNotSaved(problem));
+    setErrorText(problem.isEmpty() ? QString() : settingNotSaved(problem));
 }
 
 void Settings::save(const std::function<void()>& write) {

@@ -11,7 +11,7 @@
 #include "disk/DiskScannerViewModel.h"
 #include "platform/Path.h"
 #include "platform/qt/PathText.h"
-#include "shell/app/ShellTexts.h"
+#include "shell/disk/DiskSpaceTexts.h"
 
 namespace larkfold {
 

@@ -7,7 +7,7 @@
 
 #include "platform/Bookmark.h"
 #include "platform/qt/PathText.h"
-#include "shell/app/ShellTexts.h"
+#include "shell/disk/DiskSpaceTexts.h"
 
 namespace larkfold {
 

@@ -10,7 +10,7 @@
 #include "disk/DiskScannerViewModel.h"
 #include "disk/ScanHistoryManager.h"
 #include "platform/qt/PathText.h"
-#include "shell/app/ShellTexts.h"
+#include "shell/disk/DiskSpaceTexts.h"
 #include "shell/disk/RecentScansTexts.h"
 #include "shell/kit/DateTexts.h"
 #include "shell/kit/FigureTexts.h"

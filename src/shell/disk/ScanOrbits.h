@@ -1,8 +1,8 @@
 // The picture of a scan at work: bodies drift inwards and gather into the rings that the map will have.
 //
 // One small picture painted on the processor, so that it looks and costs the same with and without a graphics
-// card: two dozen bodies with short tails and five rings, 25 times a second. Its pace follows `activity`. With
-// `still` it moves not at all. Main thread only, like every item.
+// card: two dozen bodies with short tails and five rings, 25 times a second. Its pace follows `activity`.
+// With `still` it moves not at all. Main thread only, like every item.
 #pragma once
 
 #include <QtQml/qqmlregistration.h>

@@ -8,7 +8,6 @@
 
 #include "platform/Error.h"
 #include "platform/FileIdentity.h"
-#include "platform/Path.h"
 #include "platform/qt/PathText.h"
 #include "removal/CleanupHistoryStore.h"
 #include "removal/CleanupTexts.h"
@@ -276,6 +275,8 @@ QVariant CleanupHistoryModel::dataOfHelp(int role) const {
         case TitleRole:
         case SpokenTextRole:
             return restoreHelp();
+        case TextRole:
+            return QString();
         case IsFailureRole:
         case CanLocateRole:
             return false;

@@ -16,25 +16,9 @@ constexpr std::chrono::milliseconds kInterval{100};
 }  // namespace
 
 RemovalProgressPresenter::RemovalProgressPresenter(int tab, RemovalRun& run, QObject* parent)
-    : QObject(parent), tab_(tab), run_(run) {
-    timer_.setInterval(kInterval);
-    timer_.setSingleShot(true);
-    connect(&timer_, &QTimer::timeout, this, &RemovalProgressPresenter::passOn);
+    : QObject(parent), tab_(tab), run_(run), progress_(kInterval, [this] { emit changed(); }) {
     connect(&run_, &RemovalRun::stateChanged, this, &RemovalProgressPresenter::changed);
-    connect(&run_, &RemovalRun::progressChanged, this, [this] {
-        hasNews_ = true;
-        if (!timer_.isActive()) {
-            passOn();
-        }
-    });
-}
-
-void RemovalProgressPresenter::passOn() {
-    if (hasNews_) {
-        hasNews_ = false;
-        timer_.start();
-        emit changed();
-    }
+    connect(&run_, &RemovalRun::progressChanged, this, [this] { progress_.note(); });
 }
 
 bool RemovalProgressPresenter::isRunning() const {

@@ -4,7 +4,8 @@
 #include <QtQml/qqmlregistration.h>
 #include <QObject>
 #include <QString>
-#include <QTimer>
+
+#include "shell/kit/Throttle.h"
 
 namespace larkfold {
 
@@ -37,12 +38,9 @@ signals:
     void changed();
 
 private:
-    void passOn();
-
     int tab_;
     RemovalRun& run_;
-    QTimer timer_;
-    bool hasNews_ = false;
+    Throttle progress_;
 };
 
 }  // namespace larkfold

@@ -11,8 +11,8 @@
 #include "platform/ByteCountFormatter.h"
 #include "platform/UserDefaults.h"
 #include "platform/qt/EventLoopQueue.h"
-#include "shell/app/ShellTexts.h"
 #include "shell/disk/DiskSpacePresenter.h"
+#include "shell/disk/DiskSpaceTexts.h"
 #include "support/TemporaryTree.h"
 
 namespace larkfold {
@@ -67,7 +67,7 @@ TEST_F(PresenterTest, theStatusLineGivesTotalFilesAndFolders) {
     EXPECT_EQ(presenter_.path(), QString::fromStdString(tree_.path("home")));
 }
 
-TEST(ShellTexts, groupsAndCountsInWholePhrases) {
+TEST(DiskSpaceTexts, groupsAndCountsInWholePhrases) {
     EXPECT_EQ(texts::counts(1, 1), "in 1 file, 1 folder");
     EXPECT_EQ(texts::unreadable(1), "1 place could not be read");
     EXPECT_EQ(texts::unreadable(12), "12 places could not be read");

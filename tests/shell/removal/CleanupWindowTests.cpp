@@ -15,8 +15,8 @@
 #include "platform/StandardFolders.h"
 #include "removal/CleanupHistoryStore.h"
 #include "removal/RemovalJournalContent.h"
-#include "shell/app/ShellTexts.h"
 #include "shell/app/WindowFixture.h"
+#include "shell/disk/DiskSpaceTexts.h"
 #include "support/GateThatTells.h"
 
 Q_IMPORT_QML_PLUGIN(Larkfold_ShellPlugin)

@@ -1,4 +1,4 @@
-#include "shell/app/ShellTexts.h"
+#include "shell/disk/DiskSpaceTexts.h"
 
 #include <algorithm>
 
@@ -113,10 +113,6 @@ QString firstOf(const std::vector<std::string>& lines, std::size_t most) {
                     .arg(grouped(static_cast<std::int64_t>(lines.size() - shown)));
     }
     return text;
-}
-
-QString settingNotSaved(const QString& reason) {
-    return QStringLiteral("The setting could not be saved and holds until you quit Larkfold. %1").arg(reason);
 }
 
 QString dropFailed() {

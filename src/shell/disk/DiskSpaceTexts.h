@@ -1,4 +1,4 @@
-// The sentences that this folder makes out of figures. Main thread only; figures follow the user's locale.
+// The sentences of the disk tab. Main thread only; figures follow the user's locale.
 #pragma once
 
 #include <QString>
@@ -17,7 +17,7 @@ QString counts(std::int64_t files, std::int64_t directories);  // "in 1,284,117 
 QString unreadable(std::int64_t places);                       // "12 places could not be read"
 QString hiddenLeftOut(std::int64_t items);                     // "318 hidden items left out"
 QString marked(std::int64_t items, std::int64_t bytes);        // "3 items, 4.2 GB marked"
-QString hiddenLeftOut();                                       // of a saved scan, which does not tell how many
+QString hiddenLeftOut();  // of a saved scan, which does not tell how many
 QString openingSavedScan();
 QString changedFolders(std::int64_t folders);  // "Changed folders (3)"
 QString refreshing();
@@ -34,7 +34,6 @@ QString removalFailedHint();
 QString recordMissingHint();
 // The first lines, and "and 12 more, see the history".
 QString firstOf(const std::vector<std::string>& lines, std::size_t most);
-QString settingNotSaved(const QString& reason);
 QString dropFailed();  // "Larkfold couldn’t access that location."
 
 }  // namespace larkfold::texts
