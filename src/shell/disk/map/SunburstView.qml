@@ -91,6 +91,7 @@ FocusScope {
         anchors.bottom: parent.bottom
         icon.name: "legend"
         text: qsTr("Show color legend")
+        toolTip: view.showLegend ? "" : text  // it would cover the legend
         checkable: true
         checked: view.showLegend
         onToggled: view.showLegend = checked
