@@ -116,11 +116,15 @@ void DiskScannerViewModel::setSkipHiddenFiles(bool skip) {
     if (skip == skipHiddenFiles()) {
         return;
     }
-    try {
-        dependencies_.defaults.setBool("skipHiddenFiles", skip);
-    } catch (const Error& failure) {
-        setError(failure.description());  // it holds for this run all the same
-    }
+    dependencies_.defaults.setBool("skipHiddenFiles", skip);
+    skipHiddenFilesSave_ = dependencies_.defaults.observeSaves([this](const UserDefaults::Save& save) {
+        if (std::ranges::find(save.keys, "skipHiddenFiles") != save.keys.end()) {
+            if (save.problem) {
+                setError(*save.problem);  // it holds for this run all the same
+            }
+            skipHiddenFilesSave_ = {};
+        }
+    });
     emit skipHiddenFilesChanged();
 }
 

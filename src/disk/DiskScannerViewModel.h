@@ -272,6 +272,7 @@ private:
 
     Dependencies dependencies_;
     std::optional<ScanResult> scanResult_;
+    UserDefaults::Observation skipHiddenFilesSave_;  // from a change here until what came of its save
     bool isScanning_ = false;
     ScanProgress progress_;
     std::optional<DiskFailure> failure_;

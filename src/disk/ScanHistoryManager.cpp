@@ -14,8 +14,8 @@ namespace larkfold {
 namespace {
 
 // One line of the log; what the user has called a folder cannot break it.
-void log(const std::string& what, const Error& error) {
-    std::cerr << "Failed to " << what << ": " << error.description() << '\n';
+void log(const std::string& what, const std::string& why) {
+    std::cerr << "Failed to " << what << ": " << why << '\n';
 }
 
 // What was stored, as the list may be: each root and each id once, no more than the limit.
@@ -35,7 +35,20 @@ std::vector<ScanHistoryEntry> inOrder(std::vector<ScanHistoryEntry> stored) {
 }  // namespace
 
 ScanHistoryManager::ScanHistoryManager(UserDefaults& defaults, MainQueue& mainQueue, QObject* parent)
-    : QObject(parent), defaults_(defaults), context_(mainQueue, "scan-history") {
+    : QObject(parent),
+      defaults_(defaults),
+      saves_(defaults.observeSaves([](const UserDefaults::Save& save) {
+          if (save.problem && std::ranges::find(save.keys, historyKey) != save.keys.end()) {
+              log("save scan history", *save.problem);
+          }
+      })),
+      changes_(defaults.observeChanges([this](const std::vector<std::string>& keys) {
+          if (std::ranges::find(keys, historyKey) != keys.end()) {
+              load();
+              emit historyChanged();
+          }
+      })),
+      context_(mainQueue, "scan-history") {
     load();
 }
 
@@ -99,7 +112,7 @@ std::optional<ResolvedScanLocation> ScanHistoryManager::take(const ScanHistoryEn
         }
         return std::move(answer.location);
     } catch (const Error& error) {
-        log("resolve scan history bookmark for " + displayText(entry.rootPath), error);
+        log("resolve scan history bookmark for " + displayText(entry.rootPath), error.description());
         return std::nullopt;
     }
 }
@@ -140,7 +153,7 @@ void ScanHistoryManager::load() {
     try {
         history_ = inOrder(decodedScanHistory(*stored));
     } catch (const Error& error) {
-        log("load scan history", error);
+        log("load scan history", error.description());
     }
 }
 
@@ -148,7 +161,7 @@ void ScanHistoryManager::save() {
     try {
         defaults_.setData(historyKey, encodedScanHistory(history_));
     } catch (const Error& error) {
-        log("save scan history", error);
+        log("save scan history", error.description());
     }
 }
 

@@ -79,6 +79,8 @@ private:
     void updateBookmark(const std::string& data, const UUID& id);
 
     UserDefaults& defaults_;
+    UserDefaults::Observation saves_;
+    UserDefaults::Observation changes_;
     std::vector<ScanHistoryEntry> history_;
     SerialContext context_;
     Run resolveRun_;  // last: its end drops the work before anything that it reports to

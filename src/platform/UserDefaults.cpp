@@ -1,11 +1,16 @@
 #include "platform/UserDefaults.h"
 
 #include <cerrno>
+#include <exception>
+#include <map>
+#include <stop_token>
+#include <utility>
 
 #include "platform/Base64.h"
 #include "platform/Error.h"
 #include "platform/OwnFiles.h"
 #include "platform/Path.h"
+#include "platform/SerialContext.h"
 #include "platform/StandardFolders.h"
 #include "platform/StoredJson.h"
 #include "platform/UTF8.h"
@@ -21,73 +26,236 @@ constexpr int deepestNesting = 100;
 // So many damaged files are kept beside each other before saving fails: somebody should have looked by then.
 constexpr int mostDamagedFiles = 100;
 
+constexpr std::string_view saved = "saved";
+constexpr std::string_view changed = "changed";
+
+// Keys and what they are set to; nothing: the key is removed.
+using Changes = std::map<std::string, std::optional<nlohmann::json>>;
+
+void applyChanges(const Changes& changes, nlohmann::json& values) {
+    for (const auto& [key, value] : changes) {
+        if (value) {
+            values[key] = *value;
+        } else {
+            values.erase(key);
+        }
+    }
+}
+
+// --- The file
+
+struct Content {
+    // `damaged`: it could not be read or understood. It is set aside before something else takes its place.
+    enum class State { missing, whole, damaged };
+    State state = State::missing;
+    nlohmann::json values = nlohmann::json::object();
+};
+
+Content read(const std::string& file) {
+    try {
+        if (!own_files::exists(file)) {
+            return {};
+        }
+        auto object = stored_json::parsed(own_files::readFile(file, largestFile), deepestNesting);
+        if (object && object->is_object()) {
+            return {.state = Content::State::whole, .values = std::move(*object)};
+        }
+    } catch (const SystemError&) {
+        // Counts as empty, like the rest that cannot be understood.
+    }
+    return {.state = Content::State::damaged};
+}
+
+void setDamagedAside(const std::string& file) {
+    for (int number = 1;; ++number) {
+        const std::string place = file + ".damaged" + (number == 1 ? "" : "-" + std::to_string(number));
+        try {
+            own_files::moveAside(file, place);
+            return;
+        } catch (const SystemError& error) {
+            if (error.code() == ENOENT) {
+                return;  // it has gone by itself
+            }
+            if (error.code() != EEXIST || number == mostDamagedFiles) {
+                throw;
+            }
+        }
+    }
+}
+
+// What one attempt to save has to do, and what came of it. The thread that makes the attempt has it for
+// itself until it has ended.
+struct Attempt {
+    std::string file;
+    std::chrono::milliseconds longestWait;
+    nlohmann::json known;  // all that holds here
+    Changes changes;       // what of it was changed here
+
+    bool hasEnded = false;
+    std::optional<nlohmann::json> inFile;  // all that the file holds then
+    std::optional<std::string> problem;
+
+    void make(const std::stop_token& stop) {
+        try {
+            inFile = save(stop);
+            hasEnded = true;
+        } catch (const CancellationError&) {
+            // The wait for the lock was broken off: `flush` makes the next attempt.
+        } catch (const std::exception& error) {
+            fail(error.what());
+        }
+    }
+    void fail(std::string why) {
+        problem = std::move(why);
+        hasEnded = true;
+    }
+
+private:
+    nlohmann::json save(const std::stop_token& stop) const {
+        own_files::createFolders(std::string(parentPath(file)));
+        const own_files::FileLock lock(file, longestWait, stop);
+        Content content = read(file);
+        nlohmann::json values = content.state == Content::State::whole ? content.values : known;
+        applyChanges(changes, values);
+        if (content.state == Content::State::whole && values == content.values) {
+            return values;  // it stands there already
+        }
+        if (content.state == Content::State::damaged) {
+            setDamagedAside(file);
+        }
+        own_files::writeFile(file, values.dump(2) + "\n");
+        return values;
+    }
+};
+
 }  // namespace
 
 struct UserDefaults::Impl {
+    // Constant after construction.
     std::string file;
-    nlohmann::json values = nlohmann::json::object();
-    // The file could not be read or understood: it is set aside before something else takes its place.
-    bool isDamaged = false;
+    MainQueue& mainQueue;
+    std::chrono::milliseconds longestWait;
 
-    void read() {
-        try {
-            if (!own_files::exists(file)) {
-                return;
-            }
-            auto object = stored_json::parsed(own_files::readFile(file, largestFile), deepestNesting);
-            if (object && object->is_object()) {
-                values = std::move(*object);
-                return;
-            }
-        } catch (const SystemError&) {
-            // Counts as empty, like the rest that cannot be understood.
-        }
-        isDamaged = true;
-    }
+    nlohmann::json values = nlohmann::json::object();  // as they hold here
+    Changes unsaved;                                   // made here, and not known to stand in the file
+    std::shared_ptr<Attempt> attempt;                  // under way; null while none is
+    bool changedMeanwhile = false;                     // since it began
 
-    void setDamagedAside() {
-        for (int number = 1;; ++number) {
-            const std::string place = file + ".damaged" + (number == 1 ? "" : "-" + std::to_string(number));
-            try {
-                own_files::moveAside(file, place);
-                return;
-            } catch (const SystemError& error) {
-                if (error.code() == ENOENT) {
-                    return;  // it has gone by itself
-                }
-                if (error.code() != EEXIST || number == mostDamagedFiles) {
-                    throw;
-                }
-            }
-        }
-    }
+    NotificationCenter observers;
+    Save save;                         // what the observers of saves are told
+    std::vector<std::string> foreign;  // what the observers of changes are told
 
-    void save() {
-        if (isDamaged) {
-            setDamagedAside();
-            isDamaged = false;
-        }
-        own_files::writeFile(file, values.dump(2) + "\n");
-    }
+    std::unique_ptr<SerialContext> context;  // made for the first save, and after each `flush`
+    Run run;
+
+    Impl(std::string path, MainQueue& queue, std::chrono::milliseconds wait)
+        : file(std::move(path)), mainQueue(queue), longestWait(wait), values(read(file).values) {}
 
     const nlohmann::json* find(std::string_view key) const {
         const auto value = values.find(std::string(key));
         return value == values.end() ? nullptr : &*value;
     }
 
-    template <typename Value>
-    void set(std::string_view key, Value value) {
-        values[utf8::repaired(key)] = std::move(value);
-        save();
+    void change(std::string key, std::optional<nlohmann::json> value) {
+        const Changes::iterator place = unsaved.insert_or_assign(std::move(key), std::move(value)).first;
+        applyChanges({*place}, values);
+        if (attempt) {
+            changedMeanwhile = true;
+        } else {
+            begin();
+        }
+    }
+
+    std::shared_ptr<Attempt> nextAttempt() {
+        changedMeanwhile = false;
+        attempt = std::make_shared<Attempt>();
+        attempt->file = file;
+        attempt->longestWait = longestWait;
+        attempt->known = values;
+        attempt->changes = unsaved;
+        return attempt;
+    }
+
+    void begin() {
+        if (!context) {
+            context = std::make_unique<SerialContext>(mainQueue, "user-defaults");
+        }
+        run = context->run<bool>(
+            [next = nextAttempt()](std::stop_token stop) {
+                next->make(stop);
+                return true;
+            },
+            [this](Outcome<bool> outcome) {
+                try {
+                    outcome.get();
+                } catch (const std::exception& refusal) {
+                    attempt->fail(refusal.what());  // there was no thread for it
+                }
+                end();
+                if (changedMeanwhile && !attempt) {
+                    begin();
+                }
+            });
+    }
+
+    // Takes over what came of the attempt.
+    void end() {
+        const std::shared_ptr<Attempt> ended = std::exchange(attempt, nullptr);
+        foreign.clear();
+        if (ended->inFile) {
+            std::erase_if(unsaved, [&](const auto& change) {
+                const auto done = ended->changes.find(change.first);
+                return done != ended->changes.end() && done->second == change.second;
+            });
+            takeOver(std::move(*ended->inFile));
+        }
+        save = {.keys = {}, .problem = ended->problem};
+        for (const auto& [key, value] : ended->changes) {
+            save.keys.push_back(key);
+        }
+        observers.post(saved);
+        if (!foreign.empty()) {
+            observers.post(changed);
+        }
+    }
+
+    // What the file holds holds here too, but for what was changed here since.
+    void takeOver(nlohmann::json inFile) {
+        applyChanges(unsaved, inFile);
+        for (const auto& [key, value] : inFile.items()) {
+            if (const nlohmann::json* known = find(key); known == nullptr || *known != value) {
+                foreign.push_back(key);
+            }
+        }
+        for (const auto& [key, value] : values.items()) {
+            if (!inFile.contains(key)) {
+                foreign.push_back(key);
+            }
+        }
+        values = std::move(inFile);
+    }
+
+    bool flush() {
+        run.drop();
+        context.reset();  // breaks off a wait for the lock, and lets a write end
+        if (attempt && attempt->hasEnded) {
+            end();
+        }
+        attempt = nullptr;
+        if (!unsaved.empty()) {
+            nextAttempt()->make({});
+            end();
+        }
+        return unsaved.empty();
     }
 };
 
-UserDefaults::UserDefaults(std::string file) : impl_(std::make_unique<Impl>()) {
-    impl_->file = std::move(file);
-    impl_->read();
-}
+UserDefaults::UserDefaults(std::string file, MainQueue& mainQueue, std::chrono::milliseconds longestWait)
+    : impl_(std::make_unique<Impl>(std::move(file), mainQueue, longestWait)) {}
 
-UserDefaults::~UserDefaults() = default;
+UserDefaults::~UserDefaults() {
+    flush();
+}
 
 std::string UserDefaults::standardFile() {
     return joinedPath(configurationDirectory(), "Larkfold/settings.json");
@@ -114,25 +282,39 @@ std::optional<std::string> UserDefaults::dataForKey(std::string_view key) const 
 }
 
 void UserDefaults::setBool(std::string_view key, bool value) {
-    impl_->set(key, value);
+    impl_->change(utf8::repaired(key), nlohmann::json(value));
 }
 
 void UserDefaults::setInteger(std::string_view key, std::int64_t value) {
-    impl_->set(key, value);
+    impl_->change(utf8::repaired(key), nlohmann::json(value));
 }
 
 void UserDefaults::setString(std::string_view key, std::string_view value) {
-    impl_->set(key, utf8::repaired(value));
+    impl_->change(utf8::repaired(key), nlohmann::json(utf8::repaired(value)));
 }
 
 void UserDefaults::setData(std::string_view key, std::string_view bytes) {
-    impl_->set(key, base64Encoded(bytes));
+    impl_->change(utf8::repaired(key), nlohmann::json(base64Encoded(bytes)));
 }
 
 void UserDefaults::remove(std::string_view key) {
-    if (impl_->values.erase(std::string(key)) > 0) {
-        impl_->save();
-    }
+    impl_->change(utf8::repaired(key), std::nullopt);
+}
+
+bool UserDefaults::flush() {
+    return impl_->flush();
+}
+
+UserDefaults::Observation UserDefaults::observeSaves(std::function<void(const Save&)> observer) {
+    return impl_->observers.observe(
+        std::string(saved), [impl = impl_.get(), observer = std::move(observer)] { observer(impl->save); });
+}
+
+UserDefaults::Observation UserDefaults::observeChanges(
+    std::function<void(const std::vector<std::string>&)> observer) {
+    return impl_->observers.observe(
+        std::string(changed),
+        [impl = impl_.get(), observer = std::move(observer)] { observer(impl->foreign); });
 }
 
 }  // namespace larkfold

@@ -26,7 +26,7 @@ struct DiskDriver {
             static QCoreApplication application(count, arguments);
         }
         events = std::make_unique<EventLoopQueue>();
-        defaults = std::make_unique<UserDefaults>(store.path("settings.json"));
+        defaults = std::make_unique<UserDefaults>(store.path("settings.json"), events->queue());
     }
 
     // Where the index of these drivers lies.

@@ -47,7 +47,7 @@ protected:
     DiskScannerViewModelTest() {
         makeApplication();
         events = std::make_unique<EventLoopQueue>();
-        defaults = std::make_unique<UserDefaults>(store.path("settings.json"));
+        defaults = std::make_unique<UserDefaults>(store.path("settings.json"), events->queue());
         driver = std::make_unique<DiskScannerViewModel>(
             DiskScannerViewModel::Dependencies{events->queue(), *defaults, &chooser, index()});
     }
@@ -333,7 +333,7 @@ TEST_F(DiskScannerViewModelTest, aFolderChosenByAnOrdinaryUserThatCannotBeReadIs
         own.file("closed/file");
         ASSERT_EQ(::chmod(own.path("closed").c_str(), 0), 0);
         EventLoopQueue queue;
-        UserDefaults settings(home + "/settings.json");
+        UserDefaults settings(home + "/settings.json", queue.queue());
         DiskScannerViewModel model({queue.queue(), settings, nullptr, home + "/index.sqlite"});
         QSignalSpy ended(&model, &DiskScannerViewModel::isScanningChanged);
         model.scanFolder(own.path("closed"));

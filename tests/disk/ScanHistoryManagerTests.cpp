@@ -91,13 +91,17 @@ protected:
     // As after a restart of the program.
     void start() {
         manager.reset();
-        defaults = std::make_unique<UserDefaults>(place.path("settings.json"));
+        defaults.reset();  // saves what is not saved yet
+        defaults = std::make_unique<UserDefaults>(place.path("settings.json"), loop.queue());
         manager = std::make_unique<ScanHistoryManager>(*defaults, loop.queue());
         changes = 0;
         QObject::connect(manager.get(), &ScanHistoryManager::historyChanged, [this] { ++changes; });
     }
     void startWith(std::string_view stored) {
-        UserDefaults(place.path("settings.json")).setData(ScanHistoryManager::historyKey, stored);
+        manager.reset();
+        defaults.reset();
+        UserDefaults(place.path("settings.json"), loop.queue())
+            .setData(ScanHistoryManager::historyKey, stored);
         start();
     }
     std::string logOf(const std::function<void()>& work) {
@@ -373,8 +377,9 @@ TEST_F(ScanHistoryManagerTest, whatIsUnknownOrNullWhereItMayBeAbsent_isLeftAside
 void expectDamaged(const std::string& json) {
     const TemporaryTree place;
     TestMainLoop loop;
-    UserDefaults defaults(place.path("settings.json"));
+    UserDefaults defaults(place.path("settings.json"), loop.queue());
     defaults.setData("ScanHistory", json);
+    ASSERT_TRUE(defaults.flush());
     const std::string file = contentOf(place.path("settings.json"));
     testing::internal::CaptureStderr();
     ScanHistoryManager manager(defaults, loop.queue());
@@ -382,6 +387,7 @@ void expectDamaged(const std::string& json) {
     EXPECT_THAT(manager.history(), IsEmpty()) << json;
     EXPECT_THAT(log, StartsWith("Failed to load scan history: ")) << json;
     EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
+    EXPECT_TRUE(defaults.flush());
     EXPECT_EQ(contentOf(place.path("settings.json")), file) << json;
     manager.add(result("/new"), std::nullopt);
     EXPECT_EQ(decodedScanHistory(defaults.dataForKey("ScanHistory").value_or("")), manager.history());
@@ -474,11 +480,9 @@ TEST(ScanHistoryFormTest, everyFlippedBit_givesNoListOrAWholeOne) {
 TEST(ScanHistoryFormTest, everyFlippedBitOfTheSettings_givesAnEmptyListOrAWholeOne) {
     const TemporaryTree place;
     const std::string file = place.path("settings.json");
-    {
-        UserDefaults(file).setData("ScanHistory", encodedScanHistory({everyKind()[1]}));
-    }
-    const std::string whole = contentOf(file);
     TestMainLoop loop;
+    UserDefaults(file, loop.queue()).setData("ScanHistory", encodedScanHistory({everyKind()[1]}));
+    const std::string whole = contentOf(file);
     int empty = 0;
     int full = 0;
     testing::internal::CaptureStderr();
@@ -487,7 +491,7 @@ TEST(ScanHistoryFormTest, everyFlippedBitOfTheSettings_givesAnEmptyListOrAWholeO
         flipped[bit / 8] =
             static_cast<char>(static_cast<unsigned char>(flipped[bit / 8]) ^ (1U << (bit % 8)));
         std::ofstream(file, std::ios::binary | std::ios::trunc) << flipped;
-        UserDefaults defaults(file);
+        UserDefaults defaults(file, loop.queue());
         const ScanHistoryManager manager(defaults, loop.queue());
         ASSERT_LE(manager.history().size(), 1U) << bit;
         ++(manager.history().empty() ? empty : full);
@@ -542,8 +546,7 @@ TEST_F(ScanHistoryManagerTest, aStoredValueOfAnotherType_countsAsNone) {
         [](UserDefaults& values) { values.setBool("ScanHistory", true); },
         [](UserDefaults& values) { values.setString("ScanHistory", "[]"); }};
     for (const auto& set : settings) {
-        UserDefaults values(place.path("settings.json"));
-        set(values);
+        set(*defaults);
         EXPECT_EQ(logOf([this] { start(); }), "");
         EXPECT_THAT(history(), IsEmpty());
     }
@@ -570,19 +573,22 @@ TEST_F(ScanHistoryManagerTest, aFigureThatHasNoForm_isLoggedAndTheStoredListStay
 TEST(ScanHistoryFailureTest, settingsThatMayNotBeWritten_areLoggedAndTheListIsKept) {
     EXPECT_TRUE(test::asUnprivilegedUser([](const std::string& home) {
         TestMainLoop loop;
-        UserDefaults defaults(home + "/Larkfold/settings.json");
+        UserDefaults defaults(home + "/Larkfold/settings.json", loop.queue());
         ScanHistoryManager manager(defaults, loop.queue());
         manager.add(result("/a"), std::nullopt);
+        ASSERT_TRUE(defaults.flush());
         const std::string file = contentOf(home + "/Larkfold/settings.json");
         ASSERT_EQ(chmod((home + "/Larkfold").c_str(), 0500), 0);
         testing::internal::CaptureStderr();
         manager.add(result("/b"), std::nullopt);
+        EXPECT_FALSE(defaults.flush());
         EXPECT_THAT(testing::internal::GetCapturedStderr(), StartsWith("Failed to save scan history: "));
         EXPECT_THAT(paths(manager.history()), ElementsAre("/b", "/a"));
         EXPECT_EQ(contentOf(home + "/Larkfold/settings.json"), file);
         ASSERT_EQ(chmod((home + "/Larkfold").c_str(), 0700), 0);
         manager.add(result("/c"), std::nullopt);
-        UserDefaults again(home + "/Larkfold/settings.json");
+        ASSERT_TRUE(defaults.flush());
+        UserDefaults again(home + "/Larkfold/settings.json", loop.queue());
         EXPECT_THAT(paths(ScanHistoryManager(again, loop.queue()).history()), ElementsAre("/c", "/b", "/a"));
     }));
 }

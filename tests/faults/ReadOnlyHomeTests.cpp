@@ -22,7 +22,7 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 struct Window {
-    explicit Window(const std::string& home) : defaults(home + "/settings.json") {}
+    explicit Window(const std::string& home) : defaults(home + "/settings.json", loop.queue()) {}
 
     // Scans to the end and returns what `error` says.
     std::string scan(const std::string& folder) {

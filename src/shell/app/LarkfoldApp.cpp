@@ -1,7 +1,6 @@
 #include "shell/app/LarkfoldApp.h"
 
 #include <QVariantMap>
-#include <exception>
 #include <utility>
 
 #include "shell/app/PrivacyTexts.h"
@@ -23,7 +22,6 @@ LarkfoldApp::LarkfoldApp(Dependencies dependencies, QObject* parent)
       updateManager_(dependencies_.mainQueue, dependencies_.defaults, dependencies_.updates),
       settings_(dependencies_.defaults) {
     // The window of the updater's setting is that of the others, also during the first run.
-    connect(&updateManager_, &UpdateManager::settingWritten, &settings_, &Settings::noteWritten);
     if (!dependencies_.defaults.integerForKey(kPrivacyRevisionKey)) {
         rememberPrivacyPolicy();  // who has not seen another one is told of no change
     }
@@ -35,11 +33,8 @@ LarkfoldApp::LarkfoldApp(Dependencies dependencies, QObject* parent)
 LarkfoldApp::~LarkfoldApp() = default;
 
 void LarkfoldApp::completeOnboarding() {
-    try {
-        dependencies_.defaults.setBool(kHasCompletedOnboardingKey, true);
-    } catch (const std::exception&) {
-        // A home that cannot be written: the pages come again next time, the program works now.
-    }
+    // Where the home cannot be written, the pages come again next time, and the program works now.
+    dependencies_.defaults.setBool(kHasCompletedOnboardingKey, true);
     if (!mainView_) {
         makeMainView();
         emit hasCompletedOnboardingChanged();
@@ -92,11 +87,8 @@ void LarkfoldApp::rememberPrivacyPolicy() {
     if (dependencies_.defaults.integerForKey(kPrivacyRevisionKey) == privacy::revision) {
         return;
     }
-    try {
-        dependencies_.defaults.setInteger(kPrivacyRevisionKey, privacy::revision);
-    } catch (const std::exception&) {
-        // The user is told once more.
-    }
+    // Where that cannot be saved, the user is told once more at the next start.
+    dependencies_.defaults.setInteger(kPrivacyRevisionKey, privacy::revision);
 }
 
 QVariantList LarkfoldApp::privacySections() {

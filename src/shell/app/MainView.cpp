@@ -203,11 +203,8 @@ void MainView::showTab(int tab) {
         return;
     }
     selectedTab_ = tab;
-    try {
-        dependencies_.defaults.setInteger(kSelectedTabKey, tab);
-    } catch (const std::exception&) {
-        // Not remembered, and no reason to disturb: the tab is shown all the same.
-    }
+    // Where that cannot be saved it is not remembered, and no reason to disturb.
+    dependencies_.defaults.setInteger(kSelectedTabKey, tab);
     emit selectedTabChanged();
     emit tabToReviewChanged();
     emit windowTitleChanged();

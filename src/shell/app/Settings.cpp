@@ -3,9 +3,10 @@
 #include <QVariantMap>
 #include <algorithm>
 #include <array>
-#include <exception>
+#include <string_view>
 
 #include "shell/kit/FigureTexts.h"
+#include "shell/updates/UpdateManager.h"
 
 namespace larkfold {
 
@@ -14,6 +15,12 @@ namespace {
 constexpr const char* kSkipHiddenFilesKey = "skipHiddenFiles";
 constexpr const char* kMinimumDuplicateSizeKey = "minimumDuplicateSize";
 constexpr const char* kHasCompletedOnboardingKey = "hasCompletedOnboarding";
+
+// What is changed in the settings window: only whoever stands before it is told that one of these
+// was not saved.
+constexpr std::array<std::string_view, 4> kKeys{kSkipHiddenFilesKey, kMinimumDuplicateSizeKey,
+                                                kHasCompletedOnboardingKey,
+                                                UpdateManager::automaticallyChecksKey};
 
 constexpr qint64 kUsualDuplicateSize = 10'240;
 
@@ -35,7 +42,12 @@ QString settingNotSaved(const QString& reason) {
 }  // namespace
 
 Settings::Settings(UserDefaults& defaults, QObject* parent)
-    : QObject(parent), defaults_(defaults), toldSkipHiddenFiles_(skipHiddenFiles()) {}
+    : QObject(parent),
+      defaults_(defaults),
+      toldSkipHiddenFiles_(skipHiddenFiles()),
+      toldMinimumDuplicateSize_(minimumDuplicateSize()),
+      saves_(defaults.observeSaves([this](const UserDefaults::Save& save) { noteSave(save); })),
+      changes_(defaults.observeChanges([this](const std::vector<std::string>&) { readAgain(); })) {}
 
 bool Settings::skipHiddenFiles() const {
     return defaults_.boolForKey(kSkipHiddenFilesKey).value_or(true);
@@ -45,7 +57,7 @@ void Settings::setSkipHiddenFiles(bool skips) {
     if (skips == skipHiddenFiles()) {
         return;
     }
-    save([this, skips] { defaults_.setBool(kSkipHiddenFilesKey, skips); });
+    defaults_.setBool(kSkipHiddenFilesKey, skips);
     readAgain();
 }
 
@@ -58,8 +70,8 @@ void Settings::setMinimumDuplicateSize(qint64 bytes) {
     if (bytes < 1 || bytes == minimumDuplicateSize()) {
         return;
     }
-    save([this, bytes] { defaults_.setInteger(kMinimumDuplicateSizeKey, bytes); });
-    emit minimumDuplicateSizeChanged();
+    defaults_.setInteger(kMinimumDuplicateSizeKey, bytes);
+    readAgain();
 }
 
 QVariantList Settings::duplicateSizes() {
@@ -89,7 +101,7 @@ void Settings::setShowResetOnboardingAlert(bool shows) {
 
 void Settings::resetOnboarding() {
     setShowResetOnboardingAlert(false);
-    save([this] { defaults_.setBool(kHasCompletedOnboardingKey, false); });
+    defaults_.setBool(kHasCompletedOnboardingKey, false);
 }
 
 void Settings::dismissError() {
@@ -101,18 +113,18 @@ void Settings::readAgain() {
         toldSkipHiddenFiles_ = skipHiddenFiles();
         emit skipHiddenFilesChanged();
     }
+    if (toldMinimumDuplicateSize_ != minimumDuplicateSize()) {
+        toldMinimumDuplicateSize_ = minimumDuplicateSize();
+        emit minimumDuplicateSizeChanged();
+    }
 }
 
-void Settings::noteWritten(const QString& problem) {
-    setErrorText(problem.isEmpty() ? QString() : settingNotSaved(problem));
-}
-
-void Settings::save(const std::function<void()>& write) {
-    try {
-        write();
-        noteWritten({});
-    } catch (const std::exception& error) {
-        noteWritten(QString::fromUtf8(error.what()));
+void Settings::noteSave(const UserDefaults::Save& save) {
+    const bool isOneOfThese = std::ranges::any_of(
+        save.keys, [](const std::string& key) { return std::ranges::find(kKeys, key) != kKeys.end(); });
+    if (isOneOfThese) {
+        setErrorText(save.problem ? settingNotSaved(QString::fromStdString(*save.problem))
+                                  : QString());
     }
 }
 

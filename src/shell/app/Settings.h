@@ -1,5 +1,5 @@
 // The preferences of the program as the settings window shows them: read from the user defaults at each use,
-// saved at each change. Whoever works by them reads the defaults when a piece of work begins, so a change
+// set at each change. Whoever works by them reads the defaults when a piece of work begins, so a change
 // holds from the next scan on.
 //
 // Main thread only.
@@ -9,7 +9,6 @@
 #include <QObject>
 #include <QString>
 #include <QVariantList>
-#include <functional>
 
 #include "platform/UserDefaults.h"
 
@@ -60,10 +59,8 @@ public:
     QString errorText() const { return errorText_; }
     Q_INVOKABLE void dismissError();
 
-    // Somebody else may have written the defaults.
+    // Somebody else may have changed the defaults.
     void readAgain();
-    // Somebody else wrote a setting that is changed in this window; `problem` is empty where that went well.
-    void noteWritten(const QString& problem);
 
 signals:
     void skipHiddenFilesChanged();
@@ -72,13 +69,17 @@ signals:
     void errorTextChanged();
 
 private:
-    void save(const std::function<void()>& write);
+    void noteSave(const UserDefaults::Save& save);
     void setErrorText(const QString& text);
 
     UserDefaults& defaults_;
-    bool toldSkipHiddenFiles_;  // what was signalled last
+    // What was signalled last.
+    bool toldSkipHiddenFiles_;
+    qint64 toldMinimumDuplicateSize_;
     bool showResetOnboardingAlert_ = false;
     QString errorText_;
+    UserDefaults::Observation saves_;
+    UserDefaults::Observation changes_;
 };
 
 }  // namespace larkfold

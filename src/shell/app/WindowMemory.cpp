@@ -5,7 +5,6 @@
 #include <QWindow>
 #include <algorithm>
 #include <chrono>
-#include <exception>
 
 #include "platform/UserDefaults.h"
 
@@ -100,21 +99,18 @@ void WindowMemory::note() {
 
 void WindowMemory::save() {
     settle_.stop();
-    try {
-        const auto store = [this](const char* key, int value) {
-            if (defaults_.integerForKey(key) != value) {
-                defaults_.setInteger(key, value);
-            }
-        };
-        store(kX, geometry_.x());
-        store(kY, geometry_.y());
-        store(kWidth, geometry_.width());
-        store(kHeight, geometry_.height());
-        if (defaults_.boolForKey(kMaximized).value_or(false) != maximized_) {
-            defaults_.setBool(kMaximized, maximized_);
+    // Where that cannot be saved the window opens at its usual place next time. Nothing else is lost.
+    const auto store = [this](const char* key, int value) {
+        if (defaults_.integerForKey(key) != value) {
+            defaults_.setInteger(key, value);
         }
-    } catch (const std::exception&) {
-        // The window opens at its usual place next time. Nothing else is lost.
+    };
+    store(kX, geometry_.x());
+    store(kY, geometry_.y());
+    store(kWidth, geometry_.width());
+    store(kHeight, geometry_.height());
+    if (defaults_.boolForKey(kMaximized).value_or(false) != maximized_) {
+        defaults_.setBool(kMaximized, maximized_);
     }
 }
 

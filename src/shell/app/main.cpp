@@ -35,7 +35,7 @@ int main(int argumentCount, char** arguments) {
     QQuickStyle::setStyle(QStringLiteral("Basic"));
 
     larkfold::EventLoopQueue events;
-    larkfold::UserDefaults defaults(larkfold::UserDefaults::standardFile());
+    larkfold::UserDefaults defaults(larkfold::UserDefaults::standardFile(), events.queue());
     larkfold::Desktop desktop;
     larkfold::Appearance appearance;
     appearance.setUp(application);

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <exception>
 #include <utility>
 
 #include "shell/updates/UpdateTexts.h"
@@ -16,7 +15,6 @@ namespace larkfold {
 
 namespace {
 
-constexpr const char* kAutomaticKey = "automaticallyChecksForUpdates";
 // Seconds since 1970.
 constexpr const char* kLastCheckKey = "lastUpdateCheck";
 constexpr const char* kLastAnswerKey = "lastUpdateAnswer";
@@ -39,6 +37,11 @@ UpdateManager::UpdateManager(MainQueue& mainQueue, UserDefaults& defaults, Depen
                              QObject* parent)
     : QObject(parent),
       defaults_(defaults),
+      defaultsChanges_(defaults.observeChanges([this](const std::vector<std::string>& keys) {
+          if (std::ranges::find(keys, automaticallyChecksKey) != keys.end()) {
+              emit automaticallyChecksForUpdatesChanged();
+          }
+      })),
       dependencies_(std::move(dependencies)),
       fetcher_(dependencies_.fetching),
       context_(mainQueue, "updates") {
@@ -50,22 +53,16 @@ UpdateManager::UpdateManager(MainQueue& mainQueue, UserDefaults& defaults, Depen
 UpdateManager::~UpdateManager() = default;
 
 bool UpdateManager::automaticallyChecksForUpdates() const {
-    return isEnabled() && defaults_.boolForKey(kAutomaticKey).value_or(false);
+    return isEnabled() && defaults_.boolForKey(automaticallyChecksKey).value_or(false);
 }
 
 void UpdateManager::setAutomaticallyChecksForUpdates(bool automatically) {
     if (!isEnabled() || automatically == automaticallyChecksForUpdates()) {
         return;
     }
-    QString problem;
-    try {
-        defaults_.setBool(kAutomaticKey, automatically);
-    } catch (const std::exception& error) {
-        // Holds until the program ends, as every setting that could not be saved.
-        problem = QString::fromUtf8(error.what());
-    }
+    // Where it cannot be saved it holds until the program ends, as every setting does.
+    defaults_.setBool(automaticallyChecksKey, automatically);
     emit automaticallyChecksForUpdatesChanged();
-    emit settingWritten(problem);
     checkIfDue();
 }
 
@@ -291,11 +288,8 @@ std::optional<Date> UpdateManager::stored(const char* key) const {
 }
 
 void UpdateManager::store(const char* key, Date date) {
-    try {
-        defaults_.setInteger(key, static_cast<std::int64_t>(std::floor(secondsSince1970(date))));
-    } catch (const std::exception&) {
-        // Holds until the program ends: a check is made once more than it had to be.
-    }
+    // Where it cannot be saved a check is made once more than it had to be.
+    defaults_.setInteger(key, static_cast<std::int64_t>(std::floor(secondsSince1970(date))));
 }
 
 }  // namespace larkfold

@@ -89,6 +89,9 @@ public:
         std::function<bool(const QUrl&)> openPage = nullptr;  // absent: the user's browser
     };
 
+    // The user default that `automaticallyChecksForUpdates` stands under.
+    static constexpr const char* automaticallyChecksKey = "automaticallyChecksForUpdates";
+
     // Starts the updater: where automatic checks are on and one is due, it begins with the event loop.
     // `mainQueue` and `defaults` outlive the manager.
     UpdateManager(MainQueue& mainQueue, UserDefaults& defaults, Dependencies dependencies,
@@ -135,8 +138,6 @@ public:
 signals:
     void stateChanged();
     void automaticallyChecksForUpdatesChanged();
-    // The user's choice was written, or why it could not be.
-    void settingWritten(const QString& problem);
     void availableChanged();
     void pageProblemChanged();
     // Also when it is asked for again while it is open.
@@ -157,6 +158,7 @@ private:
     void store(const char* key, Date date);
 
     UserDefaults& defaults_;
+    UserDefaults::Observation defaultsChanges_;
     Dependencies dependencies_;
     State state_ = State::Idle;
     bool showsCheck_ = false;

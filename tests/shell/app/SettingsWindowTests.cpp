@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <string>
 
+#include "platform/qt/EventLoopQueue.h"
 #include "shell/app/PrivacyTexts.h"
 #include "shell/app/WindowFixture.h"
 
@@ -22,7 +23,8 @@ namespace {
 
 TEST(SettingsTest, aFreshUserSkipsHiddenFilesAndLooksForDuplicatesFromTenKilobytesOn) {
     const TemporaryTree tree;
-    UserDefaults defaults(tree.path("settings.json"));
+    EventLoopQueue events;
+    UserDefaults defaults(tree.path("settings.json"), events.queue());
     const Settings settings(defaults);
     EXPECT_TRUE(settings.skipHiddenFiles());
     EXPECT_EQ(settings.minimumDuplicateSize(), 10'240);
@@ -30,8 +32,9 @@ TEST(SettingsTest, aFreshUserSkipsHiddenFilesAndLooksForDuplicatesFromTenKilobyt
 
 TEST(SettingsTest, whatIsChangedIsThereAtTheNextStart) {
     const TemporaryTree tree;
+    EventLoopQueue events;
     {
-        UserDefaults defaults(tree.path("settings.json"));
+        UserDefaults defaults(tree.path("settings.json"), events.queue());
         Settings settings(defaults);
         QSignalSpy hidden(&settings, &Settings::skipHiddenFilesChanged);
         QSignalSpy size(&settings, &Settings::minimumDuplicateSizeChanged);
@@ -41,9 +44,10 @@ TEST(SettingsTest, whatIsChangedIsThereAtTheNextStart) {
         settings.setMinimumDuplicateSize(1'048'576);
         EXPECT_EQ(hidden.count(), 1);
         EXPECT_EQ(size.count(), 1);
+        EXPECT_TRUE(defaults.flush());
         EXPECT_TRUE(settings.errorText().isEmpty());
     }
-    UserDefaults defaults(tree.path("settings.json"));
+    UserDefaults defaults(tree.path("settings.json"), events.queue());
     const Settings settings(defaults);
     EXPECT_FALSE(settings.skipHiddenFiles());
     EXPECT_EQ(settings.minimumDuplicateSize(), 1'048'576);
@@ -57,7 +61,8 @@ TEST(SettingsTest, nonsenseFallsBackToTheDefaults) {
           R"({"skipHiddenFiles":[],"minimumDuplicateSize":1.5})",
           R"({"skipHiddenFiles":{},"minimumDuplicateSize":99999999999999999999})", "[]", "{", ""}) {
         TemporaryTree tree;
-        UserDefaults defaults(tree.file("settings.json", content));
+        EventLoopQueue events;
+        UserDefaults defaults(tree.file("settings.json", content), events.queue());
         const Settings settings(defaults);
         EXPECT_TRUE(settings.skipHiddenFiles()) << content;
         EXPECT_EQ(settings.minimumDuplicateSize(), 10'240) << content;
@@ -78,10 +83,12 @@ TEST(SettingsTest, theChoicesAreThese) {
 TEST(SettingsTest, aChangeThatCannotBeSavedHoldsForThisRunAndIsTold) {
     TemporaryTree tree;
     tree.file("blocked");
-    UserDefaults defaults(tree.path("blocked/settings.json"));
+    EventLoopQueue events;
+    UserDefaults defaults(tree.path("blocked/settings.json"), events.queue());
     Settings settings(defaults);
     settings.setSkipHiddenFiles(false);
     EXPECT_FALSE(settings.skipHiddenFiles());
+    EXPECT_FALSE(defaults.flush());
     EXPECT_TRUE(
         settings.errorText().startsWith("The setting could not be saved and holds until you quit Larkfold."));
     settings.dismissError();
@@ -90,13 +97,53 @@ TEST(SettingsTest, aChangeThatCannotBeSavedHoldsForThisRunAndIsTold) {
 
 TEST(SettingsTest, resettingTheOnboardingIsStored) {
     const TemporaryTree tree;
-    UserDefaults defaults(tree.path("settings.json"));
+    EventLoopQueue events;
+    UserDefaults defaults(tree.path("settings.json"), events.queue());
     defaults.setBool("hasCompletedOnboarding", true);
     Settings settings(defaults);
     settings.setShowResetOnboardingAlert(true);
     settings.resetOnboarding();
     EXPECT_FALSE(settings.showResetOnboardingAlert());
     EXPECT_EQ(defaults.boolForKey("hasCompletedOnboarding"), false);
+}
+
+TEST(SettingsTest, theFailureToSaveSomethingElseIsNotToldHereButASettingThatWaitsIs) {
+    TemporaryTree tree;
+    const std::string blocking = tree.file("blocked");
+    EventLoopQueue events;
+    UserDefaults defaults(tree.path("blocked/settings.json"), events.queue());
+    Settings settings(defaults);
+    defaults.setInteger("windowX", 7);
+    EXPECT_FALSE(defaults.flush());
+    EXPECT_TRUE(settings.errorText().isEmpty());
+    settings.setMinimumDuplicateSize(1'024);
+    EXPECT_FALSE(defaults.flush());
+    EXPECT_FALSE(settings.errorText().isEmpty());
+    std::filesystem::remove(blocking);
+    EXPECT_TRUE(defaults.flush());
+    EXPECT_TRUE(settings.errorText().isEmpty()) << "it was saved after all";
+}
+
+TEST(SettingsTest, whatAnotherWindowChangedIsShownHereToo) {
+    TemporaryTree tree;
+    EventLoopQueue events;
+    UserDefaults defaults(tree.path("settings.json"), events.queue());
+    Settings settings(defaults);
+    QSignalSpy hidden(&settings, &Settings::skipHiddenFilesChanged);
+    QSignalSpy size(&settings, &Settings::minimumDuplicateSizeChanged);
+    {
+        UserDefaults others(tree.path("settings.json"), events.queue());
+        Settings other(others);
+        other.setSkipHiddenFiles(false);
+        other.setMinimumDuplicateSize(1'024);
+    }
+    EXPECT_TRUE(settings.skipHiddenFiles()) << "not read yet";
+    defaults.setInteger("selectedTab", 2);
+    EXPECT_TRUE(defaults.flush());
+    EXPECT_FALSE(settings.skipHiddenFiles());
+    EXPECT_EQ(settings.minimumDuplicateSize(), 1'024);
+    EXPECT_EQ(hidden.count(), 1);
+    EXPECT_EQ(size.count(), 1);
 }
 
 class SettingsWindowTest : public WindowFixture {
@@ -384,16 +431,20 @@ TEST_F(SettingsWindowTest, checkNowAndTheSwitchDoWhatTheySay) {
 TEST_F(SettingsWindowTest, aChoiceAboutUpdatesThatCannotBeSavedIsTold) {
     updates_.source = UpdateSource::make("https://localhost:9/feed.xml", std::string(43, 'A') + "=");
     openSettings();
-    std::filesystem::remove(surroundings_.path("settings.json"));
-    surroundings_.folder("settings.json");
+    // A folder in the place of the lock: nothing can be saved.
+    ASSERT_TRUE(defaults_.flush());
+    std::filesystem::remove(surroundings_.path("settings.json.lock"));
+    surroundings_.folder("settings.json.lock");
     click("Automatically check for updates");
     EXPECT_TRUE(app_->updateManager()->automaticallyChecksForUpdates());
-    EXPECT_TRUE(
-        app_->settings()->errorText().startsWith("The setting could not be saved and holds until you quit"));
+    EXPECT_TRUE(eventually([this] {
+        return app_->settings()->errorText().startsWith(
+            "The setting could not be saved and holds until you quit");
+    }));
     EXPECT_TRUE(eventually([this] { return isShown(app_->settings()->errorText()); }));
-    std::filesystem::remove(surroundings_.path("settings.json"));
+    std::filesystem::remove(surroundings_.path("settings.json.lock"));
     click("Automatically check for updates");
-    EXPECT_EQ(app_->settings()->errorText(), "");
+    EXPECT_TRUE(eventually([this] { return app_->settings()->errorText().isEmpty(); }));
 }
 
 TEST_F(SettingsWindowTest, eachControlIsReachedByTabAndCalledSomething) {

@@ -104,7 +104,7 @@ protected:
     TemporaryTree surroundings_;
     TemporaryTree tree_;
     EventLoopQueue events_;
-    UserDefaults defaults_{surroundings_.path("settings.json")};
+    UserDefaults defaults_{surroundings_.path("settings.json"), events_.queue()};
     Appearance appearance_;
     // Of removals; set before the start. Without a gate the real one removes.
     DiskScannerViewModel::Gate gate_;

@@ -20,7 +20,7 @@ namespace larkfold::test {
 class FileListSession {
 public:
     FileListSession()
-        : defaults_(surroundings_.path("settings.json")),
+        : defaults_(surroundings_.path("settings.json"), queue_.queue()),
           driver({.mainQueue = queue_.queue(),
                   .defaults = defaults_,
                   .indexFileURL = surroundings_.path("index/latest-scan.sqlite")}) {}

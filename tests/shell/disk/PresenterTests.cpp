@@ -49,7 +49,7 @@ protected:
     TemporaryTree surroundings_;
     TemporaryTree tree_;
     EventLoopQueue events_;
-    UserDefaults defaults_{surroundings_.path("settings.json")};
+    UserDefaults defaults_{surroundings_.path("settings.json"), events_.queue()};
     DiskScannerViewModel driver_{{.mainQueue = events_.queue(),
                                   .defaults = defaults_,
                                   .indexFileURL = surroundings_.path("index/latest-scan.sqlite")}};

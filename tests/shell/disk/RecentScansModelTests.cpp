@@ -60,7 +60,7 @@ protected:
     TemporaryTree place;
     TemporaryTree tree;
     EventLoopQueue events;
-    UserDefaults defaults{place.path("settings.json")};
+    UserDefaults defaults{place.path("settings.json"), events.queue()};
     DiskScannerViewModel driver{{.mainQueue = events.queue(),
                                  .defaults = defaults,
                                  .indexFileURL = place.path("index/latest-scan.sqlite")}};
@@ -165,8 +165,7 @@ TEST_F(RecentScansModelTest, aStaleBookmarkIsReplacedInTheStoreBeforeTheScanBegi
     std::optional<std::string> storedAtBegin;
     QObject::connect(&driver, &DiskScannerViewModel::isScanningChanged, [&] {
         if (driver.isScanning()) {
-            UserDefaults stored(place.path("settings.json"));
-            storedAtBegin = ScanHistoryManager(stored, events.queue()).history().at(0).bookmarkData;
+            storedAtBegin = ScanHistoryManager(defaults, events.queue()).history().at(0).bookmarkData;
         }
     });
     model.rescan(0);

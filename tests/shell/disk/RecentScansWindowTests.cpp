@@ -195,7 +195,9 @@ TEST_F(RecentScansWindowTest, clearEmptiesTheListAndUndoBringsItBack) {
     click("Clear");
     EXPECT_TRUE(roots().empty());
     EXPECT_TRUE(isShown("The list was cleared. Your folders are untouched."));
-    EXPECT_EQ(UserDefaults(surroundings_.path("settings.json")).dataForKey("ScanHistory"), "[]");
+    EXPECT_TRUE(defaults_.flush());
+    EXPECT_EQ(UserDefaults(surroundings_.path("settings.json"), events_.queue()).dataForKey("ScanHistory"),
+              "[]");
     click("Undo");
     EXPECT_EQ(roots(), Names({"a", "b"}));
     EXPECT_FALSE(isShown("Undo"));

@@ -108,7 +108,7 @@ protected:
     decltype(UpdateManager::Dependencies::read) read_;  // in place of the manager's own
     std::atomic<bool> isReading_ = false;
     std::atomic<bool> hasRead_ = false;
-    UserDefaults defaults_{surroundings_.path("settings.json")};
+    UserDefaults defaults_{surroundings_.path("settings.json"), events_.queue()};
     SigningKey makers_;
     CertificateAuthority authority_;
     UpdateServer server_{authority_.identityFor("DNS:localhost")};

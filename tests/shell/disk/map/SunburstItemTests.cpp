@@ -31,7 +31,7 @@ constexpr std::int64_t mib = 1 << 20;
 class SunburstViewTest : public testing::Test {
 protected:
     SunburstViewTest()
-        : defaults_(surroundings_.path("settings.json")),
+        : defaults_(surroundings_.path("settings.json"), queue_.queue()),
           driver_({.mainQueue = queue_.queue(),
                    .defaults = defaults_,
                    .indexFileURL = surroundings_.path("index/latest-scan.sqlite")}) {
