@@ -123,8 +123,7 @@ void Settings::noteSave(const UserDefaults::Save& save) {
     const bool isOneOfThese = std::ranges::any_of(
         save.keys, [](const std::string& key) { return std::ranges::find(kKeys, key) != kKeys.end(); });
     if (isOneOfThese) {
-        setErrorText(save.problem ? settingNotSaved(QString::fromStdString(*save.problem))
-                                  : QString());
+        setErrorText(save.problem ? settingNotSaved(QString::fromStdString(*save.problem)) : QString());
     }
 }
 
