@@ -16,7 +16,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -26,6 +25,7 @@
 #include "disk/FileKind.h"
 #include "disk/FileListFilter.h"
 #include "platform/Date.h"
+#include "platform/SaturatingSum.h"
 #include "platform/UUID.h"
 
 namespace larkfold {
@@ -171,15 +171,5 @@ private:
     bool isExpanded_ = false;
     bool isSelected_ = false;
 };
-
-// The sum of two byte counts or counts, held at the end of the range where it would leave it: values read
-// from a damaged store may be anything.
-inline std::int64_t saturatingSum(std::int64_t left, std::int64_t right) {
-    std::int64_t sum;
-    if (!__builtin_add_overflow(left, right, &sum)) {
-        return sum;
-    }
-    return left < 0 ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
-}
 
 }  // namespace larkfold

@@ -2,26 +2,17 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <limits>
 #include <unordered_map>
 #include <utility>
 
 #include "platform/Path.h"
+#include "platform/SaturatingSum.h"
 #include "removal/CleanupTexts.h"
 #include "removal/PathRules.h"
 
 namespace larkfold {
 
 namespace {
-
-// Sizes come from a store that may be damaged: a sum stops at the end of its type.
-std::int64_t sum(std::int64_t left, std::int64_t right) {
-    std::int64_t result;
-    if (!__builtin_add_overflow(left, right, &result)) {
-        return result;
-    }
-    return left < 0 ? std::numeric_limits<std::int64_t>::min() : std::numeric_limits<std::int64_t>::max();
-}
 
 // The positions of the items that no other one covers, in their order.
 std::vector<std::size_t> withoutNested(const std::vector<CleanupPreviewItem>& items) {
@@ -53,7 +44,7 @@ CleanupReview::ShownPointer CleanupReview::shownOf(std::vector<CleanupPreviewIte
                      });
     shown->items.reserve(shown->positions.size());
     for (const std::size_t position : shown->positions) {
-        shown->estimatedBytes = sum(shown->estimatedBytes, items[position].estimatedBytes);
+        shown->estimatedBytes = saturatingSum(shown->estimatedBytes, items[position].estimatedBytes);
         shown->items.push_back(std::move(items[position]));
     }
     return shown;

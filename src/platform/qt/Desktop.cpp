@@ -3,26 +3,23 @@
 #include <QColor>
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusPendingCall>
-#include <QDBusPendingCallWatcher>
 #include <QDBusVariant>
 #include <QDesktopServices>
 #include <QEvent>
 #include <QGuiApplication>
 #include <QPalette>
 #include <QUrl>
-#include <optional>
+#include <chrono>
 #include <utility>
 
 #include "platform/Path.h"
 #include "platform/qt/PathText.h"
+#include "platform/qt/SessionBus.h"
 
 namespace larkfold {
 
 namespace {
 
-const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
-const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
 const QString portalSettings = QStringLiteral("org.freedesktop.portal.Settings");
 
 // The two settings that are read, by the names that the portal gives them.
@@ -31,8 +28,8 @@ const QString colorScheme = QStringLiteral("color-scheme");
 const QString interfaceSettings = QStringLiteral("org.gnome.desktop.interface");
 const QString enableAnimations = QStringLiteral("enable-animations");
 
-// Milliseconds for the file manager or the previewer to answer. They may have to be started first.
-constexpr int answerTimeout = 10'000;
+// For the file manager or the previewer to answer. They may have to be started first.
+constexpr std::chrono::seconds answerTimeout{10};
 
 // The value inside of any number of variant wrappers: `Read` of the portal answers with two.
 QVariant unwrapped(QVariant value) {
@@ -54,24 +51,6 @@ bool paletteIsDark() {
     return palette.color(QPalette::Window).lightness() < palette.color(QPalette::WindowText).lightness();
 }
 
-// Sends the call and hands on its answer; at once an error where there is no session bus. Dropped with
-// `owner`.
-void send(const QDBusMessage& message, QObject* owner, std::function<void(const QDBusMessage&)> done) {
-    const QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected()) {
-        // A call without a bus never finishes. It is answered here, and later, as a bus would.
-        QMetaObject::invokeMethod(
-            owner, [done = std::move(done)] { done(QDBusMessage()); }, Qt::QueuedConnection);
-        return;
-    }
-    auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(message, answerTimeout), owner);
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, owner,
-                     [done = std::move(done)](QDBusPendingCallWatcher* finished) {
-                         finished->deleteLater();
-                         done(finished->reply());
-                     });
-}
-
 bool openFolderHolding(const std::string& path) {
     // The encoded form keeps the bytes of a name that is not UTF-8.
     return QDesktopServices::openUrl(QUrl::fromEncoded(fileURLFromPath(parentPath(path))));
@@ -86,8 +65,8 @@ Desktop::Desktop(QObject* parent) : QObject(parent) {
     }
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (bus.isConnected()) {
-        bus.connect(portalService, portalPath, portalSettings, QStringLiteral("SettingChanged"), this,
-                    SLOT(settingChanged(QDBusMessage)));
+        bus.connect(session_bus::portalService(), session_bus::portalPath(), portalSettings,
+                    QStringLiteral("SettingChanged"), this, SLOT(settingChanged(QDBusMessage)));
         readSettings();
     }
 }
@@ -107,9 +86,10 @@ void Desktop::reveal(const std::vector<std::string>& paths, std::function<void(b
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
     message << urls << QString();
-    send(message, this, [first = paths.front(), done = std::move(done)](const QDBusMessage& answer) {
-        done(answer.type() == QDBusMessage::ReplyMessage || openFolderHolding(first));
-    });
+    session_bus::send(message, answerTimeout, this,
+                      [first = paths.front(), done = std::move(done)](const QDBusMessage& answer) {
+                          done(answer.type() == QDBusMessage::ReplyMessage || openFolderHolding(first));
+                      });
 }
 
 void Desktop::preview(const std::string& path, std::function<void(bool)> done) {
@@ -118,7 +98,7 @@ void Desktop::preview(const std::string& path, std::function<void(bool)> done) {
         QStringLiteral("org.gnome.NautilusPreviewer"), QStringLiteral("ShowFile"));
     // The handle of the parent window, and not to close what is shown already.
     message << QString::fromLatin1(fileURLFromPath(path)) << QString() << false;
-    send(message, this, [done = std::move(done)](const QDBusMessage& answer) {
+    session_bus::send(message, answerTimeout, this, [done = std::move(done)](const QDBusMessage& answer) {
         done(answer.type() == QDBusMessage::ReplyMessage);
     });
 }
@@ -132,10 +112,10 @@ bool Desktop::eventFilter(QObject* watched, QEvent* event) {
 
 void Desktop::readSettings() {
     const auto read = [this](const QString& group, const QString& key) {
-        QDBusMessage message =
-            QDBusMessage::createMethodCall(portalService, portalPath, portalSettings, QStringLiteral("Read"));
+        QDBusMessage message = QDBusMessage::createMethodCall(
+            session_bus::portalService(), session_bus::portalPath(), portalSettings, QStringLiteral("Read"));
         message << group << key;
-        send(message, this, [this, group, key](const QDBusMessage& answer) {
+        session_bus::send(message, answerTimeout, this, [this, group, key](const QDBusMessage& answer) {
             if (answer.type() == QDBusMessage::ReplyMessage && !answer.arguments().isEmpty()) {
                 takeSetting(group, key, answer.arguments().constFirst());
             }

@@ -5,8 +5,6 @@
 #include <QDBusMessage>
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
-#include <QDBusPendingCall>
-#include <QDBusPendingCallWatcher>
 #include <QDBusVariant>
 #include <QGuiApplication>
 #include <QList>
@@ -14,17 +12,17 @@
 #include <QStringList>
 #include <QUrl>
 #include <QVariantMap>
+#include <chrono>
 #include <utility>
 
 #include "platform/UUID.h"
 #include "platform/qt/PathText.h"
+#include "platform/qt/SessionBus.h"
 
 namespace larkfold {
 
 namespace {
 
-const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
-const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
 const QString fileChooser = QStringLiteral("org.freedesktop.portal.FileChooser");
 const QString requestInterface = QStringLiteral("org.freedesktop.portal.Request");
 
@@ -32,31 +30,14 @@ const QString requestInterface = QStringLiteral("org.freedesktop.portal.Request"
 constexpr uint versionWithFiles = 1;
 constexpr uint versionWithFolders = 3;
 
-// Milliseconds. The portal may have to be started first; who waits longer than this is better served by the
+// The portal may have to be started first; who waits longer than this is better served by the
 // window's own dialog.
-constexpr int offerTimeout = 3'000;
-constexpr int showTimeout = 25'000;
+constexpr std::chrono::seconds offerTimeout{3};
+constexpr std::chrono::seconds showTimeout{25};
 
 // What the signal `Response` tells first.
 constexpr uint responseChosen = 0;
 constexpr uint responseTurnedBack = 1;
-
-void send(const QDBusMessage& message, int timeout, QObject* owner,
-          std::function<void(const QDBusMessage&)> done) {
-    const QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected()) {
-        // A call without a bus never finishes. It is answered here, and later, as a bus would.
-        QMetaObject::invokeMethod(
-            owner, [done = std::move(done)] { done(QDBusMessage()); }, Qt::QueuedConnection);
-        return;
-    }
-    auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(message, timeout), owner);
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, owner,
-                     [done = std::move(done)](QDBusPendingCallWatcher* finished) {
-                         finished->deleteLater();
-                         done(finished->reply());
-                     });
-}
 
 bool canAsk(const QDBusMessage& versionReply, OpenPanel::Kind kind) {
     if (versionReply.type() != QDBusMessage::ReplyMessage || versionReply.arguments().isEmpty()) {
@@ -79,7 +60,7 @@ QString nameOf(const QWindow* window) {
 // The object that will stand for the question: known before it is asked, so that no answer comes too early.
 QString requestPath(const QDBusConnection& bus, const QString& token) {
     const QString sender = bus.baseService().mid(1).replace(QLatin1Char('.'), QLatin1Char('_'));
-    return QStringLiteral("%1/request/%2/%3").arg(portalPath, sender, token);
+    return QStringLiteral("%1/request/%2/%3").arg(session_bus::portalPath(), sender, token);
 }
 
 // A row of a filter, and a filter, as the portal takes them: a(sa(us)).
@@ -187,19 +168,21 @@ void DesktopOpenPanel::ask(const OpenPanel::Question& question, const std::strin
     done_ = std::move(done);
     takesSeveral_ = question.kind == OpenPanel::Kind::folders;
     QDBusMessage message = QDBusMessage::createMethodCall(
-        portalService, portalPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+        session_bus::portalService(), session_bus::portalPath(),
+        QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
     message << fileChooser << QStringLiteral("version");
-    send(message, offerTimeout, this,
-         [this, number = question_, question, startFolder, name = nameOf(window)](const QDBusMessage& reply) {
-             if (number != question_) {
-                 return;
-             }
-             if (canAsk(reply, question.kind)) {
-                 show(question, startFolder, name);
-             } else {
-                 answer(Answer::unavailable);
-             }
-         });
+    session_bus::send(
+        message, offerTimeout, this,
+        [this, number = question_, question, startFolder, name = nameOf(window)](const QDBusMessage& reply) {
+            if (number != question_) {
+                return;
+            }
+            if (canAsk(reply, question.kind)) {
+                show(question, startFolder, name);
+            } else {
+                answer(Answer::unavailable);
+            }
+        });
 }
 
 void DesktopOpenPanel::show(const OpenPanel::Question& question, const std::string& startFolder,
@@ -208,11 +191,11 @@ void DesktopOpenPanel::show(const OpenPanel::Question& question, const std::stri
     const QString token = QStringLiteral("larkfold_%1")
                               .arg(QString::fromStdString(UUID::make().text()).remove(QLatin1Char('-')));
     listenTo(requestPath(bus, token));
-    QDBusMessage message =
-        QDBusMessage::createMethodCall(portalService, portalPath, fileChooser, QStringLiteral("OpenFile"));
+    QDBusMessage message = QDBusMessage::createMethodCall(
+        session_bus::portalService(), session_bus::portalPath(), fileChooser, QStringLiteral("OpenFile"));
     message << window << QString::fromStdString(question.title.empty() ? question.message : question.title)
             << optionsFor(question, startFolder, token);
-    send(message, showTimeout, this, [this, number = question_](const QDBusMessage& reply) {
+    session_bus::send(message, showTimeout, this, [this, number = question_](const QDBusMessage& reply) {
         if (number != question_) {
             return;
         }
@@ -231,14 +214,14 @@ void DesktopOpenPanel::show(const OpenPanel::Question& question, const std::stri
 void DesktopOpenPanel::listenTo(const QString& request) {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!request_.isEmpty()) {
-        bus.disconnect(portalService, request_, requestInterface, QStringLiteral("Response"), this,
-                       SLOT(responded(QDBusMessage)));
+        bus.disconnect(session_bus::portalService(), request_, requestInterface, QStringLiteral("Response"),
+                       this, SLOT(responded(QDBusMessage)));
     }
     request_ = request;
     if (!request_.isEmpty()) {
         // Takes the whole message: with typed arguments the connection may be refused, see `Desktop`.
-        bus.connect(portalService, request_, requestInterface, QStringLiteral("Response"), this,
-                    SLOT(responded(QDBusMessage)));
+        bus.connect(session_bus::portalService(), request_, requestInterface, QStringLiteral("Response"),
+                    this, SLOT(responded(QDBusMessage)));
     }
 }
 
@@ -279,8 +262,8 @@ void DesktopOpenPanel::close() {
     if (request_.isEmpty()) {
         return;
     }
-    const QDBusMessage message =
-        QDBusMessage::createMethodCall(portalService, request_, requestInterface, QStringLiteral("Close"));
+    const QDBusMessage message = QDBusMessage::createMethodCall(session_bus::portalService(), request_,
+                                                                requestInterface, QStringLiteral("Close"));
     listenTo({});
     QDBusConnection::sessionBus().send(message);
 }

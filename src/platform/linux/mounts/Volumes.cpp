@@ -11,6 +11,7 @@
 
 #include "platform/Path.h"
 #include "platform/linux/calls/CallWithTimeout.h"
+#include "platform/linux/calls/SystemCalls.h"
 #include "platform/linux/mounts/MountTable.h"
 
 #ifndef __linux__
@@ -39,11 +40,7 @@ std::int64_t bytes(std::uint64_t blocks, std::uint64_t blockSize) {
 std::optional<Answer> capacityAt(const std::string& path) {
     return callWithTimeout<Answer>([path] {
         struct statvfs values{};
-        int result;
-        do {
-            result = ::statvfs(path.c_str(), &values);
-        } while (result != 0 && errno == EINTR);
-        if (result != 0) {
+        if (system_calls::uninterrupted([&] { return ::statvfs(path.c_str(), &values); }) != 0) {
             return Answer{.error = errno};
         }
         return Answer{.total = bytes(values.f_blocks, values.f_frsize),

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <expected>
 #include <optional>
 
 #include "platform/DurableIdentity.h"
@@ -34,30 +35,15 @@ public:
     }
 };
 
-// The identity of a folder, or why it cannot be told.
-struct Asked {
-    int error = 0;  // errno
-    DurableIdentity identity;
-};
-
-Asked identityOfFolder(const std::string& path) {
-    // A link at the end is followed: who chose it meant the folder behind it.
-    const FileDescriptor folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    const auto status = folder ? path_descriptors::statusOf(folder.get()) : std::nullopt;
-    if (!status) {
-        return {.error = errno, .identity = {}};
-    }
-    return {.error = 0, .identity = status->durableIdentity()};
-}
-
 DurableIdentity askedIdentity(const std::string& path) {
-    const auto answer = callWithTimeout<Asked>([path] {
-                            return identityOfFolder(path);
-                        }).value_or(Asked{.error = ETIMEDOUT, .identity = {}});
-    if (answer.error != 0) {
-        throw SystemError(SystemError::Operation::open, answer.error, path);
+    using Answer = std::expected<DurableIdentity, int>;
+    const Answer answer = callWithTimeout<Answer>([path] {
+                              return path_descriptors::identityOfFolder(path);
+                          }).value_or(std::unexpected(ETIMEDOUT));
+    if (!answer) {
+        throw SystemError(SystemError::Operation::open, answer.error(), path);
     }
-    return answer.identity;
+    return *answer;
 }
 
 std::optional<std::uint64_t> unsignedAt(const nlohmann::json& object, const char* key) {

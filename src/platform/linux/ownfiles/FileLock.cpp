@@ -10,6 +10,7 @@
 
 #include "platform/Error.h"
 #include "platform/linux/calls/FileDescriptor.h"
+#include "platform/linux/calls/SystemCalls.h"
 
 #ifndef __linux__
 #error "This file is for Linux."
@@ -20,17 +21,15 @@ namespace larkfold::own_files {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using system_calls::uninterrupted;
 
 // A waiter looks again after so long: at first at once, since a holder is done within a few milliseconds.
 constexpr std::chrono::milliseconds shortestPause{1};
 constexpr std::chrono::milliseconds longestPause{16};
 
 FileDescriptor openPlace(const std::string& place, int flags) {
-    int descriptor;
-    do {
-        descriptor = ::open(place.c_str(), flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, 0600);
-    } while (descriptor < 0 && errno == EINTR);
-    return FileDescriptor(descriptor);
+    return FileDescriptor(uninterrupted(
+        [&] { return ::open(place.c_str(), flags | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, 0600); }));
 }
 
 // Tells 0, ECANCELED after a request to stop, EBUSY when the time was over, or another errno. Asked again and
@@ -38,8 +37,8 @@ FileDescriptor openPlace(const std::string& place, int flags) {
 int lock(int descriptor, std::chrono::milliseconds wait, const std::stop_token& stop) {
     const auto end = Clock::now() + wait;
     auto pause = shortestPause;
-    while (::flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-        if (errno != EWOULDBLOCK && errno != EINTR) {
+    while (uninterrupted([&] { return ::flock(descriptor, LOCK_EX | LOCK_NB); }) != 0) {
+        if (errno != EWOULDBLOCK) {
             return errno;
         }
         if (stop.stop_requested()) {

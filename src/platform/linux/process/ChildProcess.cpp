@@ -20,6 +20,7 @@
 #include "platform/UUID.h"
 #include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
+#include "platform/linux/calls/SystemCalls.h"
 #include "platform/linux/process/ProcessSupervisor.h"
 
 #ifndef __linux__
@@ -49,11 +50,8 @@ FileDescriptor aboveStandard(FileDescriptor descriptor) {
 }
 
 FileDescriptor openFile(const std::string& path, int flags, Operation operation) {
-    int descriptor;
-    do {
-        descriptor = ::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, 0600);
-    } while (descriptor < 0 && errno == EINTR);
-    FileDescriptor safe = aboveStandard(FileDescriptor(descriptor));
+    FileDescriptor safe = aboveStandard(FileDescriptor(system_calls::uninterrupted(
+        [&] { return ::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, 0600); })));
     if (!safe) {
         throw SystemError(operation, errno, path);
     }
@@ -93,8 +91,7 @@ private:
 };
 
 void reap(pid_t process) {
-    while (::waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
-    }
+    system_calls::uninterrupted([&] { return ::waitpid(process, nullptr, 0); });
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 // since reading while removing may leave entries out; when nothing is left it goes itself, all but the first.
 
 #include "platform/linux/userfiles/FolderRemoval.h"
+#include "platform/linux/calls/SystemCalls.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -181,11 +182,7 @@ private:
             return EXDEV;
         }
         for (bool hasRights = false;; hasRights = true) {
-            int result;
-            do {
-                result = ::unlinkat(folder, name, flags);
-            } while (result != 0 && errno == EINTR);
-            if (result == 0) {
+            if (system_calls::uninterrupted([&] { return ::unlinkat(folder, name, flags); }) == 0) {
                 hasBegun_ = true;
                 return 0;
             }

@@ -16,6 +16,7 @@
 #include "platform/Path.h"
 #include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
+#include "platform/linux/calls/SystemCalls.h"
 #include "platform/linux/userfiles/Trash.h"
 #include "platform/linux/walk/KernelEntry.h"
 #include "platform/linux/walk/PathDescriptors.h"
@@ -29,23 +30,12 @@ namespace larkfold::user_files {
 namespace {
 
 using Kind = Whereabouts::Kind;
-using path_descriptors::FileStatus;
+using path_descriptors::hold;
+using system_calls::uninterrupted;
 
 constexpr std::size_t largestInfoFile = std::size_t{64} << 10;
 // Beyond what is looked for here, a Trash is not read.
 constexpr std::size_t mostTrashedItems = std::size_t{1} << 20;
-
-struct Held {
-    FileDescriptor descriptor;
-    FileStatus status;
-};
-
-// What stands at `name` of `folder`, itself.
-std::optional<Held> hold(int folder, const std::string& name) {
-    FileDescriptor descriptor(::openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-    const auto status = descriptor ? path_descriptors::statusOf(descriptor.get()) : std::nullopt;
-    return status ? std::optional<Held>({std::move(descriptor), *status}) : std::nullopt;
-}
 
 bool isAt(int folder, const std::string& name, const DurableIdentity& identity) {
     const auto held = hold(folder, name);
@@ -104,12 +94,6 @@ std::string topOf(const std::string& trash) {
     return lastPathComponent(above) == ".Trash" ? std::string(parentPath(above)) : above;
 }
 
-// Links are followed: the path is the one under which the user finds what lies there, and nothing but
-// questions are asked.
-FileDescriptor openFolder(const std::string& path) {
-    return FileDescriptor(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-}
-
 // Whether the Trash's info file of what lies at `name` tells that it came from `path`.
 bool noteLeadsTo(int info, const std::string& trash, const std::string& name, const std::string& path) {
     trash::Folder folder;
@@ -135,11 +119,11 @@ void lookInTrash(const Sought& sought, Whereabouts& found) {
         const std::string files(parentPath(place));
         const std::string trash(parentPath(files));
         const std::string name(lastPathComponent(place));
-        const FileDescriptor folder = openFolder(files);
+        const FileDescriptor folder = path_descriptors::openFolder(files, O_PATH);
         if (!folder || !isAt(folder.get(), name, sought.identity)) {
             continue;
         }
-        const FileDescriptor info = openFolder(joinedPath(trash, "info"));
+        const FileDescriptor info = path_descriptors::openFolder(joinedPath(trash, "info"), O_PATH);
         found.path = place;
         found.kind = info && noteLeadsTo(info.get(), trash, name, sought.path) ? Kind::inTrash
                                                                                : Kind::inTrashWithoutNote;
@@ -174,16 +158,16 @@ Whereabouts lookFor(const Sought& sought) {
 
 void listTrash(const std::string& trash, std::vector<TrashedItem>& items) {
     const std::string files = joinedPath(trash, "files");
-    const FileDescriptor folder(::open(files.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    // Links are followed here and where it is looked for: the path is the one under which the user finds what
+    // lies there, and nothing but questions are asked.
+    const FileDescriptor folder = path_descriptors::openFolder(files, O_RDONLY);
     if (!folder) {
         return;
     }
     std::vector<char> buffer(std::size_t{256} * 1024);
     for (;;) {
-        const long count = ::syscall(SYS_getdents64, folder.get(), buffer.data(), buffer.size());
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
+        const long count = uninterrupted(
+            [&] { return ::syscall(SYS_getdents64, folder.get(), buffer.data(), buffer.size()); });
         if (count <= 0) {
             return;
         }
@@ -199,8 +183,7 @@ void listTrash(const std::string& trash, std::vector<TrashedItem>& items) {
 }
 
 void removeEmptyFolder(int parent, const std::string& name) {
-    while (::unlinkat(parent, name.c_str(), AT_REMOVEDIR) != 0 && errno == EINTR) {
-    }
+    uninterrupted([&] { return ::unlinkat(parent, name.c_str(), AT_REMOVEDIR); });
 }
 
 Restoring outcomeOf(int problem, const AsideItem& item) {

@@ -12,6 +12,7 @@
 #include "platform/Error.h"
 #include "platform/Path.h"
 #include "platform/UserFiles.h"
+#include "platform/linux/calls/SystemCalls.h"
 #include "platform/linux/walk/KernelEntry.h"
 
 #ifndef __linux__
@@ -23,6 +24,7 @@ namespace larkfold {
 namespace {
 
 using path_descriptors::FileStatus;
+using system_calls::uninterrupted;
 using user_files::Refusal;
 using Operation = SystemError::Operation;
 using Reason = Refusal::Reason;
@@ -30,10 +32,8 @@ using Reason = Refusal::Reason;
 bool isEmpty(int folder) {
     alignas(KernelEntry) std::array<char, 4096> buffer;
     for (;;) {
-        const long count = ::syscall(SYS_getdents64, folder, buffer.data(), buffer.size());
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
+        const long count =
+            uninterrupted([&] { return ::syscall(SYS_getdents64, folder, buffer.data(), buffer.size()); });
         if (count <= 0) {
             return count == 0;
         }
@@ -118,13 +118,11 @@ void StagingFolder::discard() const {
     }
     // By its name, since the system removes a folder in no other way: where somebody exchanges it after this
     // comparison, it is a folder that is empty, and that they could have removed themselves.
-    const FileDescriptor named(::openat(parent_, made_.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-    const auto now = named ? path_descriptors::statusOf(named.get()) : std::nullopt;
+    const auto now = path_descriptors::hold(parent_, made_);
     const auto held = path_descriptors::statusOf(folder_.get());
     // What cannot be compared is taken for it: only an empty folder of this name can go.
-    if (!now || !held || now->identity == held->identity) {
-        while (::unlinkat(parent_, made_.c_str(), AT_REMOVEDIR) != 0 && errno == EINTR) {
-        }
+    if (!now || !held || now->status.identity == held->identity) {
+        uninterrupted([&] { return ::unlinkat(parent_, made_.c_str(), AT_REMOVEDIR); });
     }
 }
 

@@ -119,6 +119,18 @@ bool isOwn(int descriptor) {
     return ::fstat(descriptor, &values) == 0 && values.st_uid == ::geteuid();
 }
 
+// `folder`: as it was opened or made just now; errno tells why where it was not.
+void addIfOwn(Choice& choice, const std::string& path, const std::string& top, FileDescriptor folder,
+              std::uint64_t mount) {
+    if (!folder) {
+        choice.reason = reasonWhy(path, errno);
+    } else if (!isOwn(folder.get())) {
+        choice.reason = "“" + displayText(path) + "” belongs to another user, so it is not used.";
+    } else {
+        add(choice, path, top, std::move(folder), mount);
+    }
+}
+
 // `$topdir/.Trash/$uid`: the administrator has made `.Trash` for everybody. It counts only as a real folder
 // with the sticky bit; otherwise anybody could exchange what lies in it.
 void addSharedTrash(Choice& choice, const std::string& top, int topDescriptor, std::uint64_t mount) {
@@ -136,36 +148,18 @@ void addSharedTrash(Choice& choice, const std::string& top, int topDescriptor, s
         return;
     }
     const std::string path = joinedPath(sharedPath, userNumber());
-    FileDescriptor folder = openOrMake(shared.get(), userNumber());
-    if (!folder) {
-        choice.reason = reasonWhy(path, errno);
-        return;
-    }
-    if (!isOwn(folder.get())) {
-        choice.reason = "“" + displayText(path) + "” belongs to another user, so it is not used.";
-        return;
-    }
-    add(choice, path, top, std::move(folder), mount);
+    addIfOwn(choice, path, top, openOrMake(shared.get(), userNumber()), mount);
 }
 
 // `$topdir/.Trash-$uid`.
 void addOwnTrash(Choice& choice, const std::string& top, int topDescriptor, std::uint64_t mount) {
     const std::string name = ".Trash-" + userNumber();
     const std::string path = joinedPath(top, name);
-    FileDescriptor folder = openOrMake(topDescriptor, name);
-    if (!folder) {
-        choice.reason = reasonWhy(path, errno);
-        return;
-    }
-    if (!isOwn(folder.get())) {
-        choice.reason = "“" + displayText(path) + "” belongs to another user, so it is not used.";
-        return;
-    }
-    add(choice, path, top, std::move(folder), mount);
+    addIfOwn(choice, path, top, openOrMake(topDescriptor, name), mount);
 }
 
-// Where the Trash folder at the beginning of `relative` (below the top of its volume) ends; 0 where there is
-// none.
+// Where the Trash folder at the beginning of `relative` (below the top of its volume) ends; 0 where
+// there is none.
 std::size_t endOfVolumeTrash(std::string_view relative) {
     constexpr std::string_view own = ".Trash-";
     constexpr std::string_view shared = ".Trash/";

@@ -38,25 +38,6 @@ std::string noteName(const std::string& trashed) {
     return trashed + std::string(trash::infoFileSuffix);
 }
 
-// Which item the name in the folder leads to, links not followed; with an empty name the folder's descriptor
-// itself. Asked in a second way where the first one fails: an info file that cannot be told from others is
-// left behind.
-std::optional<FileIdentity> identityAt(int folder, const std::string& name) {
-    struct stat values;
-    if (::fstatat(folder, name.c_str(), &values, AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH) == 0) {
-        return FileIdentity{values.st_dev, values.st_ino};
-    }
-    struct statx more;
-    if (::statx(folder, name.c_str(), AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH, STATX_INO, &more) == 0) {
-        return FileIdentity{makedev(more.stx_dev_major, more.stx_dev_minor), more.stx_ino};
-    }
-    return std::nullopt;
-}
-
-FileDescriptor openPlace(int folder, const std::string& name) {
-    return FileDescriptor(::openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-}
-
 }  // namespace
 
 TrashInfoFile::TrashInfoFile(FileDescriptor info, std::string name, FileDescriptor infoFile,
@@ -84,7 +65,7 @@ std::expected<TrashInfoFile, int> TrashInfoFile::write(const trash::Folder& fold
         }
         fail(Operation::create, errno, path);
     }
-    const auto identity = identityAt(descriptor.get(), {});
+    const auto identity = path_descriptors::identityAt(descriptor.get(), {});
     if (!identity) {
         // It is left, empty: without its identity it cannot be told from a file of another program.
         fail(Operation::create, errno, path);
@@ -123,11 +104,12 @@ std::optional<TrashInfoFile> TrashInfoFile::find(const std::string& trashPath, c
     }
     const FileDescriptor filesNow =
         path_descriptors::openBelow(trash.get(), "files", O_PATH | O_DIRECTORY, false);
-    if (!filesNow || identityAt(filesNow.get(), {}) != files) {
+    if (!filesNow || path_descriptors::identityAt(filesNow.get(), {}) != files) {
         return std::nullopt;
     }
     FileDescriptor info = path_descriptors::openBelow(trash.get(), "info", O_PATH | O_DIRECTORY, false);
-    FileDescriptor infoFile = info ? openPlace(info.get(), noteName(trashed)) : FileDescriptor();
+    FileDescriptor infoFile =
+        info ? path_descriptors::openPlace(info.get(), noteName(trashed)) : FileDescriptor();
     const auto status = infoFile ? path_descriptors::statusOf(infoFile.get()) : std::nullopt;
     if (!status || !S_ISREG(status->mode)) {
         return std::nullopt;
@@ -136,11 +118,11 @@ std::optional<TrashInfoFile> TrashInfoFile::find(const std::string& trashPath, c
 }
 
 bool TrashInfoFile::standsInItsFolder() const {
-    return identityAt(info_.get(), name_) == identity_;
+    return path_descriptors::identityAt(info_.get(), name_) == identity_;
 }
 
 bool TrashInfoFile::standsAt(const std::string& path) const {
-    return identityAt(AT_FDCWD, path) == identity_;
+    return path_descriptors::identityAt(AT_FDCWD, path) == identity_;
 }
 
 void TrashInfoFile::remove() const {
@@ -149,7 +131,7 @@ void TrashInfoFile::remove() const {
         return;
     }
     int result = -1;
-    if (identityAt(info_.get(), aside) == identity_) {
+    if (path_descriptors::identityAt(info_.get(), aside) == identity_) {
         result = system_calls::uninterrupted([&] { return ::unlinkat(info_.get(), aside.c_str(), 0); });
     }
     if (result != 0) {

@@ -22,6 +22,7 @@
 #include "platform/ThreadName.h"
 #include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
+#include "platform/linux/calls/SystemCalls.h"
 #include "platform/linux/mounts/MountWatch.h"
 #include "platform/linux/userfiles/FileSHA256.h"
 #include "platform/linux/userfiles/FolderRemoval.h"
@@ -336,7 +337,7 @@ struct HeldItem::Impl {
             fail(Operation::readAttributes, folder.problem, standardized);
         }
         parent = std::move(folder.descriptor);
-        item = FileDescriptor(::openat(parent.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        item = path_descriptors::openPlace(parent.get(), name);
         if (!item) {
             fail(Operation::readAttributes, errno, standardized);
         }
@@ -432,11 +433,11 @@ struct HeldItem::Impl {
 
     // --- Moving, and looking at what was moved.
 
-    // What stands at `arrivedName` of `folder`, if it is the held item with nothing mounted in it; otherwise
-    // invalid.
+    // What stands at `arrivedName` of `folder`, if it is the held item with nothing mounted in
+    // it; otherwise invalid.
     FileDescriptor openArrived(int folder, const std::string& arrivedName,
                                const std::string& usualPath) const {
-        FileDescriptor arrived(::openat(folder, arrivedName.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        FileDescriptor arrived = path_descriptors::openPlace(folder, arrivedName);
         const auto arrivedStatus = arrived ? path_descriptors::statusOf(arrived.get()) : std::nullopt;
         if (!arrivedStatus || !isSameItem(*arrivedStatus, status) ||
             (values.isDirectory && session->mounts.hasMountWithin(arrived.get(), usualPath))) {
@@ -478,7 +479,7 @@ struct HeldItem::Impl {
     // Puts back what had been moved to `movedName` of `folder`. Where its old name is taken or the system
     // refuses, it stays there, and its path is told; `usualPath` where the system does not tell that.
     std::string restore(int folder, const std::string& movedName, const std::string& usualPath) const {
-        const FileDescriptor moved(::openat(folder, movedName.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        const FileDescriptor moved = path_descriptors::openPlace(folder, movedName);
         if (!moved && errno == ENOENT) {
             return {};  // somebody took it away from there: there is nothing to put back
         }
@@ -787,10 +788,8 @@ struct HeldItem::Impl {
     }
 
     static int unlinkItem(int folder, const std::string& item, int flags) {
-        int result;
-        do {
-            result = ::unlinkat(folder, item.c_str(), flags);
-        } while (result != 0 && errno == EINTR);
+        const int result =
+            system_calls::uninterrupted([&] { return ::unlinkat(folder, item.c_str(), flags); });
         return result == 0 ? 0 : errno;
     }
 };
@@ -865,8 +864,7 @@ RetainedCopy RetainedCopy::hold(Session& session, const std::string& path) {
         throw SystemError(Operation::readAttributes, folder.problem, impl->path);
     }
     impl->parent = std::move(folder.descriptor);
-    impl->item =
-        FileDescriptor(::openat(impl->parent.get(), impl->name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    impl->item = path_descriptors::openPlace(impl->parent.get(), impl->name);
     if (!impl->item) {
         throw SystemError(Operation::readAttributes, errno, impl->path);
     }
@@ -896,8 +894,8 @@ bool RetainedCopy::hadSettled() const {
 bool RetainedCopy::isUnchangedBeside(const HeldItem& item) const {
     const FileStatus& before = impl_->status;
     const auto now = path_descriptors::statusOf(impl_->item.get());
-    // A name of its own is left to it: it may have lost the last one before it was looked at for the first
-    // time.
+    // A name of its own is left to it: it may have lost the last one before it was looked at for
+    // the first time.
     const std::uint64_t fewestLinks = before.identity == item.values().identity ? 2 : 1;
     if (!now || now->links < fewestLinks || now->size != before.size || now->links != before.links ||
         now->modified != before.modified) {

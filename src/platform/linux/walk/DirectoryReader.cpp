@@ -37,6 +37,7 @@
 #include "platform/Path.h"
 #include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
+#include "platform/linux/calls/SystemCalls.h"
 #include "platform/linux/mounts/MountTable.h"
 #include "platform/linux/walk/KernelEntry.h"
 #include "platform/linux/walk/PathDescriptors.h"
@@ -52,25 +53,14 @@ constexpr std::size_t weightOfFolder = 8;   // entries that a folder counts for 
 constexpr int readFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 
 FileDescriptor openFolder(int parent, const char* name, int moreFlags) {
-    int fd = -1;
-    do {
-        fd = ::openat(parent, name, readFlags | moreFlags);
-    } while (fd < 0 && errno == EINTR);
-    return FileDescriptor(fd);
+    return FileDescriptor(
+        system_calls::uninterrupted([&] { return ::openat(parent, name, readFlags | moreFlags); }));
 }
 
 // A folder of `parent`; with `crossesMounts` false EXDEV for what is mounted there.
 FileDescriptor openSubfolder(int parent, const char* name, bool crossesMounts) {
     return crossesMounts ? openFolder(parent, name, O_NOFOLLOW)
                          : path_descriptors::openBelow(parent, name, readFlags, false);
-}
-
-std::optional<FileIdentity> identityOf(int fd) {
-    struct stat values;
-    if (::fstat(fd, &values) != 0) {
-        return std::nullopt;
-    }
-    return FileIdentity{values.st_dev, values.st_ino};
 }
 
 }  // namespace
@@ -202,11 +192,9 @@ private:
             if (stop.stop_requested()) {
                 throw CancellationError();
             }
-            const long count = ::syscall(SYS_getdents64, fd, buffer_.data(), buffer_.size());
+            const long count = system_calls::uninterrupted(
+                [&] { return ::syscall(SYS_getdents64, fd, buffer_.data(), buffer_.size()); });
             if (count < 0) {
-                if (errno == EINTR) {
-                    continue;
-                }
                 folder.error = errno;
                 return;
             }
@@ -594,7 +582,7 @@ struct DirectoryReader::Impl {
             at = std::move(next);
             from = at.get();
         }
-        if (identityOf(at.get()) != folder.identity) {
+        if (path_descriptors::identityOf(at.get()) != folder.identity) {
             errno = ESTALE;
             return false;
         }
@@ -619,7 +607,7 @@ struct DirectoryReader::Impl {
             return;
         }
         FileDescriptor up(::openat(child.descriptor.get(), "..", readFlags));
-        if (up && identityOf(up.get()) == parent->identity) {
+        if (up && path_descriptors::identityOf(up.get()) == parent->identity) {
             parent->descriptor = std::move(up);
             countOpen(*parent);
         }
@@ -830,11 +818,11 @@ struct DirectoryReader::Impl {
         auto opened = callWithTimeout<Opened>(
             [path = root] {
                 Opened result;
-                *result.descriptor = openRootPath(path);
+                *result.descriptor = path_descriptors::openFolder(path, readFlags);
                 if (!*result.descriptor) {
                     result.error = errno;
                 } else {
-                    result.realPath = pathOfDescriptor(result.descriptor->get()).value_or(path);
+                    result.realPath = path_descriptors::currentPath(result.descriptor->get()).value_or(path);
                 }
                 return result;
             },
@@ -850,7 +838,7 @@ struct DirectoryReader::Impl {
         rememberExclusions();
         rememberMounts(opened->realPath);
         if (excludesEverything()) {
-            folder->identity = identityOf(opened->descriptor->get());
+            folder->identity = path_descriptors::identityOf(opened->descriptor->get());
             return folder;
         }
         if (places->mayFailToAnswer) {
@@ -862,32 +850,6 @@ struct DirectoryReader::Impl {
         }
         return folder;
     }
-    static FileDescriptor openRootPath(const std::string& path) {
-        if (path.size() < longestPiece) {
-            return openFolder(AT_FDCWD, path.c_str(), 0);
-        }
-        FileDescriptor at = openFolder(AT_FDCWD, "/", 0);
-        for (std::size_t from = 1; at && from < path.size();) {
-            std::size_t to = path.size();
-            if (to - from > longestPiece) {
-                to = path.rfind('/', from + longestPiece);
-            }
-            at = openFolder(at.get(), path.substr(from, to - from).c_str(), 0);
-            from = to + 1;
-        }
-        return at;
-    }
-    static std::optional<std::string> pathOfDescriptor(int fd) {
-        std::string path(longestPiece, '\0');
-        const ssize_t length =
-            ::readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), path.data(), path.size());
-        if (length <= 0 || static_cast<std::size_t>(length) >= path.size()) {
-            return std::nullopt;
-        }
-        path.resize(static_cast<std::size_t>(length));
-        return path;
-    }
-
     // --- The helper's life.
 
     void help() {
@@ -974,8 +936,8 @@ struct DirectoryReader::Impl {
             FolderPointer& child = folder.handedOut[i];
             child->parent = nullptr;
             if (child->state == Folder::State::listing) {
-                // The helper is at it and may be opening it relative to this folder: it takes the descriptor
-                // along.
+                // The helper is at it and may be opening it relative to this folder: it takes
+                // the descriptor along.
                 leaveFrontier(*child);
                 child->isAbandoned = true;
                 if (folder.isCountedOpen) {

@@ -20,9 +20,8 @@ std::optional<DurableIdentity> DurableIdentity::ofFolder(const std::string& path
     using Answer = std::optional<DurableIdentity>;
     return callWithTimeout<Answer>(
                [path]() -> Answer {
-                   const FileDescriptor folder(::open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-                   const auto status = folder ? path_descriptors::statusOf(folder.get()) : std::nullopt;
-                   return status ? Answer(status->durableIdentity()) : std::nullopt;
+                   const auto identity = path_descriptors::identityOfFolder(path);
+                   return identity ? Answer(*identity) : std::nullopt;
                },
                wait, std::move(stop))
         .value_or(std::nullopt);

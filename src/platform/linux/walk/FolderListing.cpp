@@ -14,6 +14,8 @@
 #include "platform/Error.h"
 #include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
+#include "platform/linux/calls/SystemCalls.h"
+#include "platform/linux/walk/PathDescriptors.h"
 
 #ifndef __linux__
 #error "This file is for Linux."
@@ -23,9 +25,7 @@ namespace larkfold {
 
 namespace {
 
-constexpr std::size_t longestPiece = 4000;        // bytes of a path for one call; the system takes 4,095
 constexpr std::size_t bufferSize = 128UL * 1024;  // some 4,000 entries: a report follows each
-constexpr int openFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 
 // Shared with the threads that may be left behind: the last one closes it.
 using SharedDescriptor = std::shared_ptr<const FileDescriptor>;
@@ -44,29 +44,10 @@ struct Part {
     int error = 0;
 };
 
-FileDescriptor openFolder(int parent, const char* path) {
-    int fd = -1;
-    do {
-        fd = ::openat(parent, path, openFlags);
-    } while (fd < 0 && errno == EINTR);
-    return FileDescriptor(fd);
-}
-
 Opened open(const std::string& path) {
-    FileDescriptor at = openFolder(AT_FDCWD, "/");
-    for (std::size_t from = path.find_first_not_of('/'); at && from < path.size();) {
-        std::size_t to = path.size();
-        if (to - from > longestPiece) {
-            to = path.rfind('/', from + longestPiece);
-        }
-        if (to == std::string::npos || to <= from) {
-            return {.folder = nullptr, .error = ENAMETOOLONG};
-        }
-        at = openFolder(at.get(), path.substr(from, to - from).c_str());
-        from = path.find_first_not_of('/', to);
-    }
-    return at ? Opened{.folder = std::make_shared<const FileDescriptor>(std::move(at))}
-              : Opened{.folder = nullptr, .error = errno};
+    FileDescriptor folder = path_descriptors::openFolder(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    return folder ? Opened{.folder = std::make_shared<const FileDescriptor>(std::move(folder))}
+                  : Opened{.folder = nullptr, .error = errno};
 }
 
 void take(Part& part, const dirent64& entry, const WantedFiles& wantsFile) {
@@ -87,10 +68,8 @@ void take(Part& part, const dirent64& entry, const WantedFiles& wantsFile) {
 Part readPart(const FileDescriptor& folder, const WantedFiles& wantsFile) {
     Part part;
     const auto buffer = std::make_unique_for_overwrite<std::byte[]>(bufferSize);
-    ssize_t count = -1;
-    do {
-        count = ::getdents64(folder.get(), buffer.get(), bufferSize);
-    } while (count < 0 && errno == EINTR);
+    const ssize_t count =
+        system_calls::uninterrupted([&] { return ::getdents64(folder.get(), buffer.get(), bufferSize); });
     if (count <= 0) {
         part.isEnd = true;
         part.error = count < 0 ? errno : 0;

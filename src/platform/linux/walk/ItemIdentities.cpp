@@ -33,9 +33,8 @@ std::vector<std::optional<DurableIdentity>> itemIdentities(const std::vector<std
     pass->identities.resize(paths.size());
     callWithTimeout<bool>([pass] {
         for (std::size_t index = 0; index < pass->paths.size() && !pass->isGivenUp; ++index) {
-            const FileDescriptor item(::open(pass->paths[index].c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-            if (const auto status = item ? path_descriptors::statusOf(item.get()) : std::nullopt) {
-                pass->identities[index] = status->durableIdentity();
+            if (const auto item = path_descriptors::hold(AT_FDCWD, pass->paths[index])) {
+                pass->identities[index] = item->status.durableIdentity();
             }
             pass->count = index + 1;
         }

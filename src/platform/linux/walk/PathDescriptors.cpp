@@ -12,6 +12,9 @@
 #include <cerrno>
 #include <climits>
 #include <cstdio>
+#include <utility>
+
+#include "platform/linux/calls/SystemCalls.h"
 
 #ifndef __linux__
 #error "This file is for Linux."
@@ -21,10 +24,12 @@ namespace larkfold::path_descriptors {
 
 namespace {
 
+using system_calls::uninterrupted;
+
 // Bytes of a path that one call is given; the system takes 4,095.
 constexpr std::size_t longestPiece = 4000;
-// The kernel gives up with EAGAIN where folders are renamed or mounted while it makes sure that it stays
-// below.
+// The kernel gives up with EAGAIN where folders are renamed or mounted while it makes sure that
+// it stays below.
 constexpr int mostAttempts = 100;
 
 FileDescriptor openPiece(int folder, const char* path, int flags, unsigned resolve) {
@@ -32,23 +37,21 @@ FileDescriptor openPiece(int folder, const char* path, int flags, unsigned resol
     how.flags = static_cast<unsigned>(flags | O_CLOEXEC);
     how.resolve = resolve;
     for (int attempt = 0;; ++attempt) {
-        const long descriptor = ::syscall(SYS_openat2, folder, path, &how, sizeof how);
+        const long descriptor =
+            uninterrupted([&] { return ::syscall(SYS_openat2, folder, path, &how, sizeof how); });
         if (descriptor >= 0) {
             return FileDescriptor(static_cast<int>(descriptor));
         }
-        if (errno != EINTR && (errno != EAGAIN || attempt == mostAttempts)) {
+        if (errno != EAGAIN || attempt == mostAttempts) {
             return {};
         }
     }
 }
 
 int renameWithoutReplacing(int fromFolder, const char* fromName, int toFolder, const char* toName) {
-    long result;
-    do {
-        // Not by the library's own function, which tells a call that the kernel does not know as another
-        // error.
-        result = ::syscall(SYS_renameat2, fromFolder, fromName, toFolder, toName, RENAME_NOREPLACE);
-    } while (result != 0 && errno == EINTR);
+    // Not by the library's own function, which tells a call that the kernel does not know as another error.
+    const long result = uninterrupted(
+        [&] { return ::syscall(SYS_renameat2, fromFolder, fromName, toFolder, toName, RENAME_NOREPLACE); });
     return result == 0 ? 0 : errno;
 }
 
@@ -68,11 +71,7 @@ int moveOntoPlaceholder(int fromFolder, const char* fromName, int toFolder, cons
     }
     // A folder replaces an empty one only, so nothing can be lost there; of a file the name was taken an
     // instant ago.
-    int result;
-    do {
-        result = ::renameat(fromFolder, fromName, toFolder, toName);
-    } while (result != 0 && errno == EINTR);
-    if (result == 0) {
+    if (uninterrupted([&] { return ::renameat(fromFolder, fromName, toFolder, toName); }) == 0) {
         return 0;
     }
     const int problem = errno;
@@ -136,12 +135,72 @@ FileDescriptor openWithoutLinks(const std::string& path, int flags) {
     return openBelow(root.get(), path.substr(std::min(path.find_first_not_of('/'), path.size())), flags);
 }
 
+FileDescriptor openFolder(const std::string& path, int flags) {
+    const auto open = [flags](int folder, const std::string& name) {
+        return FileDescriptor(
+            uninterrupted([&] { return ::openat(folder, name.c_str(), flags | O_DIRECTORY | O_CLOEXEC); }));
+    };
+    if (path.size() < longestPiece) {
+        return open(AT_FDCWD, path);
+    }
+    FileDescriptor at = open(AT_FDCWD, "/");
+    for (std::size_t from = path.find_first_not_of('/'); at && from < path.size();) {
+        std::size_t to = path.size();
+        if (to - from > longestPiece) {
+            to = path.rfind('/', from + longestPiece);
+        }
+        if (to == std::string::npos || to <= from) {
+            errno = ENAMETOOLONG;
+            return {};
+        }
+        at = open(at.get(), path.substr(from, to - from));
+        from = path.find_first_not_of('/', to);
+    }
+    return at;
+}
+
+FileDescriptor openPlace(int folder, const std::string& name) {
+    return FileDescriptor(::openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+}
+
+std::optional<HeldPlace> hold(int folder, const std::string& name) {
+    FileDescriptor descriptor = openPlace(folder, name);
+    const auto status = descriptor ? statusOf(descriptor.get()) : std::nullopt;
+    return status ? std::optional<HeldPlace>({std::move(descriptor), *status}) : std::nullopt;
+}
+
+std::expected<DurableIdentity, int> identityOfFolder(const std::string& path) {
+    const FileDescriptor folder = openFolder(path, O_PATH);
+    const auto status = folder ? statusOf(folder.get()) : std::nullopt;
+    if (!status) {
+        return std::unexpected(errno);
+    }
+    return status->durableIdentity();
+}
+
+std::optional<FileIdentity> identityAt(int folder, const std::string& name) {
+    struct stat values;
+    if (::fstatat(folder, name.c_str(), &values, AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH) == 0) {
+        return FileIdentity{values.st_dev, values.st_ino};
+    }
+    struct statx more;
+    if (::statx(folder, name.c_str(), AT_SYMLINK_NOFOLLOW | AT_EMPTY_PATH, STATX_INO, &more) == 0) {
+        return FileIdentity{makedev(more.stx_dev_major, more.stx_dev_minor), more.stx_ino};
+    }
+    return std::nullopt;
+}
+
+std::optional<FileIdentity> identityOf(int descriptor) {
+    struct stat values;
+    if (::fstat(descriptor, &values) != 0) {
+        return std::nullopt;
+    }
+    return FileIdentity{values.st_dev, values.st_ino};
+}
+
 FileDescriptor openAgain(int descriptor, int flags) {
-    int again;
-    do {
-        again = ::open(pathThrough(descriptor).c_str(), flags | O_CLOEXEC);
-    } while (again < 0 && errno == EINTR);
-    return FileDescriptor(again);
+    return FileDescriptor(
+        uninterrupted([&] { return ::open(pathThrough(descriptor).c_str(), flags | O_CLOEXEC); }));
 }
 
 std::string pathThrough(int descriptor) {

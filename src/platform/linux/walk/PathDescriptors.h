@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <expected>
 #include <optional>
 #include <string>
 
@@ -20,8 +21,8 @@ struct Timestamp {
     bool operator==(const Timestamp&) const = default;
 };
 
-// What a place is, as its own descriptor or its name tells. `mount` is the number that /proc/self/mountinfo
-// uses.
+// What a place is, as its own descriptor or its name tells. `mount` is the number
+// that /proc/self/mountinfo uses.
 struct FileStatus {
     FileIdentity identity;
     std::uint64_t mount = 0;
@@ -48,6 +49,31 @@ FileDescriptor openBelow(int folder, const std::string& path, int flags, bool ma
 
 // The same for an absolute path without links.
 FileDescriptor openWithoutLinks(const std::string& path, int flags);
+
+// The same with links followed, for an absolute path to a folder: who named it meant the folder behind it.
+FileDescriptor openFolder(const std::string& path, int flags);
+
+// What stands at `name` in `folder`, itself: links are not followed. The descriptor stands for
+// its place only.
+FileDescriptor openPlace(int folder, const std::string& name);
+
+// That, and what it is. Nothing, with errno set, where either cannot be told.
+struct HeldPlace {
+    FileDescriptor descriptor;
+    FileStatus status;
+};
+std::optional<HeldPlace> hold(int folder, const std::string& name);
+
+// Of the folder that `path` leads to, links followed; an errno where it cannot be told.
+std::expected<DurableIdentity, int> identityOfFolder(const std::string& path);
+
+// Which item the name in the folder leads to, links not followed; with an empty name the folder's
+// descriptor itself. Asked in a second way where the first one fails, for who would rather not be left
+// without an answer.
+std::optional<FileIdentity> identityAt(int folder, const std::string& name);
+
+// Which item is open.
+std::optional<FileIdentity> identityOf(int descriptor);
 
 // Opens what `descriptor` stands for once more, with other flags (a descriptor that only stands for a place
 // cannot be read from). Invalid, with errno set, where the system refuses.

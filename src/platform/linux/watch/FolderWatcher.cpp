@@ -162,7 +162,7 @@ private:
         auto opened = callWithTimeout<Opened>(
             [path = root_] {
                 Opened result;
-                *result.descriptor = openRoot(path);
+                *result.descriptor = path_descriptors::openFolder(path, readFlags & ~O_NOFOLLOW);
                 if (!*result.descriptor) {
                     result.error = errno;
                     return result;
@@ -178,7 +178,7 @@ private:
             return fail(opened ? opened->error : ETIMEDOUT);
         }
         realRoot_ = opened->realPath;
-        identity_ = identityOf(opened->descriptor->get());
+        identity_ = path_descriptors::identityOf(opened->descriptor->get());
         rememberPlaces();
         if (places_->mayFailToAnswer) {
             return fail(EREMOTE);
@@ -218,14 +218,6 @@ private:
         return false;
     }
 
-    static FileDescriptor openRoot(const std::string& path) {
-        constexpr int followingLinks = readFlags & ~O_NOFOLLOW;
-        if (path.size() < PATH_MAX) {
-            return FileDescriptor(::open(path.c_str(), followingLinks));
-        }
-        return path_descriptors::openWithoutLinks(path, followingLinks);
-    }
-
     // By a call that may never return. Invalid, with errno set, where it did not in time.
     FileDescriptor openInTime(const std::function<FileDescriptor()>& open) const {
         struct Opened {
@@ -244,14 +236,6 @@ private:
             return {};
         }
         return std::move(*opened->descriptor);
-    }
-
-    static std::optional<FileIdentity> identityOf(int descriptor) {
-        struct stat values;
-        if (::fstat(descriptor, &values) != 0) {
-            return std::nullopt;
-        }
-        return FileIdentity{values.st_dev, values.st_ino};
     }
 
     void rememberPlaces() {
@@ -429,7 +413,7 @@ private:
     // A folder where the tree has it. Invalid, with ENOENT, where it is not there (any more, or yet).
     FileDescriptor openWatched(Index folder) {
         FileDescriptor opened = openPlaceOf(folder);
-        if (opened && identityOf(opened.get()) != folders_.identity(folder)) {
+        if (opened && path_descriptors::identityOf(opened.get()) != folders_.identity(folder)) {
             opened.reset();
             errno = ENOENT;
         }
@@ -439,8 +423,9 @@ private:
     // What stands at a folder's place.
     FileDescriptor openPlaceOf(Index folder) {
         if (!openRoot_) {
-            openRoot_ = openInTime([path = root_] { return openRoot(path); });
-            if (!openRoot_ || identityOf(openRoot_.get()) != identity_) {
+            openRoot_ = openInTime(
+                [path = root_] { return path_descriptors::openFolder(path, readFlags & ~O_NOFOLLOW); });
+            if (!openRoot_ || path_descriptors::identityOf(openRoot_.get()) != identity_) {
                 openRoot_.reset();
                 mustBeginAnew_ = true;
                 errno = ENOENT;
@@ -782,8 +767,8 @@ private:
         }
     }
 
-    // Takes over what is known of a mount. Gives the folder that holds its place; none where that is not
-    // covered.
+    // Takes over what is known of a mount. Gives the folder that holds its place; none where that
+    // is not covered.
     Index rememberMount(const std::string& relative) {
         SpecialPlace& place = places_->at(relative);
         const auto mount = mounts_.find(relative);
