@@ -61,6 +61,7 @@ set(LARKFOLD_SHARED_HEADERS
   <algorithm> <array> <chrono> <condition_variable> <cstdint> <filesystem> <fstream> <functional> <map> <memory> <mutex>
   <optional> <set> <sstream> <stop_token> <string> <string_view> <thread> <unordered_map> <utility> <vector>)
 set(LARKFOLD_SHARED_TEST_HEADERS <gtest/gtest.h> <gmock/gmock.h> ${LARKFOLD_SHARED_HEADERS})
+set(LARKFOLD_SHARED_WINDOW_TEST_HEADERS ${LARKFOLD_SHARED_TEST_HEADERS} <QtQuick/QtQuick> <QtTest/QtTest>)
 
 if(LARKFOLD_PRECOMPILE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # So that the compiler cache can tell what such a header was made of.
@@ -127,12 +128,13 @@ function(larkfold_library name)
   endif()
 endfunction()
 
-# larkfold_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [TIMEOUT seconds] [SHARDS number] [COST seconds] [SERIAL]): one
-# test program, and one ctest entry that runs it or several that share its tests out. It runs headless and with a private
-# home and runtime folder, so that no test ever sees the developer's own. What costs most begins first; the cost is that of
-# one entry.
+# larkfold_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [TIMEOUT seconds] [SHARDS number] [COST seconds]
+# [HEADERS target] [SERIAL]): one test program, and one ctest entry that runs it or several that share its tests out. It runs
+# headless and with a private home and runtime folder, so that no test ever sees the developer's own. What costs most begins
+# first; the cost is that of one entry. HEADERS names the program that precompiles the toolkit's headers for itself and
+# others of its folder; the compiler wants the same definitions.
 function(larkfold_test name)
-  cmake_parse_arguments(ARG "SERIAL" "TIMEOUT;SHARDS;COST" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "SERIAL" "TIMEOUT;SHARDS;COST;HEADERS" "SOURCES;LIBRARIES;LABELS" ${ARGN})
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 300)
   endif()
@@ -142,8 +144,10 @@ function(larkfold_test name)
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/src" "${PROJECT_SOURCE_DIR}/tests")
   target_link_libraries(${name} PRIVATE larkfold_options ${ARG_LIBRARIES})
-  if("${ARG_LIBRARIES}" MATCHES "Qt6::|_ui|_qt|_updates")
-    larkfold_borrow_headers(${name} larkfold_qt_test_headers)
+  if(LARKFOLD_PRECOMPILE AND ARG_HEADERS STREQUAL name)
+    target_precompile_headers(${name} PRIVATE ${LARKFOLD_SHARED_WINDOW_TEST_HEADERS})
+  elseif(ARG_HEADERS)
+    larkfold_borrow_headers(${name} ${ARG_HEADERS})
   else()
     larkfold_borrow_headers(${name} larkfold_test_headers)
   endif()

@@ -201,7 +201,7 @@ TEST_F(IndexRefreshTest, afterARefreshSummariesReadAsThoseOfAnIndex) {
 }
 
 TEST_F(IndexRefreshTest, aPartlyReadFolder_neverTakesThePlaceOfACompleteRecord) {
-    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string&) {
+    test::asUnprivilegedUser([](const std::string&) {
         RefreshedDriver own;
         own.tree.fileOfSize("a/locked/file", 5'000);
         own.tree.fileOfSize("b/file", 5'000);
@@ -233,11 +233,11 @@ TEST_F(IndexRefreshTest, aPartlyReadFolder_neverTakesThePlaceOfACompleteRecord) 
         own.refresh();
         EXPECT_FALSE(own.driver->error());
         EXPECT_EQ(test::rowsOf(own.index()), own.freshRows());
-    }));
+    });
 }
 
 TEST_F(IndexRefreshTest, ofTheRootItself_unreadablePlacesAreCounted) {
-    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string&) {
+    test::asUnprivilegedUser([](const std::string&) {
         RefreshedDriver own;
         own.tree.fileOfSize("locked/file", 5'000);
         own.tree.fileOfSize("b/file", 5'000);
@@ -250,7 +250,7 @@ TEST_F(IndexRefreshTest, ofTheRootItself_unreadablePlacesAreCounted) {
         EXPECT_EQ(own.driver->scanResult()->unreadablePlaces, 1);
         EXPECT_EQ(own.driver->scanResult()->errors[0].error->description(),
                   "Scan index: Saved scan has 1 inaccessible entries. Rescan to review current errors.");
-    }));
+    });
 }
 
 TEST_F(IndexRefreshTest, aFolderInWhosePlaceALinkStands_isLeftOutAsInAScan) {
@@ -287,7 +287,7 @@ TEST_F(IndexRefreshTest, anIndexThatAnotherWindowFilledWithAnotherFolder_isLeftA
 }
 
 TEST_F(IndexRefreshTest, aSystemThatGivesNoThread_endsTheRefreshAndNotTheProgram) {
-    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string&) {
+    test::asUnprivilegedUser([](const std::string&) {
         RefreshedDriver own;
         own.tree.file("a/file");
         own.scan(own.tree.root());
@@ -297,7 +297,7 @@ TEST_F(IndexRefreshTest, aSystemThatGivesNoThread_endsTheRefreshAndNotTheProgram
         EXPECT_THAT(own.driver->error().value_or(""),
                     testing::StartsWith("Refresh did not finish: The work could not be started"));
         EXPECT_EQ(own.driver->changedFolderCount(), 1);
-    }));
+    });
 }
 
 TEST_F(IndexRefreshTest, aCancelledRefresh_forgetsNothing) {

@@ -571,7 +571,7 @@ TEST_F(ScanHistoryManagerTest, aFigureThatHasNoForm_isLoggedAndTheStoredListStay
 }
 
 TEST(ScanHistoryFailureTest, settingsThatMayNotBeWritten_areLoggedAndTheListIsKept) {
-    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string& home) {
+    test::asUnprivilegedUser([](const std::string& home) {
         TestMainLoop loop;
         UserDefaults defaults(home + "/Larkfold/settings.json", loop.queue());
         ScanHistoryManager manager(defaults, loop.queue());
@@ -590,7 +590,7 @@ TEST(ScanHistoryFailureTest, settingsThatMayNotBeWritten_areLoggedAndTheListIsKe
         ASSERT_TRUE(defaults.flush());
         UserDefaults again(home + "/Larkfold/settings.json", loop.queue());
         EXPECT_THAT(paths(ScanHistoryManager(again, loop.queue()).history()), ElementsAre("/c", "/b", "/a"));
-    }));
+    });
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 
 #include "disk/DiskScanner.h"
 #include "disk/ScanIndexDatabase.h"
+#include "faults/FaultLoops.h"
 #include "faults/IndexOracle.h"
 #include "support/TemporaryTree.h"
 

@@ -46,7 +46,7 @@ bool isSilent(const std::string& path) {
 }
 
 TEST(DeadMount, belowTheRoot_isToldAndTheRestIsComplete) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         const QuickFolder quick;
         TemporaryTree tree;
         makeTree(tree);
@@ -69,11 +69,11 @@ TEST(DeadMount, belowTheRoot_isToldAndTheRestIsComplete) {
             EXPECT_THAT(result.errors[0].error->description(), HasSubstr("did not answer in time"));
             EXPECT_TRUE(isWhole(describeIndex(index))) << describeIndex(index);
         }
-    }));
+    });
 }
 
 TEST(DeadMount, asTheRoot_isToldAsUnread) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         const QuickFolder quick;
         TemporaryTree tree;
         const DeadMount dead(tree.folder("dead"));
@@ -85,11 +85,11 @@ TEST(DeadMount, asTheRoot_isToldAsUnread) {
         EXPECT_EQ(result.errors[0].path, tree.path("dead"));
         EXPECT_THAT(result.errors[0].error->description(), HasSubstr("did not answer in time"));
         EXPECT_FALSE(result.volumeCapacity.has_value());
-    }));
+    });
 }
 
 TEST(DeadMount, whereAFolderIsChosen_isToldAndItsNeighboursAreListed) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         makeTree(tree);
         tree.link("root/m/link-to-dead", "dead/inside");
@@ -102,7 +102,7 @@ TEST(DeadMount, whereAFolderIsChosen_isToldAndItsNeighboursAreListed) {
         const FolderListing beside = list(tree.path("root/m"));
         EXPECT_EQ(beside.error, 0);
         EXPECT_THAT(beside.names, testing::UnorderedElementsAre("dead", "later", "link-to-dead"));
-    }));
+    });
 }
 
 // The request to stop comes when the file system has been asked and somebody waits for its answer, which may
@@ -118,26 +118,26 @@ void expectStopWhileWaiting(const std::string& root, const DeadMount& dead) {
 }
 
 TEST(DeadMount, aStopWhileItsAnswerIsAwaited_isObeyed) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         const QuickFolder quick;
         TemporaryTree tree;
         makeTree(tree);
         const DeadMount dead(tree.path("root/m/dead"), DeadMount::Greeting::answered);
         expectStopWhileWaiting(tree.path("root"), dead);
-    }));
+    });
 }
 
 TEST(DeadMount, aStopWhileTheRootsAnswerIsAwaited_isObeyed) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         const QuickFolder quick;
         TemporaryTree tree;
         const DeadMount dead(tree.folder("dead"), DeadMount::Greeting::answered);
         expectStopWhileWaiting(tree.path("dead"), dead);
-    }));
+    });
 }
 
 TEST(DeadMount, capacityBookmarkAndExclusions_endWithoutAnAnswer) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         const QuickFolder quick;
         TemporaryTree tree;
         const std::string place = tree.folder("dead");
@@ -155,12 +155,12 @@ TEST(DeadMount, capacityBookmarkAndExclusions_endWithoutAnAnswer) {
         }
         EXPECT_THAT(startupDiskExclusions(), Contains(place));
         EXPECT_TRUE(volumeCapacity("/").total.has_value());
-    }));
+    });
 }
 
 // However many there are, only so many threads are left behind, and no place is passed over in silence.
 TEST(DeadMount, fortyOfThem_areAllTold) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         const QuickFolder quick;
         TemporaryTree tree;
         tree.fileOfSize("root/z/last", 1'000);
@@ -182,7 +182,7 @@ TEST(DeadMount, fortyOfThem_areAllTold) {
         EXPECT_TRUE(healthy.errors.empty());
         EXPECT_EQ(healthy.totalFiles, 1);
         EXPECT_TRUE(healthy.volumeCapacity.has_value());
-    }));
+    });
 }
 
 }  // namespace

@@ -56,7 +56,7 @@ struct SmallDisk {
 };
 
 TEST(FullDisk, whileTheIndexIsWritten_failsWithASentenceAndKeepsTheEarlierIndex) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         const SmallDisk disk;
         ASSERT_TRUE(isWhole(disk.before)) << disk.before;
         EXPECT_EQ(disk.scanLarge(), "Scan index: database or disk is full");
@@ -69,19 +69,19 @@ TEST(FullDisk, whileTheIndexIsWritten_failsWithASentenceAndKeepsTheEarlierIndex)
         EXPECT_EQ(disk.scanLarge(), "");
         EXPECT_NE(describeIndex(disk.index), disk.before);
         EXPECT_TRUE(isWhole(describeIndex(disk.index)));
-    }));
+    });
 }
 
 // The library ends a transaction that it cannot write. Rows that come after it would each be a transaction of
 // their own, with syncs of its own, for the rest of a walk of millions.
 TEST(FullDisk, rowsAfterTheLostTransaction_areNotWrittenOneByOne) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         const SmallDisk disk;
         int syncs = 0;
         int writesSinceFull = 0;
         bool isFull = false;
-        const ProgramOutcome outcome = runWatched(
-            {LARKFOLD_VICTIM, "scan", disk.tree.path("large"), disk.index}, [&](const SystemCall& call) {
+        const ProgramOutcome outcome =
+            runWatched({"scan", "scan", disk.tree.path("large"), disk.index}, [&](const SystemCall& call) {
                 if (!call.isEntry) {
                     isFull = isFull || call.result == -ENOSPC;
                     syncs += call.number == SYS_fsync || call.number == SYS_fdatasync ? 1 : 0;
@@ -95,11 +95,11 @@ TEST(FullDisk, rowsAfterTheLostTransaction_areNotWrittenOneByOne) {
         EXPECT_LT(syncs, 20);
         // What the rollback itself writes is bounded by the pages of the file, whose size is a megabyte.
         EXPECT_LT(writesSinceFull, 1'000);
-    }));
+    });
 }
 
 TEST(FullDisk, withoutAFreeName_failsWithASentenceAndKeepsTheEarlierIndex) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         const SmallDisk disk;
         int filler = 0;
         while (true) {
@@ -120,11 +120,11 @@ TEST(FullDisk, withoutAFreeName_failsWithASentenceAndKeepsTheEarlierIndex) {
         EXPECT_THAT(disk.scanLarge(), testing::StartsWith("Scan index: "));
         EXPECT_EQ(describeIndex(disk.index), disk.before);
         EXPECT_THAT(filesWithPrefix(disk.tree.path("disk"), "scan-"), IsEmpty());
-    }));
+    });
 }
 
 TEST(FullDisk, thatIsReadOnly_failsWithASentenceAndKeepsTheEarlierIndex) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         const SmallDisk disk;
         const std::string bytes = readBytes(disk.index);
         ASSERT_EQ(mount("none", disk.tree.path("disk").c_str(), nullptr, MS_REMOUNT | MS_RDONLY, ""), 0);
@@ -137,7 +137,7 @@ TEST(FullDisk, thatIsReadOnly_failsWithASentenceAndKeepsTheEarlierIndex) {
         } catch (const SystemError& error) {
             EXPECT_THAT(error.description(), HasSubstr("the disk is read-only."));
         }
-    }));
+    });
 }
 
 }  // namespace

@@ -6,18 +6,18 @@
 #include <sys/stat.h>
 #include <sys/syscall.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
-#include <iterator>
 #include <map>
 #include <optional>
+#include <span>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "faults/ErrorInjection.h"
+#include "faults/FaultLoops.h"
 #include "faults/HistoryRecord.h"
 #include "faults/IndexOracle.h"
 #include "faults/PrivateNamespace.h"
@@ -33,8 +33,6 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-constexpr int shortWrite = -1;  // stands among the errors for half of what was to be written
 
 // A place with a history of so many operations (with none: no file and no folder), and the judgement of what
 // stands there after a run of the victim.
@@ -59,7 +57,7 @@ public:
             tree_.folder("Larkfold");
             writeBytes(file(), *oldBytes_);
         }
-        return runWatched({LARKFOLD_HISTORY_VICTIM, mode, file()}, watcher);
+        return runWatched({"history", mode, file()}, watcher);
     }
 
     bool holdsNew() const { return stands(file()) && readBytes(file()) == newBytes_; }
@@ -105,13 +103,13 @@ struct KillTally {
     std::vector<std::string> violations;
 };
 
-void killEverywhere(HistorySubject& subject, const std::string& mode, KillTally& tally) {
-    for (std::uint64_t at = 0;; ++at) {
-        const ProgramOutcome outcome = subject.run(mode, killAt(at));
+void killAppends(HistorySubject& subject, const std::string& mode, KillTally& tally) {
+    const auto run = [&](const Watcher& watcher) { return subject.run(mode, watcher); };
+    const Pace pace{.stride = thorough<std::uint64_t>(mode == "append" ? 5 : 1, 1, 1)};
+    killEverywhere(run, pace, [&](std::uint64_t at, const ProgramOutcome& outcome) {
         if (!outcome.wasKilledByWatcher) {
-            ASSERT_TRUE(outcome.hasExited && outcome.exitCode == 0) << outcome.output;
-            ASSERT_TRUE(subject.holdsNew());
-            return;
+            EXPECT_TRUE(subject.holdsNew());
+            return true;
         }
         ++tally.kills;
         if (const std::string problem = subject.problem(); !problem.empty()) {
@@ -126,7 +124,8 @@ void killEverywhere(HistorySubject& subject, const std::string& mode, KillTally&
                                            " was left");
             }
         }
-    }
+        return true;
+    });
 }
 
 TEST(HistoryKill, atEverySystemCall_leavesTheWholeOldOrTheWholeNewHistory) {
@@ -134,7 +133,7 @@ TEST(HistoryKill, atEverySystemCall_leavesTheWholeOldOrTheWholeNewHistory) {
     for (const int operations : histories) {
         HistorySubject subject(operations);
         KillTally tally;
-        killEverywhere(subject, "append", tally);
+        killAppends(subject, "append", tally);
         std::printf(
             "%d operations before: %d kill points, the old history stood %d times and the new one %d times\n",
             operations, tally.kills, tally.oldStood, tally.newStood);
@@ -144,27 +143,27 @@ TEST(HistoryKill, atEverySystemCall_leavesTheWholeOldOrTheWholeNewHistory) {
         kills += tally.kills;
     }
     RecordProperty("killPoints", kills);
-    EXPECT_GT(kills, 100);
+    if (thoroughness() != Thoroughness::brief) {
+        EXPECT_GT(kills, 100);
+    }
 }
 
 TEST(HistoryKill, afterwards_theNextAppendSucceeds) {
     HistorySubject subject(3);
-    for (std::uint64_t at = 0;; at += 3) {
-        const ProgramOutcome outcome = subject.run("append", killAt(at));
+    const auto run = [&subject](const Watcher& watcher) { return subject.run("append", watcher); };
+    killEverywhere(run, {.stride = 3}, [&subject](std::uint64_t, const ProgramOutcome&) {
         CleanupHistoryStore store(subject.file());
         const std::size_t before = store.load().size();
         store.append(historyRecord(7));  // whoever was killed holds no lock
         EXPECT_THAT(store.load(), SizeIs(before + 1));
-        if (!outcome.wasKilledByWatcher) {
-            break;
-        }
-    }
+        return true;
+    });
 }
 
 TEST(HistoryKillControl, writingOverTheOldBytes_isFoundOut) {
     HistorySubject subject(3);
     KillTally tally;
-    killEverywhere(subject, "in-place", tally);
+    killAppends(subject, "in-place", tally);
     EXPECT_GT(tally.violations.size(), 0U);
 }
 
@@ -204,52 +203,19 @@ TEST(HistorySyncControl, renamingWithoutASync_isFoundOut) {
 
 // Errors.
 
-constexpr std::array errors = {ENOSPC, EIO,    EMFILE, EACCES, ENOTEMPTY,
-                               EROFS,  EDQUOT, EINTR,  ENOMEM, shortWrite};
+struct Injection : ErrorInjection {
+    bool hasRenamed = false;  // before it struck
 
-constexpr long fallible[] = {SYS_open,  SYS_openat, SYS_close,      SYS_read,   SYS_write, SYS_stat,
-                             SYS_lstat, SYS_fstat,  SYS_newfstatat, SYS_statx,  SYS_fsync, SYS_rename,
-                             SYS_mkdir, SYS_unlink, SYS_chmod,      SYS_fchmod, SYS_flock, SYS_getrandom};
-
-struct Injection {
-    int call = 0;  // the number of the call among the fallible ones
-    int error = 0;
-    bool (*counts)(long number) = nullptr;
-
-    int seen = 0;
-    std::optional<SystemCall> struck;
-    bool hasRenamed = false;      // before it struck
-    bool isOfTheHistory = false;  // a struck sync: of the new bytes or of their folder
-    bool isSyncedLater = false;   // and it was made again with success
-
-    Verdict look(const SystemCall& now, const std::string& file) {
-        if (!now.isEntry) {
-            hasRenamed = hasRenamed || (!struck && now.number == SYS_rename && now.result == 0);
-            isSyncedLater = isSyncedLater || (struck && now.number == SYS_fsync && now.result == 0 &&
-                                              now.descriptorPath(0) == subject_);
-            return {};
-        }
-        const bool isInternal = now.number == SYS_write && now.descriptorPath(0).starts_with("pipe:");
-        if (!counts(now.number) || isInternal || seen++ != call ||
-            (error == shortWrite && now.number != SYS_write)) {
-            return {};
-        }
-        struck = now;
-        if (now.number == SYS_fsync) {
-            subject_ = now.descriptorPath(0);
-            isOfTheHistory = file.starts_with(subject_) ||
-                             subject_.find("/.larkfold-") != std::string::npos ||
-                             subject_.ends_with(".temporary");
-        }
-        if (error == shortWrite) {
-            return {.kind = Verdict::Kind::shorten, .value = static_cast<std::int64_t>(now.arguments[2] / 2)};
-        }
-        return {.kind = now.number == SYS_close ? Verdict::Kind::failAfter : Verdict::Kind::fail,
-                .value = error};
+    Verdict look(const SystemCall& now) {
+        hasRenamed = hasRenamed || (!struck && !now.isEntry && now.number == SYS_rename && now.result == 0);
+        return ErrorInjection::look(now);
     }
-
-private:
-    std::string subject_;
+    // A sync of the new bytes or of their folder failed, and was not made again with success.
+    bool isUnsynced(const std::string& file) const {
+        return isSync(struck->number) && !isSyncedLater &&
+               (file.starts_with(subject) || subject.find("/.larkfold-") != std::string::npos ||
+                subject.ends_with(".temporary"));
+    }
 };
 
 struct Report {
@@ -284,7 +250,7 @@ std::string problemOf(const HistorySubject& subject, const Injection& injection,
         if (!subject.holdsNew()) {
             return "told as a success, and it does not stand";
         }
-        if (injection.isOfTheHistory && !injection.isSyncedLater && injection.struck->number == SYS_fsync) {
+        if (injection.isUnsynced(subject.file())) {
             return "told as a success although a sync failed";
         }
     } else if (!report.outcome.starts_with("refused ") || report.outcome.starts_with("refused told") ||
@@ -306,42 +272,19 @@ struct InjectionTally {
     std::vector<std::string> violations;
 };
 
-void injectEverywhere(HistorySubject& subject, const std::string& mode, bool (*counts)(long number),
-                      InjectionTally& tally) {
-    for (const int error : errors) {
-        for (int call = 0;; ++call) {
-            Injection injection;
-            injection.call = call;
-            injection.error = error;
-            injection.counts = counts;
-            const ProgramOutcome program =
-                subject.run(mode, [&](const SystemCall& now) { return injection.look(now, subject.file()); });
-            if (injection.seen <= call) {
-                break;
-            }
-            if (!injection.struck) {
-                continue;
-            }
-            ++tally.injected;
-            ++(program.exitCode == 0 ? tally.appended : tally.refused);
-            if (const std::string problem = problemOf(subject, injection, program); !problem.empty()) {
-                tally.violations.push_back(
-                    std::string(error == shortWrite ? "half a write" : strerrorname_np(error)) + " in call " +
-                    std::to_string(call) + " (number " + std::to_string(injection.struck->number) +
-                    "): " + problem + "\n" + program.output);
-            }
+void injectEverywhere(HistorySubject& subject, const std::string& mode, std::span<const int> errors,
+                      bool (*counts)(long number), std::uint64_t stride, InjectionTally& tally) {
+    const auto run = [&](const Watcher& watcher) { return subject.run(mode, watcher); };
+    const auto judge = [&](const Injection& injection, const ProgramOutcome& program) {
+        ++tally.injected;
+        ++(program.exitCode == 0 ? tally.appended : tally.refused);
+        if (const std::string problem = problemOf(subject, injection, program); !problem.empty()) {
+            tally.violations.push_back(injection.description() + problem + "\n" + program.output);
         }
-    }
-}
-
-bool mayFail(long number) {
-    return std::find(std::begin(fallible), std::end(fallible), number) != std::end(fallible);
-}
-bool isSync(long number) {
-    return number == SYS_fsync;
-}
-bool isWrite(long number) {
-    return number == SYS_write;
+    };
+    Injection injection;
+    injection.counts = counts;
+    failEverywhere(run, errors, injection, {.stride = stride}, judge);
 }
 
 TEST(HistoryInjection, eachErrorAtEachCall_isToldAndLeavesAWholeHistory) {
@@ -349,7 +292,9 @@ TEST(HistoryInjection, eachErrorAtEachCall_isToldAndLeavesAWholeHistory) {
     for (const int operations : {0, 3}) {
         HistorySubject subject(operations);
         InjectionTally tally;
-        injectEverywhere(subject, "append", mayFail, tally);
+        const auto stride = thorough<std::uint64_t>(7, 2, 1);
+        injectEverywhere(subject, "append", diskErrors, isFallible, stride, tally);
+        injectEverywhere(subject, "append", std::array{ENOMEM}, isFallible, stride, tally);
         std::printf("%d operations before: %d errors injected, %d appended, %d refused\n", operations,
                     tally.injected, tally.appended, tally.refused);
         EXPECT_THAT(tally.violations, IsEmpty());
@@ -358,7 +303,9 @@ TEST(HistoryInjection, eachErrorAtEachCall_isToldAndLeavesAWholeHistory) {
         injected += tally.injected;
     }
     RecordProperty("injectedErrors", injected);
-    EXPECT_GT(injected, 200);
+    if (thoroughness() != Thoroughness::brief) {
+        EXPECT_GT(injected, 150);
+    }
 }
 
 TEST(HistoryInjection, permissionsThatCannotBeSet_leaveTheNewContentAndTellNobody) {
@@ -380,7 +327,7 @@ TEST(HistoryInjection, permissionsThatCannotBeSet_leaveTheNewContentAndTellNobod
 int violationsOf(const std::string& mode, bool (*counts)(long number)) {
     HistorySubject subject(3);
     InjectionTally tally;
-    injectEverywhere(subject, mode, counts, tally);
+    injectEverywhere(subject, mode, diskErrors, counts, 1, tally);
     return static_cast<int>(tally.violations.size());
 }
 
@@ -403,7 +350,7 @@ TEST(HistoryInjectionControl, tellingBeforeItStands_isFoundOut) {
 // A disk that really is full.
 
 TEST(HistoryFullDisk, withoutRoomOrNames_isToldAndKeepsTheHistory) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         const QuickFolder quick;
         TemporaryTree tree;
         for (const char* size : {"size=64k,nr_inodes=50", "size=8m,nr_inodes=4"}) {
@@ -429,11 +376,11 @@ TEST(HistoryFullDisk, withoutRoomOrNames_isToldAndKeepsTheHistory) {
             EXPECT_EQ(told, 1);
             EXPECT_THAT(filesWithPrefix(tree.path("disk"), ".larkfold-"), IsEmpty());
         }
-    }));
+    });
 }
 
 TEST(HistoryFullDisk, aDiskThatIsReadOnly_isReadAndNotWritten) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         const Mounted disk("none", tree.folder("disk"), "tmpfs", 0, "size=1m");
         CleanupHistoryStore store(tree.path("disk/cleanup-history.json"));
@@ -448,7 +395,7 @@ TEST(HistoryFullDisk, aDiskThatIsReadOnly_isReadAndNotWritten) {
                 EXPECT_EQ(error.code(), EROFS);
             }
         }
-    }));
+    });
 }
 
 }  // namespace

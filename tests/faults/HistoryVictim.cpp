@@ -1,9 +1,8 @@
-// The program that the harness kills and starves: one operation added to the history of removals.
+// One operation added to the history of removals.
 //
-//   history_victim MODE FILE
+//   larkfold_victim history MODE FILE
 //
-// Prints "descriptors BEFORE AFTER" and then "appended", with "told" behind it where somebody was told, or
-// "refused" with the sentence that a user would see. Exit code 0 or 3.
+// What came of it is "appended", with "told" behind it where somebody was told; so it is behind "refused".
 //
 // MODE is "append", or one of the naive ways that the suites have to find out:
 //   in-place   the new bytes are written over the old ones
@@ -15,25 +14,19 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
-#include <exception>
 #include <string>
 #include <string_view>
 
 #include "faults/HistoryRecord.h"
+#include "faults/Victim.h"
 #include "platform/Error.h"
 #include "platform/OwnFiles.h"
 #include "platform/Path.h"
 #include "removal/CleanupHistoryStore.h"
-#include "support/OpenDescriptors.h"
 
+namespace larkfold::test {
 namespace {
-
-using larkfold::CleanupHistoryStore;
-using larkfold::SystemError;
-using larkfold::test::DescriptorBalance;
-using larkfold::test::historyRecord;
 
 void writeAll(const std::string& path, int flags, std::string_view bytes) {
     const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0600);
@@ -57,11 +50,11 @@ void syncUnchecked(const std::string& path) {
 // What the store would write, by the store itself, beside the place.
 std::string newBytes(const std::string& file) {
     const std::string copy = file + ".prepared";
-    if (larkfold::own_files::exists(file)) {
-        larkfold::own_files::writeFile(copy, larkfold::own_files::readFile(file, 1U << 30));
+    if (own_files::exists(file)) {
+        own_files::writeFile(copy, own_files::readFile(file, 1U << 30));
     }
     CleanupHistoryStore(copy).append(historyRecord(-1));
-    std::string bytes = larkfold::own_files::readFile(copy, 1U << 30);
+    std::string bytes = own_files::readFile(copy, 1U << 30);
     unlink(copy.c_str());
     unlink((copy + ".lock").c_str());
     return bytes;
@@ -81,7 +74,7 @@ void append(std::string_view mode, const std::string& file, const std::string& p
             throw SystemError(SystemError::Operation::replace, errno, file);
         }
         if (mode == "unchecked") {
-            syncUnchecked(std::string(larkfold::parentPath(file)));
+            syncUnchecked(std::string(parentPath(file)));
         }
         isTold = true;
     } else {
@@ -94,33 +87,24 @@ void append(std::string_view mode, const std::string& file, const std::string& p
 
 }  // namespace
 
-int main(int count, char** words) {
-    if (count != 3) {
-        return 2;
+std::optional<VictimWork> historyWork(const std::vector<std::string>& words) {
+    if (words.size() != 2) {
+        return std::nullopt;
     }
-    const std::string_view mode = words[1];
-    const std::string file = words[2];
-    const std::string prepared = mode == "append" ? std::string() : newBytes(file);
-    std::string report;
-    int code = 0;
-    bool isTold = false;
-    const DescriptorBalance descriptors;
-    raise(SIGUSR1);
-    try {
-        append(mode, file, prepared, isTold);
-        report = isTold ? "appended told" : "appended";
-    } catch (const larkfold::Error& error) {
-        report = (isTold ? "refused told " : "refused ") + error.description();
-        code = 3;
-        if (mode == "leaky") {
-            static_cast<void>(open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const auto work = [mode = words[0], file = words[1],
+                       prepared = words[0] == "append" ? std::string() : newBytes(words[1])] {
+        bool isTold = false;
+        try {
+            append(mode, file, prepared, isTold);
+        } catch (const Error& error) {
+            if (mode == "leaky") {
+                leakDescriptor();
+            }
+            throw Refused((isTold ? "told " : "") + error.description());
         }
-    } catch (const std::exception& error) {
-        report = std::string("untyped ") + error.what();
-        code = 5;
-    }
-    raise(SIGUSR1);
-    const std::size_t after = descriptors.after();
-    std::printf("descriptors %zu %zu\n%s\n", descriptors.before(), after, report.c_str());
-    return code;
+        return std::string(isTold ? "appended told" : "appended");
+    };
+    return VictimWork{.run = work};
 }
+
+}  // namespace larkfold::test

@@ -199,19 +199,4 @@ QuickFolder::~QuickFolder() {
     }
 }
 
-Thoroughness thoroughness() {
-    const char* asked = std::getenv("LARKFOLD_FAULTS");  // NOLINT(concurrency-mt-unsafe)
-    if (asked != nullptr && std::string(asked) == "full") {
-        return Thoroughness::full;
-    }
-    if (asked != nullptr && std::string(asked) == "brief") {
-        return Thoroughness::brief;
-    }
-#ifdef LARKFOLD_SANITIZED
-    return Thoroughness::brief;
-#else
-    return Thoroughness::usual;
-#endif
-}
-
 }  // namespace larkfold::test

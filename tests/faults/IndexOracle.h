@@ -58,9 +58,4 @@ private:
     std::string before_;
 };
 
-// How thorough this run is: LARKFOLD_FAULTS=full asks for everything; little is asked for by "brief" and
-// under sanitizers.
-enum class Thoroughness { brief, usual, full };
-Thoroughness thoroughness();
-
 }  // namespace larkfold::test

@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "disk/DiskScanner.h"
+#include "faults/FaultLoops.h"
 #include "faults/IndexOracle.h"
 #include "faults/SystemCallHarness.h"
 #include "support/TemporaryTree.h"
@@ -60,7 +61,7 @@ TemporaryTree* LargeFolder::tree_ = nullptr;
 
 TEST_F(LargeFolder, isScannedInBoundedMemory) {
     const ProgramOutcome outcome = runWatched(
-        {LARKFOLD_VICTIM, "retained", root(), index()}, [](const SystemCall&) { return Verdict{}; },
+        {"scan", "retained", root(), index()}, [](const SystemCall&) { return Verdict{}; },
         std::chrono::seconds(300));
     EXPECT_THAT(outcome.output, HasSubstr("scanned " + std::to_string(entries()) + " 2 "));
     const auto at = outcome.output.find("resident ");
@@ -101,7 +102,7 @@ Aftermath stopAt(const std::string& mode, const Moment& moment, const std::strin
     bool isRequested = false;
     Aftermath aftermath;
     aftermath.outcome = runWatched(
-        {LARKFOLD_VICTIM, mode, root, index},
+        {"scan", mode, root, index},
         [&](const SystemCall& call) {
             if (call.isEntry && call.number == SYS_getpgid) {
                 isRequested = true;

@@ -14,6 +14,7 @@
 #include "faults/IndexOracle.h"
 #include "faults/PrivateNamespace.h"
 #include "platform/linux/walk/PathDescriptors.h"
+#include "support/MachineRequirements.h"
 #include "support/TemporaryTree.h"
 #include "support/UnprivilegedUser.h"
 
@@ -47,7 +48,7 @@ private:
 };
 
 TEST(MountWatch, tellsWhatComesAndGoes) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         const std::string inner = tree.folder("folder/inner");
         MountWatch watch;
@@ -58,11 +59,11 @@ TEST(MountWatch, tellsWhatComesAndGoes) {
             EXPECT_FALSE(watch.hasMountBelow(inner)) << "strictly below";
         }
         EXPECT_FALSE(watch.hasMountBelow(tree.path("folder")));
-    }));
+    });
 }
 
 TEST(MountWatch, tellsWhereAMountIs_andNothingOfACoveredOne) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         const std::string point = tree.folder("point");
         const Mounted lower("none", point, "tmpfs", 0, "size=1m");
@@ -74,11 +75,11 @@ TEST(MountWatch, tellsWhereAMountIs_andNothingOfACoveredOne) {
         EXPECT_EQ(watch.mountPoint(mountAt(point)), point);
         // It hides nothing from who asks what a folder holds.
         EXPECT_TRUE(watch.hasMountBelow(tree.root()));
-    }));
+    });
 }
 
 TEST(MountWatch, tellsWhatMayFailToAnswer) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         MountWatch watch;
         const DeadMount dead(tree.folder("disk/dead"));
@@ -86,12 +87,12 @@ TEST(MountWatch, tellsWhatMayFailToAnswer) {
         EXPECT_TRUE(watch.mayFailToAnswer(tree.path("disk/dead/x/y")));
         EXPECT_FALSE(watch.mayFailToAnswer(tree.path("disk/deadly")));
         EXPECT_FALSE(watch.mayFailToAnswer("/proc"));
-    }));
+    });
 }
 
 // Where the program's root is a plain folder, the list of mounts names nothing that holds every path.
 TEST(MountWatch, inAChangedRoot_tellsOfWhatIsBelowItOnly) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         tree.folder("root/plain");
         const Mounted list("/proc", tree.folder("root/proc"), "none", MS_BIND | MS_REC, "");
@@ -105,7 +106,7 @@ TEST(MountWatch, inAChangedRoot_tellsOfWhatIsBelowItOnly) {
         ASSERT_EQ(chroot("."), 0);
         EXPECT_FALSE(plain);
         EXPECT_TRUE(atDead);
-    }));
+    });
 }
 
 // --- Within a folder that is held
@@ -119,7 +120,7 @@ bool hasMountWithinSeenFrom(const std::string& root, const FileDescriptor& folde
 }
 
 TEST(MountWithin, whatIsMountedInAHeldFolder_isTold_andWhatIsMountedOnItIsNot) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         const std::string folder = tree.folder("folder");
         const Mounted own("none", folder, "tmpfs", 0, "size=1m");
@@ -132,7 +133,7 @@ TEST(MountWithin, whatIsMountedInAHeldFolder_isTold_andWhatIsMountedOnItIsNot) {
             EXPECT_TRUE(watch.hasMountWithin(top.get(), folder));
         }
         EXPECT_FALSE(watch.hasMountWithin(top.get(), folder));
-    }));
+    });
 }
 
 TEST(MountWithin, whatCannotBeAskedWhereItIs_countsAsIfItHeldOne) {
@@ -141,18 +142,18 @@ TEST(MountWithin, whatCannotBeAskedWhereItIs_countsAsIfItHeldOne) {
 }
 
 TEST(MountWithin, whereNoMountsAreTold_countsAsIfItHeldOne) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         const FileDescriptor folder = held(tree.folder("root/folder"));
         EXPECT_TRUE(hasMountWithinSeenFrom(tree.path("root"), folder, "/folder"));
         MountWatch watch;
         EXPECT_FALSE(watch.hasMountWithin(folder.get(), tree.path("root/folder"))) << "there is none";
-    }));
+    });
 }
 
 // The paths name another folder of the same name on the way: which one it is, is told by the folders.
 TEST(MountWithin, aMountInAnotherFolderOfTheSameName_isNoneOfThisOne) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         const Mounted disk("none", tree.folder("disk"), "tmpfs", 0, "size=1m");
         const FileDescriptor folder = held(tree.folder("disk/folder"));
@@ -160,12 +161,12 @@ TEST(MountWithin, aMountInAnotherFolderOfTheSameName_isNoneOfThisOne) {
         MountWatch watch;
         EXPECT_FALSE(watch.hasMountWithin(folder.get(), tree.path("disk/folder")));
         EXPECT_TRUE(watch.hasMountWithin(held(tree.path("disk/other/folder")).get(), ""));
-    }));
+    });
 }
 
 // The way up ends at the root of all paths, where ".." leads nowhere else.
 TEST(MountWithin, aMountInAnotherFolderOfTheSameNameOnTheMountOfTheRoot_isNoneOfThisOne) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         const Mounted disk("none", tree.folder("root"), "tmpfs", 0, "size=1m");
         const Mounted list("/proc", tree.folder("root/proc"), "none", MS_BIND | MS_REC, "");
@@ -174,13 +175,13 @@ TEST(MountWithin, aMountInAnotherFolderOfTheSameNameOnTheMountOfTheRoot_isNoneOf
         const Mounted elsewhere("none", tree.folder("root/other/folder/inner"), "tmpfs", 0, "size=1m");
         EXPECT_FALSE(hasMountWithinSeenFrom(tree.path("root"), folder, "/folder"));
         EXPECT_TRUE(hasMountWithinSeenFrom(tree.path("root"), other, "/other/folder"));
-    }));
+    });
 }
 
 // A folder that shows itself once more within itself: above the inner one is the same folder, and another
 // mount.
 TEST(MountWithin, wayUp_doesNotEndWhereAFolderShowsItselfASecondTime) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         const Mounted disk("none", tree.folder("disk"), "tmpfs", 0, "size=1m");
         tree.folder("disk/folder");
@@ -191,12 +192,12 @@ TEST(MountWithin, wayUp_doesNotEndWhereAFolderShowsItselfASecondTime) {
         MountWatch watch;
         EXPECT_FALSE(watch.hasMountWithin(folder.get(), tree.path("disk/second/folder")));
         EXPECT_TRUE(watch.hasMountWithin(held(tree.path("disk/second/other/folder")).get(), ""));
-    }));
+    });
 }
 
 // Its path cannot be told, and the one that is known is not its own any more.
 TEST(MountWithin, aFolderThatWasMovedMeanwhile_isFoundByWhatItIs) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         const Mounted disk("none", tree.folder("root"), "tmpfs", 0, "size=1m");
         const Mounted list("/proc/self/mountinfo", tree.file("root/proc/self/mountinfo"), "none", MS_BIND,
@@ -208,12 +209,12 @@ TEST(MountWithin, aFolderThatWasMovedMeanwhile_isFoundByWhatItIs) {
             EXPECT_TRUE(hasMountWithinSeenFrom(tree.path("root"), folder, "/before/folder"));
         }
         EXPECT_FALSE(hasMountWithinSeenFrom(tree.path("root"), folder, "/before/folder"));
-    }));
+    });
 }
 
 // Something may be mounted in it as far as anybody can tell: the way that would tell is covered.
 TEST(MountWithin, whereAMountOfSuchANameCannotBeReached_countsAsIfItHeldOne) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         const Mounted disk("none", tree.folder("disk"), "tmpfs", 0, "size=1m");
         const FileDescriptor folder = held(tree.folder("disk/folder"));
@@ -227,12 +228,12 @@ TEST(MountWithin, whereAMountOfSuchANameCannotBeReached_countsAsIfItHeldOne) {
             EXPECT_TRUE(watch.hasMountWithin(folder.get(), tree.path("disk/folder")));
         }
         EXPECT_FALSE(watch.hasMountWithin(folder.get(), tree.path("disk/folder")));
-    }));
+    });
 }
 
 // What covers the way has a folder of the same name, which is not the one that the mount is in.
 TEST(MountWithin, aMountWhoseFolderIsCoveredByItsLike_isNotTakenForOneOfThatFolder) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         const Mounted disk("none", tree.folder("root"), "tmpfs", 0, "size=1m");
         const Mounted list("/proc/self/mountinfo", tree.file("root/proc/self/mountinfo"), "none", MS_BIND,
@@ -242,14 +243,12 @@ TEST(MountWithin, aMountWhoseFolderIsCoveredByItsLike_isNotTakenForOneOfThatFold
         const Mounted cover("none", tree.path("root/now"), "tmpfs", 0, "size=1m");
         tree.folder("root/now/folder");
         EXPECT_TRUE(hasMountWithinSeenFrom(tree.path("root"), folder, "/before/folder"));
-    }));
+    });
 }
 
 TEST(MountWithin, whereTheWayUpIsClosedToTheUser_countsAsIfItHeldOne) {
-    if (geteuid() != 0) {
-        GTEST_SKIP() << "Only the superuser can mount something where somebody else may not go.";
-    }
-    EXPECT_TRUE(inPrivateNamespace([] {
+    require(Need::otherUsers);
+    inPrivateNamespace([] {
         const QuickFolder quick;
         TemporaryTree tree;
         ASSERT_EQ(chmod(tree.root().c_str(), 0755), 0);
@@ -261,14 +260,14 @@ TEST(MountWithin, whereTheWayUpIsClosedToTheUser_countsAsIfItHeldOne) {
         ASSERT_EQ(chmod(tree.path("disk/other").c_str(), 0755), 0);
         for (const mode_t mode : {0755U, 0U}) {
             ASSERT_EQ(chmod(closed.c_str(), mode), 0);
-            EXPECT_TRUE(asUnprivilegedUser([&](const std::string&) {
+            asUnprivilegedUser([&](const std::string&) {
                 const FileDescriptor top = held(folder);
                 ASSERT_TRUE(top);
                 MountWatch watch;
                 EXPECT_EQ(watch.hasMountWithin(top.get(), folder), mode == 0);
-            }));
+            });
         }
-    }));
+    });
 }
 
 }  // namespace

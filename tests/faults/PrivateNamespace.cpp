@@ -1,10 +1,9 @@
 #include "faults/PrivateNamespace.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <linux/fuse.h>
-#include <sched.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -12,7 +11,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <exception>
+
+#include "support/ChildProcess.h"
+#include "support/MachineRequirements.h"
 
 namespace larkfold::test {
 
@@ -24,76 +25,15 @@ namespace {
     std::abort();
 }
 
-constexpr int succeeded = 0;
-constexpr int failed = 1;
-constexpr int noNamespace = 2;
-
-bool writeText(const char* file, const std::string& text) {
-    const int descriptor = open(file, O_WRONLY | O_CLOEXEC);
-    const bool written = write(descriptor, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    close(descriptor);
-    return written;
-}
-
-bool enterNamespace() {
-    const uid_t user = geteuid();
-    const gid_t group = getegid();
-    if (user == 0 && unshare(CLONE_NEWNS) == 0) {
-        return mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-    }
-    return unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 && writeText("/proc/self/setgroups", "deny") &&
-           writeText("/proc/self/uid_map", "0 " + std::to_string(user) + " 1") &&
-           writeText("/proc/self/gid_map", "0 " + std::to_string(group) + " 1") &&
-           mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-}
-
-[[noreturn]] void runChild(const std::function<void()>& work) {
-    if (!enterNamespace()) {
-        std::perror("no private namespace");
-        _exit(noNamespace);
-    }
-    int code = succeeded;
-    try {
-        work();
-    } catch (const std::exception& error) {
-        std::printf("The function threw: %s\n", error.what());
-        code = failed;
-    }
-    if (testing::Test::HasFailure()) {
-        code = failed;
-    }
-    std::fflush(stdout);
-    std::fflush(stderr);
-    _exit(code);
-}
-
 }  // namespace
 
-testing::AssertionResult inPrivateNamespace(const std::function<void()>& work) {
-    if (testing::Test::HasFailure()) {
-        return testing::AssertionFailure() << "the test has failed before";
-    }
-    std::fflush(stdout);
-    std::fflush(stderr);
-    const pid_t child = fork();
-    if (child == 0) {
-        runChild(work);
-    }
-    int status = 0;
-    while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-    if (child < 0) {
-        return testing::AssertionFailure() << "no child process could be made";
-    }
-    if (WIFSIGNALED(status)) {
-        return testing::AssertionFailure() << "the child process ended by signal " << WTERMSIG(status);
-    }
-    if (WEXITSTATUS(status) == noNamespace) {
-        return testing::AssertionFailure() << "the system grants no private mount namespace";
-    }
-    return WEXITSTATUS(status) == succeeded
-               ? testing::AssertionSuccess()
-               : testing::AssertionFailure() << "an assertion failed in the namespace";
+void inPrivateNamespace(const std::function<void()>& work) {
+    require(Need::mounts);
+    inChildProcess([&work] {
+        const int error = enterPrivateNamespace();
+        ASSERT_EQ(error, 0) << std::strerror(error);
+        work();
+    });
 }
 
 Mounted::Mounted(const std::string& source, const std::string& target, const char* type, unsigned long flags,
@@ -109,6 +49,7 @@ Mounted::~Mounted() {
 }
 
 DeadMount::DeadMount(const std::string& folder, Greeting greeting) : folder_(folder) {
+    require(Need::fuse);
     connection_ = open("/dev/fuse", O_RDWR | O_CLOEXEC);
     if (connection_ < 0) {
         die("open", "/dev/fuse");

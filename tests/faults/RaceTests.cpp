@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "faults/FaultLoops.h"
 #include "faults/IndexOracle.h"
 #include "faults/PrivateNamespace.h"
 #include "faults/RaceScene.h"
@@ -169,28 +170,28 @@ Race linkedItem(RaceDisk& disk, bool /*permanently*/) {
 }
 
 TEST(Race, componentsExchangedWithLinks_nothingOutsideIsLost) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         const RaceFigures figures =
             raceInBothModes({linkedFolder("a"), linkedFolder("a/b"), linkedFolder("a/b/c"), linkedItem},
                             attemptsOf(usualAttempts, fullAttempts));
         tell("links in the path", figures);
         expectUnharmed(figures);
-    }));
+    });
 }
 
 TEST(RaceControl, checkingTheResolvedPathAndActingOnIt_isFoundOutByLinks) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         expectFoundOut("by path", linkedFolder("a/b"), {.byPath = true});
-    }));
+    });
 }
 
 TEST(RaceControl, followingLinksToTheFolder_isFoundOut) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         expectFoundOut("links followed", linkedFolder("a/b"), {.followsLinks = true});
-    }));
+    });
 }
 
 // --- The root itself, or a folder above it, is exchanged with a link to another folder.
@@ -229,17 +230,17 @@ MakeRace linkedRoot(const std::string& exchanged, bool isTakenLate = false) {
 }
 
 TEST(Race, rootExchangedWithALink_isNoRoot) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         const RaceFigures figures = raceInBothModes({linkedRoot("top/chosen"), linkedRoot("top")},
                                                     attemptsOf(usualAttempts, fullAttemptsOfTheRest));
         tell("the root exchanged", figures);
         expectUnharmed(figures);
-    }));
+    });
 }
 
 TEST(RaceControl, takingTheRootAsItStandsWhenTheRunBegins_isFoundOut) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         for (const bool permanently : {false, true}) {
             RaceDisk disk;
@@ -250,7 +251,7 @@ TEST(RaceControl, takingTheRootAsItStandsWhenTheRunBegins_isFoundOut) {
                         static_cast<unsigned long long>(figures.attempts));
             EXPECT_FALSE(figures.violations.empty());
         }
-    }));
+    });
 }
 
 // --- The item is exchanged with another file beside it.
@@ -279,40 +280,40 @@ Race exchangedItem(RaceDisk& disk, bool /*permanently*/) {
 }
 
 TEST(Race, itemExchangedWithAnotherFile_theOtherOneIsNeverLost) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         const RaceFigures figures = raceInBothModes({exchangedItem}, attemptsOf(usualAttempts, fullAttempts));
         tell("another file at the place", figures);
         expectUnharmed(figures);
-    }));
+    });
 }
 
 TEST(RaceControl, checkingTheResolvedPathAndActingOnIt_isFoundOutByAnotherFile) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         expectFoundOut("by path", exchangedItem, {.byPath = true});
-    }));
+    });
 }
 
 TEST(RaceControl, comparingTheInodeAndRemovingInPlace_isFoundOut) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         expectFoundOut("inode compared in place", exchangedItem, {.movesFirst = false});
-    }));
+    });
 }
 
 TEST(RaceControl, movingWithoutComparingWhatArrived_isFoundOut) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         expectFoundOut("not compared", exchangedItem, {.verifies = false});
-    }));
+    });
 }
 
 TEST(RaceControl, notPuttingBack_isFoundOut) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         expectFoundOut("not put back", exchangedItem, {.restores = false});
-    }));
+    });
 }
 
 // --- What proved a duplicate changes.
@@ -324,18 +325,18 @@ Race changedDuplicate(RaceDisk& disk, bool /*permanently*/) {
 }
 
 TEST(Race, duplicateOrItsCopyChanged_isRefusedOrRestored) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         const RaceFigures figures =
             raceInBothModes({changedDuplicate}, attemptsOf(usualAttempts, fullAttemptsOfTheRest));
         tell("a duplicate or its copy changed", figures);
         expectUnharmed(figures);
-    }));
+    });
 }
 
 // The same where the clock of the file system stands still for some thousandths of a second at a time.
 TEST(Race, copyChangedInTheInstantInWhichItWasLookedAt_isRefusedOrRestored) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         RaceDisk disk("ramfs");
         const Race race = changedDuplicate(disk, true);
@@ -343,7 +344,7 @@ TEST(Race, copyChangedInTheInstantInWhichItWasLookedAt_isRefusedOrRestored) {
             test::race(*race.subject, race.attack, realGate(), true, attemptsOf(10'000, 200'000));
         tell("a duplicate or its copy changed, coarse clock", figures);
         expectUnharmed(figures);
-    }));
+    });
 }
 
 // Hashes both first and acts on the path then, as one would who trusts a proof of a moment ago.
@@ -366,7 +367,7 @@ std::vector<Told> hashAndRemove(const RaceRequest& request, const HandledItem& h
 }
 
 TEST(RaceControl, hashingOnlyBefore_isFoundOut) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         RaceDisk disk;
         const Race race = changedDuplicate(disk, true);
@@ -375,7 +376,7 @@ TEST(RaceControl, hashingOnlyBefore_isFoundOut) {
         std::printf("hashed only before: found out within %llu attempts\n",
                     static_cast<unsigned long long>(figures.attempts));
         EXPECT_FALSE(figures.violations.empty());
-    }));
+    });
 }
 
 // --- The folder moves out of the root, and another one with the same names comes.
@@ -409,20 +410,20 @@ Race awayFolder(RaceDisk& disk, bool /*permanently*/) {
 }
 
 TEST(Race, folderMovedOutOfTheRoot_onlyWhatWasLookedAtGoes) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         const RaceFigures figures =
             raceInBothModes({movedFolder, awayFolder}, attemptsOf(usualAttempts, fullAttemptsOfTheRest));
         tell("a folder moved out", figures);
         expectUnharmed(figures);
-    }));
+    });
 }
 
 TEST(RaceControl, actingOnThePath_isFoundOutByAMovedFolder) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         expectFoundOut("by path", movedFolder, {.byPath = true});
-    }));
+    });
 }
 
 // --- Something is mounted at the item, in it, or on a file of it.
@@ -434,13 +435,13 @@ Race mountedFolder(RaceDisk& disk, bool /*permanently*/) {
 }
 
 TEST(Race, mountsThatAppear_areNotTouched) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         const RaceFigures figures =
             raceInBothModes({mountedFolder}, attemptsOf(usualAttempts, fullAttemptsOfTheRest));
         tell("something mounted", figures);
         expectUnharmed(figures);
-    }));
+    });
 }
 
 // Looks whether something is mounted, and then removes what it finds, as `rm -r` would.
@@ -464,7 +465,7 @@ std::vector<Told> lookAndRemoveAll(const RaceRequest& request, const HandledItem
 }
 
 TEST(RaceControl, removingWhateverIsBelow_isFoundOutByMounts) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         RaceDisk disk;
         const Race race = mountedFolder(disk, true);
@@ -473,7 +474,7 @@ TEST(RaceControl, removingWhateverIsBelow_isFoundOutByMounts) {
         std::printf("removed whatever is below: found out within %llu attempts\n",
                     static_cast<unsigned long long>(figures.attempts));
         EXPECT_FALSE(figures.violations.empty());
-    }));
+    });
 }
 
 // --- The Trash or one of its folders is exchanged with a link to another place.
@@ -504,7 +505,7 @@ MakeRace linkedTrash(const std::string& relative) {
 }
 
 TEST(Race, trashExchangedWithALink_takesNothingElsewhere) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         const std::uint64_t attempts = attemptsOf(usualAttempts, fullAttemptsOfTheRest) / 6;
         RaceFigures figures;
@@ -519,7 +520,7 @@ TEST(Race, trashExchangedWithALink_takesNothingElsewhere) {
         }
         tell("the Trash exchanged with a link", figures);
         expectUnharmed(figures);
-    }));
+    });
 }
 
 // The `files` of the Trash is exchanged with another one, beside which notes of the same names lie.
@@ -535,7 +536,7 @@ Race exchangedFiles(RaceDisk& disk, bool /*permanently*/) {
 }
 
 TEST(Race, filesOfTheTrashExchanged_noOtherNoteGoes) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         RaceDisk disk;
         const Race race = exchangedFiles(disk, true);
@@ -543,7 +544,7 @@ TEST(Race, filesOfTheTrashExchanged_noOtherNoteGoes) {
                                                attemptsOf(usualAttempts, fullAttemptsOfTheRest));
         tell("the files of the Trash exchanged", figures);
         expectUnharmed(figures);
-    }));
+    });
 }
 
 // Unlinks what it holds, and the note by its name in the folder beside.
@@ -566,7 +567,7 @@ std::vector<Told> unlinkWithNoteBeside(const RaceRequest& request, const Handled
 }
 
 TEST(RaceControl, removingTheNoteBesideTheHeldFolder_isFoundOut) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         RaceDisk disk;
         const Race race = exchangedFiles(disk, true);
@@ -576,11 +577,11 @@ TEST(RaceControl, removingTheNoteBesideTheHeldFolder_isFoundOut) {
                     static_cast<unsigned long long>(figures.attempts),
                     figures.violations.empty() ? "no" : figures.violations.front().c_str());
         EXPECT_FALSE(figures.violations.empty());
-    }));
+    });
 }
 
 TEST(RaceControl, movingIntoTheTrashByItsPath_isFoundOutByALink) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         keepProcessorsApart();
         RaceDisk disk;
         const Race race = linkedTrash("/files")(disk, false);
@@ -591,7 +592,7 @@ TEST(RaceControl, movingIntoTheTrashByItsPath_isFoundOutByALink) {
                     static_cast<unsigned long long>(figures.attempts),
                     figures.violations.empty() ? "no" : figures.violations.front().c_str());
         EXPECT_FALSE(figures.violations.empty());
-    }));
+    });
 }
 
 }  // namespace

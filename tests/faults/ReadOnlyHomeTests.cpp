@@ -38,7 +38,7 @@ struct Window {
 };
 
 TEST(ReadOnlyHome, whereTheIndexesFolderCannotBeMade_theDriverSaysWhatAndWhy) {
-    EXPECT_TRUE(asUnprivilegedUser([](const std::string& home) {
+    asUnprivilegedUser([](const std::string& home) {
         TemporaryTree tree;
         tree.file("root/file", "x");
         ASSERT_EQ(chmod(home.c_str(), 0500), 0);
@@ -55,11 +55,11 @@ TEST(ReadOnlyHome, whereTheIndexesFolderCannotBeMade_theDriverSaysWhatAndWhy) {
         EXPECT_EQ(window.scan(tree.path("root")), "");
         EXPECT_TRUE(window.driver.hasScanResult());
         EXPECT_TRUE(stands(DiskScannerViewModel::indexFileURL()));
-    }));
+    });
 }
 
 TEST(ReadOnlyHome, whereTheIndexCannotBeWritten_theDriverSaysSoAndTheEarlierOneStands) {
-    EXPECT_TRUE(asUnprivilegedUser([](const std::string& home) {
+    asUnprivilegedUser([](const std::string& home) {
         TemporaryTree tree;
         tree.file("root/file", "x");
         Window window(home);
@@ -76,7 +76,7 @@ TEST(ReadOnlyHome, whereTheIndexCannotBeWritten_theDriverSaysSoAndTheEarlierOneS
         EXPECT_EQ(filesWithPrefix(folder, "scan-").size(), 0U);
         EXPECT_EQ(window.scan(tree.path("root")), "");
         EXPECT_NE(readBytes(index), before);
-    }));
+    });
 }
 
 }  // namespace

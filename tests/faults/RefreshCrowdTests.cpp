@@ -22,6 +22,7 @@
 #include "disk/DiskScanner.h"
 #include "disk/SavedScanLoader.h"
 #include "disk/ScanIndexDatabase.h"
+#include "faults/FaultLoops.h"
 #include "faults/IndexOracle.h"
 #include "faults/RefreshSubject.h"
 #include "faults/SystemCallHarness.h"
@@ -161,7 +162,7 @@ Tally replaceAndInterruptDuring(const std::string& mode) {
     const OtherIndex other(subject);
     Tally tally;
     intrudeEverywhere(
-        subject.indexFolder(), {LARKFOLD_REFRESH_VICTIM, mode, subject.indexFile(), subject.incoming()},
+        subject.indexFolder(), {"refresh", mode, subject.indexFile(), subject.incoming()},
         [&] { subject.putInPlace(); }, [&] { other.putInPlaceInterrupted(); },
         [&](const std::string& outcome) -> std::string {
             std::string found = describeIndex(subject.indexFile());
@@ -207,7 +208,7 @@ TEST(RefreshBeside, aScanThatReplacesAnIndexWhoseMergeWasKilled_leavesTheNewOneA
     const InterruptedIndex interrupted = interruptChange(subject.indexFile());
     Tally tally;
     intrudeEverywhere(
-        subject.indexFolder(), {LARKFOLD_VICTIM, "scan", subject.root(), subject.indexFile()},
+        subject.indexFolder(), {"scan", "scan", subject.root(), subject.indexFile()},
         [&] { subject.putInPlace(); },
         [&] {
             if (describeIndex(subject.indexFile()) == other.described()) {
@@ -302,8 +303,7 @@ TEST(RefreshKill, ofAMerge_andThenOfTheScanOverIt_leavesTheWholeOldOrTheWholeNew
             for (const auto& [path, bytes] : remains) {
                 writeBytes(path, bytes);
             }
-            const ProgramOutcome scan =
-                runWatched({LARKFOLD_VICTIM, "scan", other, subject.indexFile()}, killAt(at));
+            const ProgramOutcome scan = runWatched({"scan", "scan", other, subject.indexFile()}, killAt(at));
             const std::string found = describeIndex(subject.indexFile());
             ++(found == newIndex ? newStood : oldStood);
             EXPECT_THAT(found, AnyOf(newIndex, subject.described(0)))

@@ -14,6 +14,7 @@
 #include "disk/IndexRows.h"
 #include "disk/SavedScanLoader.h"
 #include "disk/ScanIndexDatabase.h"
+#include "faults/FaultLoops.h"
 #include "faults/IndexOracle.h"
 #include "faults/PrivateNamespace.h"
 #include "platform/OwnFiles.h"
@@ -50,7 +51,7 @@ std::int64_t sizeOf(const std::string& path) {
 }
 
 TEST(RefreshFullDisk, aMergeWithoutRoom_isToldAndTheIndexStays) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         const QuickFolder quick;
         TemporaryTree tree;
         writeIndex(tree.path("small.sqlite"), "/r", 500);
@@ -90,7 +91,7 @@ TEST(RefreshFullDisk, aMergeWithoutRoom_isToldAndTheIndexStays) {
             EXPECT_EQ(SavedScanLoader::load(index, std::nullopt, {}).totalSize, 6'500);
             EXPECT_EQ(describeIndex(index), after);
         }
-    }));
+    });
 }
 
 // Asks for a stop as soon as `isTime`, which is asked without a pause.

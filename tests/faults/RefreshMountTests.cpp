@@ -24,6 +24,7 @@
 #include "faults/PrivateNamespace.h"
 #include "platform/FolderWatcher.h"
 #include "platform/Path.h"
+#include "support/MachineRequirements.h"
 #include "support/TemporaryTree.h"
 #include "support/TestMainLoop.h"
 
@@ -102,7 +103,7 @@ void makeTree(TemporaryTree& tree) {
 }
 
 TEST(DeadMountBelowAWatch, isNotEntered_andTheRestIsTold) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         makeTree(tree);
         const DeadMount dead(tree.folder("root/dead"));
@@ -113,11 +114,11 @@ TEST(DeadMountBelowAWatch, isNotEntered_andTheRestIsTold) {
         EXPECT_EQ(watch.coverage->folders, 5);
         EXPECT_TRUE(watch.tells(tree.path("root/a")));
         EXPECT_TRUE(watch.tells(tree.path("root/m/inner")));
-    }));
+    });
 }
 
 TEST(DeadMountBelowAWatch, whereTheRootItselfLies_failsInTime) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         const DeadMount dead(tree.folder("dead"));
         for (const char* root : {"dead", "dead/below"}) {
@@ -126,11 +127,11 @@ TEST(DeadMountBelowAWatch, whereTheRootItselfLies_failsInTime) {
             EXPECT_EQ(watch.failure->code(), ETIMEDOUT);
             EXPECT_FALSE(watch.coverage);
         }
-    }));
+    });
 }
 
 TEST(DeadMountBelowAWatch, whoeverEndsTheWatchWhileItsAnswerIsAwaited_goesOnAtOnce) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         const DeadMount dead(tree.folder("dead"), DeadMount::Greeting::answered);
         TestMainLoop loop;
@@ -146,11 +147,11 @@ TEST(DeadMountBelowAWatch, whoeverEndsTheWatchWhileItsAnswerIsAwaited_goesOnAtOn
         watcher.reset();
         loop.queue().drain();
         EXPECT_FALSE(isTold);
-    }));
+    });
 }
 
 TEST(DeadMountBelowAWatch, thatComesOverAWatchedFolder_isToldAndNotAskedAnyMore) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         makeTree(tree);
         Watch watch(tree.path("root"));
@@ -165,12 +166,12 @@ TEST(DeadMountBelowAWatch, thatComesOverAWatchedFolder_isToldAndNotAskedAnyMore)
         EXPECT_TRUE(watch.isTold(tree.path("root/m")));
         EXPECT_TRUE(watch.await([&] { return watch.coverage->isComplete(); }));
         EXPECT_TRUE(watch.tells(tree.path("root/m/inner"))) << "what lay below it is watched again";
-    }));
+    });
 }
 
 // What was made there before is settled when nobody answers any more.
 TEST(DeadMountBelowAWatch, thatComesOverAFolderJustMade_isNotEntered) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         makeTree(tree);
         Watch watch(tree.path("root"));
@@ -183,12 +184,12 @@ TEST(DeadMountBelowAWatch, thatComesOverAFolderJustMade_isNotEntered) {
         EXPECT_TRUE(watch.await([&] { return watch.coverage->leavesOutMounts; }));
         EXPECT_TRUE(watch.tells(tree.path("root/a")));
         EXPECT_FALSE(watch.failure);
-    }));
+    });
 }
 
 // The system tells no change of mounts then, although their places have changed.
 TEST(DeadMountBelowAWatch, thatComesAlongWithAFolderThatMoves_isNotEntered) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         makeTree(tree);
         tree.folder("beside/moving/live");
@@ -201,11 +202,11 @@ TEST(DeadMountBelowAWatch, thatComesAlongWithAFolderThatMoves_isNotEntered) {
         EXPECT_TRUE(watch.tells(tree.path("root/moved/live")));
         EXPECT_TRUE(watch.tells(tree.path("root/a")));
         fs::rename(tree.path("root/moved"), tree.path("beside/moving"));
-    }));
+    });
 }
 
 TEST(DeadMountBelowAWatch, thatComesOverTheRoot_failsInTime) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         makeTree(tree);
         Watch watch(tree.path("root"));
@@ -213,11 +214,11 @@ TEST(DeadMountBelowAWatch, thatComesOverTheRoot_failsInTime) {
         const DeadMount dead(tree.path("root"));
         EXPECT_TRUE(watch.await([&] { return watch.failure.has_value(); }));
         EXPECT_TRUE(watch.hasLost);
-    }));
+    });
 }
 
 TEST(MountBelowAWatch, thatComesAndGoes_isFollowed) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         makeTree(tree);
         tree.folder("beside/other/inner");
@@ -245,11 +246,11 @@ TEST(MountBelowAWatch, thatComesAndGoes_isFollowed) {
         }
         EXPECT_TRUE(watch.coverage->isComplete());
         EXPECT_FALSE(watch.hasLost);
-    }));
+    });
 }
 
 TEST(MountBelowAWatch, thatStandsAlready_isWatched) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         makeTree(tree);
         const Mounted mounted("none", tree.path("root/m"), "tmpfs", 0, "");
@@ -263,49 +264,42 @@ TEST(MountBelowAWatch, thatStandsAlready_isWatched) {
         tree.folder("root/m/made/deep/new");
         EXPECT_TRUE(watch.isTold(tree.path("root/m/made/deep/new")));
         EXPECT_TRUE(watch.tells(tree.path("root/m/made/deep/new")));
-    }));
+    });
 }
 
 // --- What the system grants
 
-// In a user namespace of its own, in which this process may set how many there are. A process of several
-// threads is granted none, and the sanitizer for threads has one of its own.
-#ifdef LARKFOLD_THREAD_SANITIZED
-#define LARKFOLD_WATCH_LIMIT_TEST(name) TEST(WatchLimit, DISABLED_##name)
-#else
-#define LARKFOLD_WATCH_LIMIT_TEST(name) TEST(WatchLimit, name)
-#endif
-
-bool limitWatches(int count) {
-    if (unshare(CLONE_NEWUSER) != 0) {
-        return false;
-    }
+// In a user namespace of its own, in which this process may set how many there are.
+void limitWatches(int count) {
+    ASSERT_EQ(unshare(CLONE_NEWUSER), 0) << errno;
     std::ofstream limit("/proc/sys/user/max_inotify_watches");
     limit << count << std::flush;
-    return limit.good();
+    ASSERT_TRUE(limit.good());
 }
 
-LARKFOLD_WATCH_LIMIT_TEST(thatIsReached_isToldAndTheRestIsWatched) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+TEST(WatchLimit, thatIsReached_isToldAndTheRestIsWatched) {
+    require(Need::watchLimits);
+    inPrivateNamespace([] {
         TemporaryTree tree;
         for (int i = 100; i < 200; ++i) {
             tree.folder("root/" + std::to_string(i));
         }
-        ASSERT_TRUE(limitWatches(50)) << "the system grants no user namespace: " << errno;
+        limitWatches(50);
         Watch watch(tree.path("root"));
         ASSERT_TRUE(watch.coverage);
         EXPECT_TRUE(watch.coverage->isLimitReached);
         EXPECT_GT(watch.coverage->folders, 30);
         EXPECT_LE(watch.coverage->folders, 50);
         EXPECT_TRUE(watch.tells(tree.path("root/100")));
-    }));
+    });
 }
 
-LARKFOLD_WATCH_LIMIT_TEST(thatIsReachedLater_isTold) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+TEST(WatchLimit, thatIsReachedLater_isTold) {
+    require(Need::watchLimits);
+    inPrivateNamespace([] {
         TemporaryTree tree;
         makeTree(tree);
-        ASSERT_TRUE(limitWatches(30)) << "the system grants no user namespace: " << errno;
+        limitWatches(30);
         Watch watch(tree.path("root"));
         ASSERT_TRUE(watch.coverage && watch.coverage->isComplete());
         for (int i = 0; i < 40; ++i) {
@@ -313,18 +307,19 @@ LARKFOLD_WATCH_LIMIT_TEST(thatIsReachedLater_isTold) {
         }
         EXPECT_TRUE(watch.await([&] { return watch.coverage->isLimitReached; }));
         EXPECT_TRUE(watch.tells(tree.path("root/a")));
-    }));
+    });
 }
 
-LARKFOLD_WATCH_LIMIT_TEST(ofNothing_fails) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+TEST(WatchLimit, ofNothing_fails) {
+    require(Need::watchLimits);
+    inPrivateNamespace([] {
         TemporaryTree tree;
         makeTree(tree);
-        ASSERT_TRUE(limitWatches(0)) << "the system grants no user namespace: " << errno;
+        limitWatches(0);
         const Watch watch(tree.path("root"));
         ASSERT_TRUE(watch.failure);
         EXPECT_EQ(watch.failure->code(), ENOSPC);
-    }));
+    });
 }
 
 // --- The whole way: watch, changed folders, refresh
@@ -350,7 +345,7 @@ std::string outcomeOfRefresh(TestMainLoop& loop, const std::string& index, const
 }
 
 TEST(RefreshOverADeadMount, ofAFolderThatLiesOnIt_isToldInTimeAndTheIndexStays) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         const QuickFolder quick;
         TemporaryTree tree;
         tree.fileOfSize("root/m/two", 7'000);
@@ -364,11 +359,11 @@ TEST(RefreshOverADeadMount, ofAFolderThatLiesOnIt_isToldInTimeAndTheIndexStays) 
                         HasSubstr("Its previous index was preserved."));
             EXPECT_EQ(describeIndex(index), before);
         }
-    }));
+    });
 }
 
 TEST(RefreshOverADeadMount, ofAFolderThatHoldsIt_isToldAndTheIndexStays) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         const QuickFolder quick;
         TemporaryTree tree;
         tree.fileOfSize("root/a/one", 5'000);
@@ -400,7 +395,7 @@ TEST(RefreshOverADeadMount, ofAFolderThatHoldsIt_isToldAndTheIndexStays) {
         EXPECT_EQ(describeIndex(index), before);
         EXPECT_THAT(filesWithPrefix(tree.path("index"), "refresh-"), IsEmpty());
         EXPECT_THAT(filesWithPrefix(tree.path("index"), "scan-"), IsEmpty());
-    }));
+    });
 }
 
 }  // namespace

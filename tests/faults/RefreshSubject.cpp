@@ -117,7 +117,7 @@ const char* RefreshSubject::nameOfVictim() const {
 }
 
 std::vector<std::string> RefreshSubject::arguments(const std::string& mode) const {
-    std::vector<std::string> words{LARKFOLD_REFRESH_VICTIM, mode, file_};
+    std::vector<std::string> words{"refresh", mode, file_};
     if (step_ == Step::merge || step_ == Step::mergeOfRoot) {
         words.push_back(incoming_);
         return words;

@@ -1,12 +1,13 @@
-// The program that the harness kills and starves: one step in bringing a saved index up to date.
+// One step in bringing a saved index up to date.
 //
-//   refresh_victim merge INDEX INCOMING
-//   refresh_victim remove INDEX FOLDER
-//   refresh_victim refresh INDEX ROOT FOLDER...    the whole: scans, merges, removals, and the load at the
-//   end refresh_victim load INDEX
+//   larkfold_victim refresh merge INDEX INCOMING
+//   larkfold_victim refresh remove INDEX FOLDER
+//   larkfold_victim refresh refresh INDEX ROOT FOLDER...   the whole: scans, merges, removals, and the load
+//   at
+//                                                          the end
+//   larkfold_victim refresh load INDEX
 //
-// Prints "descriptors N M", before and after, and what came of it: "done", with what a load found, or
-// "refused" with the sentence that a user would see. Exit code 0 or 3.
+// What came of it is "done", with what a load found.
 //
 // Naive ways, which the suites have to find out:
 //   unwrapped INDEX INCOMING     a merge in which each statement is a transaction of its own
@@ -17,13 +18,9 @@
 //   leaky INDEX INCOMING         a merge that leaves a descriptor open when it failed
 //   unlocked-load INDEX          a load that keeps no other process off
 //   unlocked-merge INDEX INCOMING  a merge that keeps no other process off
-#include <fcntl.h>
 #include <sqlite3.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <cstdio>
-#include <exception>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,17 +28,13 @@
 #include "disk/IndexRefresh.h"
 #include "disk/SavedScanLoader.h"
 #include "disk/ScanIndexDatabase.h"
+#include "faults/Victim.h"
 #include "platform/Error.h"
 #include "platform/Path.h"
-#include "support/OpenDescriptors.h"
 #include "support/TestMainLoop.h"
 
+namespace larkfold::test {
 namespace {
-
-using larkfold::SavedScanLoader;
-using larkfold::ScanIndexDatabase;
-using larkfold::ScanResult;
-using larkfold::test::DescriptorBalance;
 
 std::string told(const ScanResult& result) {
     return " " + std::to_string(result.totalFiles) + " " + std::to_string(result.totalDirectories) + " " +
@@ -49,19 +42,19 @@ std::string told(const ScanResult& result) {
 }
 
 std::string refresh(const std::string& index, const std::string& root, std::vector<std::string> folders) {
-    larkfold::test::TestMainLoop loop;
-    larkfold::SerialContext scans(loop.queue(), "scan");
-    larkfold::SerialContext indexes(loop.queue(), "index");
-    std::optional<larkfold::Outcome<ScanResult>> outcome;
-    const larkfold::IndexRefresh refresh(
+    TestMainLoop loop;
+    SerialContext scans(loop.queue(), "scan");
+    SerialContext indexes(loop.queue(), "index");
+    std::optional<Outcome<ScanResult>> outcome;
+    const IndexRefresh refresh(
         scans, indexes, {.indexURL = index, .root = root, .folders = std::move(folders)},
         [](bool skipsHiddenFiles) {
-            return larkfold::DiskScanOptions{.skipHiddenFiles = skipsHiddenFiles,
-                                             .excludedPathPrefixes = {},
-                                             .skipSymbolicLinks = true,
-                                             .maximumRetainedFiles = 50'000};
+            return DiskScanOptions{.skipHiddenFiles = skipsHiddenFiles,
+                                   .excludedPathPrefixes = {},
+                                   .skipSymbolicLinks = true,
+                                   .maximumRetainedFiles = 50'000};
         },
-        [&outcome](larkfold::Outcome<ScanResult> came) { outcome = std::move(came); });
+        [&outcome](Outcome<ScanResult> came) { outcome = std::move(came); });
     if (!loop.runUntil([&outcome] { return outcome.has_value(); })) {
         return " nothing";
     }
@@ -83,16 +76,16 @@ void mergeByHand(const std::string& mode, const std::string& index, const std::s
         if (mode == "in-memory" || mode == "unsynced") {
             run(mode == "unsynced" ? "PRAGMA synchronous=OFF" : "PRAGMA journal_mode=MEMORY");
         }
-        run("PRAGMA cache_size=5; ATTACH DATABASE " + larkfold::quoted(incoming) + " AS incoming");
+        run("PRAGMA cache_size=5; ATTACH DATABASE " + quoted(incoming) + " AS incoming");
         if (mode != "unwrapped") {
             run("BEGIN IMMEDIATE");
         }
-        run("DELETE FROM nodes WHERE " + larkfold::subtreePredicate(root));
+        run("DELETE FROM nodes WHERE " + subtreePredicate(root));
         run("INSERT INTO nodes SELECT * FROM incoming.nodes");
         std::string folder = root;
         while (folder != saved) {
-            folder = std::string(larkfold::parentPath(folder));
-            const std::string sql = larkfold::quoted(folder);
+            folder = std::string(parentPath(folder));
+            const std::string sql = quoted(folder);
             run("UPDATE nodes SET size=(SELECT COALESCE(SUM(size),0) FROM nodes WHERE parent=" + sql +
                 ") WHERE path=" + sql);
         }
@@ -127,9 +120,9 @@ std::string work(const std::string& mode, const std::vector<std::string>& words)
     } else if (mode == "mute" || mode == "leaky") {
         try {
             SavedScanLoader::merge(index, words.at(1), {});
-        } catch (const larkfold::Error&) {
+        } catch (const Error&) {
             if (mode == "leaky") {
-                static_cast<void>(open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+                leakDescriptor();
                 throw;
             }
         }
@@ -141,34 +134,13 @@ std::string work(const std::string& mode, const std::vector<std::string>& words)
 
 }  // namespace
 
-int main(int count, char** words) {
-    if (count < 3) {
-        return 2;
+std::optional<VictimWork> refreshWork(const std::vector<std::string>& words) {
+    if (words.size() < 2) {
+        return std::nullopt;
     }
-    const std::string mode = words[1];
-    const std::vector<std::string> arguments(words + 2, words + count);
-    std::string report;
-    int code = 0;
-    const DescriptorBalance descriptors;
-    raise(SIGUSR1);
-    try {
-        report = work(mode, arguments);
-    } catch (const larkfold::CancellationError&) {
-        report = "cancelled";
-        code = 4;
-    } catch (const larkfold::Error& error) {
-        report = "refused " + error.description();
-        code = 3;
-    } catch (const std::exception& error) {
-        report = std::string("untyped ") + error.what();
-        code = 5;
-    }
-    raise(SIGUSR1);
-    const std::size_t after = descriptors.after();
-    std::printf("descriptors %zu %zu\n%s\n", descriptors.before(), after, report.c_str());
-    if (after != descriptors.before()) {
-        std::printf("%s", larkfold::test::namesOfOpenDescriptors().c_str());
-    }
-    std::fflush(stdout);
-    _exit(code);
+    return VictimWork{.run = [mode = words[0], arguments = std::vector(words.begin() + 1, words.end())] {
+        return work(mode, arguments);
+    }};
 }
+
+}  // namespace larkfold::test

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "faults/RemovalScript.h"
+#include "support/MachineRequirements.h"
 
 namespace larkfold::test {
 namespace {
@@ -30,21 +31,21 @@ using testing::SizeIs;
 // --- Taking hold
 
 TEST(RemovalCall, aPathThatNeverComesToRest_isRefused) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         expectStays(subject, Script().failAlways(any(SYS_openat2), EAGAIN), unsafeText);
     });
 }
 
 TEST(RemovalCall, aPathThatIsInterruptedOrRestless_isOpenedAgain) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         expectGoes(subject, Script().fail(any(SYS_openat2), EINTR).fail(any(SYS_openat2), EAGAIN));
     });
 }
 
 TEST(RemovalCall, aLinkThatComesInBetween_isRefused) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         expectStays(subject, Script().failAlways(any(SYS_openat2), ELOOP), unsafeText);
         expectStays(subject, Script().fail(any(SYS_openat2), EXDEV), unsafeText);
@@ -52,7 +53,7 @@ TEST(RemovalCall, aLinkThatComesInBetween_isRefused) {
 }
 
 TEST(RemovalCall, whatCannotBeLookedAt_stays) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         const std::string told = "could not be read: the disk reported an error";
         expectStays(subject, Script().fail(on(SYS_statx, "root/folder"), EIO), told);
@@ -67,14 +68,14 @@ TEST(RemovalCall, whatCannotBeLookedAt_stays) {
 }
 
 TEST(RemovalCall, whereTheMountsCannotBeTold_foldersStay) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::folder);
         expectStays(subject, Script().failAlways(at(SYS_openat, "/proc/self/mountinfo"), EMFILE), unsafeText);
     });
 }
 
 TEST(RemovalCall, aTableOfMountsThatTellsOfNoChanges_isReadEachTime) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::folder);
         expectGoes(subject, Script().fail(at(SYS_openat, "/proc/self/mountinfo"), EMFILE));
     });
@@ -83,7 +84,7 @@ TEST(RemovalCall, aTableOfMountsThatTellsOfNoChanges_isReadEachTime) {
 // --- Finding a Trash
 
 TEST(RemovalCall, aTrashThatSomebodyElseMakesAtTheSameTime_isUsed) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::volumeTrash);
         const std::string name = ".Trash-" + std::to_string(geteuid());
         expectGoes(subject, Script().before(at(SYS_mkdirat, name), [&](const SystemCall&) {
@@ -93,7 +94,7 @@ TEST(RemovalCall, aTrashThatSomebodyElseMakesAtTheSameTime_isUsed) {
 }
 
 TEST(RemovalCall, aTrashThatCannotBeLookedAt_isNotUsed) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::volumeTrash);
         const std::string trash = "volume/.Trash-" + std::to_string(geteuid());
         for (const char* part : {"/files", "/info"}) {
@@ -112,7 +113,7 @@ TEST(RemovalCall, aTrashThatCannotBeLookedAt_isNotUsed) {
 }
 
 TEST(RemovalCall, aSharedTrashThatCannotBeLookedAt_isNotUsed) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::volumeTrash);
         const std::string shared = subject.pathOf("volume/.Trash");
         const auto make = [&](const SystemCall&) {
@@ -128,7 +129,7 @@ TEST(RemovalCall, aSharedTrashThatCannotBeLookedAt_isNotUsed) {
 
 // Another file system is put onto the top of the item's volume while its Trash is looked for.
 TEST(RemovalCall, aVolumeThatIsCoveredMeanwhile_keepsTheItem) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::volumeTrash);
         std::unique_ptr<Mounted> cover;
         Script script;
@@ -146,7 +147,7 @@ TEST(RemovalCall, aVolumeThatIsCoveredMeanwhile_keepsTheItem) {
 }
 
 TEST(RemovalCall, aVolumeThatIsTakenOffMeanwhile_keepsTheItem) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::volumeTrash);
         int there = -1;
         Script script;
@@ -172,7 +173,7 @@ void expectGoesToTheVolume(Script script) {
 }
 
 TEST(RemovalCall, aHomeThatLeadsNowhere_leavesTheTrashOfTheVolume) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         // Each folder on the way up from the data folder, to the root.
         const Which isOnTheWay = [hasBegun = false](const SystemCall& call) mutable {
             constexpr std::uint64_t flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
@@ -186,7 +187,7 @@ TEST(RemovalCall, aHomeThatLeadsNowhere_leavesTheTrashOfTheVolume) {
 }
 
 TEST(RemovalCall, aHomeTrashThatCannotBeOpened_leavesTheTrashOfTheVolume) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         const Which opensData = atEnding(SYS_openat, "/.local/share");
         const Which opensTrash = [](const SystemCall& call) {
             return call.number == SYS_openat && (call.arguments[2] & O_PATH) == 0 && call.text(1) == "Trash";
@@ -201,7 +202,7 @@ TEST(RemovalCall, aHomeTrashThatCannotBeOpened_leavesTheTrashOfTheVolume) {
 // --- The info file
 
 TEST(RemovalCall, aNoteThatCannotBeWrittenWhole_keepsTheItem) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         const std::string full = "The disk is full, and Trash keeps a note of each item";
         for (const int error : {0, ENOSPC, EDQUOT}) {  // 0: not a byte was written, and no reason told
@@ -217,7 +218,7 @@ TEST(RemovalCall, aNoteThatCannotBeWrittenWhole_keepsTheItem) {
 }
 
 TEST(RemovalCall, whatIsInterrupted_isDoneAgain) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         expectGoes(subject, Script()
                                 .fail(makesTheNote, EINTR)
@@ -238,7 +239,7 @@ TEST(RemovalCall, whatIsInterrupted_isDoneAgain) {
 }
 
 TEST(RemovalCall, aNoteThatCannotBeTakenBack_isAllThatIsLeftBehind) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         // Interrupted, it is tried again.
         expectStays(subject, Script().fail(moves, EIO).fail(removesTheNote, EINTR),
@@ -254,7 +255,7 @@ TEST(RemovalCall, aNoteThatCannotBeTakenBack_isAllThatIsLeftBehind) {
 
 // How large a folder is can be measured at any time.
 TEST(RemovalCall, aTableOfSizesThatCannotBeTold_isOfNoAccount) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::folder);
         expectGoes(subject, Script().fail(after(moves, any(SYS_fcntl)), EMFILE));
         EXPECT_FALSE(stands(subject.pathOf("home/.local/share/Trash/directorysizes")));
@@ -262,7 +263,7 @@ TEST(RemovalCall, aTableOfSizesThatCannotBeTold_isOfNoAccount) {
 }
 
 TEST(RemovalCall, aTrashWithoutAFreeName_keepsTheItem) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         Script script;
         script.failAlways(makesTheNote, EEXIST);
@@ -275,7 +276,7 @@ TEST(RemovalCall, aTrashWithoutAFreeName_keepsTheItem) {
 }
 
 TEST(RemovalCall, aTrashThatKeepsShortNames_getsThem) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         expectGoes(subject, Script().fail(makesTheNote, ENAMETOOLONG));
         expectStays(subject, Script().failAlways(makesTheNote, ENAMETOOLONG), "path is too long");
@@ -285,7 +286,7 @@ TEST(RemovalCall, aTrashThatKeepsShortNames_getsThem) {
 // --- The move
 
 TEST(RemovalCall, aMoveThatIsRefused_keepsTheItem) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         // The name cannot be taken without replacing, and cannot be replaced either.
         expectStays(subject, Script().failAlways(moves, EINVAL).failAlways(movesPlainly, EINVAL),
@@ -303,7 +304,7 @@ TEST(RemovalCall, aMoveThatIsRefused_keepsTheItem) {
 }
 
 TEST(RemovalCall, somethingMountedAtTheLastMoment_keepsTheItem) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         for (const Scenario scenario : {Scenario::folder, Scenario::treeForGood}) {
             RemovalSubject subject(scenario);
             std::unique_ptr<Mounted> mounted;
@@ -325,7 +326,7 @@ TEST(RemovalCall, somethingMountedAtTheLastMoment_keepsTheItem) {
 
 // Where a name has to be taken first: what somebody else does to the taken name is not undone.
 TEST(RemovalCall, aTakenNameThatSomebodyElseFills_isLeftToThem) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         const auto failMove = [](Script& script, Act act) -> Script& {
             return script.fail(moves, EINVAL).beforeFailing(movesPlainly, EIO, std::move(act));
         };
@@ -364,7 +365,7 @@ TEST(RemovalCall, aTakenNameThatSomebodyElseFills_isLeftToThem) {
 }
 
 TEST(RemovalCall, aTakenFolder_isToldApartWhereNamesHaveToBeTaken) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::folder);
         const std::string stray = subject.pathOf(homeFiles) + "/item.txt";
         Script script;
@@ -378,7 +379,7 @@ TEST(RemovalCall, aTakenFolder_isToldApartWhereNamesHaveToBeTaken) {
 // --- What arrived
 
 TEST(RemovalCall, whatIsAnotherItemWhereItArrived_isRestored) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         const std::string arrived = subject.pathOf(homeFiles) + "/item.txt";
         // Somebody takes it away from there.
@@ -409,7 +410,7 @@ TEST(RemovalCall, whatIsAnotherItemWhereItArrived_isRestored) {
 }
 
 TEST(RemovalCall, whatCannotBeLookedAtWhereItArrived_isRestored) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         const auto afterTheMove = [](Which which) { return after(moves, std::move(which)); };
         expectStays(subject, Script().fail(afterTheMove(at(SYS_openat, "item.txt")), EMFILE), unsafeText);
@@ -429,7 +430,7 @@ TEST(RemovalCall, whatCannotBeLookedAtWhereItArrived_isRestored) {
 
 // Between the move of the duplicate and the end, something happens to the copy that should stay.
 TEST(RemovalCall, aCopyThatChangesMeanwhile_bringsTheDuplicateBack) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         for (const char* mode : {"trash", "permanent"}) {
             RemovalSubject subject(Scenario::duplicate);
             const std::string keeper = subject.pathOf("root/keeper.txt");
@@ -471,7 +472,7 @@ TEST(RemovalCall, aCopyThatChangesMeanwhile_bringsTheDuplicateBack) {
 }
 
 TEST(RemovalCall, aDuplicateThatChangesMeanwhile_isRestored) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::duplicate);
         Script script;
         script.afterwards(moves, [&](const SystemCall&) {
@@ -485,7 +486,7 @@ TEST(RemovalCall, aDuplicateThatChangesMeanwhile_isRestored) {
 
 // It was open for writing all the time, and is written after it was read for the last time.
 TEST(RemovalCall, aDuplicateThatAWriterHoldsOpen_isRestored) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         for (const char* mode : {"trash", "permanent"}) {
             RemovalSubject subject(Scenario::duplicate);
             int writer = -1;
@@ -509,7 +510,7 @@ TEST(RemovalCall, aDuplicateThatAWriterHoldsOpen_isRestored) {
 }
 
 TEST(RemovalCall, aDuplicateThatCannotBeReadAgain_isRestoredOrToldWhere) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::duplicate);
         const Which reads = after(moves, on(SYS_pread64, "/item.txt"));
         expectStays(subject, Script().fail(reads, EIO), "could not be read: the disk reported an error");
@@ -525,7 +526,7 @@ TEST(RemovalCall, aDuplicateThatCannotBeReadAgain_isRestoredOrToldWhere) {
 // --- The folder beside the item
 
 TEST(RemovalCall, whoseQuotaIsUsedUp_canRemoveForGood) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::fileForGood);
         expectGoes(subject, Script().fail(makesTheHolder, EDQUOT));
         expectGoes(subject, Script().fail(makesTheHolder, ENOSPC));
@@ -539,10 +540,8 @@ TEST(RemovalCall, whoseQuotaIsUsedUp_canRemoveForGood) {
 }
 
 TEST(RemovalCall, aHolderThatIsAnothers_isNotUsed) {
-    if (geteuid() != 0) {
-        GTEST_SKIP() << "Only the superuser can make what belongs to somebody else.";
-    }
-    IN_PRIVATE({
+    require(Need::otherUsers);
+    inPrivateNamespace([] {
         const auto giveAway = [](const std::string& path) {
             ASSERT_EQ(lchown(path.c_str(), 65534, 65534), 0);
         };
@@ -572,7 +571,7 @@ TEST(RemovalCall, aHolderThatIsAnothers_isNotUsed) {
 // --- For good
 
 TEST(RemovalCall, aFileThatCannotBeRemovedOrRestored_isToldWhere) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::fileForGood);
         expectStays(subject, Script().fail(at(SYS_unlinkat, "item.txt"), EIO), "the disk reported an error");
         Script script;
@@ -586,7 +585,7 @@ TEST(RemovalCall, aFileThatCannotBeRemovedOrRestored_isToldWhere) {
 }
 
 TEST(RemovalCall, aFolderThatIsLeftByALink_isRefused) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::treeForGood);
         for (const int error : {ELOOP, EXDEV}) {
             expectStays(subject, Script().fail(after(moves, at(SYS_openat2, ".")), error), unsafeText);
@@ -595,7 +594,7 @@ TEST(RemovalCall, aFolderThatIsLeftByALink_isRefused) {
 }
 
 TEST(RemovalCall, aNoteOfTheTrashThatCannotBeFound_stays) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         const Which opensTrash = [](const SystemCall& call) {
             return call.number == SYS_openat2 && call.text(1).ends_with("/Trash");
         };
@@ -624,7 +623,7 @@ void expectStaysInPart(RemovalSubject& subject, Script script, const std::string
 }
 
 TEST(RemovalCall, aTreeInWhichSomethingCannotBeRemoved_isRestoredWithTheRest) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::treeForGood);
         const std::string told = "the disk reported an error";
         expectStaysInPart(subject, Script().fail(at(SYS_unlinkat, "one"), EIO), told);
@@ -644,7 +643,7 @@ TEST(RemovalCall, aTreeInWhichSomethingCannotBeRemoved_isRestoredWithTheRest) {
 }
 
 TEST(RemovalCall, aFolderInsideThatIsClosed_isOpenedByItsOwnerOrStays) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::treeForGood);
         const std::string told = "you do not have permission";
         const auto close = [&](const SystemCall&) { ASSERT_EQ(chmod((subject.url() + "/a").c_str(), 0), 0); };
@@ -674,7 +673,7 @@ TEST(RemovalCall, aFolderInsideThatIsClosed_isOpenedByItsOwnerOrStays) {
 }
 
 TEST(RemovalCall, aTreeThatOthersTakeThingsFrom_goes) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::treeForGood);
         const auto inside = [](const SystemCall& call) {
             return call.descriptorPath(0) + "/" + call.text(1);
@@ -700,7 +699,7 @@ TEST(RemovalCall, aTreeThatOthersTakeThingsFrom_goes) {
 
 // Somebody goes on putting things there: it is given up, and what came last is in the item's place.
 TEST(RemovalCall, aTreeThatIsFilledWithoutEnd_isGivenUp) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::treeForGood);
         int count = 0;
         const Which ends = [](const SystemCall& call) {
@@ -743,7 +742,7 @@ void expectDeepTreeStays(const std::function<void(RemovalSubject&, Script&)>& ha
 }
 
 TEST(RemovalCall, aDeepTree_goesByTheWayBack) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::treeForGood);
         expectGoes(subject, Script().before(any(SYS_openat2),
                                             [&](const SystemCall&) { makeDeepTree(subject.url()); }));
@@ -751,7 +750,7 @@ TEST(RemovalCall, aDeepTree_goesByTheWayBack) {
 }
 
 TEST(RemovalCall, aDeepTreeWithoutAWayBack_isRestored) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         const Which up = at(SYS_openat, "..");
         expectDeepTreeStays([&](RemovalSubject&, Script& script) { script.fail(up, EMFILE); },
                             "too many files are open");

@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include "faults/FaultLoops.h"
 #include "faults/IndexOracle.h"
 #include "faults/PrivateNamespace.h"
 #include "faults/RemovalSubject.h"
@@ -159,16 +160,16 @@ struct Findings {
 
 using PathPolicy = std::function<std::string(const MomentRun&)>;
 
-// Of that many moments; a brief run has a third of them.
+// Of that many moments; only a full run has all of them.
 int fewest(int usual) {
-    return thoroughness() == Thoroughness::brief ? usual / 4 : usual;
+    return thoroughness() == Thoroughness::full ? usual : usual / 4;
 }
 
 Findings atEachCall(RemovalSubject& subject, const std::string& mode, const Steps& steps,
                     const PathPolicy& judge) {
     Findings findings;
     // A control is found out at few of the calls.
-    const std::uint64_t stride = thoroughness() == Thoroughness::brief && mode.empty() ? 3 : 1;
+    const std::uint64_t stride = mode.empty() ? thorough<std::uint64_t>(3, 3, 1) : 1;
     for (std::uint64_t moment = 0;; moment += stride) {
         const MomentRun run = runWithActAt(subject, mode, moment, steps);
         if (!run.reached) {
@@ -285,7 +286,7 @@ Findings mountAtEachCall(Scenario scenario, bool byRename, const std::string& mo
 }
 
 TEST(RemovalMoment, aMountThatAppearsAtAnyCall_isNotTouchedAndTheItemIsWhole) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         for (const Scenario scenario : {Scenario::folder, Scenario::treeForGood}) {
             for (const bool byRename : {false, true}) {
                 const Findings findings = mountAtEachCall(scenario, byRename);
@@ -294,15 +295,15 @@ TEST(RemovalMoment, aMountThatAppearsAtAnyCall_isNotTouchedAndTheItemIsWhole) {
                 EXPECT_GT(findings.effective, fewest(30));
             }
         }
-    }));
+    });
 }
 
 TEST(RemovalMomentControl, removingAFolderWhereItStands_isFoundOutByAMount) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         EXPECT_FALSE(mountAtEachCall(Scenario::treeForGood, false, "in-place").violations.empty());
         // Told as gone without a look at the mounts.
         EXPECT_FALSE(mountAtEachCall(Scenario::folder, true, "unchecked").violations.empty());
-    }));
+    });
 }
 
 // --- The Trash
@@ -428,7 +429,7 @@ Findings trashActAtEachCall(Scenario scenario, const TrashAct& act, const std::s
 }
 
 TEST(RemovalMoment, theTrashAtAnyCall_whatIsToldIsTrueAndNothingOfAnothersGoes) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         for (const Scenario scenario : {Scenario::file, Scenario::trashedForGood}) {
             for (const TrashAct& act : trashActs()) {
                 const Findings findings = trashActAtEachCall(scenario, act);
@@ -437,11 +438,11 @@ TEST(RemovalMoment, theTrashAtAnyCall_whatIsToldIsTrueAndNothingOfAnothersGoes) 
                 EXPECT_GT(findings.effective, fewest(5));
             }
         }
-    }));
+    });
 }
 
 TEST(RemovalMomentControl, aNoteRemovedByItsName_isFoundOut) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         for (const TrashAct& act : trashActs()) {
             const Findings findings = trashActAtEachCall(Scenario::trashedForGood, act, "beside");
             const std::string name = act.name;
@@ -450,11 +451,11 @@ TEST(RemovalMomentControl, aNoteRemovedByItsName_isFoundOut) {
                 EXPECT_FALSE(findings.violations.empty()) << name;
             }
         }
-    }));
+    });
 }
 
 TEST(RemovalMomentControl, notLookingAgain_isFoundOut) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         int found = 0;
         for (const TrashAct& act : trashActs()) {
             RemovalSubject subject(Scenario::file);
@@ -471,7 +472,7 @@ TEST(RemovalMomentControl, notLookingAgain_isFoundOut) {
             found += findings.violations.empty() ? 0 : 1;
         }
         EXPECT_GE(found, 3);
-    }));
+    });
 }
 
 }  // namespace

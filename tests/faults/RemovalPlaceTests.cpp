@@ -53,7 +53,7 @@ RemovalReport expectStaysBesideAFolder(RemovalSubject& subject, Script script, c
 // --- The private folder, before the item comes
 
 TEST(RemovalHolder, whoseReadingIsInterrupted_isReadAgain) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::fileForGood);
         expectGoes(subject, Script().fail(after(makesTheHolder, any(SYS_getdents64)), EINTR));
         EXPECT_EQ(subject.harm(), "");
@@ -61,7 +61,7 @@ TEST(RemovalHolder, whoseReadingIsInterrupted_isReadAgain) {
 }
 
 TEST(RemovalHolder, thatCannotBeRead_isNotUsed) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::fileForGood);
         expectStays(subject, Script().fail(after(makesTheHolder, any(SYS_getdents64)), EIO), unsafeText);
         EXPECT_EQ(subject.harm(), "");
@@ -69,7 +69,7 @@ TEST(RemovalHolder, thatCannotBeRead_isNotUsed) {
 }
 
 TEST(RemovalHolder, thatIsFilledBeforeItIsLookedAt_isNotUsedAndLeftAsItIs) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::fileForGood);
         std::string made;
         expectStaysBesideAFolder(subject,
@@ -86,7 +86,7 @@ TEST(RemovalHolder, thatIsFilledBeforeItIsLookedAt_isNotUsedAndLeftAsItIs) {
 }
 
 TEST(RemovalHolder, onWhichSomethingIsMounted_isNotUsedAndWhatIsMountedStands) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::fileForGood);
         std::string made;
         std::unique_ptr<Mounted> mounted;
@@ -105,7 +105,7 @@ TEST(RemovalHolder, onWhichSomethingIsMounted_isNotUsedAndWhatIsMountedStands) {
 
 // What a file system does that keeps no rights: a folder is never the user's alone.
 TEST(RemovalHolder, whichIsNotTheUsersAlone_isOnlyDoneWithoutWhereNobodyElseMayWrite) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::fileForGood);
         const auto keepNoRights = [](const SystemCall& call) {
             ASSERT_EQ(chmod(madeBy(call).c_str(), 0755), 0);
@@ -124,7 +124,7 @@ TEST(RemovalHolder, whichIsNotTheUsersAlone_isOnlyDoneWithoutWhereNobodyElseMayW
 }
 
 TEST(RemovalHolder, thatHasNoRoomAndWhoseFolderCannotBeLookedAt_keepsTheItem) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::fileForGood);
         expectStays(subject,
                     Script()
@@ -138,7 +138,7 @@ TEST(RemovalHolder, thatHasNoRoomAndWhoseFolderCannotBeLookedAt_keepsTheItem) {
 // --- The private folder, at the end
 
 TEST(RemovalHolder, thatCannotBeOpenedAtTheEnd_isRemovedAllTheSame) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::fileForGood);
         expectStays(subject,
                     Script().fail(moves, EIO).fail(atBeginning(SYS_openat, ".larkfold-removing-"), EMFILE),
@@ -148,7 +148,7 @@ TEST(RemovalHolder, thatCannotBeOpenedAtTheEnd_isRemovedAllTheSame) {
 }
 
 TEST(RemovalHolder, thatCannotBeComparedAtTheEnd_isRemovedAllTheSame) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::fileForGood);
         for (const Which& which :
              {after(moves, looksAtTheHolder), after(moves, after(looksAtTheHolder, looksAtTheHolder))}) {
@@ -159,7 +159,7 @@ TEST(RemovalHolder, thatCannotBeComparedAtTheEnd_isRemovedAllTheSame) {
 }
 
 TEST(RemovalHolder, thatSomebodyExchanges_leavesTheirFolderAlone) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::fileForGood);
         std::string made;
         const std::string elsewhere = subject.pathOf("outside/.larkfold-removing-carried");
@@ -176,7 +176,7 @@ TEST(RemovalHolder, thatSomebodyExchanges_leavesTheirFolderAlone) {
 }
 
 TEST(RemovalHolder, whoseRemovalIsInterrupted_isRemovedAgain_andStaysEmptyWhereThatFails) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::fileForGood);
         expectGoes(subject, Script().fail(removesTheHolder, EINTR));
         EXPECT_EQ(subject.harm(), "");
@@ -193,7 +193,7 @@ TEST(RemovalHolder, whoseRemovalIsInterrupted_isRemovedAgain_andStaysEmptyWhereT
 // --- The info file
 
 TEST(RemovalNote, thatCannotBeHeld_isTakenBackAndKeepsTheItem) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         for (const char* held : {"/Trash/info", ".trashinfo"}) {
             expectStays(subject, Script().fail(on(SYS_fcntl, held), EMFILE), "too many files are open");
@@ -204,7 +204,7 @@ TEST(RemovalNote, thatCannotBeHeld_isTakenBackAndKeepsTheItem) {
 
 // It could be another program's as far as anybody can tell.
 TEST(RemovalNote, thatCannotBeToldFromOthers_isLeftEmptyAndKeepsTheItem) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         Script script;
         script.fail(on(SYS_newfstatat, ".trashinfo"), EIO).fail(on(SYS_statx, ".trashinfo"), EIO);
@@ -222,7 +222,7 @@ TEST(RemovalNote, thatCannotBeToldFromOthers_isLeftEmptyAndKeepsTheItem) {
 }
 
 TEST(RemovalNote, inATrashThatHoldsOtherFilesByNow_staysWhereTheItemGoes) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::trashedForGood);
         const std::string files = subject.pathOf(homeFiles);
         Script script;
@@ -241,7 +241,7 @@ TEST(RemovalNote, inATrashThatHoldsOtherFilesByNow_staysWhereTheItemGoes) {
 }
 
 TEST(RemovalNote, thatIsAFolder_isNoNoteAndStays) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::trashedForGood);
         const std::string infoFile = subject.pathOf(homeTrash) + "/info/item.txt.trashinfo";
         Script script;
@@ -259,7 +259,7 @@ TEST(RemovalNote, thatIsAFolder_isNoNoteAndStays) {
 }
 
 TEST(RemovalNote, thatIsGoneWhereItIsToBeTakenBack_isOfNoAccount) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         const std::string infoFile = subject.pathOf(homeTrash) + "/info/item.txt.trashinfo";
         expectStays(subject,
@@ -271,7 +271,7 @@ TEST(RemovalNote, thatIsGoneWhereItIsToBeTakenBack_isOfNoAccount) {
 }
 
 TEST(RemovalNote, thatIsDeletedAfterTheMove_isWrittenAgain) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         const std::string infoFile = subject.pathOf(homeTrash) + "/info/item.txt.trashinfo";
         expectGoes(subject, Script().afterwards(
@@ -281,7 +281,7 @@ TEST(RemovalNote, thatIsDeletedAfterTheMove_isWrittenAgain) {
 }
 
 TEST(RemovalNote, overWhichAnotherFileLies_isLeftToThatAndTheItemGoesUnderAnotherName) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         const std::string infoFile = subject.pathOf(homeTrash) + "/info/item.txt.trashinfo";
         Script script;
@@ -301,7 +301,7 @@ TEST(RemovalNote, overWhichAnotherFileLies_isLeftToThatAndTheItemGoesUnderAnothe
 }
 
 TEST(RemovalNote, whoseFolderIsExchangedAfterTheMove_isTakenBackFromThereAndWrittenInTheNewOne) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         const std::string info = subject.pathOf(homeTrash) + "/info";
         Script script;
@@ -322,7 +322,7 @@ TEST(RemovalNote, whoseFolderIsExchangedAfterTheMove_isTakenBackFromThereAndWrit
 // --- Names that have to be taken first
 
 TEST(RemovalPlaceholder, whoseNameIsTaken_isMadeUnderAnother) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         const std::string stray = subject.pathOf(homeFiles) + "/item.txt";
         Script script;
@@ -335,7 +335,7 @@ TEST(RemovalPlaceholder, whoseNameIsTaken_isMadeUnderAnother) {
 }
 
 TEST(RemovalPlaceholder, whoseReplacementIsInterrupted_isReplacedAgain) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         expectGoes(subject, Script().failAlways(moves, ENOSYS).fail(movesPlainly, EINTR));
         EXPECT_EQ(subject.harm(), "");
@@ -345,7 +345,7 @@ TEST(RemovalPlaceholder, whoseReplacementIsInterrupted_isReplacedAgain) {
 // --- What is mounted in what arrived
 
 TEST(RemovalMount, thatComesIntoTheFolderAfterTheMove_bringsItBackWithTheMount) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         for (const Scenario scenario : {Scenario::folder, Scenario::treeForGood}) {
             RemovalSubject subject(scenario);
             bool isMounted = false;
@@ -375,7 +375,7 @@ TEST(RemovalMount, thatComesIntoTheFolderAfterTheMove_bringsItBackWithTheMount) 
 // --- The Trash that is another one by now
 
 TEST(RemovalTrash, exchangedAfterTheMove_theItemGoesIntoTheNewOneBesideWhatLiesThere) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         const std::string trash = subject.pathOf(homeTrash);
         Script script;
@@ -400,7 +400,7 @@ TEST(RemovalTrash, exchangedAfterTheMove_theItemGoesIntoTheNewOneBesideWhatLiesT
 }
 
 TEST(RemovalTrash, exchangedAfterTheMoveWhileTheNameWasTaken_keepsTheItemAndTellsWhere) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         const std::string trash = subject.pathOf(homeTrash);
         Script script;
@@ -420,7 +420,7 @@ TEST(RemovalTrash, exchangedAfterTheMoveWhileTheNameWasTaken_keepsTheItemAndTell
 
 // It can be put back no more, and not even the system tells where it is: its usual path is told.
 TEST(RemovalTrash, whereTheSystemTellsNoPath_theUsualOneIsTold) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::file);
         const Which looks = after(moves, any(SYS_statx));
         Script script;
@@ -438,7 +438,7 @@ TEST(RemovalTrash, whereTheSystemTellsNoPath_theUsualOneIsTold) {
 
 // While it is asked what is mounted in the folder that arrived, the Trash around it bears another name.
 TEST(RemovalTrash, thatIsRenamedWhileTheMountsAreRead_isAskedForAgain) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::folder);
         const std::string trash = subject.pathOf(homeTrash);
         const Which asksForThePath = after(moves, any(SYS_readlink));
@@ -459,7 +459,7 @@ TEST(RemovalTrash, thatIsRenamedWhileTheMountsAreRead_isAskedForAgain) {
 // --- Duplicates, recorded as they go
 
 TEST(RemovalOfACopy, forGoodAndRecorded_goesWhereNothingChanged) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::duplicate, true);
         expectGoes(subject, Script(), "permanent");
         EXPECT_EQ(readBytes(subject.pathOf("root/keeper.txt")), "the item");
@@ -470,7 +470,7 @@ TEST(RemovalOfACopy, forGoodAndRecorded_goesWhereNothingChanged) {
 
 // After both were read for the last time, and before the last look at them.
 TEST(RemovalOfACopy, whoseOtherCopyChangesBeforeTheLastLook_isRestored) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         for (const bool isRecorded : {false, true}) {
             RemovalSubject subject(Scenario::duplicate, isRecorded);
             const std::string keeper = subject.pathOf("root/keeper.txt");
@@ -487,7 +487,7 @@ TEST(RemovalOfACopy, whoseOtherCopyChangesBeforeTheLastLook_isRestored) {
 }
 
 TEST(RemovalOfACopy, whichCannotBeLookedAtForTheLastTime_isRestored) {
-    IN_PRIVATE({
+    inPrivateNamespace([] {
         const Which looksAtTheKeeper =
             after(after(moves, on(SYS_close, "keeper.txt")), on(SYS_statx, "keeper.txt"));
         const Which looksAtIt = after(looksAtTheKeeper, on(SYS_statx, "item.txt"));

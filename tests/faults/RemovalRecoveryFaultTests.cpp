@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "faults/FaultLoops.h"
 #include "faults/PrivateNamespace.h"
 #include "faults/RecordOracle.h"
 #include "faults/RemovalSubject.h"
@@ -60,34 +61,33 @@ Watcher killAtMoment(int moment) {
 }
 
 TEST(RemovalRecoveryKill, atEverySystemCallOfTheRecovery_theNextOneTellsItOnce) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         int kills = 0;
         int inPlace = 0;
         int aside = 0;
-        const bool isBrief = thoroughness() == Thoroughness::brief;
-        const bool isFull = thoroughness() == Thoroughness::full;
         for (const Scenario scenario : removableScenarios) {
             RemovalSubject subject(scenario, true);
             RecordOracle record;
-            const std::uint64_t stride = isFull ? 1 : isBrief ? 41 : 7;
+            const auto stride = thorough<std::uint64_t>(41, 17, 1);
             const int moments = momentsOf(subject);
-            const int step = isFull ? 1 : isBrief ? 5 : moments > 16 ? 3 : 2;
+            const int step = thorough(5, moments > 16 ? 3 : 2, 1);
             for (int moment = 0; moment < moments; moment += step) {
-                for (std::uint64_t at = static_cast<std::uint64_t>(moment) % stride;; at += stride) {
-                    ASSERT_TRUE(subject.run("", killAtMoment(moment)).wasKilledByWatcher);
-                    const ProgramOutcome recovery = subject.recover(killAt(at));
+                const auto run = [&](const Watcher& watcher) {
+                    EXPECT_TRUE(subject.run("", killAtMoment(moment)).wasKilledByWatcher);
+                    return subject.recover(watcher);
+                };
+                const Pace pace{.stride = stride, .first = static_cast<std::uint64_t>(moment) % stride};
+                killEverywhere(run, pace, [&](std::uint64_t at, const ProgramOutcome& recovery) {
                     std::string problem = record.problemAfterRecovery(subject);
                     if (problem.empty()) {
                         problem = record.problemAfterRestoring(subject);
                     }
-                    ASSERT_EQ(problem, "") << nameOf(scenario) << ", killed at moment " << moment
+                    EXPECT_EQ(problem, "") << nameOf(scenario) << ", killed at moment " << moment
                                            << ", its recovery at stop " << at << "\n"
                                            << recovery.output;
-                    if (!recovery.wasKilledByWatcher) {
-                        break;
-                    }
-                    ++kills;
-                }
+                    kills += recovery.wasKilledByWatcher ? 1 : 0;
+                    return problem.empty();
+                });
             }
             std::printf("%s: told as in place %d, in Trash %d, aside %d, gone %d\n", nameOf(scenario),
                         record.inPlace, record.inTrash, record.aside, record.gone);
@@ -100,7 +100,7 @@ TEST(RemovalRecoveryKill, atEverySystemCallOfTheRecovery_theNextOneTellsItOnce) 
         EXPECT_GT(inPlace, 0);
         EXPECT_GT(aside, 0);
         EXPECT_GT(kills, 50);
-    }));
+    });
 }
 
 // --- Several items
@@ -134,7 +134,7 @@ struct SeveralItems {
 
     ProgramOutcome run(const Watcher& watcher) const {
         build();
-        std::vector<std::string> arguments = {LARKFOLD_REMOVAL_VICTIM, "--history", historyFile(),
+        std::vector<std::string> arguments = {"removal", "--history", historyFile(),
                                               isPermanent ? "several-permanent" : "several", root};
         for (const std::string& url : urls()) {
             arguments.push_back(url);
@@ -219,38 +219,32 @@ struct SeveralItems {
 };
 
 TEST(RemovalRecoveryKill, atEverySystemCallOfSeveralItems_tellsEachOfThem) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         int kills = 0;
         for (const bool isPermanent : {false, true}) {
             const SeveralItems items(isPermanent);
-            const std::uint64_t stride = thoroughness() == Thoroughness::full    ? 1
-                                         : thoroughness() == Thoroughness::brief ? 101
-                                                                                 : 5;
-            for (std::uint64_t at = 0;; at += stride) {
-                const ProgramOutcome outcome = items.run(killAt(at));
-                ASSERT_EQ(items.problem(), "") << "killed at stop " << at;
-                if (!outcome.wasKilledByWatcher) {
-                    ASSERT_TRUE(outcome.hasExited) << outcome.output;
-                    break;
-                }
-                ++kills;
-            }
+            const auto run = [&items](const Watcher& watcher) { return items.run(watcher); };
+            killEverywhere(run, {.stride = thorough<std::uint64_t>(101, 17, 1)},
+                           [&](std::uint64_t at, const ProgramOutcome& outcome) {
+                               const std::string problem = items.problem();
+                               EXPECT_EQ(problem, "") << "killed at stop " << at;
+                               kills += outcome.wasKilledByWatcher ? 1 : 0;
+                               return problem.empty();
+                           });
         }
         std::printf("%d kill points of five items\n", kills);
         EXPECT_GT(kills, 20);
-    }));
+    });
 }
 
 // --- Another window
 
 // At each system call of a removal another window starts and looks for what was left.
 TEST(RemovalRecoveryBesideARun, atEverySystemCall_leavesItsJournalAlone) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         int looks = 0;
         for (const Scenario scenario : {Scenario::file, Scenario::treeForGood}) {
-            const std::uint64_t stride = thoroughness() == Thoroughness::full    ? 1
-                                         : thoroughness() == Thoroughness::brief ? 61
-                                                                                 : 7;
+            const auto stride = thorough<std::uint64_t>(61, 23, 1);
             for (std::uint64_t at = 0;; at += stride) {
                 RemovalSubject subject(scenario, true);
                 bool hasLooked = false;
@@ -282,7 +276,7 @@ TEST(RemovalRecoveryBesideARun, atEverySystemCall_leavesItsJournalAlone) {
         }
         std::printf("%d moments of another window\n", looks);
         EXPECT_GT(looks, 10);
-    }));
+    });
 }
 
 // --- Errors
@@ -305,54 +299,73 @@ bool isOfTheJournal(const SystemCall& call) {
     }
 }
 
+// Lets a call of the journal fail, or that and all further ones.
+struct JournalInjection {
+    std::uint64_t call = 0;
+    int error = 0;
+    bool goesOn = false;
+
+    std::uint64_t seen = 0;
+    std::optional<SystemCall> struck;
+
+    Verdict look(const SystemCall& now) {
+        if (!now.isEntry || !isOfTheJournal(now)) {
+            return {};
+        }
+        const std::uint64_t number = seen++;
+        if (number == call) {
+            struck = now;
+        }
+        return number == call || (goesOn && number > call)
+                   ? Verdict{.kind = Verdict::Kind::fail, .value = error}
+                   : Verdict{};
+    }
+};
+
 // Where the journal cannot be kept, the item goes all the same, and the history has it.
+void expectGoneAndRecorded(const RemovalSubject& subject, const ProgramOutcome& outcome) {
+    EXPECT_THAT(outcome.output, HasSubstr("\ngone "));
+    const RemovalReport report = parseRemoval(subject, outcome.output);
+    EXPECT_EQ(report.descriptorsBefore, report.descriptorsAfter);
+    // What could not be removed at the end goes at the next start, and is told once.
+    CleanupHistoryStore history(subject.historyFile());
+    const auto left = RemovalRecovery(history).recover({});
+    EXPECT_THAT(left.problems, IsEmpty());
+    const auto operations = history.load();
+    ASSERT_EQ(operations.size(), 1U);
+    EXPECT_FALSE(operations.front().items.front().error);
+    EXPECT_THAT(subject.journals(), IsEmpty());
+}
+
 TEST(RemovalJournalInjection, eachErrorAtEachCallOfTheJournal_stopsNoRemoval) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         int injected = 0;
+        constexpr std::array errors = {EIO, ENOSPC, EDQUOT, EACCES, EMFILE, ENOLCK};
         for (const Scenario scenario : {Scenario::file, Scenario::treeForGood}) {
             RemovalSubject subject(scenario, true);
+            const auto run = [&subject](const Watcher& watcher) { return subject.run("", watcher); };
             for (const bool goesOn : {false, true}) {
-                for (const int error : {EIO, ENOSPC, EDQUOT, EACCES, EMFILE, ENOLCK}) {
-                    for (int wanted = 0;; ++wanted) {
-                        int seen = 0;
-                        std::string last;
-                        const ProgramOutcome outcome = subject.run("", [&](const SystemCall& call) {
-                            if (!call.isEntry || !isOfTheJournal(call)) {
-                                return Verdict{};
-                            }
-                            last = " number " + std::to_string(call.number) + " " + call.descriptorPath(0);
-                            const bool strikes = seen == wanted || (goesOn && seen > wanted);
-                            ++seen;
-                            return strikes ? Verdict{.kind = Verdict::Kind::fail, .value = error} : Verdict{};
-                        });
-                        if (seen <= wanted) {
-                            break;
-                        }
-                        ++injected;
-                        ASSERT_THAT(outcome.output, HasSubstr("\ngone "))
-                            << nameOf(scenario) << ", error " << error << " in call " << wanted << last;
-                        const RemovalReport report = parseRemoval(subject, outcome.output);
-                        ASSERT_EQ(report.descriptorsBefore, report.descriptorsAfter) << wanted;
-                        // What could not be removed at the end goes at the next start, and is told once.
-                        RecordOracle record;
-                        CleanupHistoryStore history(subject.historyFile());
-                        const auto left = RemovalRecovery(history).recover({});
-                        ASSERT_THAT(left.problems, IsEmpty()) << wanted;
-                        ASSERT_EQ(history.load().size(), 1U) << wanted;
-                        ASSERT_FALSE(history.load().front().items.front().error) << wanted;
-                        ASSERT_THAT(subject.journals(), IsEmpty()) << wanted;
-                    }
-                }
+                JournalInjection injection;
+                injection.goesOn = goesOn;
+                failEverywhere(run, errors, injection, {.stride = thorough<std::uint64_t>(3, 3, 1)},
+                               [&](const JournalInjection& now, const ProgramOutcome& outcome) {
+                                   SCOPED_TRACE(std::string(nameOf(scenario)) + ", error " +
+                                                std::to_string(now.error) + " in call " +
+                                                std::to_string(now.call) + ", number " +
+                                                std::to_string(now.struck->number));
+                                   ++injected;
+                                   expectGoneAndRecorded(subject, outcome);
+                               });
             }
         }
         std::printf("%d errors in the journal's calls\n", injected);
         EXPECT_GT(injected, 50);
-    }));
+    });
 }
 
 // A line that was cut short is not written behind, so that what stands before it still counts.
 TEST(RemovalJournalInjection, aDiskThatFillsUpOnTheWay_leavesAJournalThatIsRead) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         for (const Scenario scenario : {Scenario::file, Scenario::fileForGood}) {
             RemovalSubject subject(scenario, true);
             for (int wanted = 1; wanted < 4; ++wanted) {
@@ -387,7 +400,7 @@ TEST(RemovalJournalInjection, aDiskThatFillsUpOnTheWay_leavesAJournalThatIsRead)
                 }
             }
         }
-    }));
+    });
 }
 
 }  // namespace

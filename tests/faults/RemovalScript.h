@@ -197,6 +197,4 @@ inline void expectGoes(RemovalSubject& subject, Script script, const std::string
     }
 }
 
-#define IN_PRIVATE(...) EXPECT_TRUE(inPrivateNamespace([] { __VA_ARGS__ }))
-
 }  // namespace larkfold::test

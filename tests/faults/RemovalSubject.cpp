@@ -206,7 +206,7 @@ ProgramOutcome RemovalSubject::run(const std::string& mode, const Watcher& watch
     for (const auto& entry : fs::directory_iterator(historyFolder_)) {
         fs::remove(entry.path());
     }
-    std::vector<std::string> arguments = {LARKFOLD_REMOVAL_VICTIM};
+    std::vector<std::string> arguments = {"removal"};
     if (isRecorded_) {
         arguments.insert(arguments.end(), {"--history", historyFile()});
     }
@@ -219,7 +219,7 @@ ProgramOutcome RemovalSubject::run(const std::string& mode, const Watcher& watch
 }
 
 ProgramOutcome RemovalSubject::recover(const Watcher& watcher, const std::string& mode) const {
-    return runWatched({LARKFOLD_REMOVAL_VICTIM, "--history", historyFile(), mode}, watcher);
+    return runWatched({"removal", "--history", historyFile(), mode}, watcher);
 }
 
 std::vector<std::string> RemovalSubject::journals() const {

@@ -1,14 +1,13 @@
-// The program that the harness kills and starves: a removal through the gate.
+// A removal through the gate.
 //
-//   removal_victim [--history FILE] MODE ROOT URL [KEEPER]
-//   removal_victim --history FILE recover|restore|restore-unseen
-//   removal_victim --history FILE several|several-permanent ROOT URL...
+//   larkfold_victim removal [--history FILE] MODE ROOT URL [KEEPER]
+//   larkfold_victim removal --history FILE recover|restore|restore-unseen
+//   larkfold_victim removal --history FILE several|several-permanent ROOT URL...
 //
-// Prints "descriptors BEFORE AFTER" and then "gone BYTES PLACE" or "stays PLACE: SENTENCE", where PLACE is
-// "-" where there is none. With a KEEPER the item goes as its duplicate. With a FILE the run is recorded
-// there, and journaled beside it; "unrecorded SENTENCE" stands below where that failed. "recover" brings what
-// the journals tell into it, "restore" puts back what lies aside as well, and "several" removes many items in
-// one run.
+// What came of it is "gone BYTES PLACE" or "stays PLACE: SENTENCE", where PLACE is "-" where there is none.
+// With a KEEPER the item goes as its duplicate. With a FILE the run is recorded there, and journaled beside
+// it; "unrecorded SENTENCE" stands below where that failed. "recover" brings what the journals tell into it,
+// "restore" puts back what lies aside as well, and "several" removes many items in one run.
 //
 // MODE is "trash" or "permanent", or one of the naive ways that the suites have to find out:
 //   late-info-file    into the Trash first, and the info file of it after that
@@ -24,15 +23,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <cstdio>
-#include <exception>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "faults/Victim.h"
 #include "platform/Error.h"
 #include "platform/Path.h"
 #include "platform/SHA256.h"
@@ -41,15 +40,12 @@
 #include "removal/FileDeleter.h"
 #include "removal/RemovalJournal.h"
 #include "removal/RemovalRecovery.h"
-#include "support/OpenDescriptors.h"
 
+namespace larkfold::test {
 namespace {
 
-using larkfold::FileDeleter;
-using larkfold::test::DescriptorBalance;
-
 using Strings = std::vector<std::string>;
-using Store = larkfold::CleanupHistoryStore;
+using Store = CleanupHistoryStore;
 using Root = FileDeleter::AllowedRoot;
 
 FileDeleter::DeletionResult deleteAll(bool permanently, const Root& root, const Strings& urls,
@@ -63,14 +59,14 @@ FileDeleter::DeletionResult deleteAll(bool permanently, const Root& root, const 
     if (proof != nullptr) {
         request.duplicateVerifications[urls.front()] = *proof;
     }
-    FileDeleter gate(history, [] { return std::vector<larkfold::RunningApplication>(); });
+    FileDeleter gate(history, [] { return std::vector<RunningApplication>(); });
     return gate.deleteItems(request, nullptr, {});
 }
 
 std::string reportOf(const FileDeleter::DeletionResult& result) {
     const std::string unrecorded =
         result.historyError ? "\nunrecorded " + *result.historyError : std::string();
-    const larkfold::CleanupOperation::Item& item = result.operation.items.at(0);
+    const CleanupOperation::Item& item = result.operation.items.at(0);
     if (!item.error) {
         return "gone " + std::to_string(item.logicalBytes.value_or(-1)) + " " + item.trashPath.value_or("-") +
                unrecorded;
@@ -87,13 +83,13 @@ FileDeleter::DeletionResult recordedLate(bool isJournaled, bool permanently, con
                                          const std::string& url, Store& history) {
     auto result = deleteAll(permanently, root, {url}, nullptr, nullptr);
     if (isJournaled) {
-        larkfold::RemovalJournalContent plan;
+        RemovalJournalContent plan;
         plan.id = result.operation.id;
         plan.startedAt = result.operation.startedAt;
         plan.permanent = permanently;
         plan.items.resize(1);
         plan.items[0].path = url;
-        larkfold::RemovalJournal journal(std::string(larkfold::parentPath(history.url())), plan);
+        RemovalJournal journal(std::string(parentPath(history.url())), plan);
         journal.didHandle(0, result.operation.items.at(0));
         history.append(result.operation);
         journal.discard();
@@ -109,10 +105,9 @@ std::string naively(std::string_view mode, const std::string& url) {
         std::filesystem::remove_all(url, problem);
         return "gone 0 -";
     }
-    const std::string name(larkfold::lastPathComponent(url));
+    const std::string name(lastPathComponent(url));
     if (mode == "beside") {
-        const int folder =
-            open(std::string(larkfold::parentPath(url)).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+        const int folder = open(std::string(parentPath(url)).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
         const bool isGone = unlinkat(folder, name.c_str(), 0) == 0;
         const int info = openat(folder, "../info", O_PATH | O_DIRECTORY | O_CLOEXEC);
         unlinkat(info, (name + ".trashinfo").c_str(), 0);
@@ -120,7 +115,7 @@ std::string naively(std::string_view mode, const std::string& url) {
         close(folder);
         return isGone ? "gone 0 -" : "stays -: It could not be removed.";
     }
-    const std::string trash = larkfold::joinedPath(larkfold::applicationSupportDirectory(), "Trash");
+    const std::string trash = joinedPath(applicationSupportDirectory(), "Trash");
     const std::string place = trash + "/files/" + name;
     const std::string infoFile = trash + "/info/" + name + ".trashinfo";
     const std::string text = "[Trash Info]\nPath=" + url + "\nDeletionDate=2026-01-01T00:00:00\n";
@@ -141,13 +136,13 @@ std::string naively(std::string_view mode, const std::string& url) {
         unlink(infoFile.c_str());
     }
     if (mode == "leaky") {
-        static_cast<void>(open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        leakDescriptor();
     }
     return isMoved || mode == "hopeful" ? "gone 0 " + place : "stays -: It could not be moved to the Trash.";
 }
 
 std::string restored(bool isUnseen, Store& history) {
-    larkfold::RemovalRecovery recovery(history);
+    RemovalRecovery recovery(history);
     for (const auto& leftover : recovery.recover({}).leftovers) {
         if (isUnseen) {
             renameat2(AT_FDCWD, leftover.item.path.c_str(), AT_FDCWD, leftover.item.originalPath.c_str(),
@@ -163,7 +158,7 @@ std::string answer(std::string_view mode, Store* history, const Root& root, cons
                    const FileDeleter::DuplicateVerification* proof) {
     const bool isPermanent = mode.ends_with("permanent");
     if (mode == "recover") {
-        const auto report = larkfold::RemovalRecovery(*history).recover({});
+        const auto report = RemovalRecovery(*history).recover({});
         return "recovered " + std::to_string(report.recordedCount);
     }
     if (mode.starts_with("restore")) {
@@ -184,37 +179,26 @@ std::string answer(std::string_view mode, Store* history, const Root& root, cons
 
 }  // namespace
 
-int main(int count, char** words) {
-    Strings rest(words + 1, words + count);
-    std::optional<Store> history;
+std::optional<VictimWork> removalWork(const std::vector<std::string>& words) {
+    Strings rest = words;
+    std::shared_ptr<Store> history;
     if (rest.size() > 2 && rest[0] == "--history") {
-        history.emplace(rest[1]);
+        history = std::make_shared<Store>(rest[1]);
         rest.erase(rest.begin(), rest.begin() + 2);
     }
     if (rest.empty() || (rest.size() == 1 ? !history : rest.size() < 3)) {
-        return 2;
+        return std::nullopt;
     }
     const std::string mode = rest[0];
     rest.erase(rest.begin());
-    FileDeleter::DuplicateVerification proof;
-    const bool hasKeeper = rest.size() == 3 && !mode.starts_with("several");
-    if (hasKeeper) {
-        proof = {.keeper = rest[2], .sha256 = larkfold::fileSHA256(rest[2], {})};
+    std::optional<FileDeleter::DuplicateVerification> proof;
+    if (rest.size() == 3 && !mode.starts_with("several")) {
+        proof = {.keeper = rest[2], .sha256 = fileSHA256(rest[2], {})};
     }
     const Root root = rest.empty() ? Root() : Root::at(rest[0]);
     const Strings urls(rest.begin() + (rest.empty() ? 0 : 1), rest.end());
-    std::string report;
-    int code = 0;
-    const DescriptorBalance descriptors;
-    raise(SIGUSR1);
-    try {
-        report = answer(mode, history ? &*history : nullptr, root, urls, hasKeeper ? &proof : nullptr);
-    } catch (const std::exception& error) {
-        report = std::string("untyped ") + error.what();
-        code = 5;
-    }
-    raise(SIGUSR1);
-    const std::size_t after = descriptors.after();
-    std::printf("descriptors %zu %zu\n%s\n", descriptors.before(), after, report.c_str());
-    return code;
+    return VictimWork{
+        .run = [=] { return answer(mode, history.get(), root, urls, proof ? &*proof : nullptr); }};
 }
+
+}  // namespace larkfold::test

@@ -12,6 +12,7 @@
 #include <fstream>
 #include <string>
 
+#include "faults/FaultLoops.h"
 #include "faults/PrivateNamespace.h"
 #include "faults/RemovalSubject.h"
 #include "faults/SystemCallHarness.h"
@@ -78,7 +79,7 @@ std::string restoreWhileExchanged(RemovalSubject& subject, const std::string& mo
 class Restoring : public testing::TestWithParam<Scenario> {};
 
 TEST_P(Restoring, whatSomebodyPutInItsPlace_isRestored) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         RemovalSubject subject(GetParam(), true);
         EXPECT_THAT(restoreWhileExchanged(subject, "restore"),
                     HasSubstr("not restored: " + cleanup_texts::asideChanged()));
@@ -95,29 +96,28 @@ TEST_P(Restoring, whatSomebodyPutInItsPlace_isRestored) {
         EXPECT_EQ(subject.harm(), "");
         // It is still offered.
         EXPECT_THAT(subject.journals(), SizeIs(1));
-    }));
+    });
 }
 
 TEST_P(Restoring, withoutALookAtWhatArrived_isFoundOut) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         RemovalSubject subject(GetParam(), true);
         restoreWhileExchanged(subject, "restore-unseen");
         EXPECT_EQ(contentOf(subject.url()), anothers);
-    }));
+    });
 }
 
 // What is killed on the way back is aside or in its place, whole, and the next start knows which.
 TEST_P(Restoring, killedAtEverySystemCall_isInOnePlaceAndOfferedAsLongAsItLiesAside) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         RemovalSubject subject(GetParam(), true);
         int aside = 0;
         int inPlace = 0;
-        const std::uint64_t stride = thoroughness() == Thoroughness::full    ? 1
-                                     : thoroughness() == Thoroughness::usual ? 5
-                                                                             : 37;
-        for (std::uint64_t at = 0;; at += stride) {
+        const auto run = [&subject](const Watcher& watcher) {
             leaveAside(subject);
-            const ProgramOutcome outcome = subject.recover(killAt(at), "restore");
+            return subject.recover(watcher, "restore");
+        };
+        const auto judge = [&](std::uint64_t at, const ProgramOutcome& outcome) {
             CleanupHistoryStore history(subject.historyFile());
             RemovalRecovery recovery(history);
             const RemovalRecovery::Report report = recovery.recover({});
@@ -140,14 +140,18 @@ TEST_P(Restoring, killedAtEverySystemCall_isInOnePlaceAndOfferedAsLongAsItLiesAs
             if (!outcome.wasKilledByWatcher) {
                 ASSERT_THAT(outcome.output, HasSubstr("\nrestored"));
                 ASSERT_TRUE(subject.isWholeAtPlace());
-                break;
             }
-        }
+        };
+        killEverywhere(run, {.stride = thorough<std::uint64_t>(37, 5, 1)},
+                       [&](std::uint64_t at, const ProgramOutcome& outcome) {
+                           judge(at, outcome);
+                           return !testing::Test::HasFailure();
+                       });
         std::printf("%s, on its way back: %d aside, %d in its place\n", nameOf(subject.scenario()), aside,
                     inPlace);
         EXPECT_GT(aside, 0);
         EXPECT_GT(inPlace, 0);
-    }));
+    });
 }
 
 INSTANTIATE_TEST_SUITE_P(OfAFileAndOfATree, Restoring,
@@ -159,7 +163,7 @@ INSTANTIATE_TEST_SUITE_P(OfAFileAndOfATree, Restoring,
 // --- A disk that does not answer
 
 TEST(RecoveryOfADeadDisk, waits_andTellsItWhenTheDiskIsBack) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         RemovalSubject subject(Scenario::fileForGood, true);
         leaveAside(subject);
         CleanupHistoryStore history(subject.historyFile());
@@ -188,7 +192,7 @@ TEST(RecoveryOfADeadDisk, waits_andTellsItWhenTheDiskIsBack) {
         EXPECT_TRUE(subject.isWholeAtPlace());
         EXPECT_EQ(subject.harm(), "");
         EXPECT_THAT(subject.journals(), IsEmpty());
-    }));
+    });
 }
 
 }  // namespace

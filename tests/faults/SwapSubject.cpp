@@ -94,7 +94,7 @@ void SwapSubject::putInPlace() {
 
 ProgramOutcome SwapSubject::run(const std::string& mode, const Watcher& watcher) {
     putInPlace();
-    return runWatched({LARKFOLD_VICTIM, mode, root(), file_}, watcher);
+    return runWatched({"scan", mode, root(), file_}, watcher);
 }
 
 bool SwapSubject::holdsIndexOfRoot(std::int64_t errors) const {

@@ -18,6 +18,9 @@
 #include <set>
 #include <utility>
 
+#include "support/MachineRequirements.h"
+#include "support/Places.h"
+
 #ifndef __x86_64__
 #error "The harness sets registers of x86-64."
 #endif
@@ -68,9 +71,9 @@ private:
 
 class Session {
 public:
-    Session(const std::vector<std::string>& arguments, const Watcher& watcher, std::chrono::seconds limit)
+    Session(const std::vector<std::string>& words, const Watcher& watcher, std::chrono::seconds limit)
         : watcher_(watcher), end_(std::chrono::steady_clock::now() + limit) {
-        start(arguments);
+        start(words);
     }
 
     ProgramOutcome run() {
@@ -111,12 +114,13 @@ private:
         std::int64_t overriding = 0;
     };
 
-    void start(const std::vector<std::string>& arguments) {
-        std::vector<char*> words;
-        for (const std::string& argument : arguments) {
-            words.push_back(const_cast<char*>(argument.c_str()));
+    void start(const std::vector<std::string>& words) {
+        const std::string victim = builtFile("tests/faults/larkfold_victim");
+        std::vector<char*> arguments{const_cast<char*>(victim.c_str())};
+        for (const std::string& word : words) {
+            arguments.push_back(const_cast<char*>(word.c_str()));
         }
-        words.push_back(nullptr);
+        arguments.push_back(nullptr);
         int ends[2];
         if (pipe2(ends, O_CLOEXEC) != 0) {
             die("pipe2");
@@ -134,7 +138,7 @@ private:
             const char* options = std::getenv("ASAN_OPTIONS");
             setenv("ASAN_OPTIONS",
                    ((options == nullptr ? "" : options) + std::string(":detect_leaks=0")).c_str(), 1);
-            execv(words[0], words.data());
+            execv(arguments[0], arguments.data());
             _exit(127);
         }
         close(ends[1]);
@@ -300,9 +304,10 @@ Watcher killAt(std::uint64_t stop) {
     };
 }
 
-ProgramOutcome runWatched(const std::vector<std::string>& arguments, const Watcher& watcher,
+ProgramOutcome runWatched(const std::vector<std::string>& words, const Watcher& watcher,
                           std::chrono::seconds limit) {
-    return Session(arguments, watcher, limit).run();
+    require(Need::tracing);
+    return Session(words, watcher, limit).run();
 }
 
 }  // namespace larkfold::test

@@ -1,4 +1,5 @@
-// Runs a program under ptrace and shows every system call of all its threads to a watcher, under one counter.
+// Runs the victim (see Victim.h) under ptrace and shows every system call of all its threads to a watcher,
+// under one counter.
 //
 // The program marks with the signal SIGUSR1 where watching begins, and with a second one where it ends: what
 // the loader does before and what it reports afterwards runs unwatched. The watcher is asked at the entry and
@@ -64,8 +65,9 @@ using Watcher = std::function<Verdict(const SystemCall&)>;
 // Kills the program at that stop, and lets it be otherwise.
 Watcher killAt(std::uint64_t stop);
 
-// Runs `arguments[0]`. A program that is not done after `limit` is killed and told as overdue.
-ProgramOutcome runWatched(const std::vector<std::string>& arguments, const Watcher& watcher,
+// Runs the victim with these words. Where the system lets nobody trace, the test is skipped. A program that
+// is not done after `limit` is killed and told as overdue.
+ProgramOutcome runWatched(const std::vector<std::string>& words, const Watcher& watcher,
                           std::chrono::seconds limit = std::chrono::seconds(30));
 
 }  // namespace larkfold::test

@@ -20,6 +20,7 @@
 #include "platform/Path.h"
 #include "platform/UserFiles.h"
 #include "removal/FileDeleter.h"
+#include "support/MachineRequirements.h"
 #include "support/TemporaryTree.h"
 #include "support/UnprivilegedUser.h"
 
@@ -91,14 +92,12 @@ struct Volumes {
     std::string home;
 };
 
-#define IN_VOLUMES(...)                  \
-    EXPECT_TRUE(inPrivateNamespace([&] { \
-        const Volumes volumes;           \
-        __VA_ARGS__                      \
-    }))
+void inVolumes(const std::function<void(const Volumes&)>& work) {
+    inPrivateNamespace([&work] { work(Volumes()); });
+}
 
 TEST(TrashOfTheHome, isMadeForTheUserAlone_andTakesWhatLiesOnItsVolume) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string path = volumes.file(joinedPath(volumes.homeVolume.path(), "elsewhere/x"));
         const std::string trash = joinedPath(volumes.home, ".local/share/Trash");
         EXPECT_EQ(Volumes::trashPathOf(path), trash + "/files/x");
@@ -115,7 +114,7 @@ TEST(TrashOfTheHome, isMadeForTheUserAlone_andTakesWhatLiesOnItsVolume) {
 }
 
 TEST(TrashOfTheHome, liesWhereTheEnvironmentSays) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string data = joinedPath(volumes.other.path(), "data");
         setenv("XDG_DATA_HOME", data.c_str(), 1);
         EXPECT_EQ(Volumes::trashPathOf(volumes.file(joinedPath(volumes.other.path(), "x"))),
@@ -124,7 +123,7 @@ TEST(TrashOfTheHome, liesWhereTheEnvironmentSays) {
 }
 
 TEST(TrashOfTheHome, thatIsALink_takesNothing) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string elsewhere = joinedPath(volumes.homeVolume.path(), "elsewhere");
         own_files::createFolders(joinedPath(elsewhere, "files"));
         own_files::createFolders(joinedPath(elsewhere, "info"));
@@ -144,7 +143,7 @@ TEST(TrashOfTheHome, thatCannotBeUsed_takesNothing) {
     enum class Harm { fileForFiles, fileForInfo, mountAtFiles, mountAtInfo, circle };
     for (const Harm harm :
          {Harm::fileForFiles, Harm::fileForInfo, Harm::mountAtFiles, Harm::mountAtInfo, Harm::circle}) {
-        IN_VOLUMES({
+        inVolumes([&](const Volumes& volumes) {
             const std::string trash = joinedPath(volumes.home, ".local/share/Trash");
             std::optional<Mounted> mounted;
             if (harm == Harm::circle) {
@@ -171,7 +170,7 @@ TEST(TrashOfTheHome, thatCannotBeUsed_takesNothing) {
 }
 
 TEST(TrashOfTheHome, thatCannotBeTold_leavesAFolderToTheTrashOfItsVolume) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string circle = joinedPath(volumes.home, "circle");
         ASSERT_EQ(symlink(circle.c_str(), circle.c_str()), 0);
         setenv("XDG_DATA_HOME", circle.c_str(), 1);
@@ -186,7 +185,7 @@ TEST(TrashOfTheHome, thatCannotBeTold_leavesAFolderToTheTrashOfItsVolume) {
 
 // A file system that does not keep when an item was made: it is what it is without that.
 TEST(TrashOfAVolume, thatKeepsNoTimesOfMaking_takesAnItem) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string top = joinedPath(volumes.homeVolume.path(), "ramfs");
         own_files::createFolders(top);
         const Mounted mounted("none", top, "ramfs", 0, "mode=0755");
@@ -198,7 +197,7 @@ TEST(TrashOfAVolume, thatKeepsNoTimesOfMaking_takesAnItem) {
 }
 
 TEST(TrashOfAVolume, isMadeAtItsTop_andNotesThePathBelowIt) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string top = volumes.other.path();
         const std::string trash = joinedPath(top, Volumes::own());
         EXPECT_EQ(Volumes::trashPathOf(volumes.file(joinedPath(top, "a b/x"))), trash + "/files/x");
@@ -210,7 +209,7 @@ TEST(TrashOfAVolume, isMadeAtItsTop_andNotesThePathBelowIt) {
 }
 
 TEST(TrashOfAVolume, thatTheAdministratorMade_isTakenFirst) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string shared = joinedPath(volumes.other.path(), ".Trash");
         own_files::createFolders(shared);
         ASSERT_EQ(chmod(shared.c_str(), 01777), 0);
@@ -222,7 +221,7 @@ TEST(TrashOfAVolume, thatTheAdministratorMade_isTakenFirst) {
 }
 
 TEST(TrashOfAVolume, thatTheAdministratorMade_countsOnlyWithTheStickyBit) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string shared = joinedPath(volumes.other.path(), ".Trash");
         own_files::createFolders(shared);
         ASSERT_EQ(chmod(shared.c_str(), 0777), 0);
@@ -233,7 +232,7 @@ TEST(TrashOfAVolume, thatTheAdministratorMade_countsOnlyWithTheStickyBit) {
 }
 
 TEST(TrashOfAVolume, thatIsALink_isNotTaken) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string top = volumes.other.path();
         const std::string elsewhere = joinedPath(top, "elsewhere");
         own_files::createFolders(elsewhere);
@@ -246,7 +245,7 @@ TEST(TrashOfAVolume, thatIsALink_isNotTaken) {
 }
 
 TEST(TrashOfAVolume, whoseUsersFolderIsALink_isNotTaken) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string top = volumes.other.path();
         const std::string elsewhere = joinedPath(top, "elsewhere");
         const std::string shared = joinedPath(top, ".Trash");
@@ -261,7 +260,7 @@ TEST(TrashOfAVolume, whoseUsersFolderIsALink_isNotTaken) {
 }
 
 TEST(TrashOfAVolume, whereNoneCanBeUsed_theItemStays_andTheReasonIsTold) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string top = volumes.other.path();
         const std::string elsewhere = joinedPath(top, "elsewhere");
         own_files::createFolders(elsewhere);
@@ -278,10 +277,8 @@ TEST(TrashOfAVolume, whereNoneCanBeUsed_theItemStays_andTheReasonIsTold) {
 }
 
 TEST(TrashOfAVolume, ofAnotherUser_isNotTaken) {
-    if (geteuid() != 0) {
-        GTEST_SKIP() << "Only the superuser can make what belongs to somebody else.";
-    }
-    IN_VOLUMES({
+    require(Need::otherUsers);
+    inVolumes([](const Volumes& volumes) {
         const std::string top = volumes.other.path();
         own_files::createFolders(joinedPath(top, Volumes::own()));
         ASSERT_EQ(chown(joinedPath(top, Volumes::own()).c_str(), 65534, 65534), 0);
@@ -294,10 +291,8 @@ TEST(TrashOfAVolume, ofAnotherUser_isNotTaken) {
 }
 
 TEST(TrashOfAVolume, thatTheAdministratorMade_isNotTakenWhereTheUsersFolderIsAnothers) {
-    if (geteuid() != 0) {
-        GTEST_SKIP() << "Only the superuser can make what belongs to somebody else.";
-    }
-    IN_VOLUMES({
+    require(Need::otherUsers);
+    inVolumes([](const Volumes& volumes) {
         const std::string shared = joinedPath(volumes.other.path(), ".Trash");
         const std::string users = joinedPath(shared, Volumes::user());
         own_files::createFolders(users);
@@ -310,7 +305,7 @@ TEST(TrashOfAVolume, thatTheAdministratorMade_isNotTakenWhereTheUsersFolderIsAno
 }
 
 TEST(TrashOfAVolume, thatIsReadOnly_leavesTheItem) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string path = volumes.file(joinedPath(volumes.other.path(), "x"));
         ASSERT_EQ(mount("", volumes.other.path().c_str(), "", MS_REMOUNT | MS_RDONLY, ""), 0);
         for (const bool permanently : {false, true}) {
@@ -325,7 +320,7 @@ TEST(TrashOfAVolume, thatIsReadOnly_leavesTheItem) {
 // The same file system by another way: the device is that of the home folder, and yet nothing can be renamed
 // there.
 TEST(TrashOfAVolume, ofABindMount_isItsOwn) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string source = joinedPath(volumes.homeVolume.path(), "shared");
         const std::string bound = joinedPath(volumes.other.path(), "bound");
         volumes.file(joinedPath(source, "x"));
@@ -338,7 +333,7 @@ TEST(TrashOfAVolume, ofABindMount_isItsOwn) {
 }
 
 TEST(TrashOfAVolume, whatLiesInIt_goesForGoodWithItsNote) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string trash = joinedPath(volumes.other.path(), Volumes::own());
         Volumes::trashPathOf(volumes.file(joinedPath(volumes.other.path(), "x")));
         EXPECT_THAT(Volumes::remove(trash + "/files/x").failedDeletions, SizeIs(1));
@@ -349,7 +344,7 @@ TEST(TrashOfAVolume, whatLiesInIt_goesForGoodWithItsNote) {
 }
 
 TEST(TrashOfAVolume, itself_cannotGoThere) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string trash = joinedPath(volumes.other.path(), Volumes::own());
         Volumes::trashPathOf(volumes.file(joinedPath(volumes.other.path(), "x")));
         const auto result = Volumes::remove(trash);
@@ -360,7 +355,7 @@ TEST(TrashOfAVolume, itself_cannotGoThere) {
 }
 
 TEST(SizesOfTheTrash, tellWhatAFolderTakes_andForgetWhatHasGone) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string folder = joinedPath(volumes.homeVolume.path(), "a b");
         volumes.file(joinedPath(folder, "deep/x"), std::string(10'000, 'x'));
         const std::string trash = joinedPath(volumes.home, ".local/share/Trash");
@@ -378,7 +373,7 @@ TEST(SizesOfTheTrash, tellWhatAFolderTakes_andForgetWhatHasGone) {
 // --- Mounts
 
 TEST(Mounts, belowAFolder_keepIt) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string folder = joinedPath(volumes.homeVolume.path(), "folder");
         const std::string inner = joinedPath(folder, "deep/mount");
         volumes.file(joinedPath(folder, "x"));
@@ -396,7 +391,7 @@ TEST(Mounts, belowAFolder_keepIt) {
 }
 
 TEST(Mounts, themselves_stay) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string precious = volumes.file(joinedPath(volumes.other.path(), "precious"));
         const std::string file = volumes.file(joinedPath(volumes.homeVolume.path(), "file"));
         const Mounted overFile(precious, file, "", MS_BIND, "");
@@ -410,7 +405,7 @@ TEST(Mounts, themselves_stay) {
 
 // Whoever holds an item without asking what it is: a mount is not taken away from under its folder.
 TEST(Mounts, thatAreHeldWithoutAQuestion_stay) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string precious = volumes.file(joinedPath(volumes.other.path(), "precious"));
         const std::string file = volumes.file(joinedPath(volumes.homeVolume.path(), "folder/file"), "below");
         std::optional<Mounted> overFile(std::in_place, precious, file, "", MS_BIND, "");
@@ -434,7 +429,7 @@ TEST(Mounts, thatAreHeldWithoutAQuestion_stay) {
 
 // The run is told of it at once: what was no mount when it began is one when its turn comes.
 TEST(Mounts, thatComeInTheMiddleOfARun_keepTheFolder) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string one = joinedPath(volumes.homeVolume.path(), "1");
         const std::string two = joinedPath(volumes.homeVolume.path(), "22");
         volumes.file(joinedPath(one, "x"));
@@ -466,7 +461,7 @@ TEST(Mounts, thatComeInTheMiddleOfARun_keepTheFolder) {
 
 // In its top folder, that itself, below a link, and where the copy that should stay lies there.
 TEST(DeadVolume, keepsItsItems_andNobodyWaitsForIt) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string top = joinedPath(volumes.homeVolume.path(), "dead");
         const std::string link = joinedPath(volumes.homeVolume.path(), "link");
         const std::string copy = volumes.file(joinedPath(volumes.homeVolume.path(), "copy"));
@@ -497,7 +492,7 @@ TEST(DeadVolume, keepsItsItems_andNobodyWaitsForIt) {
 // A root on it is asked for once, and no item in it is touched; another root of the same run is as good as
 // ever.
 TEST(DeadVolume, thatIsARoot_keepsItsItemsAndHoldsUpNoOthers) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string top = joinedPath(volumes.homeVolume.path(), "dead");
         const std::string other = volumes.file(joinedPath(volumes.home, "other"));
         own_files::createFolders(top);
@@ -520,7 +515,7 @@ TEST(DeadVolume, thatIsARoot_keepsItsItemsAndHoldsUpNoOthers) {
 
 // It answers, and says that it cannot tell what it is: that is the answer.
 TEST(VolumeOfAProgram, thatIsARootAndCannotBeLookedAt_isToldAsThat) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string top = joinedPath(volumes.homeVolume.path(), "program");
         own_files::createFolders(top);
         const auto chosen = FileDeleter::AllowedRoot::at(top);
@@ -544,7 +539,7 @@ TEST(VolumeOfAProgram, thatIsARootAndCannotBeLookedAt_isToldAsThat) {
 
 // A network volume that does answer is asked like any other.
 TEST(EmptyVolumeOfAProgram, tellsThatNothingIsThere) {
-    IN_VOLUMES({
+    inVolumes([](const Volumes& volumes) {
         const std::string top = joinedPath(volumes.homeVolume.path(), "empty");
         own_files::createFolders(top);
         const DeadMount served(top, DeadMount::Greeting::answered);
@@ -560,14 +555,13 @@ TEST(EmptyVolumeOfAProgram, tellsThatNothingIsThere) {
 // --- What cannot be changed
 
 TEST(Immutable, item_staysUnchanged) {
+    require(Need::immutableFiles);
     TemporaryTree tree;
     const std::string file = tree.file("x", "content");
     const auto setFlag = [&file](const char* flag) {
-        return std::system(("chattr " + std::string(flag) + " '" + file + "' 2>/dev/null").c_str());
+        return std::system(("chattr " + std::string(flag) + " '" + file + "'").c_str());
     };
-    if (setFlag("+i") != 0) {
-        GTEST_SKIP() << "The file system at " << tree.root() << " knows no immutable files.";
-    }
+    ASSERT_EQ(setFlag("+i"), 0);
     for (const bool permanently : {false, true}) {
         const auto result = Volumes::remove(file, permanently);
         ASSERT_THAT(result.failedDeletions, SizeIs(1));
@@ -581,9 +575,7 @@ TEST(Immutable, item_staysUnchanged) {
 
 // In a folder where everybody may write and nobody may take away what is another's.
 TEST(ForeignOwned, item_staysUnchanged) {
-    if (geteuid() != 0) {
-        GTEST_SKIP() << "Only the superuser can make what belongs to somebody else.";
-    }
+    require(Need::otherUsers);
     // The test's own temporary folder lets nobody else in.
     const std::string usual = std::getenv("TMPDIR") == nullptr ? "/tmp" : std::getenv("TMPDIR");
     setenv("TMPDIR", "/tmp", 1);
@@ -593,13 +585,13 @@ TEST(ForeignOwned, item_staysUnchanged) {
     ASSERT_EQ(chmod(tree.path("shared").c_str(), 01777), 0);
     ASSERT_EQ(chmod(tree.root().c_str(), 0755), 0);
     ASSERT_EQ(chmod(file.c_str(), 0644), 0);
-    EXPECT_TRUE(asUnprivilegedUser([&](const std::string&) {
+    asUnprivilegedUser([&](const std::string&) {
         for (const bool permanently : {false, true}) {
             const auto result = Volumes::remove(file, permanently);
             ASSERT_THAT(result.failedDeletions, SizeIs(1));
             EXPECT_EQ(contentOf(file), "content");
         }
-    }));
+    });
     using Iterator = std::filesystem::directory_iterator;
     EXPECT_EQ(std::distance(Iterator(tree.path("shared")), Iterator()), 1);
 }

@@ -11,11 +11,13 @@
 #include <string>
 #include <system_error>
 
+#include "faults/FaultLoops.h"
 #include "faults/IndexOracle.h"
 #include "faults/PrivateNamespace.h"
 #include "faults/RaceScene.h"
 #include "faults/RaceSubjects.h"
 #include "faults/SharedFolders.h"
+#include "support/MachineRequirements.h"
 #include "support/TemporaryTree.h"
 
 namespace larkfold::test {
@@ -25,11 +27,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 
 namespace fs = std::filesystem;
-
-#define FOR_TWO_USERS()                                         \
-    if (geteuid() != 0) {                                       \
-        GTEST_SKIP() << "Only the superuser can be two users."; \
-    }
 
 std::uint64_t attempts() {
     switch (thoroughness()) {
@@ -44,8 +41,8 @@ std::uint64_t attempts() {
 }
 
 TEST(RaceOfUsers, whatAnotherUserExchanges_isNeverLost) {
-    FOR_TWO_USERS();
-    EXPECT_TRUE(inPrivateNamespace([] {
+    require(Need::otherUsers);
+    inPrivateNamespace([] {
         keepProcessorsApart();
         RaceFigures figures;
         for (const bool permanently : {false, true}) {
@@ -62,7 +59,7 @@ TEST(RaceOfUsers, whatAnotherUserExchanges_isNeverLost) {
         EXPECT_THAT(figures.violations, IsEmpty());
         EXPECT_GT(figures.interleaved, figures.attempts / 20);
         EXPECT_GT(figures.gone, 0U);
-    }));
+    });
 }
 
 // Compares what arrived, and then asks for the private folder by its name again, as one would who has a path.
@@ -89,8 +86,8 @@ std::vector<Told> emptyByName(const RaceRequest& request, const HandledItem& han
 }
 
 TEST(RaceOfUsersControl, emptyingByName_isFoundOut) {
-    FOR_TWO_USERS();
-    EXPECT_TRUE(inPrivateNamespace([] {
+    require(Need::otherUsers);
+    inPrivateNamespace([] {
         keepProcessorsApart();
         RaceDisk disk;
         SharedFolders subject(disk);
@@ -100,7 +97,7 @@ TEST(RaceOfUsersControl, emptyingByName_isFoundOut) {
                     static_cast<unsigned long long>(figures.attempts),
                     figures.violations.empty() ? "no" : figures.violations.front().c_str());
         EXPECT_FALSE(figures.violations.empty());
-    }));
+    });
 }
 
 // --- A disk without room for a private folder
@@ -145,8 +142,8 @@ struct FullDisk {
 };
 
 TEST(FullDiskOfTwoUsers, inAFolderThatOthersMayWriteIn_theItemStaysAndThatIsTold) {
-    FOR_TWO_USERS();
-    EXPECT_TRUE(inPrivateNamespace([] {
+    require(Need::otherUsers);
+    inPrivateNamespace([] {
         struct Row {
             uid_t owner;
             mode_t mode;
@@ -165,12 +162,12 @@ TEST(FullDiskOfTwoUsers, inAFolderThatOthersMayWriteIn_theItemStaysAndThatIsTold
             EXPECT_TRUE(disk.stands());
             EXPECT_EQ(disk.namesIn(), 1);
         }
-    }));
+    });
 }
 
 TEST(FullDiskOfTwoUsers, whereNobodyElseMayWrite_theItemGoes) {
-    FOR_TWO_USERS();
-    EXPECT_TRUE(inPrivateNamespace([] {
+    require(Need::otherUsers);
+    inPrivateNamespace([] {
         struct Row {
             uid_t owner;
             mode_t mode;
@@ -181,7 +178,7 @@ TEST(FullDiskOfTwoUsers, whereNobodyElseMayWrite_theItemGoes) {
             EXPECT_TRUE(told.isGone) << row.owner << ' ' << row.mode << ' ' << told.sentence;
             EXPECT_EQ(disk.namesIn(), 0);
         }
-    }));
+    });
 }
 
 }  // namespace

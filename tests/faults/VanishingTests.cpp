@@ -11,6 +11,7 @@
 #include <string>
 
 #include "disk/DiskScanner.h"
+#include "faults/FaultLoops.h"
 #include "faults/IndexOracle.h"
 #include "faults/SystemCallHarness.h"
 #include "support/TemporaryTree.h"
@@ -28,7 +29,7 @@ ProgramOutcome scanAndChange(const TemporaryTree& tree,
                              const std::function<void()>& change) {
     bool isDone = false;
     const ProgramOutcome outcome =
-        runWatched({LARKFOLD_VICTIM, "scan", tree.path("root"), tree.path("index/latest-scan.sqlite")},
+        runWatched({"scan", "scan", tree.path("root"), tree.path("index/latest-scan.sqlite")},
                    [&](const SystemCall& call) {
                        if (!isDone && call.isEntry && isMoment(call)) {
                            isDone = true;
@@ -115,7 +116,7 @@ TEST_F(Vanishing, theRootAtAnyCall_endsTheScanInOrder) {
         fresh.folder("index");
         bool isGone = false;
         const ProgramOutcome outcome =
-            runWatched({LARKFOLD_VICTIM, "scan", fresh.path("root"), fresh.path("index/latest-scan.sqlite")},
+            runWatched({"scan", "scan", fresh.path("root"), fresh.path("index/latest-scan.sqlite")},
                        [&](const SystemCall& call) {
                            if (call.stop == at) {
                                removeTree(fresh.path("root"));

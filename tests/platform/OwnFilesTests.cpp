@@ -167,7 +167,7 @@ TEST(OwnFilesTest, permissionsAreSet) {
 }
 
 TEST(OwnFilesTest, lackOfPermissionIsToldAsSuch) {
-    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string&) {
+    test::asUnprivilegedUser([](const std::string&) {
         TemporaryTree tree;
         const std::string path = tree.file("closed/store", "old");
         own_files::setPermissions(tree.path("closed"), 0500);
@@ -181,7 +181,7 @@ TEST(OwnFilesTest, lackOfPermissionIsToldAsSuch) {
         own_files::setPermissions(tree.path("closed"), 0000);
         EXPECT_EQ(codeOf([&] { own_files::exists(path); }), EACCES) << "unknown is not the same as missing";
         EXPECT_EQ(codeOf([&] { own_files::readFile(path, 10); }), EACCES);
-    }));
+    });
 }
 
 TEST(OwnFiles, aCacheIsReplacedAsAWhole_andLeavesNoTemporary) {

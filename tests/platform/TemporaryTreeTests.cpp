@@ -1,6 +1,7 @@
 // The tests' own means: what stands on them is worth no more than they are.
 #include "support/TemporaryTree.h"
 
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,6 +10,7 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "support/ChildProcess.h"
 #include "support/UnprivilegedUser.h"
 
 namespace larkfold {
@@ -60,7 +62,7 @@ TEST(TemporaryTreeTest, aTreeOfAnyDepthIsRemoved) {
 }
 
 TEST(TemporaryTreeTest, foldersWithoutRightsAreRemoved) {
-    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string&) {
+    test::asUnprivilegedUser([](const std::string&) {
         std::string root;
         {
             TemporaryTree tree;
@@ -72,11 +74,11 @@ TEST(TemporaryTreeTest, foldersWithoutRightsAreRemoved) {
             chmod(tree.path("readable").c_str(), 0500);
         }
         EXPECT_FALSE(stands(root));
-    }));
+    });
 }
 
 TEST(UnprivilegedUserTest, mayNotReadWhatIsClosed) {
-    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string& home) {
+    test::asUnprivilegedUser([](const std::string& home) {
         EXPECT_NE(geteuid(), 0u);
         TemporaryTree tree;
         EXPECT_TRUE(tree.root().starts_with(home));
@@ -84,15 +86,19 @@ TEST(UnprivilegedUserTest, mayNotReadWhatIsClosed) {
         EXPECT_EQ(access(file.c_str(), R_OK), 0);
         chmod(file.c_str(), 0000);
         EXPECT_NE(access(file.c_str(), R_OK), 0);
-    }));
+    });
 }
 
 TEST(UnprivilegedUserTest, aFailureOrExceptionOrCrashInTheChildIsAFailureInTheParent) {
-    EXPECT_FALSE(test::asUnprivilegedUser([](const std::string&) { throw std::runtime_error("expected"); }));
-    EXPECT_FALSE(test::asUnprivilegedUser([](const std::string&) { _exit(3); }));
-    EXPECT_FALSE(test::asUnprivilegedUser([](const std::string&) { raise(SIGKILL); }));
-    EXPECT_FALSE(
-        test::asUnprivilegedUser([](const std::string&) { ADD_FAILURE() << "expected in this test"; }));
+    using test::asUnprivilegedUser;
+    using test::inChildProcess;
+    EXPECT_NONFATAL_FAILURE(
+        asUnprivilegedUser([](const std::string&) { throw std::runtime_error("expected"); }),
+        "The function threw: expected");
+    EXPECT_NONFATAL_FAILURE(inChildProcess([] { _exit(3); }), "exit code 3");
+    EXPECT_NONFATAL_FAILURE(inChildProcess([] { raise(SIGKILL); }), "signal 9");
+    const int three = 3;
+    EXPECT_NONFATAL_FAILURE(inChildProcess([three] { EXPECT_EQ(three, 4); }), "three\n    Which is: 3");
 }
 
 }  // namespace

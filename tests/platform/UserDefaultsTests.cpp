@@ -203,7 +203,7 @@ TEST_F(UserDefaultsTest, everyFlippedBitAndEveryTruncationGivesAnEmptyOrAReadabl
 }
 
 TEST_F(UserDefaultsTest, aValueHoldsForTheRunWhenItCannotBeSaved) {
-    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string& home) {
+    test::asUnprivilegedUser([](const std::string& home) {
         TemporaryTree own;
         own.folder("closed");
         chmod(own.path("closed").c_str(), 0500);
@@ -213,11 +213,11 @@ TEST_F(UserDefaultsTest, aValueHoldsForTheRunWhenItCannotBeSaved) {
         EXPECT_FALSE(defaults.flush());
         EXPECT_EQ(defaults.boolForKey("a"), true);
         EXPECT_EQ(UserDefaults::standardFile(), home + "/.config/Larkfold/settings.json");
-    }));
+    });
 }
 
 TEST_F(UserDefaultsTest, aFileThatMayNotBeReadIsSetAsideUnread) {
-    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string&) {
+    test::asUnprivilegedUser([](const std::string&) {
         TemporaryTree own;
         const std::string path = own.file("settings.json", "{\"a\": true}");
         chmod(path.c_str(), 0000);
@@ -228,7 +228,7 @@ TEST_F(UserDefaultsTest, aFileThatMayNotBeReadIsSetAsideUnread) {
         EXPECT_TRUE(defaults.flush());
         chmod((path + ".damaged").c_str(), 0600);
         EXPECT_EQ(contentOf(path + ".damaged"), "{\"a\": true}");
-    }));
+    });
 }
 
 // --- When and how it is saved

@@ -40,7 +40,7 @@ std::vector<std::string> userFolders() {
 }
 
 TEST(UserLocationTest, theHomeFolderComesFirstAndTheFileSystemIsThere) {
-    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string& home) {
+    test::asUnprivilegedUser([](const std::string& home) {
         const std::vector<UserLocation> places = userLocations();
         ASSERT_GE(places.size(), 2U);
         EXPECT_EQ(places.front().kind, UserLocation::Kind::home);
@@ -50,20 +50,20 @@ TEST(UserLocationTest, theHomeFolderComesFirstAndTheFileSystemIsThere) {
         });
         ASSERT_NE(root, places.end());
         EXPECT_EQ(root->path, "/");
-    }));
+    });
 }
 
 TEST(UserLocationTest, withoutTheDesktopsFileTheUsualNamesCountWhereTheyExist) {
-    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string& home) {
+    test::asUnprivilegedUser([](const std::string& home) {
         EXPECT_THAT(userFolders(), IsEmpty());
         makeFolder(home + "/Downloads");
         makeFolder(home + "/Desktop");
         EXPECT_THAT(userFolders(), ElementsAre(home + "/Desktop", home + "/Downloads"));
-    }));
+    });
 }
 
 TEST(UserLocationTest, theDesktopsFileNamesTheUsersFolders) {
-    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string& home) {
+    test::asUnprivilegedUser([](const std::string& home) {
         makeFolder(home + "/Desktop");  // not what the file names
         makeFolder(home + "/B\xC3\xBCro");
         makeFolder(home + "/Musik \"laut\"");
@@ -79,7 +79,7 @@ TEST(UserLocationTest, theDesktopsFileNamesTheUsersFolders) {
                              home + "/elsewhere\"\n");
         EXPECT_THAT(userFolders(),
                     ElementsAre(home + "/B\xC3\xBCro", home + "/Musik \"laut\"", home + "/elsewhere"));
-    }));
+    });
 }
 
 TEST(UserLocationTest, noVolumeIsOneOfTheSystemsOwnMounts) {

@@ -360,7 +360,7 @@ TEST_P(FileDeleterRefusalTest, linkOnTheWayWithinTheRoot_isLegal) {
 
 TEST_P(FileDeleterRefusalTest, aFileOfAFolderThatMayNotBeChanged_staysForAnOrdinaryUser) {
     const bool permanently = GetParam();
-    EXPECT_TRUE(test::asUnprivilegedUser([permanently](const std::string& userHome) {
+    test::asUnprivilegedUser([permanently](const std::string& userHome) {
         TemporaryTree own;
         const std::string file = own.file("locked/x", "x");
         ASSERT_EQ(chmod(own.path("locked").c_str(), 0555), 0);
@@ -373,12 +373,12 @@ TEST_P(FileDeleterRefusalTest, aFileOfAFolderThatMayNotBeChanged_staysForAnOrdin
         EXPECT_EQ(contentOf(file), "x");
         EXPECT_THAT(census(own.path("locked")), SizeIs(1));
         chmod(own.path("locked").c_str(), 0755);
-    }));
+    });
 }
 
 TEST_P(FileDeleterRefusalTest, aFolderThatItsOwnerMayNotMove_staysUnchanged) {
     const bool permanently = GetParam();
-    EXPECT_TRUE(test::asUnprivilegedUser([permanently](const std::string& userHome) {
+    test::asUnprivilegedUser([permanently](const std::string& userHome) {
         TemporaryTree own;
         own.file("fixed/x", "x");
         const std::string folder = own.path("fixed");
@@ -391,13 +391,13 @@ TEST_P(FileDeleterRefusalTest, aFolderThatItsOwnerMayNotMove_staysUnchanged) {
         ASSERT_EQ(stat(folder.c_str(), &values), 0);
         EXPECT_EQ(values.st_mode & 0777U, 0555U);
         chmod(folder.c_str(), 0755);
-    }));
+    });
 }
 
 // --- Folders that are hard to remove
 
 TEST_F(FileDeleterTest, foldersInsideThatMayNotBeReadOrChanged_areRemovedForTheirOwner) {
-    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string& userHome) {
+    test::asUnprivilegedUser([](const std::string& userHome) {
         TemporaryTree own;
         own.file("f/unreadable/x", "x");
         own.file("f/fixed/deep/y", "y");
@@ -411,7 +411,7 @@ TEST_F(FileDeleterTest, foldersInsideThatMayNotBeReadOrChanged_areRemovedForThei
         EXPECT_EQ(result.operation.items.front().logicalBytes, std::nullopt);
         EXPECT_TRUE(result.operation.hasPartialMeasurement());
         EXPECT_THAT(census(own.root()), IsEmpty());
-    }));
+    });
 }
 
 TEST_F(FileDeleterTest, aDeepChain_isRemovedWithFewDescriptors) {
@@ -429,7 +429,7 @@ TEST_F(FileDeleterTest, aDeepChain_isRemovedWithFewDescriptors) {
 
 // The names in such a folder can be read, and nothing behind them: nobody knows how large it is.
 TEST_F(FileDeleterTest, aFolderWhoseContentsMayNotBeLookedAt_goesUnmeasured) {
-    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string& userHome) {
+    test::asUnprivilegedUser([](const std::string& userHome) {
         TemporaryTree own;
         for (const char* name : {"folder/closed/file", "other/closed/folder/x"}) {
             own.file(name, "x");
@@ -444,7 +444,7 @@ TEST_F(FileDeleterTest, aFolderWhoseContentsMayNotBeLookedAt_goesUnmeasured) {
             EXPECT_EQ(contentOf(trashed + std::string(name).substr(std::string(name).find('/'))), "x");
         }
         EXPECT_FALSE(own_files::exists(joinedPath(userHome, ".local/share/Trash/directorysizes")));
-    }));
+    });
 }
 
 // --- The Trash and what lies in it
@@ -592,7 +592,7 @@ TEST_F(FileDeleterDuplicateTest, aFolderOrAPipeInItsPlace_stays) {
 
 TEST_F(FileDeleterDuplicateTest, whatMayNotBeRead_stays) {
     const std::string sha256 = sha256Of(keeper);
-    EXPECT_TRUE(test::asUnprivilegedUser([&sha256](const std::string& userHome) {
+    test::asUnprivilegedUser([&sha256](const std::string& userHome) {
         TemporaryTree own;
         const std::string copy = own.file("copy", "same");
         const std::string stays = own.file("stays", "same");
@@ -604,7 +604,7 @@ TEST_F(FileDeleterDuplicateTest, whatMayNotBeRead_stays) {
         ASSERT_THAT(result.failedDeletions, SizeIs(1));
         EXPECT_THAT(result.failedDeletions.front().description(), HasSubstr("you do not have permission."));
         EXPECT_TRUE(own_files::exists(copy));
-    }));
+    });
 }
 
 TEST_F(FileDeleterDuplicateTest, aHardLinkOfTheSameNameInAnotherFolder_goes) {

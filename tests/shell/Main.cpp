@@ -8,8 +8,11 @@
 #include <QNetworkProxy>
 #include <QQuickStyle>
 
+#include "support/MachineRequirements.h"
+
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
+    larkfold::test::listSkippedTests();
     const QGuiApplication application(argc, argv);
     QGuiApplication::setQuitOnLastWindowClosed(false);
     QQuickStyle::setStyle(QStringLiteral("Basic"));

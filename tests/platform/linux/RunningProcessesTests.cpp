@@ -339,7 +339,7 @@ private:
 };
 
 TEST(RunningDesktopApplications, aProgramThatRuns_isListedAndNoLongerWhenItHasEnded) {
-    EXPECT_TRUE(asUnprivilegedUser([](const std::string& home) {
+    asUnprivilegedUser([](const std::string& home) {
         TemporaryTree tree;
         const std::string program = tree.file("viewer", contentOf("/bin/sleep"));
         ASSERT_EQ(chmod(program.c_str(), 0755), 0);
@@ -367,7 +367,7 @@ TEST(RunningDesktopApplications, aProgramThatRuns_isListedAndNoLongerWhenItHasEn
         }
         EXPECT_THAT(runningDesktopApplications(),
                     Not(Contains(DesktopApplication{"org.example.Viewer", "Renamed"})));
-    }));
+    });
 }
 
 TEST(RunningDesktopApplications, manyThreadsAtOnce_seeTheSame) {

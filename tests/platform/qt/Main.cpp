@@ -2,8 +2,11 @@
 
 #include <QGuiApplication>
 
+#include "support/MachineRequirements.h"
+
 int main(int argc, char** argv) {
     const QGuiApplication application(argc, argv);
     testing::InitGoogleTest(&argc, argv);
+    larkfold::test::listSkippedTests();
     return RUN_ALL_TESTS();
 }

@@ -263,7 +263,7 @@ TEST_F(FolderChooserModelTest, aFolderThatIsGoneSaysSoAndIsNotChosen) {
 }
 
 TEST_F(FolderChooserModelTest, aFolderThatMayNotBeReadSaysSo) {
-    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string& home) {
+    test::asUnprivilegedUser([](const std::string& home) {
         TemporaryTree tree;
         ASSERT_EQ(chmod(tree.folder("closed").c_str(), 0), 0);
         TestMainLoop loop;
@@ -277,7 +277,7 @@ TEST_F(FolderChooserModelTest, aFolderThatMayNotBeReadSaysSo) {
         ASSERT_TRUE(loop.runUntil([&] { return !model.isLookingUp(); }));
         EXPECT_TRUE(model.pathProblem().contains("you do not have permission"))
             << model.pathProblem().toStdString();
-    }));
+    });
 }
 
 TEST_F(FolderChooserModelTest, aTypedPathIsGoneTo) {
@@ -298,7 +298,7 @@ TEST_F(FolderChooserModelTest, aTypedPathIsGoneTo) {
 }
 
 TEST_F(FolderChooserModelTest, aTildeIsTheHomeFolder) {
-    EXPECT_TRUE(test::asUnprivilegedUser([](const std::string& home) {
+    test::asUnprivilegedUser([](const std::string& home) {
         ASSERT_EQ(mkdir((home + "/papers").c_str(), 0700), 0);
         TestMainLoop loop;
         FolderChooserModel model({.mainQueue = loop.queue()});
@@ -316,7 +316,7 @@ TEST_F(FolderChooserModelTest, aTildeIsTheHomeFolder) {
         ASSERT_TRUE(submit("~root"));
         EXPECT_EQ(model.folder(), home + "/papers");
         EXPECT_TRUE(model.pathProblem().startsWith("“~root” names another account’s home folder"));
-    }));
+    });
 }
 
 TEST_F(FolderChooserModelTest, aTypedPathThatLeadsNowhereSaysSoAndChangesNothing) {

@@ -199,7 +199,3 @@ TEST_F(FolderChooserWindowTest, aFileOfAKindIsChosenAndTheButtonWaitsForIt) {
 
 }  // namespace
 }  // namespace larkfold::test
-
-int main(int argc, char** argv) {
-    return larkfold::test::runWindowTests(argc, argv);
-}

@@ -1,0 +1,147 @@
+// A scan of a folder with an index.
+//
+//   larkfold_victim scan MODE ROOT INDEX
+//
+// What came of it is "scanned FILES FOLDERS BYTES ERRORS", with "unread" and a sentence in a line for each of
+// these, and "resident KIBIBYTES" in the last one.
+//
+// MODE is "scan", or one of the naive ways that the suites have to find out:
+//   copy          the new index is copied over the old one in place
+//   unsynced      it is renamed over it without a sync
+//   unchecked     it is synced, and the outcome of the syncs ignored
+//   journal-left  a journal beside the old index is left where it is
+//   mute          places that could not be read are not told
+//   leaky         a descriptor stays open when the scan failed
+//   deaf          as "stoppable", and the request is not passed on to the scan
+// or "retained": as "scan", without the watcher (the marks are not made), or "stoppable": as "scan", with a
+// stop that is requested as soon as standard input has a byte.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <memory>
+#include <stop_token>
+#include <string>
+#include <string_view>
+#include <thread>
+
+#include "disk/DiskScanner.h"
+#include "faults/Victim.h"
+#include "platform/Error.h"
+#include "platform/OwnFiles.h"
+#include "platform/Path.h"
+
+namespace larkfold::test {
+namespace {
+
+void copyInPlace(const std::string& from, const std::string& to) {
+    const int source = open(from.c_str(), O_RDONLY | O_CLOEXEC);
+    const int target = open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    std::array<char, 4096> bytes;
+    for (ssize_t count; (count = read(source, bytes.data(), bytes.size())) > 0;) {
+        if (write(target, bytes.data(), static_cast<std::size_t>(count)) != count) {
+            break;
+        }
+    }
+    close(source);
+    close(target);
+    unlink(from.c_str());
+}
+
+void renameUnchecked(const std::string& from, const std::string& to) {
+    const int file = open(from.c_str(), O_RDONLY | O_CLOEXEC);
+    fsync(file);
+    close(file);
+    if (rename(from.c_str(), to.c_str()) != 0) {
+        throw SystemError(SystemError::Operation::replace, errno, to);
+    }
+    const int folder = open(std::string(parentPath(to)).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    fsync(folder);
+    close(folder);
+}
+
+ScanResult scan(std::string_view mode, const std::string& root, const std::string& index,
+                std::stop_token stop) {
+    const DiskScanOptions options{.skipHiddenFiles = false,
+                                  .excludedPathPrefixes = {},
+                                  .skipSymbolicLinks = true,
+                                  .maximumRetainedFiles = 50'000};
+    const bool swapsItself =
+        mode == "copy" || mode == "unsynced" || mode == "unchecked" || mode == "journal-left";
+    const std::string place = swapsItself ? index + ".staged" : index;
+    ScanResult result = DiskScanner(place).scan(root, options, std::move(stop), [](const ScanProgress&) {});
+    if (mode == "copy") {
+        copyInPlace(place, index);
+    } else if (mode == "unsynced") {
+        std::rename(place.c_str(), index.c_str());
+    } else if (mode == "unchecked") {
+        unlink((index + "-journal").c_str());
+        renameUnchecked(place, index);
+    } else if (mode == "journal-left") {
+        own_files::replaceFile(place, index);
+    } else if (mode == "mute") {
+        result.errors.clear();
+    }
+    return result;
+}
+
+// Requests a stop when standard input has a byte, and then makes a call that nothing else here makes, so that
+// the harness knows that it was requested.
+class StopOnInput {
+public:
+    StopOnInput()
+        : reader_([this] {
+              char byte = 0;
+              if (read(STDIN_FILENO, &byte, 1) == 1) {
+                  source_.request_stop();
+                  static_cast<void>(getpgid(0));
+              }
+          }) {}
+    std::stop_token token() const { return source_.get_token(); }
+
+private:
+    std::stop_source source_;
+    std::jthread reader_;
+};
+
+std::string reportOf(const ScanResult& result) {
+    std::string report = "scanned " + std::to_string(result.totalFiles) + " " +
+                         std::to_string(result.totalDirectories) + " " + std::to_string(result.totalSize) +
+                         " " + std::to_string(result.errors.size());
+    for (const auto& error : result.errors) {
+        report += "\nunread " + error.error->description();
+    }
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return report + "\nresident " + std::to_string(usage.ru_maxrss);
+}
+
+}  // namespace
+
+std::optional<VictimWork> scanWork(const std::vector<std::string>& words) {
+    if (words.size() != 3) {
+        return std::nullopt;
+    }
+    const auto work = [mode = words[0], root = words[1], index = words[2],
+                       stopOnInput = std::shared_ptr<StopOnInput>()]() mutable {
+        // Not before: the harness sees the calls of threads that begin while it watches.
+        if (mode == "stoppable" || mode == "deaf") {
+            stopOnInput = std::make_shared<StopOnInput>();
+        }
+        try {
+            return reportOf(
+                scan(mode, root, index, mode == "stoppable" ? stopOnInput->token() : std::stop_token()));
+        } catch (const Error&) {
+            if (mode == "leaky") {
+                leakDescriptor();
+            }
+            throw;
+        }
+    };
+    return VictimWork{.run = work, .isWatched = words[0] != "retained"};
+}
+
+}  // namespace larkfold::test
