@@ -310,16 +310,10 @@ ScanResult DiskScanner::scan(const std::string& url, const DiskScanOptions& opti
             }
         }
         result.scanDate = now();
-        result.totalSize = result.rootNode->size();
         result.scanDuration = Seconds(std::chrono::steady_clock::now() - started).count();
         result.rootPath = root;
         result.errors = errors_;
-        const VolumeCapacity capacity = volumeCapacity(root);
-        result.volumeCapacity = capacity.total;
-        result.volumeAvailable = capacity.available;
-        const auto counts = ScanResult::countNodes(*result.rootNode);
-        result.totalFiles = counts.files;
-        result.totalDirectories = counts.directories;
+        result.takeTotals(volumeCapacity(root));
         discardIndex(temporary);
         return result;
     } catch (...) {

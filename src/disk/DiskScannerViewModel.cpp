@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <iostream>
-#include <string_view>
-#include <unordered_map>
 #include <utility>
 
 #include "disk/DiskScanner.h"
@@ -14,7 +12,6 @@
 #include "platform/Error.h"
 #include "platform/Path.h"
 #include "platform/StandardFolders.h"
-#include "platform/Volumes.h"
 
 namespace larkfold {
 
@@ -24,17 +21,6 @@ constexpr std::size_t maximumRetainedFiles = 50'000;
 
 QString textOf(const std::optional<std::string>& text) {
     return text ? QString::fromStdString(*text) : QString();
-}
-
-// What a failure says of itself.
-std::string descriptionOf(const std::exception_ptr& failure) {
-    try {
-        std::rethrow_exception(failure);
-    } catch (const Error& error) {
-        return error.description();
-    } catch (const std::exception& error) {
-        return error.what();
-    }
 }
 
 }  // namespace
@@ -57,9 +43,8 @@ DiskScannerViewModel::DiskScannerViewModel(Dependencies dependencies, QObject* p
     connect(&selection_, &RemovalSelection::isPreparingReviewChanged, this,
             &Driver::isPreparingReviewChanged);
     connect(&selection_, &RemovalSelection::reviewProgressChanged, this, [this] {
-        const auto& progress = selection_.reviewProgress();
-        reviewRequest_.setProgress(
-            {.checked = progress.answered, .total = progress.total, .awaited = progress.awaited});
+        const auto& now = selection_.reviewProgress();
+        reviewRequest_.setProgress({.checked = now.answered, .total = now.total, .awaited = now.awaited});
     });
     connect(&selection_, &RemovalSelection::reviewPrepared, this, &Driver::proposeReview);
     connect(&selection_, &RemovalSelection::reviewFailed, this, [this](const std::exception_ptr& failure) {
@@ -215,7 +200,7 @@ void DiskScannerViewModel::scanFolder(const std::string& path) {
                   << failure.description() << '\n';
     }
     scanRootBookmarkData_ = std::move(bookmark);
-    startScan(path, folderOptions(), ScanScope::selectedFolder);
+    startScan(path, optionsFor(ScanScope::selectedFolder, skipHiddenFiles()), ScanScope::selectedFolder);
 }
 
 void DiskScannerViewModel::scanStartupDisk() {
@@ -224,7 +209,7 @@ void DiskScannerViewModel::scanStartupDisk() {
     }
     releaseSecurityScope();
     scanRootBookmarkData_.reset();
-    startScan("/", startupOptions(), ScanScope::startupDisk);
+    startScan("/", optionsFor(ScanScope::startupDisk, false), ScanScope::startupDisk);
 }
 
 void DiskScannerViewModel::rescan(const std::string& path, const std::optional<std::string>& bookmarkData) {
@@ -245,7 +230,7 @@ void DiskScannerViewModel::rescan(const std::string& path, const std::optional<s
         hasActiveSecurityScope_ = true;
     }
     scanRootBookmarkData_ = bookmarkData;
-    startScan(path, folderOptions(), ScanScope::selectedFolder);
+    startScan(path, optionsFor(ScanScope::selectedFolder, skipHiddenFiles()), ScanScope::selectedFolder);
 }
 
 void DiskScannerViewModel::rescanCurrent() {
@@ -500,63 +485,15 @@ void DiskScannerViewModel::deleteSelected(bool permanently, std::shared_ptr<cons
     setError(std::nullopt);
     selection_.forgetUnchecked();
     selection_.setNotice(std::nullopt);
-    removalRun_.begin<Removal>(
+    removalRun_.begin<FinishedRemoval>(
         static_cast<std::int64_t>(confirmed->shown->items.size()), permanently,
-        [shown = confirmed->shown, removalScope] {
-            FileDeleter::Request request{
-                .urls = {},
-                .permanently = false,  // the run's
-                .allowedRoots = {{.path = removalScope->openRoot(), .identity = removalScope->identity()}},
-                .duplicateVerifications = {},
-                .source = "Disk analysis",
-                .protectRunningApplications = false};
-            request.urls.reserve(shown->items.size());
-            for (const CleanupPreviewItem& item : shown->items) {
-                request.urls.push_back(item.url);
-            }
-            return request;
-        },
+        [shown = confirmed->shown, removalScope] { return requestFor(*shown, *removalScope); },
         [shown = confirmed->shown, root = scanResult_->rootPath](FileDeleter::DeletionResult result) {
-            Removal removal = removalOf(*shown, std::move(result));
-            // A volume that does not answer must not hold up the window, so it is asked here.
-            removal.capacity = volumeCapacity(root);
-            return removal;
+            return FinishedRemoval::of(*shown, std::move(result), root);
         },
-        [this, confirmed](Outcome<Removal> outcome) { finishDeletion(confirmed, std::move(outcome)); });
-}
-
-// What of the review is gone and what failed, and the text that tells of it: for long lists this takes its
-// time, so it is done where the gate has run.
-DiskScannerViewModel::Removal DiskScannerViewModel::removalOf(const CleanupReview::Shown& shown,
-                                                              FileDeleter::DeletionResult result) {
-    std::unordered_map<std::string_view, std::size_t> positions;
-    positions.reserve(shown.items.size());
-    for (std::size_t position = 0; position < shown.items.size(); ++position) {
-        positions.emplace(shown.items[position].url, position);
-    }
-    const auto note = [&positions](const std::string& url, std::vector<std::size_t>& into) {
-        if (const auto found = positions.find(url); found != positions.end()) {
-            into.push_back(found->second);
-        }
-    };
-    Removal removal;
-    for (const std::string& url : result.successfulDeletions) {
-        note(url, removal.gone);
-    }
-    if (!result.failedDeletions.empty()) {
-        DiskFailure failure{.kind = DiskFailure::Kind::removal, .text = {}};
-        for (const FileDeleter::FailedDeletion& failed : result.failedDeletions) {
-            note(failed.url, removal.failed);
-            failure.items.push_back(displayText(lastPathComponent(failed.url)) + ": " + failed.description());
-            failure.text += (failure.text.empty() ? "" : "\n") + failure.items.back();
-        }
-        removal.failure = std::move(failure);
-    } else if (result.historyError) {
-        removal.failure =
-            DiskFailure{.kind = DiskFailure::Kind::record, .text = std::move(*result.historyError)};
-    }
-    removal.operation = std::move(result.operation);
-    return removal;
+        [this, confirmed](Outcome<FinishedRemoval> outcome) {
+            finishDeletion(confirmed, std::move(outcome));
+        });
 }
 
 void DiskScannerViewModel::cancelDeletion() {
@@ -569,7 +506,7 @@ void DiskScannerViewModel::cancelDeletion() {
 // 3. It has ended, and is told.
 // Until the second turn nobody is told of a change, until the third nothing else begins.
 void DiskScannerViewModel::finishDeletion(std::shared_ptr<const RemovalReview> review,
-                                          Outcome<Removal> outcome) {
+                                          Outcome<FinishedRemoval> outcome) {
     try {
         const auto ending = std::make_shared<Ending>();
         ending->review = std::move(review);
@@ -607,7 +544,7 @@ void DiskScannerViewModel::takeOutOfTree(const std::shared_ptr<Ending>& ending) 
 }
 
 void DiskScannerViewModel::followRemoval(const std::shared_ptr<Ending>& ending) {
-    Removal& removal = ending->removal;
+    FinishedRemoval& removal = ending->removal;
     if (removal.failure) {
         setFailure(std::move(removal.failure));
     }
@@ -632,15 +569,9 @@ void DiskScannerViewModel::endDeletion(const std::shared_ptr<Ending>& ending) {
 
 void DiskScannerViewModel::totalAnew(const VolumeCapacity& capacity) {
     if (scanResult_) {
-        FileNode& root = *scanResult_->rootNode;
-        root.recalculateSize();
-        root.sortChildrenBySize();
-        const auto [files, directories] = ScanResult::countNodes(root);
-        scanResult_->totalSize = root.size();
-        scanResult_->totalFiles = files;
-        scanResult_->totalDirectories = directories;
-        scanResult_->volumeCapacity = capacity.total;
-        scanResult_->volumeAvailable = capacity.available;
+        scanResult_->rootNode->recalculateSize();
+        scanResult_->rootNode->sortChildrenBySize();
+        scanResult_->takeTotals(capacity);
         selection_.recount();
     }
     emit scanResultChanged();
@@ -658,30 +589,19 @@ void DiskScannerViewModel::releaseSecurityScope() {
 
 // --- How a scan begins, reports and ends
 
-DiskScanOptions DiskScannerViewModel::folderOptions() const {
-    return {.skipHiddenFiles = skipHiddenFiles(),
-            .excludedPathPrefixes = {},
-            .skipSymbolicLinks = true,
-            .maximumRetainedFiles = maximumRetainedFiles};
-}
-
-DiskScanOptions DiskScannerViewModel::startupOptions() const {
-    DiskScanOptions options = folderOptions();
-    options.skipHiddenFiles = false;
-    options.excludedPathPrefixes = startupScanExclusions();
-    const auto ofThisSystem = startupDiskExclusions();
-    options.excludedPathPrefixes.insert(options.excludedPathPrefixes.end(), ofThisSystem.begin(),
-                                        ofThisSystem.end());
-    return options;
-}
-
-// As the scan of that scope was made, whatever the settings say now.
-DiskScanOptions DiskScannerViewModel::optionsFor(ScanScope scope, bool skipsHiddenFiles) const {
-    if (scope == ScanScope::startupDisk) {
-        return startupOptions();
+// As a scan of that scope is made. A whole disk's holds what is hidden, whatever the settings say.
+DiskScanOptions DiskScannerViewModel::optionsFor(ScanScope scope, bool skipsHiddenFiles) {
+    const bool isWhole = scope == ScanScope::startupDisk;
+    DiskScanOptions options{.skipHiddenFiles = skipsHiddenFiles && !isWhole,
+                            .excludedPathPrefixes = {},
+                            .skipSymbolicLinks = true,
+                            .maximumRetainedFiles = maximumRetainedFiles};
+    if (isWhole) {
+        options.excludedPathPrefixes = startupScanExclusions();
+        const auto ofThisSystem = startupDiskExclusions();
+        options.excludedPathPrefixes.insert(options.excludedPathPrefixes.end(), ofThisSystem.begin(),
+                                            ofThisSystem.end());
     }
-    DiskScanOptions options = folderOptions();
-    options.skipHiddenFiles = skipsHiddenFiles;
     return options;
 }
 

@@ -22,6 +22,7 @@
 #include "disk/DiskFailure.h"
 #include "disk/DiskScanOptions.h"
 #include "disk/FileNode.h"
+#include "disk/FinishedRemoval.h"
 #include "disk/RemovalMarks.h"
 #include "disk/RemovalReview.h"
 #include "disk/RemovalSelection.h"
@@ -229,9 +230,7 @@ signals:
 private:
     void startScan(const std::string& path, DiskScanOptions options, ScanScope scope);
     void takeProgress(const UUID& scanID, const ScanProgress& progress);
-    DiskScanOptions folderOptions() const;
-    DiskScanOptions startupOptions() const;
-    DiskScanOptions optionsFor(ScanScope scope, bool skipsHiddenFiles) const;
+    static DiskScanOptions optionsFor(ScanScope scope, bool skipsHiddenFiles);
     // While the index is being forgotten nothing begins either: a scan would put a new one in its place.
     bool isIdle() const { return !isScanning_ && !isDeleting() && !savedScan_.isForgetting(); }
     void fail(const std::exception_ptr& failure);
@@ -246,23 +245,13 @@ private:
     void takeLoaded(const FileNode::Pointer& node, ScanResult loaded);
     void proposeReview();
 
-    // What a removal came to, and what the disk looks like after it.
-    struct Removal {
-        // By the positions of the review.
-        std::vector<std::size_t> gone;
-        std::vector<std::size_t> failed;
-        CleanupOperation operation;
-        std::optional<DiskFailure> failure;
-        VolumeCapacity capacity;
-    };
-    static Removal removalOf(const CleanupReview::Shown& shown, FileDeleter::DeletionResult result);
     // A removal whose items are being taken out of the tree.
     struct Ending {
         std::shared_ptr<const RemovalReview> review;
-        Removal removal;
+        FinishedRemoval removal;
         std::size_t next = 0;  // of `removal.gone`
     };
-    void finishDeletion(std::shared_ptr<const RemovalReview> review, Outcome<Removal> outcome);
+    void finishDeletion(std::shared_ptr<const RemovalReview> review, Outcome<FinishedRemoval> outcome);
     void later(const std::shared_ptr<Ending>& ending,
                void (DiskScannerViewModel::*step)(const std::shared_ptr<Ending>&));
     void takeOutOfTree(const std::shared_ptr<Ending>& ending);

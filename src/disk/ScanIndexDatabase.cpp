@@ -360,14 +360,8 @@ ScanResult ScanIndexDatabase::loadTree(const std::optional<std::string>& folder,
                                                 " inaccessible entries. Rescan to review current errors.")});
     }
     result.scanDate = dateFromSecondsSince1970(finiteNumber(valueOr(meta, "date", "0")).value_or(0));
-    result.totalSize = result.rootNode->size();
     result.rootPath = result.rootNode->url();
-    const VolumeCapacity capacity = volumeCapacity(result.rootPath);
-    result.volumeCapacity = capacity.total;
-    result.volumeAvailable = capacity.available;
-    const ScanResult::NodeCounts counts = ScanResult::countNodes(*result.rootNode);
-    result.totalFiles = counts.files;
-    result.totalDirectories = counts.directories;
+    result.takeTotals(volumeCapacity(result.rootPath));
     return result;
 }
 

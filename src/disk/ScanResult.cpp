@@ -19,6 +19,15 @@ ScanResult::NodeCounts ScanResult::countNodes(const FileNode& node) {
     return counts;
 }
 
+void ScanResult::takeTotals(const VolumeCapacity& capacity) {
+    totalSize = rootNode->size();
+    const NodeCounts counts = countNodes(*rootNode);
+    totalFiles = counts.files;
+    totalDirectories = counts.directories;
+    volumeCapacity = capacity.total;
+    volumeAvailable = capacity.available;
+}
+
 // Sizes are totalled per path, and neither hard links nor clones are told apart between files, so a
 // total for the whole disk can exceed the disk. A little more than its capacity is ordinary: the
 // disk changes while it is read.

@@ -12,6 +12,7 @@
 #include "disk/ScanError.h"
 #include "platform/Date.h"
 #include "platform/UUID.h"
+#include "platform/Volumes.h"
 
 namespace larkfold {
 
@@ -38,6 +39,9 @@ struct ScanResult {
         bool operator==(const NodeCounts&) const = default;
     };
     static NodeCounts countNodes(const FileNode& node);
+
+    // The totals of the tree as it is now, and its volume's capacity.
+    void takeTotals(const VolumeCapacity& capacity);
 
     // A text for the user where the mapped total of the whole disk cannot be physical; nothing otherwise.
     std::optional<std::string> capacityNotice() const;

@@ -156,4 +156,14 @@ bool SystemError::isPermissionFailure() const {
     return code_ == EACCES || code_ == EPERM;
 }
 
+std::string descriptionOf(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const Error& error) {
+        return error.description();
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+}
+
 }  // namespace larkfold

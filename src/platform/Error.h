@@ -78,4 +78,7 @@ public:
     std::string description() const { return what(); }
 };
 
+// What a failure says of itself: the description of an `Error`, else the text of the exception.
+std::string descriptionOf(const std::exception_ptr& failure);
+
 }  // namespace larkfold

@@ -170,6 +170,7 @@ def is_system_part(path):
 # Drivers by what they do: the window observes them, and they have no page of their own; or they are a part of one that
 # has a file for itself.
 DRIVERS_BY_ANOTHER_NAME = {
+    "src/disk/FinishedRemoval",
     "src/disk/RemovalReview",
     "src/disk/RemovalSelection",
     "src/disk/SavedScanSession",

@@ -22,16 +22,6 @@ QString text(const std::string& utf8) {
     return QString::fromStdString(utf8);
 }
 
-QString descriptionOf(const std::exception_ptr& failure) {
-    try {
-        std::rethrow_exception(failure);
-    } catch (const Error& error) {
-        return text(error.description());
-    } catch (const std::exception& error) {
-        return QString::fromUtf8(error.what());
-    }
-}
-
 bool hasPlaceInTrash(const CleanupOperation::Item& item) {
     return !item.error && item.trashPath;
 }
@@ -105,7 +95,7 @@ void CleanupHistoryModel::take(std::vector<CleanupOperation> operations) {
 void CleanupHistoryModel::failToRead(const std::exception_ptr& failure) {
     hasAnswer_ = true;
     isUnreadable_ = true;
-    setError(text(cleanup_texts::historyUnreadable(descriptionOf(failure).toStdString())),
+    setError(text(cleanup_texts::historyUnreadable(descriptionOf(failure))),
              text(cleanup_texts::historyUnreadableHint()));
 }
 
@@ -131,7 +121,7 @@ void CleanupHistoryModel::clear() {
                 setJournalProblem({});
                 load();
             } catch (...) {
-                setError(descriptionOf(std::current_exception()));
+                setError(text(descriptionOf(std::current_exception())));
             }
         });
 }

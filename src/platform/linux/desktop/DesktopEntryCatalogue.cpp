@@ -19,6 +19,7 @@
 #include "platform/StandardFolders.h"
 #include "platform/UTF8.h"
 #include "platform/linux/calls/FileDescriptor.h"
+#include "platform/linux/calls/SystemCalls.h"
 #include "platform/linux/desktop/DesktopEntry.h"
 
 #ifndef __linux__
@@ -152,10 +153,8 @@ std::string content(int folder, const char* name) {
     std::string bytes(static_cast<std::size_t>(values.st_size), '\0');
     std::size_t length = 0;
     while (length < bytes.size()) {
-        const ssize_t count = ::read(file.get(), bytes.data() + length, bytes.size() - length);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
+        const ssize_t count = system_calls::uninterrupted(
+            [&] { return ::read(file.get(), bytes.data() + length, bytes.size() - length); });
         if (count <= 0) {
             break;
         }

@@ -131,11 +131,10 @@ std::string CommandOutput::read(std::size_t limit) const {
     std::string bytes(std::min(limit, static_cast<std::size_t>(std::max<std::int64_t>(0, size()))), '\0');
     std::size_t length = 0;
     while (length < bytes.size()) {
-        const ssize_t count = ::pread(impl_->reading.get(), bytes.data() + length, bytes.size() - length,
-                                      static_cast<off_t>(length));
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
+        const ssize_t count = system_calls::uninterrupted([&] {
+            return ::pread(impl_->reading.get(), bytes.data() + length, bytes.size() - length,
+                           static_cast<off_t>(length));
+        });
         if (count < 0) {
             throw SystemError(Operation::read, errno, impl_->path);
         }

@@ -17,6 +17,8 @@
 #include <cstdint>
 #include <ctime>
 
+#include "platform/linux/calls/SystemCalls.h"
+
 #ifndef __linux__
 #error "This file is for Linux."
 #endif
@@ -66,8 +68,7 @@ void markDescriptors(unsigned first, bool closesNow) {
 }
 
 [[noreturn]] void failLaunch(int launch, int code) {
-    while (::write(launch, &code, sizeof code) < 0 && errno == EINTR) {
-    }
+    static_cast<void>(system_calls::uninterrupted([&] { return ::write(launch, &code, sizeof code); }));
     ::_exit(127);
 }
 
@@ -156,11 +157,9 @@ public:
     void reap() {
         for (;;) {
             siginfo_t ended{};
-            if (::waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT) != 0) {
+            if (system_calls::uninterrupted(
+                    [&] { return ::waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT); }) != 0) {
                 isGone_ = errno == ECHILD;
-                if (errno == EINTR) {
-                    continue;
-                }
                 return;
             }
             if (ended.si_pid == 0) {

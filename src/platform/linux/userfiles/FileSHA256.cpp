@@ -11,6 +11,7 @@
 #include "platform/Error.h"
 #include "platform/SHA256.h"
 #include "platform/linux/calls/FileDescriptor.h"
+#include "platform/linux/calls/SystemCalls.h"
 
 #ifndef __linux__
 #error "This file is for Linux."
@@ -35,11 +36,9 @@ std::string sha256OfDescriptor(int descriptor, const std::string& path, const st
     SHA256 digest;
     off_t at = 0;
     for (;;) {
-        const ssize_t count = ::pread(descriptor, piece.get(), fileSHA256PieceSize, at);
+        const ssize_t count = system_calls::uninterrupted(
+            [&] { return ::pread(descriptor, piece.get(), fileSHA256PieceSize, at); });
         if (count < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
             throw SystemError(SystemError::Operation::read, errno, path);
         }
         if (stop.stop_requested()) {
@@ -59,6 +58,18 @@ std::string fileSHA256(const std::string& path, const std::stop_token& stop) {
     }
     // Without waiting for the other end of a pipe.
     const FileDescriptor descriptor(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!descriptor) {
+        throw SystemError(SystemError::Operation::open, errno, path);
+    }
+    return sha256OfDescriptor(descriptor.get(), path, stop);
+}
+
+std::string sha256OfHeld(int item, const path_descriptors::FileStatus& status, const std::string& path,
+                         const std::stop_token& stop) {
+    if (!S_ISREG(status.mode)) {
+        throw SystemError(SystemError::Operation::read, S_ISDIR(status.mode) ? EISDIR : EOPNOTSUPP, path);
+    }
+    const FileDescriptor descriptor = path_descriptors::openAgain(item, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     if (!descriptor) {
         throw SystemError(SystemError::Operation::open, errno, path);
     }

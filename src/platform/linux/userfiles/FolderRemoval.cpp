@@ -7,7 +7,6 @@
 // since reading while removing may leave entries out; when nothing is left it goes itself, all but the first.
 
 #include "platform/linux/userfiles/FolderRemoval.h"
-#include "platform/linux/calls/SystemCalls.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -27,6 +26,7 @@
 
 #include "platform/FileIdentity.h"
 #include "platform/linux/calls/FileDescriptor.h"
+#include "platform/linux/calls/SystemCalls.h"
 #include "platform/linux/walk/KernelEntry.h"
 #include "platform/linux/walk/PathDescriptors.h"
 
@@ -77,9 +77,11 @@ private:
             const int problem = enter(level.descriptor.get(), name);
             return problem == ENOENT ? 0 : problem;
         }
-        const long count = ::syscall(SYS_getdents64, level.descriptor.get(), buffer_.data(), buffer_.size());
+        const long count = system_calls::uninterrupted([&] {
+            return ::syscall(SYS_getdents64, level.descriptor.get(), buffer_.data(), buffer_.size());
+        });
         if (count < 0) {
-            return errno == EINTR ? 0 : errno;
+            return errno;
         }
         if (count > 0) {
             return removePiece(level, static_cast<std::size_t>(count));

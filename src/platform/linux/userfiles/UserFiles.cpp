@@ -9,23 +9,23 @@
 #include <ctime>
 #include <expected>
 #include <future>
-#include <map>
 #include <optional>
 #include <random>
 #include <system_error>
 #include <tuple>
 #include <utility>
 
-#include "platform/DirectoryReader.h"
-#include "platform/LinkResolution.h"
 #include "platform/Path.h"
 #include "platform/ThreadName.h"
-#include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
 #include "platform/linux/calls/SystemCalls.h"
 #include "platform/linux/mounts/MountWatch.h"
 #include "platform/linux/userfiles/FileSHA256.h"
+#include "platform/linux/userfiles/FolderMeasure.h"
 #include "platform/linux/userfiles/FolderRemoval.h"
+#include "platform/linux/userfiles/HoldingFolder.h"
+#include "platform/linux/userfiles/RefusalTexts.h"
+#include "platform/linux/userfiles/RemovalSession.h"
 #include "platform/linux/userfiles/StagingFolder.h"
 #include "platform/linux/userfiles/Trash.h"
 #include "platform/linux/userfiles/TrashInfoFile.h"
@@ -78,201 +78,21 @@ bool isSameItem(const FileStatus& left, const FileStatus& right) {
     return keyOf(left) == keyOf(right);
 }
 
-// The folder that holds an item, opened without a link on the way.
-struct HoldingFolder {
-    FileDescriptor descriptor;
-    std::string path;  // without a link in it, where that can be told
-    int problem = 0;   // why it is not open
-};
-
-// Whether whoever keeps the volume answers when the item is asked for; the path has no link in it.
-bool isAnsweredAt(const std::string& path) {
-    return callWithTimeout<bool>([path] {
-               const auto item = path_descriptors::openWithoutLinks(path, O_PATH | O_NOFOLLOW);
-               return path_descriptors::statusOf(item.get()).has_value();
-           })
-        .has_value();
-}
-
-// A root of a run, held from its beginning to its end.
-struct HeldRoot {
-    std::string given;  // as the caller writes it
-    std::string path;   // without a link in it
-    FileDescriptor descriptor;
-    int problem = 0;  // why it could not be looked at: then nothing in it can be either
-};
-
-// The part of `path` below `folder`; nothing where it does not lie there. Empty for the folder itself.
-std::optional<std::string> relativeTo(const std::string& folder, const std::string& path) {
-    if (!isAtOrBelow(path, folder)) {
-        return std::nullopt;
-    }
-    return path.size() == folder.size() ? std::string() : path.substr(folder == "/" ? 1 : folder.size() + 1);
-}
-
-// Where its identity is another one by now, or cannot be told, it is not held.
-std::optional<HeldRoot> heldRoot(const Root& root, MountWatch& mounts) {
-    HeldRoot held{.given = standardizedPath(root.path), .path = {}, .descriptor = {}};
-    if (!root.identity) {
-        return std::nullopt;
-    }
-    // What cannot be told is not a no: who asks for an item is told why.
-    if (mounts.mayFailToAnswer(held.given) && !isAnsweredAt(held.given)) {
-        held.path = held.given;
-        held.problem = ETIMEDOUT;
-        return held;
-    }
-    const auto resolved = pathWithLinksResolved(held.given);
-    if (!resolved) {
-        return std::nullopt;
-    }
-    held.path = *resolved;
-    held.descriptor = path_descriptors::openWithoutLinks(held.path, O_PATH | O_DIRECTORY);
-    const auto status = held.descriptor ? path_descriptors::statusOf(held.descriptor.get()) : std::nullopt;
-    if (!status) {
-        held.problem = errno;
-        return held;
-    }
-    if (!status->durableIdentity().isSameAs(*root.identity)) {
-        return std::nullopt;
-    }
-    return held;
-}
-
-// Links are followed once. Where somebody may be gone who has to answer, the item itself is asked for first,
-// and no longer than a short wait. With `roots` the folder is opened below the one that holds it, by its
-// descriptor, and in no other way: a root is the folder that was held at the beginning, whatever stands at
-// its path by now. Without, from the top of all paths.
-HoldingFolder openFolderOf(const std::string& path, MountWatch& mounts, const std::vector<HeldRoot>* roots) {
-    const std::string name(lastPathComponent(path));
-    HoldingFolder folder{{}, std::string(parentPath(path))};
-    const auto open = [&] {
-        const HeldRoot* root = nullptr;
-        std::optional<std::string> below;
-        if (roots != nullptr) {
-            for (const HeldRoot& candidate : *roots) {
-                root = &candidate;
-                below = relativeTo(candidate.path, folder.path);
-                if (!below) {
-                    below = relativeTo(candidate.given, folder.path);
-                }
-                if (below) {
-                    folder.path = below->empty() ? candidate.path : joinedPath(candidate.path, *below);
-                    break;
-                }
-            }
-            if (!below) {
-                folder.problem = ELOOP;  // it may lead into one of them by a link
-                return;
-            }
-        }
-        if (root != nullptr && root->problem != 0) {
-            folder.problem = root->problem;
-            return;
-        }
-        const std::string place = joinedPath(folder.path, name);
-        if (mounts.mayFailToAnswer(place) && !isAnsweredAt(place)) {
-            folder.problem = ETIMEDOUT;
-            return;
-        }
-        // Where the path has no link in it, opening it so is proof of that.
-        folder.descriptor =
-            root == nullptr
-                ? path_descriptors::openWithoutLinks(folder.path, O_PATH | O_DIRECTORY)
-                : path_descriptors::openBelow(root->descriptor.get(), *below, O_PATH | O_DIRECTORY);
-        folder.problem = folder.descriptor ? 0 : errno;
-    };
-    open();
-    if (folder.problem == ELOOP) {
-        if (auto resolved = pathWithLinksResolved(folder.path)) {
-            folder.path = std::move(*resolved);
-            // From here on a link on the way is one that was put there meanwhile.
-            open();
-        }
-    }
-    return folder;
-}
-
-// Opens nothing but regular files: merely opening a device may do something.
-std::string sha256OfHeld(int item, const FileStatus& status, const std::string& path,
-                         const std::stop_token& stop) {
-    if (!S_ISREG(status.mode)) {
-        throw SystemError(Operation::read, S_ISDIR(status.mode) ? EISDIR : EOPNOTSUPP, path);
-    }
-    const FileDescriptor descriptor = path_descriptors::openAgain(item, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-    if (!descriptor) {
-        throw SystemError(Operation::open, errno, path);
-    }
-    return sha256OfDescriptor(descriptor.get(), path, stop);
-}
-
 }  // namespace
 
 // --- Refusal
-
-namespace {
-
-// In the order of the reasons.
-constexpr std::string_view sentences[] = {
-    "Another item stands at this path now, or it leads somewhere else.",
-    "The item or what it was compared with has changed.",
-    "This item is in Trash already. To remove it for good, choose permanent deletion.",
-    "This folder holds the Trash itself, so it cannot be moved there. Nothing was changed.",
-    "No Trash on this volume can take this item, so it stays where it is.",
-    "Other users may write in the folder of this item, and no private folder can be made in it.",
-    "This folder could not be removed whole: a part of it has gone.",
-};
-static_assert(std::size(sentences) == static_cast<std::size_t>(Reason::removedInPart) + 1);
-
-}  // namespace
 
 Refusal::Refusal(Reason reason, std::string detail, std::string restsAt)
     : reason_(reason), detail_(std::move(detail)), restsAt_(std::move(restsAt)) {}
 
 std::string Refusal::description() const {
-    std::string text(sentences[static_cast<std::size_t>(reason_)]);
-    if (!detail_.empty()) {
-        text += " " + detail_;
-    }
-    if (!restsAt_.empty()) {
-        text += " It could not be put back in its place; it is kept at “" + displayText(restsAt_) + "”.";
-    } else if (reason_ == Reason::removedInPart) {
-        text += " What is left of it is in its place.";
-    }
-    return text;
+    return refusalText(reason_, detail_, restsAt_);
 }
 
 // --- Session
 
-struct Session::Impl {
-    struct TrashNews {
-        FileDescriptor trash;
-        std::vector<trash::FolderSize> sizes;
-    };
-
-    explicit Impl(const std::vector<Root>& given) {
-        for (const Root& root : given) {
-            if (auto held = heldRoot(root, mounts)) {
-                rootPaths.push_back(held->path);
-                roots.push_back(std::move(*held));
-            }
-        }
-    }
-
-    MountWatch mounts;
-    std::vector<HeldRoot> roots;
-    std::vector<std::string> rootPaths;
-    // Where the Trash of the home folder really is; nothing where that cannot be told.
-    std::optional<std::string> homeTrash = pathWithLinksResolved(trash::homeTrashPath());
-    std::map<std::string, TrashNews> news;  // by the Trash's path
-
-    void note(const trash::Folder& folder, trash::FolderSize size) {
-        TrashNews& row = news[folder.path];
-        if (!row.trash) {
-            row.trash = FileDescriptor(::fcntl(folder.descriptor.get(), F_DUPFD_CLOEXEC, 0));
-        }
-        row.sizes.push_back(std::move(size));
-    }
+struct Session::Impl : RemovalSession {
+    using RemovalSession::RemovalSession;
 };
 
 Session::Session(const std::vector<Root>& roots) : impl_(std::make_unique<Impl>(roots)) {}
@@ -381,54 +201,10 @@ struct HeldItem::Impl {
             return {.logicalBytes = values.fileSize, .allocatedBytes = values.allocatedSize};
         }
         try {
-            return measureFolder(stop);
+            return measureOfFolder(item.get(), stop);
         } catch (const CancellationError&) {
             return {};
         }
-    }
-
-    Measure measureFolder(const std::stop_token& stop) const {
-        struct Level {
-            std::unique_ptr<DirectoryListing> listing;
-            std::size_t next = 0;
-        };
-        // What is mounted below does not belong to it: where something is, nothing is told.
-        DirectoryReaderOptions options;
-        options.crossesMounts = false;
-        DirectoryReader reader(path_descriptors::pathThrough(item.get()), options, stop);
-        std::vector<Level> levels;
-        levels.push_back({reader.openRoot()});
-        std::int64_t logical = 0;
-        std::int64_t allocated = 0;
-        while (!levels.empty()) {
-            Level& level = levels.back();
-            if (level.next == 0) {
-                // One part that was not read, and nothing is known of the whole.
-                if (level.listing->error() != 0) {
-                    return {};
-                }
-                allocated += level.listing->allocatedSize();
-            }
-            const auto entries = level.listing->entries();
-            std::size_t index = level.next;
-            for (; index < entries.size(); ++index) {
-                if (entries[index].error != 0) {
-                    return {};
-                }
-                if (entries[index].kind == DirectoryEntry::Kind::directory) {
-                    break;
-                }
-                logical += entries[index].fileSize;
-                allocated += entries[index].allocatedSize;
-            }
-            if (index == entries.size()) {
-                levels.pop_back();
-                continue;
-            }
-            level.next = index + 1;
-            levels.push_back({reader.open(*level.listing, index)});
-        }
-        return {.logicalBytes = logical, .allocatedBytes = allocated};
     }
 
     // --- Moving, and looking at what was moved.

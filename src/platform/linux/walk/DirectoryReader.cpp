@@ -17,15 +17,11 @@
 
 #include "platform/DirectoryReader.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <bit>
 #include <cerrno>
 #include <condition_variable>
 #include <cstring>
@@ -39,339 +35,30 @@
 #include "platform/linux/calls/FileDescriptor.h"
 #include "platform/linux/calls/SystemCalls.h"
 #include "platform/linux/mounts/MountTable.h"
-#include "platform/linux/walk/KernelEntry.h"
+#include "platform/linux/walk/FolderLister.h"
+#include "platform/linux/walk/ListedFolder.h"
 #include "platform/linux/walk/PathDescriptors.h"
+#include "platform/linux/walk/RootFolder.h"
 #include "platform/linux/walk/SpecialPlace.h"
 
 namespace larkfold {
 
 namespace {
 
+using Folder = ListedFolder;
+using FolderPointer = std::shared_ptr<Folder>;
+
 constexpr std::size_t maximumOpenDescriptors = 128;
 constexpr std::size_t longestPiece = 4000;  // bytes of a path that one call is given; the system takes 4,095
 constexpr std::size_t weightOfFolder = 8;   // entries that a folder counts for in the window beside its own
 constexpr int readFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 
-FileDescriptor openFolder(int parent, const char* name, int moreFlags) {
-    return FileDescriptor(
-        system_calls::uninterrupted([&] { return ::openat(parent, name, readFlags | moreFlags); }));
-}
-
 // A folder of `parent`; with `crossesMounts` false EXDEV for what is mounted there.
 FileDescriptor openSubfolder(int parent, const char* name, bool crossesMounts) {
-    return crossesMounts ? openFolder(parent, name, O_NOFOLLOW)
+    return crossesMounts ? FileDescriptor(system_calls::uninterrupted(
+                               [&] { return ::openat(parent, name, readFlags | O_NOFOLLOW); }))
                          : path_descriptors::openBelow(parent, name, readFlags, false);
 }
-
-}  // namespace
-
-// --- A folder
-// -------------------------------------------------------------------------------------------------------
-
-struct DirectoryListing::Impl {
-    // Content: written by whoever lists the folder, read by everyone once `state` says listed.
-    std::vector<DirectoryEntry> entries;
-    std::unique_ptr<char[]> names;  // NUL-terminated one after the other
-    std::optional<FileIdentity> identity;
-    std::int64_t allocatedSize = 0;
-    int error = 0;
-    std::int64_t hiddenSkipped = 0;
-    FileDescriptor descriptor;
-
-    // Fixed at birth.
-    DirectoryReader::Impl* reader = nullptr;  // set when it is given to the walk; outlives the listing
-    std::string_view name;                    // in the parent's `names`, so valid while that lives
-    std::size_t indexInParent = 0;
-    const SpecialPlace* place = nullptr;  // owned by the reader's shared state
-    SpecialPlace* lane = nullptr;         // the mount that may fail to answer that this folder lies on
-
-    // Guarded by the reader's mutex.
-    enum class State { waiting, listing, listed };
-    State state = State::waiting;
-    Impl* parent = nullptr;    // null once the parent has been dropped
-    bool isAbandoned = false;  // dropped while it was being listed
-    FileDescriptor inherited;  // then: the parent's descriptor, which the opening may still need
-    std::vector<std::shared_ptr<Impl>> handedOut;  // subfolders the walk has not come to, in its order
-    std::size_t handedOutFront = 0;
-    Impl* openChild = nullptr;       // the subfolder that the walk is in
-    std::size_t cursor = 0;          // where the search for the next subfolder to hand out goes on
-    std::size_t subfoldersLeft = 0;  // to hand out
-    int pins = 0;                    // openings relative to `descriptor` that are under way
-    int owed = 0;                    // subfolders handed out and not listed yet
-    std::size_t windowWeight = 0;
-    bool inFrontier = false;
-    bool isEvicted = false;  // the descriptor was closed though it is still needed
-    bool isCountedOpen = false;
-    Impl* frontierBefore = nullptr;
-    Impl* frontierAfter = nullptr;
-    Impl* openBefore = nullptr;
-    Impl* openAfter = nullptr;
-
-    static bool isSubfolder(const DirectoryEntry& entry) {
-        return entry.kind == DirectoryEntry::Kind::directory && entry.error == 0;
-    }
-    void countSubfolders() {
-        subfoldersLeft = static_cast<std::size_t>(std::count_if(entries.begin(), entries.end(), isSubfolder));
-    }
-    // The index of the next subfolder; there has to be one.
-    std::size_t nextSubfolder() {
-        while (!isSubfolder(entries[cursor])) {
-            ++cursor;
-        }
-        --subfoldersLeft;
-        return cursor++;
-    }
-};
-
-using Folder = DirectoryListing::Impl;
-using FolderPointer = std::shared_ptr<Folder>;
-
-namespace {
-
-// --- Listing one folder
-// ---------------------------------------------------------------------------------------------
-
-// Sorting a million names takes longer than a user waits for a cancellation: the comparison looks for it.
-class StoppableLess {
-public:
-    StoppableLess(const std::stop_token& stop, unsigned& calls) : stop_(stop), calls_(calls) {}
-
-    void count() const {
-        if ((++calls_ & 0xFFFu) == 0 && stop_.stop_requested()) {
-            throw CancellationError();
-        }
-    }
-
-private:
-    const std::stop_token& stop_;
-    unsigned& calls_;
-};
-
-struct RawEntry {
-    std::uint64_t inode;
-    std::uint64_t key;  // the first eight bytes of the name, so that most comparisons touch no name
-    std::uint32_t nameOffset;
-    std::uint32_t nameLength;
-    std::uint8_t type;
-};
-
-std::uint64_t sortKeyOf(const char* name, std::size_t length) {
-    std::uint64_t key = 0;
-    std::memcpy(&key, name, std::min<std::size_t>(length, sizeof key));
-    if constexpr (std::endian::native == std::endian::little) {
-        key = __builtin_bswap64(key);
-    }
-    return key;
-}
-
-// Lists folders one after the other; keeps its buffers. One per thread.
-class Lister {
-public:
-    explicit Lister(DirectoryReaderOptions options) : options_(std::move(options)) {
-        buffer_.resize(std::size_t{256} * 1024);
-    }
-
-    // Fills `folder` from its descriptor. Throws CancellationError.
-    void list(Folder& folder, const std::stop_token& stop) {
-        raw_.clear();
-        nameBytes_.clear();
-        struct stat values;
-        if (::fstat(folder.descriptor.get(), &values) == 0) {
-            folder.identity = FileIdentity{values.st_dev, values.st_ino};
-            folder.allocatedSize = values.st_blocks * 512;
-        }
-        readNames(folder, stop);
-        orderByName(stop);
-        readValues(folder, stop);
-    }
-
-private:
-    void readNames(Folder& folder, const std::stop_token& stop) {
-        const int fd = folder.descriptor.get();
-        for (;;) {
-            if (stop.stop_requested()) {
-                throw CancellationError();
-            }
-            const long count = system_calls::uninterrupted(
-                [&] { return ::syscall(SYS_getdents64, fd, buffer_.data(), buffer_.size()); });
-            if (count < 0) {
-                folder.error = errno;
-                return;
-            }
-            if (count == 0) {
-                return;
-            }
-            for (long at = 0; at < count;) {
-                const auto* entry = reinterpret_cast<const KernelEntry*>(buffer_.data() + at);
-                at += entry->length;
-                take(folder, *entry);
-            }
-        }
-    }
-
-    void take(Folder& folder, const KernelEntry& entry) {
-        const char* name = entry.name;
-        if (name[0] == '.') {
-            if (name[1] == '\0' || (name[1] == '.' && name[2] == '\0')) {
-                return;
-            }
-            if (options_.skipHiddenFiles) {
-                ++folder.hiddenSkipped;
-                return;
-            }
-        }
-        const std::size_t length = std::strlen(name);
-        if (folder.place != nullptr) {
-            const auto special = folder.place->below.find(std::string_view(name, length));
-            if (special != folder.place->below.end() && special->second->isExcluded) {
-                return;
-            }
-        }
-        raw_.push_back({entry.inode, sortKeyOf(name, length), static_cast<std::uint32_t>(nameBytes_.size()),
-                        static_cast<std::uint32_t>(length), entry.type});
-        nameBytes_.insert(nameBytes_.end(), name, name + length + 1);
-    }
-
-    void orderByName(const std::stop_token& stop) {
-        unsigned calls = 0;
-        const StoppableLess stoppable(stop, calls);
-        const char* names = nameBytes_.data();
-        std::sort(raw_.begin(), raw_.end(), [&](const RawEntry& left, const RawEntry& right) {
-            stoppable.count();
-            if (left.key != right.key) {
-                return left.key < right.key;
-            }
-            // Equal keys: both names are shorter than eight bytes and equal so far, or go on behind them. The
-            // terminating NUL makes the shorter one the smaller.
-            return std::strcmp(names + left.nameOffset, names + right.nameOffset) < 0;
-        });
-    }
-
-    void readValues(Folder& folder, const std::stop_token& stop) {
-        const int fd = folder.descriptor.get();
-        folder.names = std::make_unique_for_overwrite<char[]>(nameBytes_.size());
-        std::copy(nameBytes_.begin(), nameBytes_.end(), folder.names.get());
-        folder.entries.reserve(raw_.size());
-        bool mayLookAtEntries = false;
-        const auto status = options_.crossesMounts ? std::nullopt : path_descriptors::statusOf(fd);
-        std::size_t untilCheck = 64;
-        for (const RawEntry& raw : raw_) {
-            if (--untilCheck == 0) {
-                untilCheck = 64;
-                if (stop.stop_requested()) {
-                    throw CancellationError();
-                }
-            }
-            const char* name = folder.names.get() + raw.nameOffset;
-            DirectoryEntry& entry = folder.entries.emplace_back();
-            entry.name = {name, raw.nameLength};
-            if (folder.place != nullptr && readSpecial(folder, raw, entry, stop)) {
-                continue;
-            }
-            // Of a folder nothing but its kind is wanted here: its identity is read when it is opened. The
-            // first one is asked all the same: where entries may be listed but not looked at, all of them
-            // have to say so.
-            if (mayLookAtEntries && raw.type == DT_DIR) {
-                entry.kind = DirectoryEntry::Kind::directory;
-                continue;
-            }
-            if (mayLookAtEntries && raw.type == DT_LNK && !options_.readsSymbolicLinks) {
-                entry.kind = DirectoryEntry::Kind::symbolicLink;
-                continue;
-            }
-            if (!options_.crossesMounts) {
-                entry.error = readOnMount(fd, name, status, entry);
-                mayLookAtEntries = mayLookAtEntries || entry.error == 0;
-                continue;
-            }
-            struct stat values;
-            if (::fstatat(fd, name, &values, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) == 0) {
-                assign(entry, values);
-                mayLookAtEntries = true;
-            } else {
-                entry.error = errno;
-            }
-        }
-    }
-
-    // Fills the entry, or tells why not: EXDEV for what lies on another mount than its folder.
-    static int readOnMount(int fd, const char* name,
-                           const std::optional<path_descriptors::FileStatus>& folder, DirectoryEntry& entry) {
-        struct statx values;
-        if (::statx(fd, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_BASIC_STATS | STATX_MNT_ID,
-                    &values) != 0) {
-            return errno;
-        }
-        if (!folder || values.stx_mnt_id != folder->mount) {
-            return EXDEV;
-        }
-        struct stat told{};
-        told.st_size = static_cast<off_t>(values.stx_size);
-        told.st_blocks = static_cast<blkcnt_t>(values.stx_blocks);
-        told.st_mtim = {.tv_sec = values.stx_mtime.tv_sec, .tv_nsec = values.stx_mtime.tv_nsec};
-        told.st_mode = values.stx_mode;
-        assign(entry, told);
-        return 0;
-    }
-
-    static void assign(DirectoryEntry& entry, const struct stat& values) {
-        entry.fileSize = values.st_size;
-        entry.allocatedSize = values.st_blocks * 512;
-        entry.modifiedAt =
-            static_cast<double>(values.st_mtim.tv_sec) + static_cast<double>(values.st_mtim.tv_nsec) * 1e-9;
-        entry.kind = S_ISDIR(values.st_mode)   ? DirectoryEntry::Kind::directory
-                     : S_ISREG(values.st_mode) ? DirectoryEntry::Kind::file
-                     : S_ISLNK(values.st_mode) ? DirectoryEntry::Kind::symbolicLink
-                                               : DirectoryEntry::Kind::other;
-    }
-
-    // The mount point of something that may not answer is not looked at from here: that it is a folder tells
-    // the listing of its parent; anything else is asked by a thread that can be given up.
-    bool readSpecial(const Folder& folder, const RawEntry& raw, DirectoryEntry& entry,
-                     const std::stop_token& stop) {
-        const auto special = folder.place->below.find(entry.name);
-        if (special == folder.place->below.end() || !special->second->mayFailToAnswer) {
-            return false;
-        }
-        if (raw.type == DT_DIR) {
-            entry.kind = DirectoryEntry::Kind::directory;
-            return true;
-        }
-        struct Answer {
-            int error = 0;
-            struct stat values{};
-        };
-        const int duplicate = ::fcntl(folder.descriptor.get(), F_DUPFD_CLOEXEC, 0);
-        if (duplicate < 0) {
-            entry.error = errno;
-            return true;
-        }
-        auto owned = std::make_shared<FileDescriptor>(duplicate);
-        const auto answer = callWithTimeout<Answer>(
-            [owned, name = std::string(entry.name)] {
-                Answer told;
-                if (::fstatat(owned->get(), name.c_str(), &told.values,
-                              AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) != 0) {
-                    told.error = errno;
-                }
-                return told;
-            },
-            options_.answerTimeout, stop, call_with_timeout::mostAbandonedForListing);
-        if (!answer) {
-            entry.error = ETIMEDOUT;
-        } else if (answer->error != 0) {
-            entry.error = answer->error;
-        } else {
-            assign(entry, answer->values);
-        }
-        return true;
-    }
-
-    DirectoryReaderOptions options_;
-    std::vector<char> buffer_;
-    std::vector<RawEntry> raw_;
-    std::vector<char> nameBytes_;
-};
 
 }  // namespace
 
@@ -409,7 +96,7 @@ struct DirectoryReader::Impl {
     Folder* openOldest = nullptr;
     Folder* openNewest = nullptr;
 
-    Lister walkLister;
+    FolderLister walkLister;
     std::jthread helper;  // last: it ends before what it works on
 
     // --- The frontier. The lock is held.
@@ -619,7 +306,7 @@ struct DirectoryReader::Impl {
     // `ahead`: the walk has not come to it. Then a folder that may not answer stays waiting, and so does one
     // that could not be listed for want of a descriptor or of memory: the walk, which can wait and make room,
     // comes to it.
-    void listHandedOut(std::unique_lock<std::mutex>& lock, const FolderPointer& child, Lister& lister,
+    void listHandedOut(std::unique_lock<std::mutex>& lock, const FolderPointer& child, FolderLister& lister,
                        bool ahead) {
         if (child->lane != nullptr && ahead) {
             return;
@@ -693,7 +380,7 @@ struct DirectoryReader::Impl {
 
     // Fills the folder. What is thrown meanwhile is returned.
     std::exception_ptr openAndList(const FolderPointer& folder, int parentDescriptor, const std::string& name,
-                                   Lister& lister) {
+                                   FolderLister& lister) {
         try {
             if (folder->lane != nullptr) {
                 FileDescriptor duplicate(::fcntl(parentDescriptor, F_DUPFD_CLOEXEC, 0));
@@ -736,7 +423,7 @@ struct DirectoryReader::Impl {
         work->places = places;
         work->result.place = folder.place;
         const auto answer = callWithTimeout<bool>(
-            [work, lister = std::make_shared<Lister>(options), crosses = options.crossesMounts,
+            [work, lister = std::make_shared<FolderLister>(options), crosses = options.crossesMounts,
              stopping = stop] {
                 work->result.descriptor = openSubfolder(work->parent.get(), work->name.c_str(), crosses);
                 if (!work->result.descriptor) {
@@ -775,14 +462,6 @@ struct DirectoryReader::Impl {
 
     // --- The root.
 
-    void rememberExclusions() {
-        for (const std::string& prefix : options.excludedPathPrefixes) {
-            const std::string path = standardizedPath(prefix);
-            if (const auto relative = relativePath(path, root)) {
-                places->at(*relative).isExcluded = true;
-            }
-        }
-    }
     bool excludesEverything() const {
         return std::any_of(options.excludedPathPrefixes.begin(), options.excludedPathPrefixes.end(),
                            [&](const std::string& prefix) {
@@ -808,52 +487,35 @@ struct DirectoryReader::Impl {
     FolderPointer listRoot() {
         auto folder = std::make_shared<Folder>();
         folder->place = places.get();
-        // Where the root leads is not known before it is opened, so this too is asked by a thread that can be
-        // given up.
-        struct Opened {
-            std::shared_ptr<FileDescriptor> descriptor = std::make_shared<FileDescriptor>();
-            std::string realPath;
-            int error = 0;
-        };
-        auto opened = callWithTimeout<Opened>(
-            [path = root] {
-                Opened result;
-                *result.descriptor = path_descriptors::openFolder(path, readFlags);
-                if (!*result.descriptor) {
-                    result.error = errno;
-                } else {
-                    result.realPath = path_descriptors::currentPath(result.descriptor->get()).value_or(path);
-                }
-                return result;
-            },
-            options.answerTimeout, stop);
+        auto opened = RootFolder::open(root, options.answerTimeout, stop);
         if (stop.stop_requested()) {
             throw CancellationError();
         }
         folder->state = Folder::State::listed;
-        if (!opened || opened->error != 0) {
-            folder->error = opened ? opened->error : ETIMEDOUT;
+        if (!opened) {
+            folder->error = opened.error();
             return folder;
         }
-        rememberExclusions();
+        noteExclusions(*places, options.excludedPathPrefixes, root);
         rememberMounts(opened->realPath);
         if (excludesEverything()) {
-            folder->identity = path_descriptors::identityOf(opened->descriptor->get());
+            folder->identity = path_descriptors::identityOf(opened->descriptor.get());
             return folder;
         }
         if (places->mayFailToAnswer) {
             folder->lane = places.get();
-            listExpendably(*folder, std::move(*opened->descriptor), ".");
+            listExpendably(*folder, std::move(opened->descriptor), ".");
         } else {
-            folder->descriptor = std::move(*opened->descriptor);
+            folder->descriptor = std::move(opened->descriptor);
             walkLister.list(*folder, stop);
         }
         return folder;
     }
+
     // --- The helper's life.
 
     void help() {
-        Lister lister(options);
+        FolderLister lister(options);
         std::unique_lock lock(mutex);
         while (!stop.stop_requested()) {
             const FolderPointer child = handOutAhead();

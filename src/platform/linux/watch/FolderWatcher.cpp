@@ -18,6 +18,10 @@
 //
 // The system's queue holds some 16,000 events. It is emptied into memory during long work, so that a set-up
 // beside a busy program does not lose what it is about to watch.
+//
+// Longer than other files: setting up, following, settling and telling are one thread's work on one state,
+// and each of them may have to begin the others anew; in several classes it would be harder to see that they
+// agree.
 
 #include "platform/FolderWatcher.h"
 
@@ -50,9 +54,11 @@
 #include "platform/ThreadName.h"
 #include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
+#include "platform/linux/calls/SystemCalls.h"
 #include "platform/linux/mounts/MountTable.h"
 #include "platform/linux/walk/KernelEntry.h"
 #include "platform/linux/walk/PathDescriptors.h"
+#include "platform/linux/walk/RootFolder.h"
 #include "platform/linux/walk/SpecialPlace.h"
 #include "platform/linux/watch/WatchedFolders.h"
 
@@ -153,44 +159,27 @@ private:
         if (!inotify_ || !wake_) {
             return fail(errno);
         }
-        struct Opened {
-            std::shared_ptr<FileDescriptor> descriptor = std::make_shared<FileDescriptor>();
-            std::string realPath;
-            int error = 0;
-        };
-        // Where the root leads is not known before it is opened, and what stands there may not answer.
-        auto opened = callWithTimeout<Opened>(
-            [path = root_] {
-                Opened result;
-                *result.descriptor = path_descriptors::openFolder(path, readFlags & ~O_NOFOLLOW);
-                if (!*result.descriptor) {
-                    result.error = errno;
-                    return result;
-                }
-                result.realPath = path_descriptors::currentPath(result.descriptor->get()).value_or(path);
-                return result;
-            },
-            options_.answerTimeout, stop_);
+        auto opened = RootFolder::open(root_, options_.answerTimeout, stop_);
         if (stop_.stop_requested()) {
             return false;
         }
-        if (!opened || opened->error != 0) {
-            return fail(opened ? opened->error : ETIMEDOUT);
+        if (!opened) {
+            return fail(opened.error());
         }
         realRoot_ = opened->realPath;
-        identity_ = path_descriptors::identityOf(opened->descriptor->get());
+        identity_ = path_descriptors::identityOf(opened->descriptor.get());
         rememberPlaces();
         if (places_->mayFailToAnswer) {
             return fail(EREMOTE);
         }
         watchAncestors();
-        const int watch = addWatch(opened->descriptor->get(), rootEvents);
+        const int watch = addWatch(opened->descriptor.get(), rootEvents);
         if (watch < 0) {
             return fail(errno);
         }
         changedSince_ = options_.changedSince;
-        const Index top = add(none, "", watch, opened->descriptor->get(), places_.get());
-        follow(top, std::move(*opened->descriptor));
+        const Index top = add(none, "", watch, opened->descriptor.get(), places_.get());
+        follow(top, std::move(opened->descriptor));
         if (stop_.stop_requested()) {
             return false;
         }
@@ -240,12 +229,7 @@ private:
 
     void rememberPlaces() {
         places_ = std::make_unique<SpecialPlace>();
-        for (const std::string& prefix : options_.excludedPathPrefixes) {
-            const std::string path = standardizedPath(prefix);
-            if (const auto relative = relativePath(path, root_)) {
-                places_->at(*relative).isExcluded = true;
-            }
-        }
+        noteExclusions(*places_, options_.excludedPathPrefixes, root_);
         // Taken note of before the table is read, so that a change in between is seen the next time.
         mountChanges_.reset(::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC));
         table_ = MountTable::current();
@@ -354,11 +338,9 @@ private:
     void listFolders(Level& level) {
         const SpecialPlace* place = folders_.place(level.folder);
         for (;;) {
-            const long count =
-                ::syscall(SYS_getdents64, level.descriptor.get(), buffer_.data(), buffer_.size());
-            if (count < 0 && errno == EINTR) {
-                continue;
-            }
+            const long count = system_calls::uninterrupted([&] {
+                return ::syscall(SYS_getdents64, level.descriptor.get(), buffer_.data(), buffer_.size());
+            });
             if (count <= 0) {
                 if (count < 0) {
                     noteUnopened(errno);
@@ -585,13 +567,12 @@ private:
             const std::size_t used = backlog_.size();
             constexpr std::size_t piece = std::size_t{64} * 1024;
             backlog_.resize(used + piece);
-            // The checker takes a lock that was given back long before for one that is held; and nothing
-            // waits here. NOLINTNEXTLINE(clang-analyzer-unix.BlockInCriticalSection)
-            const ssize_t count = ::read(inotify_.get(), backlog_.data() + used, piece);
+            const ssize_t count = system_calls::uninterrupted([&] {
+                // The checker takes a lock that was given back long before for one that is held; and nothing
+                // waits here. NOLINTNEXTLINE(clang-analyzer-unix.BlockInCriticalSection)
+                return ::read(inotify_.get(), backlog_.data() + used, piece);
+            });
             backlog_.resize(used + (count > 0 ? static_cast<std::size_t>(count) : 0));
-            if (count < 0 && errno == EINTR) {
-                continue;
-            }
             if (count <= 0) {
                 return;
             }

@@ -1,0 +1,45 @@
+// Lists folders one after the other: their names in the order of bytes, and what the walk wants to know of
+// each.
+#pragma once
+
+#include <cstdint>
+#include <stop_token>
+#include <vector>
+
+#include "platform/DirectoryReader.h"
+#include "platform/linux/walk/KernelEntry.h"
+#include "platform/linux/walk/ListedFolder.h"
+
+namespace larkfold {
+
+// Keeps its buffers. One per thread.
+class FolderLister {
+public:
+    explicit FolderLister(DirectoryReaderOptions options);
+
+    // Fills `folder` from its descriptor. Throws CancellationError.
+    void list(ListedFolder& folder, const std::stop_token& stop);
+
+private:
+    struct RawEntry {
+        std::uint64_t inode;
+        std::uint64_t key;  // the first eight bytes of the name, so that most comparisons touch no name
+        std::uint32_t nameOffset;
+        std::uint32_t nameLength;
+        std::uint8_t type;
+    };
+
+    void readNames(ListedFolder& folder, const std::stop_token& stop);
+    void take(ListedFolder& folder, const KernelEntry& entry);
+    void orderByName(const std::stop_token& stop);
+    void readValues(ListedFolder& folder, const std::stop_token& stop);
+    bool readSpecial(const ListedFolder& folder, const RawEntry& raw, DirectoryEntry& entry,
+                     const std::stop_token& stop);
+
+    DirectoryReaderOptions options_;
+    std::vector<char> buffer_;
+    std::vector<RawEntry> raw_;
+    std::vector<char> nameBytes_;
+};
+
+}  // namespace larkfold
