@@ -219,10 +219,10 @@ TEST(RefreshBeside, aScanThatReplacesAnIndexWhoseMergeWasKilled_leavesTheNewOneA
         },
         [&](const std::string& outcome) -> std::string {
             const std::string found = describeIndex(subject.indexFile());
-            return found != other.described()                        ? found
-                   : stands(subject.indexFile() + "-journal")        ? "a journal was left"
-                   : outcome.find("\nscanned ") == std::string::npos ? "the scan failed"
-                                                                     : "";
+            return found != other.described()                 ? found
+                   : stands(subject.indexFile() + "-journal") ? "a journal was left"
+                   : !outcome.starts_with("scanned ")         ? "the scan failed"
+                                                              : "";
         },
         tally, pace());
     tell("a scan", tally);

@@ -1,6 +1,7 @@
 // The tests' own means: what stands on them is worth no more than they are.
 #include "support/TemporaryTree.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -8,6 +9,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <functional>
 #include <stdexcept>
 
 #include "support/ChildProcess.h"
@@ -89,16 +91,32 @@ TEST(UnprivilegedUserTest, mayNotReadWhatIsClosed) {
     });
 }
 
-TEST(UnprivilegedUserTest, aFailureOrExceptionOrCrashInTheChildIsAFailureInTheParent) {
-    using test::asUnprivilegedUser;
-    using test::inChildProcess;
-    EXPECT_NONFATAL_FAILURE(
-        asUnprivilegedUser([](const std::string&) { throw std::runtime_error("expected"); }),
-        "The function threw: expected");
-    EXPECT_NONFATAL_FAILURE(inChildProcess([] { _exit(3); }), "exit code 3");
-    EXPECT_NONFATAL_FAILURE(inChildProcess([] { raise(SIGKILL); }), "signal 9");
+// The one failure that a child process tells with this work.
+std::string failureOf(const std::function<void()>& work) {
+    const auto told = test::toldByChildProcess(work);
+    return told.size() == 1 && told.front().failed() ? told.front().message() : "not one failure";
+}
+
+TEST(ChildProcessTest, tellsAFailureWithItsPlaceAndValues) {
     const int three = 3;
-    EXPECT_NONFATAL_FAILURE(inChildProcess([three] { EXPECT_EQ(three, 4); }), "three\n    Which is: 3");
+    const int line = __LINE__ + 1;
+    const auto told = test::toldByChildProcess([three] { EXPECT_EQ(three, 4); });
+    ASSERT_EQ(told.size(), 1u);
+    EXPECT_THAT(told.front().message(), testing::HasSubstr("three\n    Which is: 3"));
+    EXPECT_THAT(told.front().file_name(), testing::HasSubstr("TemporaryTreeTests.cpp"));
+    EXPECT_EQ(told.front().line_number(), line);
+}
+
+TEST(ChildProcessTest, tellsWhateverElseWentWrong) {
+    EXPECT_EQ(failureOf([] { throw std::runtime_error("expected"); }),
+              "Failed\nThe function threw: expected");
+    EXPECT_THAT(failureOf([] { _exit(3); }), testing::HasSubstr("exit code 3"));
+    EXPECT_THAT(failureOf([] { raise(SIGKILL); }), testing::HasSubstr("signal 9"));
+    EXPECT_EQ(failureOf([] {}), "not one failure");
+}
+
+TEST(ChildProcessTest, makesItsFailureOneOfTheTest) {
+    EXPECT_NONFATAL_FAILURE(test::inChildProcess([] { _exit(3); }), "exit code 3");
 }
 
 }  // namespace

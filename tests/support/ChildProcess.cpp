@@ -6,13 +6,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 #include <mutex>
 #include <string>
-#include <utility>
+#include <vector>
 
 #include "support/MachineRequirements.h"
 
@@ -22,6 +23,10 @@ namespace {
 
 constexpr int ended = 0;
 constexpr int threw = 1;
+
+testing::TestPartResult failure(const std::string& text) {
+    return {testing::TestPartResult::kNonFatalFailure, __FILE__, __LINE__, text.c_str()};
+}
 
 // What the child tells lies in a file in memory that both have, so that it is there however the child ended.
 class Told {
@@ -51,16 +56,15 @@ public:
         }
     }
 
-    // Makes each of them the running test's own; true where one is a skip.
-    bool repeat() const {
+    std::vector<testing::TestPartResult> parts() const {
+        std::vector<testing::TestPartResult> parts;
         struct stat status{};
         fstat(file_, &status);
         std::string records(static_cast<std::size_t>(status.st_size), '\0');
         if (pread(file_, records.data(), records.size(), 0) != status.st_size) {
-            ADD_FAILURE() << "what the child process told cannot be read";
-            return false;
+            parts.push_back(failure("what the child process told cannot be read"));
+            return parts;
         }
-        bool isSkipped = false;
         const char* at = records.data();
         const char* const end = at + records.size();
         while (at != end) {
@@ -70,11 +74,10 @@ public:
             const std::string place(at, numbers[2]);
             const std::string text(at + numbers[2], numbers[3]);
             at += numbers[2] + numbers[3];
-            const auto type = static_cast<testing::TestPartResult::Type>(numbers[0]);
-            isSkipped = isSkipped || type == testing::TestPartResult::kSkip;
-            GTEST_MESSAGE_AT_(place.c_str(), static_cast<int>(numbers[1]), text.c_str(), type);
+            parts.emplace_back(static_cast<testing::TestPartResult::Type>(numbers[0]), place.c_str(),
+                               static_cast<int>(numbers[1]), text.c_str());
         }
-        return isSkipped;
+        return parts;
     }
 
 private:
@@ -118,11 +121,10 @@ private:
 
 }  // namespace
 
-void inChildProcess(const std::function<void()>& work) {
+std::vector<testing::TestPartResult> toldByChildProcess(const std::function<void()>& work) {
     const Told told;
     if (!told.isThere()) {
-        ADD_FAILURE() << "no file in memory could be made: " << std::strerror(errno);
-        return;
+        return {failure(std::string("no file in memory could be made: ") + std::strerror(errno))};
     }
     std::fflush(stdout);
     std::fflush(stderr);
@@ -133,15 +135,26 @@ void inChildProcess(const std::function<void()>& work) {
     int status = 0;
     while (child > 0 && waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
-    const bool hadFailed = testing::Test::HasFailure();
-    const bool isSkipped = told.repeat();
+    std::vector<testing::TestPartResult> parts = told.parts();
+    const bool hasFailed = std::ranges::any_of(parts, [](const auto& part) { return part.failed(); });
     if (child < 0) {
-        ADD_FAILURE() << "no child process could be made";
+        parts.push_back(failure("no child process could be made"));
     } else if (WIFSIGNALED(status)) {
-        ADD_FAILURE() << "the child process ended by signal " << WTERMSIG(status);
-    } else if (WEXITSTATUS(status) != ended && (hadFailed || !testing::Test::HasFailure())) {
-        ADD_FAILURE() << "the child process ended by itself with exit code " << WEXITSTATUS(status);
-    } else if (isSkipped) {
+        parts.push_back(failure("the child process ended by signal " + std::to_string(WTERMSIG(status))));
+    } else if (WEXITSTATUS(status) != ended && !hasFailed) {
+        parts.push_back(failure("the child process ended by itself with exit code " +
+                                std::to_string(WEXITSTATUS(status))));
+    }
+    return parts;
+}
+
+void inChildProcess(const std::function<void()>& work) {
+    bool isSkipped = false;
+    for (const testing::TestPartResult& part : toldByChildProcess(work)) {
+        isSkipped = isSkipped || part.skipped();
+        GTEST_MESSAGE_AT_(part.file_name(), part.line_number(), part.message(), part.type());
+    }
+    if (isSkipped) {
         endSkippedTest();
     }
 }

@@ -5,10 +5,16 @@
 // itself. It is a fork: threads of the parent do not exist there.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <functional>
+#include <vector>
 
 namespace larkfold::test {
 
 void inChildProcess(const std::function<void()>& work);
+
+// What `inChildProcess` tells, without telling it.
+std::vector<testing::TestPartResult> toldByChildProcess(const std::function<void()>& work);
 
 }  // namespace larkfold::test

@@ -2,7 +2,7 @@ import QtQuick
 import Larkfold.Shell
 
 // A list of sections that open and close. Right opens the section of a header, Left closes the one that a row belongs to
-// and leads to its header, Return and Space do what a press does: a header opens or closes, an item is `activated`.
+// and leads to its header, Return and Space do what a press does: a header opens or closes, and either is `activated`.
 RowList {
     id: list
 

@@ -105,7 +105,11 @@ TEST_F(TextsAsTheyStandInTheWindow, ofTheMapAndTheSavedScan) {
     EXPECT_TRUE(isShown("Saved on this Mac. Changes outside a rescan remain a snapshot."));
     click("Show color legend");
     EXPECT_TRUE(eventually([this] { return isShown("Click to navigate, Cmd+click to select"); }));
-    const auto* reveal = window_->findChild<QObject*>("menuReveal");
+    // The menu is one of the list's objects, and no item of the window before it opens.
+    const QObject* reveal = nullptr;
+    for (const QObject* at = named("fileList"); at != nullptr && reveal == nullptr; at = at->parent()) {
+        reveal = at->findChild<QObject*>("menuReveal");
+    }
     ASSERT_NE(reveal, nullptr);
     EXPECT_EQ(reveal->property("text"), "Show in Finder");
     click("Forget saved scan…");
