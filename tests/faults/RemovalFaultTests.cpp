@@ -132,49 +132,51 @@ void killRemovals(Scenario scenario, const std::string& mode, KillTally& tally) 
 // --- What is asked of the system
 
 TEST(RemovalTrace, aFolderOfTenThousandFilesGoesToTrashByOneRename) {
-    constexpr int files = 10'000;
-    RemovalSubject subject(Scenario::folder);
-    std::vector<std::string> renames;
-    std::vector<std::string> removals;
-    bool isFilled = false;
-    const ProgramOutcome program = subject.run("", [&](const SystemCall& call) {
-        if (!isFilled) {
-            // Before the first call of the program, whose item was built an instant ago.
-            isFilled = true;
-            for (int file = 0; file < files; ++file) {
-                std::ofstream(subject.url() + "/" + std::to_string(file)) << "x";
+    inPrivateNamespace([] {
+        constexpr int files = 10'000;
+        RemovalSubject subject(Scenario::folder);
+        std::vector<std::string> renames;
+        std::vector<std::string> removals;
+        bool isFilled = false;
+        const ProgramOutcome program = subject.run("", [&](const SystemCall& call) {
+            if (!isFilled) {
+                // Before the first call of the program, whose item was built an instant ago.
+                isFilled = true;
+                for (int file = 0; file < files; ++file) {
+                    std::ofstream(subject.url() + "/" + std::to_string(file)) << "x";
+                }
             }
-        }
-        if (!call.isEntry) {
+            if (!call.isEntry) {
+                return Verdict{};
+            }
+            switch (call.number) {
+                case SYS_rename:
+                    renames.push_back(call.text(0));
+                    break;
+                case SYS_renameat:
+                case SYS_renameat2:
+                    renames.push_back(call.text(1));
+                    break;
+                case SYS_unlink:
+                case SYS_rmdir:
+                    removals.push_back(call.text(0));
+                    break;
+                case SYS_unlinkat:
+                    removals.push_back(call.text(1));
+                    break;
+                default:
+                    break;
+            }
             return Verdict{};
-        }
-        switch (call.number) {
-            case SYS_rename:
-                renames.push_back(call.text(0));
-                break;
-            case SYS_renameat:
-            case SYS_renameat2:
-                renames.push_back(call.text(1));
-                break;
-            case SYS_unlink:
-            case SYS_rmdir:
-                removals.push_back(call.text(0));
-                break;
-            case SYS_unlinkat:
-                removals.push_back(call.text(1));
-                break;
-            default:
-                break;
-        }
-        return Verdict{};
+        });
+        EXPECT_TRUE(program.hasExited) << program.output;
+        EXPECT_THAT(program.output, HasSubstr("\ngone "));
+        // The folder itself; what else is renamed is the Trash's own table of sizes, from its temporary.
+        std::erase_if(renames, [](const std::string& name) { return name.find(".larkfold-") != name.npos; });
+        EXPECT_THAT(renames, testing::ElementsAre(std::filesystem::path(subject.url()).filename().string()));
+        EXPECT_THAT(removals, IsEmpty());
+        EXPECT_FALSE(std::filesystem::exists(subject.url()));
     });
-    EXPECT_TRUE(program.hasExited) << program.output;
-    EXPECT_THAT(program.output, HasSubstr("\ngone "));
-    // The folder itself; what else is renamed is the Trash's own table of sizes, from its temporary.
-    std::erase_if(renames, [](const std::string& name) { return name.find(".larkfold-") != name.npos; });
-    EXPECT_THAT(renames, testing::ElementsAre(std::filesystem::path(subject.url()).filename().string()));
-    EXPECT_THAT(removals, IsEmpty());
-    EXPECT_FALSE(std::filesystem::exists(subject.url()));
 }
 
 TEST(RemovalKill, atEverySystemCall_leavesTheItemInOnePlaceThatTheNextStartTells) {

@@ -398,8 +398,8 @@ TEST_F(SavesOfUserDefaultsTest, aKeyThatIsRemovedHereIsRemovedAlsoWhereTheOtherW
 TEST_F(SavesOfUserDefaultsTest, ofOneKeyTheLaterSaveWins) {
     const auto other = otherWindow();
     other->setInteger("tab", 1);
-    defaults->setInteger("tab", 2);
     EXPECT_TRUE(other->flush());
+    defaults->setInteger("tab", 2);
     EXPECT_TRUE(defaults->flush());
     EXPECT_EQ(otherWindow()->integerForKey("tab"), 2);
     EXPECT_THAT(foreign, IsEmpty()) << "what was changed here was not changed by somebody else";
