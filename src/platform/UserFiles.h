@@ -5,7 +5,7 @@
 // asked of it afterwards goes by these descriptors. Names can be exchanged at any time by any program, so a
 // name that was checked says nothing about what the system takes away a moment later. Therefore an item is
 // never removed where it stands. It is moved, by its name, to a place where nobody else works; what arrived
-// there is compared with what is held; and where it is something else it is put back, before anything is
+// there is compared with what is held; and where it is something else it is restored, before anything is
 // lost.
 //
 // Everything of one removal happens on one thread.
@@ -42,7 +42,7 @@ public:
 
     Reason reason() const { return reason_; }
 
-    // Where the item is now if it had been moved and could not be put back (its old name was taken meanwhile,
+    // Where the item is now if it had been moved and could not be restored (its old name was taken meanwhile,
     // say); empty where it is in its place.
     const std::string& restsAt() const { return restsAt_; }
 
@@ -74,7 +74,7 @@ struct Measure {
 };
 
 // What was proved of an item, asked after it was moved and before anything is lost. Where one of the two says
-// no or throws, the item is put back.
+// no or throws, the item is restored.
 struct Proof {
     std::function<bool()> stillHolds;  // the whole proof once more
     // Whether nothing has changed since: quick, and asked immediately before the last step.

@@ -3,7 +3,7 @@
 // It trusts nothing that a scan said minutes ago. Each item is examined again at the moment of its removal,
 // through descriptors that are held until it is gone: a path can have been replaced by a link, a duplicate
 // can have changed, an application can have started. What was moved is compared with what was examined, and
-// put back where it differs, before anything is lost. An item goes to Trash unless the caller asks for more;
+// restored where it differs, before anything is lost. An item goes to Trash unless the caller asks for more;
 // where no Trash can take it, it stays.
 //
 // Every problem ends up in the result, and every run leaves one `CleanupOperation` behind.

@@ -20,7 +20,7 @@ namespace larkfold {
 class TrashInfoFile {
 public:
     // Writes the info file of the item that came from `itemPath` durably: an item without its info file could
-    // not be put back by anybody. It takes the name `trashed` in that Trash. Tells EEXIST or ENAMETOOLONG
+    // not be restored by anybody. It takes the name `trashed` in that Trash. Tells EEXIST or ENAMETOOLONG
     // where another name is to be tried; throws Refusal and SystemError for the rest, and has left nothing.
     static std::expected<TrashInfoFile, int> write(const trash::Folder& folder, const std::string& trashed,
                                                    const std::string& itemPath,
@@ -36,7 +36,7 @@ public:
     bool standsAt(const std::string& path) const;
 
     // Removes it from its folder, and nothing that took its name: it is renamed to a name that nobody knows,
-    // compared there, and put back where it is another file. Where that fails it stays.
+    // compared there, and restored where it is another file. Where that fails it stays.
     void remove() const;
 
 private:

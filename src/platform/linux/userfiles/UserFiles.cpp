@@ -252,12 +252,12 @@ struct HeldItem::Impl {
         }
     }
 
-    // Puts back what had been moved to `movedName` of `folder`. Where its old name is taken or the system
+    // Restores what had been moved to `movedName` of `folder`. Where its old name is taken or the system
     // refuses, it stays there, and its path is told; `usualPath` where the system does not tell that.
     std::string restore(int folder, const std::string& movedName, const std::string& usualPath) const {
         const FileDescriptor moved = path_descriptors::openPlace(folder, movedName);
         if (!moved && errno == ENOENT) {
-            return {};  // somebody took it away from there: there is nothing to put back
+            return {};  // somebody took it away from there: there is nothing to restore
         }
         const auto movedStatus = moved ? path_descriptors::statusOf(moved.get()) : std::nullopt;
         if (movedStatus && path_descriptors::moveWithoutReplacing(folder, movedName, parent.get(), name,

@@ -385,7 +385,7 @@ struct DirectoryReader::Impl {
             if (folder->lane != nullptr) {
                 FileDescriptor duplicate(::fcntl(parentDescriptor, F_DUPFD_CLOEXEC, 0));
                 if (duplicate) {
-                    listExpendably(*folder, std::move(duplicate), name);
+                    listWithTimeout(*folder, std::move(duplicate), name);
                 } else {
                     folder->error = errno;
                 }
@@ -405,7 +405,7 @@ struct DirectoryReader::Impl {
 
     // Opens `name` below `parent` (by its path where there is none) and lists it on a thread that can be
     // given up. That thread owns everything it touches; what it found is taken over when it arrives in time.
-    void listExpendably(Folder& folder, FileDescriptor parent, const std::string& name) {
+    void listWithTimeout(Folder& folder, FileDescriptor parent, const std::string& name) {
         if (folder.lane != nullptr && folder.lane->hasGivenUp) {
             folder.error = ETIMEDOUT;
             return;
@@ -504,7 +504,7 @@ struct DirectoryReader::Impl {
         }
         if (places->mayFailToAnswer) {
             folder->lane = places.get();
-            listExpendably(*folder, std::move(opened->descriptor), ".");
+            listWithTimeout(*folder, std::move(opened->descriptor), ".");
         } else {
             folder->descriptor = std::move(opened->descriptor);
             walkLister.list(*folder, stop);
