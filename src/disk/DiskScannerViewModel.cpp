@@ -63,6 +63,8 @@ DiskScannerViewModel::DiskScannerViewModel(Dependencies dependencies, QObject* p
 
 DiskScannerViewModel::~DiskScannerViewModel() {
     scanTask_.drop();
+    savedScan_.dropRuns();
+    selection_.dropRuns();
     releaseSecurityScope();
 }
 
@@ -103,11 +105,8 @@ void DiskScannerViewModel::setSkipHiddenFiles(bool skip) {
     }
     dependencies_.defaults.setBool("skipHiddenFiles", skip);
     skipHiddenFilesSave_ = dependencies_.defaults.observeSaves([this](const UserDefaults::Save& save) {
-        if (std::ranges::find(save.keys, "skipHiddenFiles") != save.keys.end()) {
-            if (save.problem) {
-                setError(*save.problem);  // it holds for this run all the same
-            }
-            skipHiddenFilesSave_ = {};
+        if (save.problem && std::ranges::find(save.newKeys, "skipHiddenFiles") != save.newKeys.end()) {
+            setError(*save.problem);  // it holds for this run all the same
         }
     });
     emit skipHiddenFilesChanged();
@@ -462,6 +461,9 @@ void DiskScannerViewModel::proposeReview() {
     // What is confirmed is what is shown, whatever is marked or changed by then.
     const auto prepared = selection_.review();
     emit reviewPrepared();
+    if (!showDeleteConfirmation_) {
+        return;  // who heard of it turned it down
+    }
     reviewRequest_.propose(
         {.shown = prepared->shown,
          .options = {.notice = selection_.notice().value_or(std::string())},
@@ -620,6 +622,7 @@ void DiskScannerViewModel::startScan(const std::string& path, DiskScanOptions op
     setScanning(true);
     setScanScope(scope);
     setError(std::nullopt);
+    skipHiddenFilesSave_ = {};  // what it tells now would stand there as the scan's
     progress_ = ScanProgress{};
     emit progressChanged();
     setSelectedNode(nullptr);

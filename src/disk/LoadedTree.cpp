@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/SaturatingSum.h"
+
 namespace larkfold {
 
 namespace {
@@ -12,14 +14,6 @@ bool followsFrom(std::string_view path, std::string_view parent, std::string_vie
     const std::size_t folder = parent == "/" ? 0 : parent.size();
     return path.size() == folder + 1 + name.size() && path.starts_with(parent) && path[folder] == '/' &&
            path.ends_with(name);
-}
-
-std::int64_t difference(std::int64_t whole, std::int64_t part) {
-    std::int64_t rest;
-    if (!__builtin_sub_overflow(whole, part, &rest)) {
-        return rest;
-    }
-    return whole < 0 ? INT64_MIN : INT64_MAX;
 }
 
 }  // namespace
@@ -91,8 +85,8 @@ void LoadedTree::addSummary(std::string_view folder, std::int64_t files, std::in
     const Directory& directory = directories_[found];
     const std::int64_t missing = files - directory.keptFiles;
     if (missing >= 1) {
-        directory.node->appendChild(FileNode::makeAggregate(FileNode::SummaryOrigin::index,
-                                                            difference(bytes, directory.keptBytes), missing));
+        directory.node->appendChild(FileNode::makeAggregate(
+            FileNode::SummaryOrigin::index, saturatingDifference(bytes, directory.keptBytes), missing));
     }
 }
 

@@ -1,13 +1,11 @@
 // The tree of a saved scan while the rows of the index come in, in any order.
 //
 // 1. Each row becomes a node. A directory also gets an entry in the map by path, which files can do without:
-// they
-//    are nobody's parent.
+//    they are nobody's parent.
 // 2. A file is appended to its parent at once where that is known, which in the order of the query it is;
 //    otherwise, and for all directories, the parent's path waits until all rows are there.
 // 3. Then the directories are linked: each to its parent, where the chain of its parents reaches the root.
-// What
-//    hangs on a row that is missing, or on itself (a damaged index may hold circles, which would own
+//    What hangs on a row that is missing, or on itself (a damaged index may hold circles, which would own
 //    themselves for ever), stays out of the tree and ends with this object.
 // 4. The summaries are appended.
 //

@@ -14,6 +14,10 @@ RemovalSelection::RemovalSelection(MainQueue& mainQueue, QObject* parent)
     : QObject(parent), mainQueue_(mainQueue), context_(mainQueue, "removal-review") {}
 
 RemovalSelection::~RemovalSelection() {
+    dropRuns();
+}
+
+void RemovalSelection::dropRuns() {
     rulesTask_.drop();
     markTask_.drop();
     preparation_.reset();

@@ -34,6 +34,9 @@ public:
     explicit RemovalSelection(MainQueue& mainQueue, QObject* parent = nullptr);
     ~RemovalSelection() override;
 
+    // Asks all that is under way to stop; nothing of it is told any more.
+    void dropRuns();
+
     // The map that is marked from now on: a new one with its rules, another tree of the same map, or none.
     // What was marked is forgotten.
     void takeMap(FileNode::Pointer root, RemovalScope removalScope);

@@ -31,6 +31,10 @@ SavedScanSession::SavedScanSession(Dependencies dependencies, QObject* parent)
       context_(dependencies_.mainQueue, "saved-scan") {}
 
 SavedScanSession::~SavedScanSession() {
+    dropRuns();
+}
+
+void SavedScanSession::dropRuns() {
     refreshTask_.reset();
     loadTask_.drop();
     forgetTask_.drop();

@@ -43,6 +43,9 @@ public:
     explicit SavedScanSession(Dependencies dependencies, QObject* parent = nullptr);
     ~SavedScanSession() override;
 
+    // Asks all that is under way to stop; nothing of it is told any more.
+    void dropRuns();
+
     // Of a scan: `tree` goes with the folder that was scanned.
     static ScanScope scopeOf(const ScanResult& tree);
 

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <utility>
 
+#include "platform/Base64.h"
 #include "platform/Error.h"
 #include "platform/StoredJson.h"
 
@@ -42,7 +43,7 @@ std::string encoded(const ScanHistoryEntry& entry) {
     if (entry.bookmarkData) {
         object["bookmarkData"] = base64Encoded(*entry.bookmarkData);
     }
-    return object.dump();
+    return stored_json::encoded(object);
 }
 
 // What a required key gives; throws where it is missing or of another kind.

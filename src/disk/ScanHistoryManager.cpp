@@ -38,7 +38,7 @@ ScanHistoryManager::ScanHistoryManager(UserDefaults& defaults, MainQueue& mainQu
     : QObject(parent),
       defaults_(defaults),
       saves_(defaults.observeSaves([](const UserDefaults::Save& save) {
-          if (save.problem && std::ranges::find(save.keys, historyKey) != save.keys.end()) {
+          if (save.problem && std::ranges::find(save.newKeys, historyKey) != save.newKeys.end()) {
               log("save scan history", *save.problem);
           }
       })),

@@ -16,6 +16,9 @@ namespace larkfold::own_files {
 
 class FileLock {
 public:
+    // Whether the error of a lock says that the file system keeps none.
+    static bool isUnsupported(int code);
+
     // How long the other holder may take. It writes one file and syncs it.
     static constexpr std::chrono::milliseconds longestWait{10'000};
 

@@ -5,19 +5,16 @@
 // holds them in Base64 and wins on reading. Dates count seconds from 2001-01-01 00:00:00 UTC.
 //
 // Free functions, safe from any thread. For the sources of a store; whoever includes it links nlohmann/json.
+// What of that library takes a compiler long stands behind these, compiled once.
 #pragma once
 
 #include <cstdint>
-#include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
-#include "platform/Base64.h"
 #include "platform/Date.h"
-#include "platform/UTF8.h"
 
 namespace larkfold::stored_json {
 
@@ -32,61 +29,24 @@ inline Date dateFromSecondsSince2001(double seconds) {
 }
 
 // Bytes under a key; bytes that are no text a second time, in Base64.
-inline void addBytes(nlohmann::ordered_json& object, const std::string& key, const std::string& bytes) {
-    object[key] = utf8::repaired(bytes);
-    if (!utf8::isValid(bytes)) {
-        object[key + "Bytes"] = base64Encoded(bytes);
-    }
-}
+void addBytes(nlohmann::ordered_json& object, const std::string& key, const std::string& bytes);
+
+// Without spaces, or with so many for each level. Text in it has to be UTF-8.
+std::string encoded(const nlohmann::json& value, int indent = -1);
+std::string encoded(const nlohmann::ordered_json& value);
 
 // The value of a text; nothing where what stands there has another form, or does not stand there. Work with
 // values goes down their nesting by recursion, hence the limit.
-inline std::optional<nlohmann::json> parsed(std::string_view text, int deepestNesting) {
-    bool isTooDeep = false;
-    const auto limitDepth = [&](int depth, nlohmann::json::parse_event_t, nlohmann::json&) {
-        isTooDeep = isTooDeep || depth > deepestNesting;
-        return !isTooDeep;
-    };
-    nlohmann::json value = nlohmann::json::parse(text, limitDepth, false);
-    return isTooDeep || value.is_discarded() ? std::nullopt : std::optional(std::move(value));
-}
+std::optional<nlohmann::json> parsed(std::string_view text, int deepestNesting);
 
 // The rest read one value under a key of an object.
 
-inline std::optional<std::string> textAt(const nlohmann::json& object, const std::string& key) {
-    const auto value = object.find(key);
-    return value != object.end() && value->is_string() ? std::optional(value->get<std::string>())
-                                                       : std::nullopt;
-}
-
+std::optional<std::string> textAt(const nlohmann::json& object, const std::string& key);
 // What `addBytes` wrote. Bytes without their text, or that are no Base64, are nothing.
-inline std::optional<std::string> bytesAt(const nlohmann::json& object, const std::string& key) {
-    std::optional<std::string> text = textAt(object, key);
-    if (!text || !object.contains(key + "Bytes")) {
-        return text;
-    }
-    const std::optional<std::string> encoded = textAt(object, key + "Bytes");
-    return encoded ? base64Decoded(*encoded) : std::nullopt;
-}
-
-inline std::optional<std::int64_t> integerOf(const nlohmann::json& value) {
-    if (!value.is_number_integer() ||
-        (value.is_number_unsigned() &&
-         value.get<std::uint64_t>() > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()))) {
-        return std::nullopt;
-    }
-    return value.get<std::int64_t>();
-}
-
-inline std::optional<std::int64_t> integerAt(const nlohmann::json& object, const std::string& key) {
-    const auto value = object.find(key);
-    return value != object.end() ? integerOf(*value) : std::nullopt;
-}
-
+std::optional<std::string> bytesAt(const nlohmann::json& object, const std::string& key);
+std::optional<std::int64_t> integerOf(const nlohmann::json& value);
+std::optional<std::int64_t> integerAt(const nlohmann::json& object, const std::string& key);
 // Always finite: the text has no word for anything else.
-inline std::optional<double> numberAt(const nlohmann::json& object, const std::string& key) {
-    const auto value = object.find(key);
-    return value != object.end() && value->is_number() ? std::optional(value->get<double>()) : std::nullopt;
-}
+std::optional<double> numberAt(const nlohmann::json& object, const std::string& key);
 
 }  // namespace larkfold::stored_json

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <exception>
 #include <map>
+#include <set>
 #include <stop_token>
 #include <utility>
 
@@ -45,10 +46,11 @@ void applyChanges(const Changes& changes, nlohmann::json& values) {
 // --- The file
 
 struct Content {
-    // `damaged`: it could not be read or understood. It is set aside before something else takes its place.
-    enum class State { missing, whole, damaged };
+    // `damaged`: it was read and not understood. It is set aside before something else takes its place.
+    enum class State { missing, whole, damaged, unreadable };
     State state = State::missing;
     nlohmann::json values = nlohmann::json::object();
+    std::optional<SystemError> problem = std::nullopt;  // why it is unreadable
 };
 
 Content read(const std::string& file) {
@@ -60,8 +62,8 @@ Content read(const std::string& file) {
         if (object && object->is_object()) {
             return {.state = Content::State::whole, .values = std::move(*object)};
         }
-    } catch (const SystemError&) {
-        // Counts as empty, like the rest that cannot be understood.
+    } catch (const SystemError& error) {
+        return {.state = Content::State::unreadable, .problem = error};
     }
     return {.state = Content::State::damaged};
 }
@@ -90,6 +92,9 @@ struct Attempt {
     std::chrono::milliseconds longestWait;
     nlohmann::json known;  // all that holds here
     Changes changes;       // what of it was changed here
+    std::vector<std::string> newKeys;
+    // It could not be read from the beginning, so nobody here knows what is in it.
+    bool replacesUnreadable = false;
 
     bool hasEnded = false;
     std::optional<nlohmann::json> inFile;  // all that the file holds then
@@ -111,19 +116,33 @@ struct Attempt {
     }
 
 private:
+    std::optional<own_files::FileLock> lock(const std::stop_token& stop) const {
+        try {
+            return std::optional<own_files::FileLock>(std::in_place, file, longestWait, stop);
+        } catch (const SystemError& error) {
+            if (!own_files::FileLock::isUnsupported(error.code())) {
+                throw;
+            }
+            return std::nullopt;
+        }
+    }
+
     nlohmann::json save(const std::stop_token& stop) const {
         own_files::createFolders(std::string(parentPath(file)));
-        const own_files::FileLock lock(file, longestWait, stop);
+        const std::optional<own_files::FileLock> held = lock(stop);
         Content content = read(file);
+        if (content.problem && !replacesUnreadable) {
+            throw SystemError(*content.problem);  // what other windows saved is in it
+        }
         nlohmann::json values = content.state == Content::State::whole ? content.values : known;
         applyChanges(changes, values);
         if (content.state == Content::State::whole && values == content.values) {
             return values;  // it stands there already
         }
-        if (content.state == Content::State::damaged) {
+        if (content.state == Content::State::damaged || content.problem) {
             setDamagedAside(file);
         }
-        own_files::writeFile(file, values.dump(2) + "\n");
+        own_files::writeFile(file, stored_json::encoded(values, 2) + "\n");
         return values;
     }
 };
@@ -139,7 +158,8 @@ struct UserDefaults::Impl {
     nlohmann::json values = nlohmann::json::object();  // as they hold here
     Changes unsaved;                                   // made here, and not known to stand in the file
     std::shared_ptr<Attempt> attempt;                  // under way; null while none is
-    bool changedMeanwhile = false;                     // since it began
+    std::set<std::string> newKeys;                     // changed since it began, or ever
+    bool replacesUnreadable = false;
 
     NotificationCenter observers;
     Save save;                         // what the observers of saves are told
@@ -149,7 +169,11 @@ struct UserDefaults::Impl {
     Run run;
 
     Impl(std::string path, MainQueue& queue, std::chrono::milliseconds wait)
-        : file(std::move(path)), mainQueue(queue), longestWait(wait), values(read(file).values) {}
+        : file(std::move(path)), mainQueue(queue), longestWait(wait) {
+        Content content = read(file);
+        replacesUnreadable = content.state == Content::State::unreadable;
+        values = std::move(content.values);
+    }
 
     const nlohmann::json* find(std::string_view key) const {
         const auto value = values.find(std::string(key));
@@ -157,22 +181,23 @@ struct UserDefaults::Impl {
     }
 
     void change(std::string key, std::optional<nlohmann::json> value) {
+        newKeys.insert(key);
         const Changes::iterator place = unsaved.insert_or_assign(std::move(key), std::move(value)).first;
         applyChanges({*place}, values);
-        if (attempt) {
-            changedMeanwhile = true;
-        } else {
+        if (!attempt) {
             begin();
         }
     }
 
     std::shared_ptr<Attempt> nextAttempt() {
-        changedMeanwhile = false;
         attempt = std::make_shared<Attempt>();
         attempt->file = file;
         attempt->longestWait = longestWait;
         attempt->known = values;
         attempt->changes = unsaved;
+        attempt->newKeys.assign(newKeys.begin(), newKeys.end());
+        attempt->replacesUnreadable = replacesUnreadable;
+        newKeys.clear();
         return attempt;
     }
 
@@ -192,7 +217,7 @@ struct UserDefaults::Impl {
                     attempt->fail(refusal.what());  // there was no thread for it
                 }
                 end();
-                if (changedMeanwhile && !attempt) {
+                if (!newKeys.empty() && !attempt) {
                     begin();
                 }
             });
@@ -208,8 +233,9 @@ struct UserDefaults::Impl {
                 return done != ended->changes.end() && done->second == change.second;
             });
             takeOver(std::move(*ended->inFile));
+            replacesUnreadable = false;
         }
-        save = {.keys = {}, .problem = ended->problem};
+        save = {.keys = {}, .newKeys = ended->newKeys, .problem = ended->problem};
         for (const auto& [key, value] : ended->changes) {
             save.keys.push_back(key);
         }
@@ -240,7 +266,12 @@ struct UserDefaults::Impl {
         context.reset();  // breaks off a wait for the lock, and lets a write end
         if (attempt && attempt->hasEnded) {
             end();
+        } else if (attempt) {
+            newKeys.insert(attempt->newKeys.begin(), attempt->newKeys.end());
         }
+        // Whoever was told may have changed something, and so begun the next attempt.
+        run.drop();
+        context.reset();
         attempt = nullptr;
         if (!unsaved.empty()) {
             nextAttempt()->make({});

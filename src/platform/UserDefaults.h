@@ -14,7 +14,8 @@
 //
 // A damaged or unreadable file counts as empty at the start; it is set aside beside the new one
 // ("settings.json.damaged") before the first save would replace it, so nothing is lost. One that is missing
-// or damaged later on is written anew with all that holds here.
+// or damaged later on is written anew with all that holds here; where it cannot be read any more, nothing is
+// written. On a file system that keeps no locks it is saved without one.
 //
 // Main thread only.
 #pragma once
@@ -39,6 +40,7 @@ public:
     // What came of one attempt to save.
     struct Save {
         std::vector<std::string> keys;       // what it was to save
+        std::vector<std::string> newKeys;    // those of them that changed since the attempt before
         std::optional<std::string> problem;  // why it did not; a sentence
     };
     using Observation = NotificationCenter::Observation;

@@ -81,7 +81,7 @@ void appendList(std::string& text, const std::vector<Element>& elements) {
         if (&element != &elements.front()) {
             text += ',';
         }
-        text += encoded(element).dump();
+        text += stored_json::encoded(encoded(element));
     }
     text += ']';
 }
@@ -93,7 +93,7 @@ std::string encoded(const CleanupOperation& operation) {
     object["finishedAt"] = secondsSince2001(operation.finishedAt);
     object["source"] = utf8::repaired(operation.source);
     object["permanent"] = operation.permanent;
-    std::string text = object.dump();
+    std::string text = stored_json::encoded(object);
     text.pop_back();
     text += ",\"items\":";
     appendList(text, operation.items);

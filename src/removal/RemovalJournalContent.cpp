@@ -55,7 +55,7 @@ std::string digitsOf(std::uint32_t sum) {
 }
 
 std::string line(const Object& object) {
-    const std::string json = object.dump();
+    const std::string json = stored_json::encoded(object);
     return digitsOf(checksum(json)) + " " + json + "\n";
 }
 

@@ -405,6 +405,53 @@ TEST_F(SavesOfUserDefaultsTest, ofOneKeyTheLaterSaveWins) {
     EXPECT_THAT(foreign, IsEmpty()) << "what was changed here was not changed by somebody else";
 }
 
+TEST_F(SavesOfUserDefaultsTest, aKeyIsNewToOneAttemptAlone) {
+    start(std::chrono::milliseconds(1));
+    {
+        const own_files::FileLock held(file);
+        defaults->setBool("a", true);
+        EXPECT_FALSE(defaults->flush());
+        defaults->setBool("b", true);
+        EXPECT_FALSE(defaults->flush());
+    }
+    ASSERT_GE(saves.size(), 2u);
+    EXPECT_THAT(saves.front().newKeys, ElementsAre("a"));
+    EXPECT_THAT(saves.back().keys, ElementsAre("a", "b"));
+    EXPECT_THAT(saves.back().newKeys, testing::Not(testing::Contains("a")));
+}
+
+TEST_F(SavesOfUserDefaultsTest, whoeverIsToldMayChangeSomethingDuringTheLastSave) {
+    const auto answer = defaults->observeSaves([this](const UserDefaults::Save& save) {
+        if (save.keys == std::vector<std::string>{"a"}) {
+            defaults->setBool("b", true);
+        }
+    });
+    defaults->setBool("a", true);
+    defaults->flush();
+    EXPECT_TRUE(defaults->flush());
+    EXPECT_EQ(otherWindow()->boolForKey("b"), true);
+}
+
+TEST(UserDefaultsThatCannotBeReadAnyMore, areLeftAloneUntilTheyCan) {
+    test::asUnprivilegedUser([](const std::string& home) {
+        const std::string path = home + "/settings.json";
+        own_files::writeFile(path, R"({"theirs": 1})");
+        TestMainLoop ownLoop;
+        UserDefaults defaults(path, ownLoop.queue());
+        defaults.setBool("ours", true);
+        ASSERT_TRUE(defaults.flush());
+        chmod(path.c_str(), 0);
+        defaults.setBool("ours", false);
+        EXPECT_FALSE(defaults.flush());
+        EXPECT_FALSE(own_files::exists(path + ".damaged"));
+        chmod(path.c_str(), 0600);
+        EXPECT_TRUE(defaults.flush());
+        const UserDefaults after(path, ownLoop.queue());
+        EXPECT_EQ(after.integerForKey("theirs"), 1);
+        EXPECT_EQ(after.boolForKey("ours"), false);
+    });
+}
+
 // Writes back what it once read, with its own change: the way in which windows undo each other's settings.
 class StaleWriter {
 public:

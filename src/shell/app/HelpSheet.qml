@@ -7,6 +7,8 @@ import Larkfold.Shell
 AppDialog {
     id: sheet
 
+    required property LarkfoldApp app
+
     iconName: "help"
     preferredWidth: 560 * Theme.typeScale
     title: qsTr("Larkfold Help")
@@ -144,9 +146,15 @@ AppDialog {
                     keys: qsTr("%1+,").arg(Words.commandKey)
                     meaning: qsTr("Settings")
                 }
-                Key {
-                    keys: qsTr("%1+1").arg(Words.commandKey)
-                    meaning: qsTr("Disk Space")
+                Repeater {
+                    model: sheet.app.tabRows.filter(row => row.shortcut !== "")
+
+                    Key {
+                        required property var modelData
+
+                        keys: modelData.shortcut.replace("Ctrl", Words.commandKey)
+                        meaning: modelData.title
+                    }
                 }
             }
         }

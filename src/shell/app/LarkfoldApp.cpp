@@ -21,7 +21,6 @@ LarkfoldApp::LarkfoldApp(Dependencies dependencies, QObject* parent)
       permissionManager_(dependencies_.mainQueue, dependencies_.permissions),
       updateManager_(dependencies_.mainQueue, dependencies_.defaults, dependencies_.updates),
       settings_(dependencies_.defaults) {
-    // The window of the updater's setting is that of the others, also during the first run.
     if (!dependencies_.defaults.integerForKey(kPrivacyRevisionKey)) {
         rememberPrivacyPolicy();  // who has not seen another one is told of no change
     }

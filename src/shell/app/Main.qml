@@ -79,6 +79,7 @@ T.ApplicationWindow {
         active: false
         // qmllint disable unqualified
         sourceComponent: HelpSheet {
+            app: window.app
             visible: true
             onClosed: help.active = false
         }

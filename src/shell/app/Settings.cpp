@@ -3,7 +3,6 @@
 #include <QVariantMap>
 #include <algorithm>
 #include <array>
-#include <string_view>
 
 #include "shell/kit/FigureTexts.h"
 #include "shell/updates/UpdateManager.h"
@@ -15,12 +14,6 @@ namespace {
 constexpr const char* kSkipHiddenFilesKey = "skipHiddenFiles";
 constexpr const char* kMinimumDuplicateSizeKey = "minimumDuplicateSize";
 constexpr const char* kHasCompletedOnboardingKey = "hasCompletedOnboarding";
-
-// What is changed in the settings window: only whoever stands before it is told that one of these
-// was not saved.
-constexpr std::array<std::string_view, 4> kKeys{kSkipHiddenFilesKey, kMinimumDuplicateSizeKey,
-                                                kHasCompletedOnboardingKey,
-                                                UpdateManager::automaticallyChecksKey};
 
 constexpr qint64 kUsualDuplicateSize = 10'240;
 
@@ -46,6 +39,7 @@ Settings::Settings(UserDefaults& defaults, QObject* parent)
       defaults_(defaults),
       toldSkipHiddenFiles_(skipHiddenFiles()),
       toldMinimumDuplicateSize_(minimumDuplicateSize()),
+      setHere_{std::string(UpdateManager::automaticallyChecksKey)},
       saves_(defaults.observeSaves([this](const UserDefaults::Save& save) { noteSave(save); })),
       changes_(defaults.observeChanges([this](const std::vector<std::string>&) { readAgain(); })) {}
 
@@ -58,6 +52,7 @@ void Settings::setSkipHiddenFiles(bool skips) {
         return;
     }
     defaults_.setBool(kSkipHiddenFilesKey, skips);
+    setHere_.insert(kSkipHiddenFilesKey);
     readAgain();
 }
 
@@ -71,6 +66,7 @@ void Settings::setMinimumDuplicateSize(qint64 bytes) {
         return;
     }
     defaults_.setInteger(kMinimumDuplicateSizeKey, bytes);
+    setHere_.insert(kMinimumDuplicateSizeKey);
     readAgain();
 }
 
@@ -102,6 +98,7 @@ void Settings::setShowResetOnboardingAlert(bool shows) {
 void Settings::resetOnboarding() {
     setShowResetOnboardingAlert(false);
     defaults_.setBool(kHasCompletedOnboardingKey, false);
+    setHere_.insert(kHasCompletedOnboardingKey);
 }
 
 void Settings::dismissError() {
@@ -120,10 +117,14 @@ void Settings::readAgain() {
 }
 
 void Settings::noteSave(const UserDefaults::Save& save) {
-    const bool isOneOfThese = std::ranges::any_of(
-        save.keys, [](const std::string& key) { return std::ranges::find(kKeys, key) != kKeys.end(); });
-    if (isOneOfThese) {
-        setErrorText(save.problem ? settingNotSaved(QString::fromStdString(*save.problem)) : QString());
+    const auto isSetHere = [this](const std::string& key) { return setHere_.contains(key); };
+    if (!save.problem) {
+        if (std::ranges::any_of(save.keys, isSetHere)) {
+            setErrorText({});
+        }
+    } else if (std::ranges::any_of(save.newKeys, isSetHere)) {
+        // Said once for each change: later attempts carry it along.
+        setErrorText(settingNotSaved(QString::fromStdString(*save.problem)));
     }
 }
 

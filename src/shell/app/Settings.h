@@ -9,6 +9,8 @@
 #include <QObject>
 #include <QString>
 #include <QVariantList>
+#include <set>
+#include <string>
 
 #include "platform/UserDefaults.h"
 
@@ -78,6 +80,8 @@ private:
     qint64 toldMinimumDuplicateSize_;
     bool showResetOnboardingAlert_ = false;
     QString errorText_;
+    // The keys that are changed in the settings window: who stands before it is told where one was not saved.
+    std::set<std::string> setHere_;
     UserDefaults::Observation saves_;
     UserDefaults::Observation changes_;
 };

@@ -201,7 +201,7 @@ FocusScope {
             model.goUp();
         } else if (view.model.choosesSeveral && event.key === Qt.Key_A && isControl) {
             model.checkAllRows();
-        } else if (view.model.choosesSeveral && event.key === Qt.Key_Space && !isAlt && (isControl || !model.isTypingAhead())) {
+        } else if (view.model.choosesSeveral && event.key === Qt.Key_Space && !isAlt && list.currentIndex >= 0 && (isControl || !model.isTypingAhead())) {
             list.followsKeyboard = true;
             model.toggleCheck(list.currentIndex);
         } else if (event.text.length > 0 && event.text > " " && !isControl && !isAlt || event.text === " " && model.isTypingAhead()) {

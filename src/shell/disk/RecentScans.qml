@@ -75,7 +75,9 @@ ColumnLayout {
             Accessible.name: qsTr("Recent Scans")
             onRowWanted: row => {
                 currentIndex = row;
-                section.shown(currentItem);
+                if (followsKeyboard) {
+                    section.shown(currentItem);
+                }
             }
 
             function remove(row: int) {

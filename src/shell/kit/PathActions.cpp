@@ -43,9 +43,8 @@ QString PathActions::copy(const std::string& path) {
                      "the path.");
 }
 
-void PathActions::reveal(const std::string& path, Told told) {
-    ask(revealer_, path,
-        QStringLiteral("No file manager answered, so the item could not be shown. Its path is “%1”."),
+void PathActions::reveal(const std::string& path, Told told, const QString& where) {
+    ask(revealer_, path, QStringLiteral("No file manager answered, so the item could not be shown. ") + where,
         std::move(told));
 }
 

@@ -30,7 +30,10 @@ public:
     // leads to it. Returns the sentence that tells which of the two it was.
     static QString copy(const std::string& path);
 
-    void reveal(const std::string& path, Told told);
+    // `where`: a sentence with a hole for the path, for who could not be shown the item; what is said of it
+    // there has been looked at by the caller.
+    void reveal(const std::string& path, Told told,
+                const QString& where = QStringLiteral("Its path is “%1”."));
     void open(const std::string& path, Told told);
 
 private:

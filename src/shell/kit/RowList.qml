@@ -38,9 +38,11 @@ ListView {
         }
     }
 
-    // Whether the key moved the current row. With Alt the keys belong to whoever stands around the list.
+    // Whether the key moved the current row. With Alt the keys belong to whoever stands around the list, and so do
+    // pages where the list itself does not scroll.
     function takeMove(event: var): bool {
-        if (event.modifiers & Qt.AltModifier) {
+        const isPage = event.key === Qt.Key_PageUp || event.key === Qt.Key_PageDown;
+        if (event.modifiers & Qt.AltModifier || isPage && !interactive) {
             return false;
         }
         switch (event.key) {

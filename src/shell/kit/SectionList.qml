@@ -26,6 +26,9 @@ RowList {
         if (takeMove(event)) {
             return true;
         }
+        if (event.modifiers & Qt.AltModifier) {
+            return false;
+        }
         switch (event.key) {
         case Qt.Key_Return:
         case Qt.Key_Enter:

@@ -164,11 +164,12 @@ void CleanupHistoryModel::locateInTrash(int row) {
 
 void CleanupHistoryModel::reveal(const std::string& path) {
     setError({});
-    actions_.reveal(path, [this](const QString& problem) {
+    const auto tell = [this](const QString& problem) {
         if (!problem.isEmpty()) {
             setError(problem);
         }
-    });
+    };
+    actions_.reveal(path, tell, QStringLiteral("It is still in Trash, at “%1”."));
 }
 
 void CleanupHistoryModel::copyPath(int row) {

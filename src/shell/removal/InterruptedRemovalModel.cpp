@@ -126,11 +126,12 @@ void InterruptedRemovalModel::reveal() {
     if (leftover == nullptr) {
         return;
     }
-    actions_.reveal(isRestored_ ? leftover->item.originalPath : leftover->item.path,
-                    [this](const QString& problem) {
-                        revealProblem_ = problem;
-                        emit changed();
-                    });
+    const auto tell = [this](const QString& problem) {
+        revealProblem_ = problem;
+        emit changed();
+    };
+    actions_.reveal(isRestored_ ? leftover->item.originalPath : leftover->item.path, tell,
+                    QStringLiteral("It is still at “%1”."));
 }
 
 void InterruptedRemovalModel::show(Stage stage) {

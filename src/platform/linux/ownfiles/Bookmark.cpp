@@ -103,7 +103,7 @@ std::string makeBookmark(const std::string& path) {
     if (identity.madeAt) {
         object["madeAt"] = *identity.madeAt;
     }
-    return object.dump();
+    return stored_json::encoded(object);
 }
 
 ResolvedBookmark resolveBookmark(const std::string& bytes) {

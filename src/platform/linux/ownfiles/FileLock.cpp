@@ -82,6 +82,10 @@ FileLock::FileLock(const std::string& file, std::chrono::milliseconds wait, cons
 
 FileLock::~FileLock() = default;
 
+bool FileLock::isUnsupported(int code) {
+    return code == EOPNOTSUPP || code == ENOLCK || code == ENOSYS;
+}
+
 struct FolderLock::Impl {
     FileDescriptor descriptor;
     std::optional<FileLock> file;
@@ -94,7 +98,7 @@ FolderLock::FolderLock(const std::string& folder, std::chrono::milliseconds wait
         throw SystemError(SystemError::Operation::open, errno, folder);
     }
     const int problem = lock(impl_->descriptor.get(), wait, stop);
-    if (problem == EBADF || problem == EOPNOTSUPP || problem == ENOLCK) {
+    if (problem == EBADF || FileLock::isUnsupported(problem)) {
         impl_->file.emplace(folder + "/", wait, stop);
     } else if (problem == ECANCELED) {
         throw CancellationError();

@@ -49,8 +49,7 @@ using Folder = ListedFolder;
 using FolderPointer = std::shared_ptr<Folder>;
 
 constexpr std::size_t maximumOpenDescriptors = 128;
-constexpr std::size_t longestPiece = 4000;  // bytes of a path that one call is given; the system takes 4,095
-constexpr std::size_t weightOfFolder = 8;   // entries that a folder counts for in the window beside its own
+constexpr std::size_t weightOfFolder = 8;  // entries that a folder counts for in the window beside its own
 constexpr int readFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 
 // A folder of `parent`; with `crossesMounts` false EXDEV for what is mounted there.
@@ -258,7 +257,8 @@ struct DirectoryReader::Impl {
         std::string piece;
         for (std::size_t left = way.size(); left > 0;) {
             piece.assign(way[--left]->name);
-            while (left > 0 && piece.size() + 1 + way[left - 1]->name.size() < longestPiece) {
+            while (left > 0 &&
+                   piece.size() + 1 + way[left - 1]->name.size() < path_descriptors::longestPiece) {
                 piece += '/';
                 piece += way[--left]->name;
             }

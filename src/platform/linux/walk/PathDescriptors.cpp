@@ -26,8 +26,6 @@ namespace {
 
 using system_calls::uninterrupted;
 
-// Bytes of a path that one call is given; the system takes 4,095.
-constexpr std::size_t longestPiece = 4000;
 // The kernel gives up with EAGAIN where folders are renamed or mounted while it makes sure that
 // it stays below.
 constexpr int mostAttempts = 100;

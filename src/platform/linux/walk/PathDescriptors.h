@@ -13,6 +13,9 @@
 
 namespace larkfold::path_descriptors {
 
+// Bytes of a path that one call is given; the system takes 4,095.
+inline constexpr std::size_t longestPiece = 4000;
+
 // A moment as a file system keeps it.
 struct Timestamp {
     std::int64_t seconds = 0;
