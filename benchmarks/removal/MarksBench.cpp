@@ -130,7 +130,7 @@ int main(int argc, char** argv) {
 
     // 1. The window over a scan.
     larkfold::EventLoopQueue events;
-    larkfold::UserDefaults defaults(folder + "/settings.json");
+    larkfold::UserDefaults defaults(folder + "/settings.json", events.queue());
     defaults.setBool("hasCompletedOnboarding", true);
     larkfold::Appearance appearance;
     appearance.setReducesMotion(true);

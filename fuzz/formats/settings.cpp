@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "StoredFormat.h"
+#include "platform/MainQueue.h"
 #include "platform/UTF8.h"
 #include "platform/UserDefaults.h"
 #include "support/TemporaryTree.h"
@@ -16,13 +17,14 @@ constexpr auto bytesKey = "recent";
 }  // namespace
 
 void writeSeeds(const std::string& folder) {
-    UserDefaults defaults(folder + "/settings");
+    MainQueue queue([] {});
+    UserDefaults defaults(folder + "/settings", queue);
     defaults.setBool("skipHiddenFiles", false);
     defaults.setInteger("windowWidth", 1200);
     defaults.setInteger("least", INT64_MIN);
     defaults.setString("name", "Überblick \U0001F5C2");
     defaults.setData(bytesKey, std::string_view("\0\xff{}", 4));
-    UserDefaults none(folder + "/empty");
+    UserDefaults none(folder + "/empty", queue);
     none.setBool("gone", true);
     none.remove("gone");
     writeBytes(folder + "/nested", R"({"windows":[{"x":-1.5e3,"y":null},[[]]],"skipHiddenFiles":"true"})");
@@ -34,6 +36,7 @@ void read(std::string_view bytes) {
     static const test::TemporaryTree place;
     static const std::string file = place.path("settings.json");
     static const std::string damaged = file + ".damaged";
+    static MainQueue queue([] {});  // what is not saved yet is saved at the end
     writeBytes(file, bytes);
 
     const nlohmann::json expected = nlohmann::json::parse(bytes, nullptr, false);
@@ -44,7 +47,7 @@ void read(std::string_view bytes) {
     std::vector<std::optional<std::string>> texts;
     std::vector<std::optional<std::string>> data;
     {
-        UserDefaults defaults(file);
+        UserDefaults defaults(file, queue);
         for (const char* key : keys) {
             switches.push_back(defaults.boolForKey(key));
             numbers.push_back(defaults.integerForKey(key));
@@ -54,7 +57,7 @@ void read(std::string_view bytes) {
         }
         defaults.setInteger(changed, -7);
     }
-    const UserDefaults defaults(file);
+    const UserDefaults defaults(file, queue);
     require(defaults.integerForKey(changed) == -7);
     std::size_t index = 0;
     for (const char* key : keys) {
@@ -72,6 +75,7 @@ void read(std::string_view bytes) {
         require(setAside.empty() || setAside == bytes);  // the second: nested too deep
     }
     test::removeTree(damaged);
+    queue.drain();
 }
 
 }  // namespace larkfold::fuzz
