@@ -19,10 +19,6 @@ namespace {
 
 constexpr std::size_t maximumRetainedFiles = 50'000;
 
-QString textOf(const std::optional<std::string>& text) {
-    return text ? QString::fromStdString(*text) : QString();
-}
-
 }  // namespace
 
 DiskScannerViewModel::DiskScannerViewModel(Dependencies dependencies, QObject* parent)
@@ -81,11 +77,11 @@ const std::vector<std::string>& DiskScannerViewModel::startupScanExclusions() {
 // --- State
 
 QString DiskScannerViewModel::errorText() const {
-    return textOf(error());
+    return QString::fromStdString(error().value_or(std::string()));
 }
 
 QString DiskScannerViewModel::savedScanNoticeText() const {
-    return textOf(savedScanNotice());
+    return QString::fromStdString(savedScanNotice().value_or(std::string()));
 }
 
 FileNode::Pointer DiskScannerViewModel::currentNode() const {
@@ -106,7 +102,7 @@ void DiskScannerViewModel::setSkipHiddenFiles(bool skip) {
     dependencies_.defaults.setBool("skipHiddenFiles", skip);
     skipHiddenFilesSave_ = dependencies_.defaults.observeSaves([this](const UserDefaults::Save& save) {
         if (save.problem && std::ranges::find(save.newKeys, "skipHiddenFiles") != save.newKeys.end()) {
-            setError(*save.problem);  // it holds for this run all the same
+            setError(save.problem);  // it holds for this run all the same
         }
     });
     emit skipHiddenFilesChanged();
@@ -448,7 +444,7 @@ std::vector<std::string> DiskScannerViewModel::allowedRemovalRoots() const {
 }
 
 QString DiskScannerViewModel::markNotice() const {
-    return textOf(selection_.notice());
+    return QString::fromStdString(selection_.notice().value_or(std::string()));
 }
 
 void DiskScannerViewModel::dismissMarkNotice() {
