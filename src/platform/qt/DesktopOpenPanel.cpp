@@ -83,7 +83,7 @@ const QDBusArgument& operator>>(const QDBusArgument& argument, FilterRule& rule)
     argument.beginStructure();
     argument >> rule.kind >> rule.pattern;
     argument.endStructure();
-    return argument;
+    return argument;  // NOLINT(bugprone-return-const-ref-from-parameter): the toolkit wants this form
 }
 QDBusArgument& operator<<(QDBusArgument& argument, const Filter& filter) {
     argument.beginStructure();
@@ -95,7 +95,7 @@ const QDBusArgument& operator>>(const QDBusArgument& argument, Filter& filter) {
     argument.beginStructure();
     argument >> filter.name >> filter.rules;
     argument.endStructure();
-    return argument;
+    return argument;  // NOLINT(bugprone-return-const-ref-from-parameter): likewise
 }
 
 // "json" as "*.[jJ][sS][oO][nN]": patterns tell the cases of letters apart, `FileType` does not.
