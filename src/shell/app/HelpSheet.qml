@@ -147,11 +147,12 @@ AppDialog {
                     meaning: qsTr("Settings")
                 }
                 Repeater {
-                    model: sheet.app.tabRows.filter(row => row.shortcut !== "")
+                    model: sheet.app.tabRows
 
                     Key {
                         required property var modelData
 
+                        visible: keys.length > 0
                         keys: modelData.shortcut.replace("Ctrl", Words.commandKey)
                         meaning: modelData.title
                     }

@@ -17,7 +17,7 @@
 
 namespace larkfold {
 
-class DiskSpaceTab : public Tab {
+class DiskSpaceTab : public larkfold::Tab {
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("The window has the one there is.")

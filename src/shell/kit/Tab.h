@@ -1,5 +1,8 @@
 // One tab as the window's frame sees it. Each tab derives its own from it, which its page gets as `tab`; the
 // frame knows no more of any of them than this. Main thread only.
+//
+// Who derives names it with its namespace, `public larkfold::Tab`: else the toolkit's registration of types
+// does not find it, and views cannot be checked.
 #pragma once
 
 #include <QtQml/qqmlregistration.h>

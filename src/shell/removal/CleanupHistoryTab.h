@@ -9,7 +9,7 @@
 
 namespace larkfold {
 
-class CleanupHistoryTab : public Tab {
+class CleanupHistoryTab : public larkfold::Tab {
     Q_OBJECT
     QML_ELEMENT
     QML_UNCREATABLE("The window has the one there is.")

@@ -27,7 +27,7 @@ RemovalPresenter::RemovalPresenter(Dependencies dependencies, QObject* parent)
 
 void RemovalPresenter::attach(int tab, RemovalRun& run, ReviewRequest& request) {
     attach(request);
-    runs_.append(new RemovalProgressPresenter(tab, run, this));
+    runs_.append(QVariant::fromValue(new RemovalProgressPresenter(tab, run, this)));
     emit runsChanged();
     connect(&run, &RemovalRun::finished, this, &RemovalPresenter::show);
 }

@@ -6,8 +6,8 @@
 #pragma once
 
 #include <QtQml/qqmlregistration.h>
-#include <QList>
 #include <QObject>
+#include <QVariantList>
 #include <functional>
 #include <string>
 
@@ -33,7 +33,7 @@ class RemovalPresenter : public QObject {
     Q_PROPERTY(larkfold::CleanupHistoryModel* history READ history CONSTANT)
     Q_PROPERTY(larkfold::InterruptedRemovalModel* interrupted READ interrupted CONSTANT)
     // One for each driver that was attached with its run.
-    Q_PROPERTY(QList<QObject*> runs READ runs NOTIFY runsChanged)
+    Q_PROPERTY(QVariantList runs READ runs NOTIFY runsChanged)
 
 public:
     // What it is given. References outlive it.
@@ -51,7 +51,7 @@ public:
     CleanupResultPresenter* result() { return &result_; }
     CleanupHistoryModel* history() { return &history_; }
     InterruptedRemovalModel* interrupted() { return &interrupted_; }
-    const QList<QObject*>& runs() const { return runs_; }
+    const QVariantList& runs() const { return runs_; }
 
     // The reviews and removals of a driver, which outlives it, and the tab whose page has a button to stop
     // them. The second one is for a driver that calls the gate by itself and tells of its records by `show`.
@@ -74,7 +74,7 @@ private:
     CleanupResultPresenter result_;
     CleanupHistoryModel history_;
     InterruptedRemovalModel interrupted_;
-    QList<QObject*> runs_;
+    QVariantList runs_;
     ReviewRequest* shown_ =
         nullptr;  // whose review the sheet shows or prepares; attached, so it outlives this
 };

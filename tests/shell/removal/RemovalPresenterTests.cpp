@@ -117,7 +117,7 @@ TEST_F(RemovalPresenterTest, anotherProposalOfTheSameDriverTakesThePlaceOfItsFir
 
 TEST_F(RemovalPresenterTest, eachRunHasItsStrip_andItsRecordTheBanner) {
     ASSERT_EQ(presenter.runs().size(), 2);
-    auto* strip = qobject_cast<RemovalProgressPresenter*>(presenter.runs()[1]);
+    auto* strip = presenter.runs()[1].value<RemovalProgressPresenter*>();
     ASSERT_NE(strip, nullptr);
     EXPECT_EQ(strip->tab(), 4);
     EXPECT_FALSE(strip->isRunning());
