@@ -22,7 +22,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <memory>
 #include <stop_token>
 #include <string>
 #include <string_view>
@@ -88,24 +87,19 @@ ScanResult scan(std::string_view mode, const std::string& root, const std::strin
     return result;
 }
 
-// Requests a stop when standard input has a byte, and then makes a call that nothing else here makes, so that
-// the harness knows that it was requested.
-class StopOnInput {
-public:
-    StopOnInput()
-        : reader_([this] {
-              char byte = 0;
-              if (read(STDIN_FILENO, &byte, 1) == 1) {
-                  source_.request_stop();
-                  static_cast<void>(getpgid(0));
-              }
-          }) {}
-    std::stop_token token() const { return source_.get_token(); }
-
-private:
-    std::stop_source source_;
-    std::jthread reader_;
-};
+// A stop is requested when standard input has a byte. A call follows that nothing else here makes, so that
+// the harness knows that it was requested. Nobody waits for the thread: the byte may never come.
+std::stop_token stopOnInput() {
+    std::stop_source source;
+    std::thread([source] mutable {
+        char byte = 0;
+        if (read(STDIN_FILENO, &byte, 1) == 1) {
+            source.request_stop();
+            static_cast<void>(getpgid(0));
+        }
+    }).detach();
+    return source.get_token();
+}
 
 std::string reportOf(const ScanResult& result) {
     std::string report = "scanned " + std::to_string(result.totalFiles) + " " +
@@ -125,15 +119,12 @@ std::optional<VictimWork> scanWork(const std::vector<std::string>& words) {
     if (words.size() != 3) {
         return std::nullopt;
     }
-    const auto work = [mode = words[0], root = words[1], index = words[2],
-                       stopOnInput = std::shared_ptr<StopOnInput>()]() mutable {
+    const auto work = [mode = words[0], root = words[1], index = words[2]] {
         // Not before: the harness sees the calls of threads that begin while it watches.
-        if (mode == "stoppable" || mode == "deaf") {
-            stopOnInput = std::make_shared<StopOnInput>();
-        }
+        const std::stop_token requested =
+            mode == "stoppable" || mode == "deaf" ? stopOnInput() : std::stop_token();
         try {
-            return reportOf(
-                scan(mode, root, index, mode == "stoppable" ? stopOnInput->token() : std::stop_token()));
+            return reportOf(scan(mode, root, index, mode == "stoppable" ? requested : std::stop_token()));
         } catch (const Error&) {
             if (mode == "leaky") {
                 leakDescriptor();
