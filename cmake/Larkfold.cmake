@@ -63,8 +63,16 @@ endif()
 set(LARKFOLD_SHARED_HEADERS
   <algorithm> <array> <chrono> <condition_variable> <cstdint> <filesystem> <fstream> <functional> <map> <memory> <mutex>
   <optional> <set> <sstream> <stop_token> <string> <string_view> <thread> <unordered_map> <utility> <vector>)
-set(LARKFOLD_SHARED_TEST_HEADERS <gtest/gtest.h> <gmock/gmock.h> ${LARKFOLD_SHARED_HEADERS})
-set(LARKFOLD_SHARED_WINDOW_TEST_HEADERS ${LARKFOLD_SHARED_TEST_HEADERS} <QtQuick/QtQuick> <QtTest/QtTest>)
+# With an event loop, and with a window. Not the toolkit's headers that hold all others: they cost three times as much.
+set(LARKFOLD_SHARED_CORE_HEADERS
+  ${LARKFOLD_SHARED_HEADERS} <QAbstractListModel> <QCoreApplication> <QPointer> <QTimer> <QUrl> <QVariantMap>)
+set(LARKFOLD_SHARED_WINDOW_HEADERS
+  ${LARKFOLD_SHARED_CORE_HEADERS} <QGuiApplication> <QImage> <QPainter> <QQmlEngine> <QQuickItem> <QQuickPaintedItem>
+  <QQuickWindow>)
+set(LARKFOLD_TEST_HEADERS <gtest/gtest.h> <gmock/gmock.h>)
+set(LARKFOLD_SHARED_TEST_HEADERS ${LARKFOLD_TEST_HEADERS} ${LARKFOLD_SHARED_HEADERS})
+set(LARKFOLD_SHARED_CORE_TEST_HEADERS ${LARKFOLD_TEST_HEADERS} ${LARKFOLD_SHARED_CORE_HEADERS} <QSignalSpy> <QTest>)
+set(LARKFOLD_SHARED_WINDOW_TEST_HEADERS ${LARKFOLD_TEST_HEADERS} ${LARKFOLD_SHARED_WINDOW_HEADERS} <QSignalSpy> <QTest>)
 
 if(LARKFOLD_PRECOMPILE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # So that the compiler cache can tell what such a header was made of.
@@ -132,12 +140,13 @@ function(larkfold_library name)
 endfunction()
 
 # larkfold_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [TIMEOUT seconds] [SHARDS number] [COST seconds]
-# [HEADERS target] [SERIAL]): one test program, and one ctest entry that runs it or several that share its tests out. It runs
+# [HEADERS target] [PRECOMPILE headers...] [SERIAL]): one test program, and one ctest entry that runs it or several that share its tests out. It runs
 # headless and with a private home and runtime folder, so that no test ever sees the developer's own. What costs most begins
-# first; the cost is that of one entry. HEADERS names the program that precompiles the toolkit's headers for itself and
-# others of its folder; the compiler wants the same definitions.
+# first; the cost is that of one entry. PRECOMPILE tells the headers to compile once for this program, HEADERS names another
+# one of its folder that does; the compiler wants the same definitions. Without either, those of all tests are read. The negative controls are not for sanitizers: the naive
+# ways that they find out are no code of the program.
 function(larkfold_test name)
-  cmake_parse_arguments(ARG "SERIAL" "TIMEOUT;SHARDS;COST;HEADERS" "SOURCES;LIBRARIES;LABELS" ${ARGN})
+  cmake_parse_arguments(ARG "SERIAL" "TIMEOUT;SHARDS;COST;HEADERS" "SOURCES;LIBRARIES;LABELS;PRECOMPILE" ${ARGN})
   if(NOT ARG_TIMEOUT)
     set(ARG_TIMEOUT 300)
   endif()
@@ -147,8 +156,8 @@ function(larkfold_test name)
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/src" "${PROJECT_SOURCE_DIR}/tests")
   target_link_libraries(${name} PRIVATE larkfold_options ${ARG_LIBRARIES})
-  if(LARKFOLD_PRECOMPILE AND ARG_HEADERS STREQUAL name)
-    target_precompile_headers(${name} PRIVATE ${LARKFOLD_SHARED_WINDOW_TEST_HEADERS})
+  if(ARG_PRECOMPILE)
+    larkfold_precompile(${name} ${ARG_PRECOMPILE})
   elseif(ARG_HEADERS)
     larkfold_borrow_headers(${name} ${ARG_HEADERS})
   else()
@@ -165,11 +174,15 @@ function(larkfold_test name)
   foreach(entry IN LISTS entries)
     add_test(NAME ${entry} COMMAND "${PROJECT_SOURCE_DIR}/tests/support/private-session" $<TARGET_FILE:${name}>)
     set_tests_properties(${entry} PROPERTIES TIMEOUT ${ARG_TIMEOUT} COST ${ARG_COST} LABELS "${ARG_LABELS}")
+    set(environment)
+    if(LARKFOLD_SANITIZE)
+      list(APPEND environment "GTEST_FILTER=-*Control.*:*.control_*")
+    endif()
     if(ARG_SHARDS)
-      set_tests_properties(${entry} PROPERTIES
-        ENVIRONMENT "GTEST_TOTAL_SHARDS=${ARG_SHARDS};GTEST_SHARD_INDEX=${index}")
+      list(APPEND environment GTEST_TOTAL_SHARDS=${ARG_SHARDS} GTEST_SHARD_INDEX=${index})
       math(EXPR index "${index} + 1")
     endif()
+    set_tests_properties(${entry} PROPERTIES ENVIRONMENT "${environment}")
     if(ARG_SERIAL)
       set_tests_properties(${entry} PROPERTIES RUN_SERIAL TRUE)
     endif()

@@ -26,6 +26,8 @@ constexpr std::size_t largestFile = 64u << 20;
 constexpr int deepestNesting = 100;
 // So many damaged files are kept beside each other before saving fails: somebody should have looked by then.
 constexpr int mostDamagedFiles = 100;
+// So often `flush` saves what observers of its own saves change.
+constexpr int mostFinalAttempts = 10;
 
 constexpr std::string_view saved = "saved";
 constexpr std::string_view changed = "changed";
@@ -167,6 +169,7 @@ struct UserDefaults::Impl {
 
     std::unique_ptr<SerialContext> context;  // made for the first save, and after each `flush`
     Run run;
+    bool isFlushing = false;
 
     Impl(std::string path, MainQueue& queue, std::chrono::milliseconds wait)
         : file(std::move(path)), mainQueue(queue), longestWait(wait) {
@@ -184,7 +187,7 @@ struct UserDefaults::Impl {
         newKeys.insert(key);
         const Changes::iterator place = unsaved.insert_or_assign(std::move(key), std::move(value)).first;
         applyChanges({*place}, values);
-        if (!attempt) {
+        if (!attempt && !isFlushing) {
             begin();
         }
     }
@@ -262,21 +265,23 @@ struct UserDefaults::Impl {
     }
 
     bool flush() {
+        isFlushing = true;  // who is told of an attempt may change something: it is saved here as well
         run.drop();
         context.reset();  // breaks off a wait for the lock, and lets a write end
         if (attempt && attempt->hasEnded) {
             end();
         } else if (attempt) {
             newKeys.insert(attempt->newKeys.begin(), attempt->newKeys.end());
+            attempt = nullptr;
         }
-        // Whoever was told may have changed something, and so begun the next attempt.
-        run.drop();
-        context.reset();
-        attempt = nullptr;
-        if (!unsaved.empty()) {
+        for (int made = 0; !unsaved.empty() && made < mostFinalAttempts; ++made) {
+            if (made > 0 && newKeys.empty()) {
+                break;  // that could not be saved, and nothing else has changed
+            }
             nextAttempt()->make({});
             end();
         }
+        isFlushing = false;
         return unsaved.empty();
     }
 };

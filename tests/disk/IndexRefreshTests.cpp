@@ -17,6 +17,7 @@
 #include "disk/IndexRows.h"
 #include "platform/Path.h"
 #include "support/NoThreads.h"
+#include "support/Sanitized.h"
 #include "support/UnprivilegedUser.h"
 
 namespace larkfold {
@@ -478,11 +479,7 @@ protected:
 };
 
 TEST_F(WatchedRefreshTest, afterRandomChangesARefreshedIndexIsThatOfAFreshScan) {
-#ifdef LARKFOLD_SANITIZED
-    constexpr unsigned seeds = 2;  // each costs ten times as much
-#else
-    constexpr unsigned seeds = 8;
-#endif
+    constexpr unsigned seeds = test::isSanitized ? 2 : 8;
     for (unsigned seed = 1; seed <= seeds; ++seed) {
         for (const auto& entry : fs::directory_iterator(tree.root())) {
             fs::remove_all(entry.path());

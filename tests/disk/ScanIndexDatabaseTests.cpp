@@ -21,6 +21,7 @@
 #include "disk/FileNode.h"
 #include "platform/Collation.h"
 #include "support/Places.h"
+#include "support/Sanitized.h"
 #include "support/TemporaryTree.h"
 
 namespace larkfold {
@@ -933,7 +934,10 @@ TEST_F(ScanIndexDatabaseTest, everySingleBitFlipEndsInAFailureOrASoundTree) {
         file.flush();
     };
     for (std::size_t at = 0; at < sample.size(); ++at) {
-        for (int bit = 0; bit < 8; ++bit) {
+        for (std::size_t bit = 0; bit < 8; ++bit) {
+            if (test::isSanitized && bit != at % 8) {
+                continue;
+            }
             put(at, static_cast<char>(sample[at] ^ (1 << bit)));
             try {
                 const ScanResult result = load(url, 2);

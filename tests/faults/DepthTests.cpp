@@ -16,16 +16,13 @@
 #include "disk/ScanIndexDatabase.h"
 #include "faults/IndexOracle.h"
 #include "support/OpenDescriptors.h"
+#include "support/Sanitized.h"
 #include "support/TemporaryTree.h"
 
 namespace larkfold::test {
 namespace {
 
-#ifdef LARKFOLD_SANITIZED
-constexpr std::size_t smallStack = 1 << 20;  // instrumented frames are larger
-#else
-constexpr std::size_t smallStack = 1 << 18;
-#endif
+constexpr std::size_t smallStack = isSanitized ? 1 << 20 : 1 << 18;  // instrumented frames are larger
 
 void onSmallStack(const std::function<void()>& work) {
     pthread_attr_t attributes;

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "support/Sanitized.h"
+
 namespace larkfold::test {
 
 Thoroughness thoroughness() {
@@ -16,11 +18,7 @@ Thoroughness thoroughness() {
     if (asked != nullptr && std::string(asked) == "brief") {
         return Thoroughness::brief;
     }
-#ifdef LARKFOLD_SANITIZED
-    return Thoroughness::brief;
-#else
-    return Thoroughness::usual;
-#endif
+    return isSanitized ? Thoroughness::brief : Thoroughness::usual;
 }
 
 std::uint64_t Pace::after(std::uint64_t at) const {

@@ -105,7 +105,7 @@ struct KillTally {
 
 void killAppends(HistorySubject& subject, const std::string& mode, KillTally& tally) {
     const auto run = [&](const Watcher& watcher) { return subject.run(mode, watcher); };
-    const Pace pace{.stride = thorough<std::uint64_t>(mode == "append" ? 5 : 1, 1, 1)};
+    const Pace pace{.stride = thorough<std::uint64_t>(mode == "append" ? 13 : 1, 1, 1)};
     killEverywhere(run, pace, [&](std::uint64_t at, const ProgramOutcome& outcome) {
         if (!outcome.wasKilledByWatcher) {
             EXPECT_TRUE(subject.holdsNew());
@@ -292,7 +292,7 @@ TEST(HistoryInjection, eachErrorAtEachCall_isToldAndLeavesAWholeHistory) {
     for (const int operations : {0, 3}) {
         HistorySubject subject(operations);
         InjectionTally tally;
-        const auto stride = thorough<std::uint64_t>(7, 2, 1);
+        const auto stride = thorough<std::uint64_t>(11, 2, 1);
         injectEverywhere(subject, "append", diskErrors, isFallible, stride, tally);
         injectEverywhere(subject, "append", std::array{ENOMEM}, isFallible, stride, tally);
         std::printf("%d operations before: %d errors injected, %d appended, %d refused\n", operations,

@@ -51,7 +51,7 @@ void killScans(SwapSubject& subject, const std::string& mode, const Pace& pace, 
 TEST(Kill, atEverySystemCall_leavesTheWholeOldOrTheWholeNewIndex) {
     const QuickFolder quick;
     const unsigned seeds = thoroughness() == Thoroughness::full ? 20 : 1;
-    const auto stride = thorough<std::uint64_t>(23, 6, 1);
+    const auto stride = thorough<std::uint64_t>(47, 6, 1);
     Tally all;
     std::uint64_t first = 0;  // another one each time, where stops are left out
     for (unsigned seed = 0; seed < seeds; ++seed) {

@@ -74,12 +74,12 @@ TEST(RefreshKill, atEverySystemCall_leavesEachChangeWholeOrAbsent) {
         std::uint64_t stride;
     };
     const Run runs[] = {
-        {.step = Step::merge, .files = 40, .stride = thorough<std::uint64_t>(11, 4, 1)},
-        {.step = Step::mergeOfRoot, .files = 40, .stride = thorough<std::uint64_t>(11, 4, 1)},
-        {.step = Step::remove, .files = 40, .stride = thorough<std::uint64_t>(11, 4, 1)},
-        {.step = Step::refresh, .files = 40, .stride = thorough<std::uint64_t>(61, 13, 1)},
-        {.step = Step::merge, .files = manyFiles, .stride = thorough<std::uint64_t>(997, 499, 3)},
-        {.step = Step::remove, .files = manyFiles, .stride = thorough<std::uint64_t>(997, 499, 3)},
+        {.step = Step::merge, .files = 40, .stride = thorough<std::uint64_t>(23, 4, 1)},
+        {.step = Step::mergeOfRoot, .files = 40, .stride = thorough<std::uint64_t>(23, 4, 1)},
+        {.step = Step::remove, .files = 40, .stride = thorough<std::uint64_t>(23, 4, 1)},
+        {.step = Step::refresh, .files = 40, .stride = thorough<std::uint64_t>(127, 13, 1)},
+        {.step = Step::merge, .files = manyFiles, .stride = thorough<std::uint64_t>(1'994, 499, 3)},
+        {.step = Step::remove, .files = manyFiles, .stride = thorough<std::uint64_t>(1'994, 499, 3)},
     };
     int kills = 0;
     for (const Run& run : runs) {

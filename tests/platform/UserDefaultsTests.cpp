@@ -427,9 +427,18 @@ TEST_F(SavesOfUserDefaultsTest, whoeverIsToldMayChangeSomethingDuringTheLastSave
         }
     });
     defaults->setBool("a", true);
-    defaults->flush();
     EXPECT_TRUE(defaults->flush());
     EXPECT_EQ(otherWindow()->boolForKey("b"), true);
+}
+
+TEST_F(SavesOfUserDefaultsTest, whoeverChangesSomethingAtEachSave_doesNotHoldUpTheEnd) {
+    std::int64_t told = 0;
+    const auto answer =
+        defaults->observeSaves([&](const UserDefaults::Save&) { defaults->setInteger("told", ++told); });
+    defaults->setBool("a", true);
+    EXPECT_FALSE(defaults->flush());
+    EXPECT_GT(told, 1);
+    EXPECT_EQ(otherWindow()->integerForKey("told"), told - 1);
 }
 
 TEST(UserDefaultsThatCannotBeReadAnyMore, areLeftAloneUntilTheyCan) {

@@ -114,41 +114,23 @@ AppDialog {
                                                        : nothing.implicitHeight
         Layout.minimumHeight: Math.min(Layout.preferredHeight, 96 * Theme.typeScale)
 
-        ListView {
+        RowList {
             id: list
             objectName: "reviewList"
             anchors.fill: parent
             anchors.topMargin: 1
             anchors.bottomMargin: 1
             visible: count > 0
-            clip: true
-            reuseItems: true
             model: sheet.review
-            boundsBehavior: Flickable.StopAtBounds
-            activeFocusOnTab: true
-            keyNavigationEnabled: true
-            highlightFollowsCurrentItem: false
-            onCurrentIndexChanged: positionViewAtIndex(currentIndex, ListView.Contain)
-            T.ScrollBar.vertical: AppScrollBar {}
-            Accessible.role: Accessible.List
+            usualRowHeight: 80 * Theme.typeScale
+            onRowWanted: row => show(row)
             Accessible.name: qsTr("Items to be removed")
 
-            readonly property int rowsPerPage: Math.max(1, Math.floor(height / (80 * Theme.typeScale)))
-
             Keys.onPressed: event => {
-                event.accepted = true;
-                if (event.matches(StandardKey.Copy)) {
+                event.accepted = takeMove(event);
+                if (!event.accepted && event.matches(StandardKey.Copy)) {
                     sheet.review.copyPath(currentIndex);
-                } else if (event.key === Qt.Key_PageUp) {
-                    currentIndex = Math.max(0, currentIndex - rowsPerPage);
-                } else if (event.key === Qt.Key_PageDown) {
-                    currentIndex = Math.min(count - 1, currentIndex + rowsPerPage);
-                } else if (event.key === Qt.Key_Home) {
-                    currentIndex = 0;
-                } else if (event.key === Qt.Key_End) {
-                    currentIndex = count - 1;
-                } else {
-                    event.accepted = false;
+                    event.accepted = true;
                 }
             }
 

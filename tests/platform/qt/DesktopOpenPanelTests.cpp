@@ -3,35 +3,25 @@
 
 #include <gtest/gtest.h>
 
-#include <QCoreApplication>
 #include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDBusVariant>
 #include <QDBusVirtualObject>
-#include <QEventLoop>
-#include <QTimer>
 #include <QVariantMap>
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/qt/TurnUntil.h"
+
 namespace larkfold {
 namespace {
 
+using test::turnUntil;
 using Answer = DesktopOpenPanel::Answer;
-
-bool turnUntil(const std::function<bool()>& isDone) {
-    QTimer limit;
-    limit.setSingleShot(true);
-    limit.start(std::chrono::seconds(60));
-    while (!isDone() && limit.isActive()) {
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
-    return isDone();
-}
 
 // Offers the interface in a version, and answers each question by a response and its results.
 class FakePortal : public QDBusVirtualObject {

@@ -8,27 +8,18 @@
 #include <QDBusVariant>
 #include <QDBusVirtualObject>
 #include <QDesktopServices>
-#include <QEventLoop>
 #include <QGuiApplication>
 #include <QPalette>
-#include <QTimer>
 #include <QUrl>
 #include <functional>
 #include <optional>
 
+#include "platform/qt/TurnUntil.h"
+
 namespace larkfold {
 namespace {
 
-// Turns the event loop until `isDone()`; false when that did not come about within the limit.
-bool turnUntil(const std::function<bool()>& isDone) {
-    QTimer limit;
-    limit.setSingleShot(true);
-    limit.start(std::chrono::seconds(60));
-    while (!isDone() && limit.isActive()) {
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
-    return isDone();
-}
+using test::turnUntil;
 
 // The connection of the services: another one than the program's, so that every call goes over the bus.
 QDBusConnection serviceBus() {
