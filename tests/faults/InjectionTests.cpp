@@ -195,7 +195,7 @@ std::size_t violationsOf(const std::string& mode, int error, bool (*counts)(long
     const QuickFolder quick;
     SwapSubject subject(Before::index);
     Tally tally;
-    injectEverywhere(subject, mode, std::array{error}, counts, thorough<std::uint64_t>(3, 3, 1), tally);
+    injectEverywhere(subject, mode, std::array{error}, counts, thorough<std::uint64_t>(7, 3, 1), tally);
     tell(mode.c_str(), tally);
     return tally.violations.size();
 }

@@ -96,9 +96,9 @@ void killRemovals(Scenario scenario, const std::string& mode, KillTally& tally) 
         return Verdict{};
     });
     // A control has to be found out, and the moment for that may be a single one.
-    const Pace pace{.stride = thorough<std::uint64_t>(mode.empty() ? 7 : 1, mode.empty() ? 5 : 1, 1),
+    const Pace pace{.stride = thorough<std::uint64_t>(mode.empty() ? 19 : 1, mode.empty() ? 5 : 1, 1),
                     .dense = firstChange - std::min(margin, firstChange),
-                    .sparse = thorough<std::uint64_t>(173, 64, 1)};
+                    .sparse = thorough<std::uint64_t>(251, 64, 1)};
     const auto run = [&](const Watcher& watcher) { return subject.run(mode, watcher); };
     killEverywhere(run, pace, [&](std::uint64_t at, const ProgramOutcome& outcome) {
         subject.look();
@@ -393,7 +393,7 @@ void injectEverywhere(Scenario scenario, const std::string& mode, bool goesOn, s
 
 int injectInto(const std::vector<Scenario>& scenarios, bool goesOn, std::uint64_t usualStride,
                std::span<const int> tried = diskErrors) {
-    const auto stride = thorough<std::uint64_t>(41, usualStride, 1);
+    const auto stride = thorough<std::uint64_t>(usualStride * 4, usualStride, 1);
     InjectionTally sum;
     for (const Scenario scenario : scenarios) {
         InjectionTally tally;

@@ -68,7 +68,7 @@ TEST(RemovalRecoveryKill, atEverySystemCallOfTheRecovery_theNextOneTellsItOnce) 
         for (const Scenario scenario : removableScenarios) {
             RemovalSubject subject(scenario, true);
             RecordOracle record;
-            const auto stride = thorough<std::uint64_t>(41, 17, 1);
+            const auto stride = thorough<std::uint64_t>(83, 17, 1);
             const int moments = momentsOf(subject);
             const int step = thorough(5, moments > 16 ? 3 : 2, 1);
             for (int moment = 0; moment < moments; moment += step) {
