@@ -140,11 +140,12 @@ function(larkfold_library name)
 endfunction()
 
 # larkfold_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [TIMEOUT seconds] [SHARDS number] [COST seconds]
-# [HEADERS target] [PRECOMPILE headers...] [SERIAL]): one test program, and one ctest entry that runs it or several that share its tests out. It runs
-# headless and with a private home and runtime folder, so that no test ever sees the developer's own. What costs most begins
-# first; the cost is that of one entry. PRECOMPILE tells the headers to compile once for this program, HEADERS names another
-# one of its folder that does; the compiler wants the same definitions. Without either, those of all tests are read. The negative controls are not for sanitizers: the naive
-# ways that they find out are no code of the program.
+# [HEADERS target] [PRECOMPILE headers...] [SERIAL]): one test program, and one ctest entry that runs it or several that
+# share its tests out. It runs headless and with a private home and runtime folder, so that no test ever sees the
+# developer's own. What costs most begins first; the cost is that of one entry. PRECOMPILE tells the headers to compile once
+# for this program, HEADERS names another one of its folder that does; the compiler wants the same definitions. Without
+# either, those of all tests are read. The negative controls are not for sanitizers: the naive ways that they find out are no
+# code of the program.
 function(larkfold_test name)
   cmake_parse_arguments(ARG "SERIAL" "TIMEOUT;SHARDS;COST;HEADERS" "SOURCES;LIBRARIES;LABELS;PRECOMPILE" ${ARGN})
   if(NOT ARG_TIMEOUT)
