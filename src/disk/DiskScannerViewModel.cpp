@@ -186,6 +186,10 @@ void DiskScannerViewModel::scanFolder(const std::string& path) {
     if (!isIdle()) {
         return;
     }
+    if (standardizedPath(path) == "/") {
+        scanStartupDisk();
+        return;
+    }
     releaseSecurityScope();
     std::optional<std::string> bookmark;
     try {
@@ -355,7 +359,7 @@ void DiskScannerViewModel::loadOnDemand(const FileNode::Pointer& node) {
                                      [](const FileNode::Pointer& child) { return child->isAggregate(); })) {
         return;
     }
-    savedScan_.load(node->url(), [this, node](Outcome<ScanResult> outcome) {
+    savedScan_.load(scanResult_->rootPath, node->url(), [this, node](Outcome<ScanResult> outcome) {
         try {
             takeLoaded(node, std::move(outcome.get()));
         } catch (const std::exception&) {

@@ -43,18 +43,15 @@ IndexRefresh::IndexRefresh(SerialContext& scanContext, SerialContext& indexConte
       request_(std::move(request)),
       finished_(std::move(finished)) {
     request_.folders = removal_rules::collapseNested(request_.folders);
-    run_ = indexContext_.run<bool>(
-        [index = request_.indexURL, root = request_.root](std::stop_token) {
-            const SavedScanLoader::Header saved = SavedScanLoader::header(index);
-            if (saved.root && *saved.root != standardizedPath(root)) {
-                throw ScanIndexDatabase::Failure(
-                    "Another window has saved a scan of another folder meanwhile. Scan everything again.");
-            }
-            return saved.skipHiddenFiles;
+    expected_.root = request_.root;
+    run_ = indexContext_.run<ExpectedScan>(
+        [index = request_.indexURL, expected = expected_](std::stop_token stop) {
+            return SavedScanLoader::header(index, expected, std::move(stop));
         },
-        [this, make = std::move(makeOptions)](Outcome<bool> skipsHiddenFiles) {
+        [this, make = std::move(makeOptions)](Outcome<ExpectedScan> saved) {
             try {
-                options_ = make(skipsHiddenFiles.get());
+                expected_.skipsHiddenFiles = saved.get().skipsHiddenFiles;
+                options_ = make(expected_.skipsHiddenFiles.value_or(false));
             } catch (...) {
                 fail(std::current_exception());
                 return;
@@ -119,8 +116,8 @@ void IndexRefresh::nextFolder() {
 
 void IndexRefresh::takeIn(const std::shared_ptr<Temporary>& temporary) {
     run_ = indexContext_.run<bool>(
-        [index = request_.indexURL, temporary](std::stop_token stop) {
-            SavedScanLoader::merge(index, temporary->url(), std::move(stop));
+        [index = request_.indexURL, temporary, expected = expected_](std::stop_token stop) {
+            SavedScanLoader::merge(index, temporary->url(), std::move(stop), expected);
             return true;
         },
         then([this] { nextFolder(); }));
@@ -128,8 +125,8 @@ void IndexRefresh::takeIn(const std::shared_ptr<Temporary>& temporary) {
 
 void IndexRefresh::takeOut(const std::string& folder) {
     run_ = indexContext_.run<bool>(
-        [index = request_.indexURL, folder](std::stop_token stop) {
-            SavedScanLoader::removeFolder(index, folder, std::move(stop));
+        [index = request_.indexURL, folder, expected = expected_](std::stop_token stop) {
+            SavedScanLoader::removeFolder(index, folder, std::move(stop), expected);
             return true;
         },
         then([this] { nextFolder(); }));
@@ -137,8 +134,8 @@ void IndexRefresh::takeOut(const std::string& folder) {
 
 void IndexRefresh::loadTree() {
     run_ = indexContext_.run<ScanResult>(
-        [index = request_.indexURL](std::stop_token stop) {
-            return SavedScanLoader::load(index, std::nullopt, std::move(stop));
+        [index = request_.indexURL, expected = expected_](std::stop_token stop) {
+            return SavedScanLoader::load(index, std::nullopt, std::move(stop), expected);
         },
         [finished = finished_](Outcome<ScanResult> outcome) { finished(std::move(outcome)); });
 }

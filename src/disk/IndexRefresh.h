@@ -3,9 +3,11 @@
 // 1. For each folder, one after the other, none within another:
 //    a. Scan it into an index file of its own. A folder below the root that could only be read in part ends
 //       the refresh: its old, complete record stays.
-//    b. Put that in the place of the folder's rows, in one transaction, and prove that the whole index loads.
+//    b. Put that in the place of the folder's rows, in one transaction, and prove that the folder loads and
+//    that
+//       the root leads to it.
 //    c. Of a folder that is gone take the rows out instead.
-// 2. Load the tree anew.
+// 2. Load the whole tree anew.
 //
 // Scans run on one serial context and work on the index on another, on which others read it meanwhile. What
 // was merged before a failure stays merged. Main thread only; destroying it breaks the work off.
@@ -17,6 +19,7 @@
 #include <vector>
 
 #include "disk/DiskScanOptions.h"
+#include "disk/SavedScanLoader.h"
 #include "disk/ScanResult.h"
 #include "platform/SerialContext.h"
 
@@ -57,6 +60,7 @@ private:
     SerialContext& scanContext_;
     SerialContext& indexContext_;
     Request request_;
+    ExpectedScan expected_;  // the scan that is brought up to date
     DiskScanOptions options_;
     std::size_t next_ = 0;
     bool isCancelled_ = false;

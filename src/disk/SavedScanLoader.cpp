@@ -19,10 +19,10 @@ std::string folderOf(const std::string& indexURL) {
 }
 
 // What stands at the place now, held for reading: with that begun, the lock is not needed any more.
-std::unique_ptr<ScanIndexDatabase> openForReading(const std::string& indexURL) {
+std::unique_ptr<ScanIndexDatabase> openForReading(const std::string& indexURL, const std::stop_token& stop) {
     std::optional<own_files::FolderLock> lock;
     try {
-        lock.emplace(folderOf(indexURL));
+        lock.emplace(folderOf(indexURL), own_files::FileLock::longestWait, stop);
     } catch (const SystemError& error) {
         // Where this user can make no file, nobody puts another index in its place meanwhile.
         if (error.code() != ENOENT && error.code() != EROFS && !error.isPermissionFailure()) {
@@ -34,6 +34,31 @@ std::unique_ptr<ScanIndexDatabase> openForReading(const std::string& indexURL) {
     return index;
 }
 
+ExpectedScan headerOf(ScanIndexDatabase& index) {
+    ExpectedScan header{.skipsHiddenFiles = false};
+    const auto meta = index.readMeta();
+    if (const auto value = meta.find("skipHidden"); value != meta.end()) {
+        header.skipsHiddenFiles = value->second == "1";
+    }
+    if (const auto value = meta.find("root"); value != meta.end()) {
+        header.root = value->second;
+    }
+    return header;
+}
+
+// `found` is asked of the very file that is about to be read or changed, where nobody can exchange it any
+// more: in a reading that has begun, or under the lock.
+void require(const ExpectedScan& expected, const ExpectedScan& found) {
+    if (expected.root && found.root && *found.root != standardizedPath(*expected.root)) {
+        throw ScanIndexDatabase::Failure(
+            "Another window has saved a scan of another folder meanwhile. Scan everything again.");
+    }
+    if (expected.skipsHiddenFiles && found.skipsHiddenFiles != expected.skipsHiddenFiles) {
+        throw ScanIndexDatabase::Failure(
+            "Another window has scanned this folder with other settings meanwhile. Scan everything again.");
+    }
+}
+
 // The library takes no notice when the folder's sync fails, which keeps the journal's name for as long as it
 // is needed and lets it go afterwards. So it is made again, where its failure counts.
 void syncFolderOf(const std::string& indexURL) {
@@ -43,51 +68,57 @@ void syncFolderOf(const std::string& indexURL) {
 }  // namespace
 
 ScanResult SavedScanLoader::load(const std::string& indexURL, const std::optional<std::string>& folder,
-                                 std::stop_token stop) {
-    return openForReading(indexURL)->loadTree(folder, maximumFiles, std::move(stop));
+                                 std::stop_token stop, const ExpectedScan& expected) {
+    const auto index = openForReading(indexURL, stop);
+    require(expected, headerOf(*index));
+    return index->loadTree(folder, maximumFiles, std::move(stop));
 }
 
-SavedScanLoader::Header SavedScanLoader::header(const std::string& indexURL) {
-    Header header;
+SavedScanLoader::Restored SavedScanLoader::restore(const std::string& indexURL, std::stop_token stop) {
+    const auto index = openForReading(indexURL, stop);
+    ScanResult tree = index->loadTree(std::nullopt, maximumFiles, std::move(stop));
+    return {.tree = std::move(tree), .skipsHiddenFiles = headerOf(*index).skipsHiddenFiles.value_or(false)};
+}
+
+ExpectedScan SavedScanLoader::header(const std::string& indexURL, const ExpectedScan& expected,
+                                     std::stop_token stop) {
+    ExpectedScan found;
     try {
-        const auto meta = openForReading(indexURL)->readMeta();
-        if (const auto value = meta.find("skipHidden"); value != meta.end()) {
-            header.skipHiddenFiles = value->second == "1";
-        }
-        if (const auto value = meta.find("root"); value != meta.end()) {
-            header.root = value->second;
-        }
+        found = headerOf(*openForReading(indexURL, stop));
+    } catch (const CancellationError&) {
+        throw;
     } catch (const Error&) {
-        // What is the matter shows when the index is loaded or changed.
+        return {};  // what is the matter shows when the index is loaded or changed
     }
-    return header;
+    require(expected, found);
+    return found;
 }
 
-bool SavedScanLoader::skipHiddenFiles(const std::string& indexURL) {
-    return header(indexURL).skipHiddenFiles;
-}
-
-void SavedScanLoader::merge(const std::string& indexURL, const std::string& incomingURL,
-                            std::stop_token stop) {
-    std::optional<own_files::FolderLock> lock(folderOf(indexURL));
+void SavedScanLoader::merge(const std::string& indexURL, const std::string& incomingURL, std::stop_token stop,
+                            const ExpectedScan& expected) {
+    std::optional<own_files::FolderLock> lock(std::in_place, folderOf(indexURL),
+                                              own_files::FileLock::longestWait, stop);
     ScanIndexDatabase index(indexURL, false);
-    index.merge(incomingURL, stop);
+    require(expected, headerOf(index));
+    const std::string folder = index.merge(incomingURL, stop);
     syncFolderOf(indexURL);
     index.beginReading();
     lock.reset();
-    static_cast<void>(index.loadTree(std::nullopt, maximumFiles, std::move(stop)));
+    index.proveFolder(folder, maximumFiles, std::move(stop));
 }
 
 void SavedScanLoader::removeFolder(const std::string& indexURL, const std::string& folder,
-                                   std::stop_token stop) {
-    const own_files::FolderLock lock(folderOf(indexURL));
-    ScanIndexDatabase(indexURL, false).removeFolder(folder, std::move(stop));
+                                   std::stop_token stop, const ExpectedScan& expected) {
+    const own_files::FolderLock lock(folderOf(indexURL), own_files::FileLock::longestWait, stop);
+    ScanIndexDatabase index(indexURL, false);
+    require(expected, headerOf(index));
+    index.removeFolder(folder, std::move(stop));
     syncFolderOf(indexURL);
 }
 
-void SavedScanLoader::removeIndexFile(const std::string& url) {
+void SavedScanLoader::removeIndexFile(const std::string& url, std::stop_token stop) {
     if (own_files::exists(url)) {
-        const own_files::FolderLock lock(folderOf(url));
+        const own_files::FolderLock lock(folderOf(url), own_files::FileLock::longestWait, std::move(stop));
         own_files::removeFile(url);
     }
 }

@@ -17,6 +17,7 @@
 #include <stop_token>
 #include <string>
 
+#include "disk/ExpectedScan.h"
 #include "disk/ScanResult.h"
 
 namespace larkfold {
@@ -28,29 +29,35 @@ public:
 
     // The tree of `folder`, or of the whole index. Throws ScanIndexDatabase::Failure, or CancellationError.
     static ScanResult load(const std::string& indexURL, const std::optional<std::string>& folder,
-                           std::stop_token stop);
+                           std::stop_token stop, const ExpectedScan& expected = {});
 
-    // Whether the saved scan left hidden items out; false where that cannot be read.
-    static bool skipHiddenFiles(const std::string& indexURL);
-
-    // What the index says of its scan; nothing of what cannot be read.
-    struct Header {
-        bool skipHiddenFiles = false;
-        std::optional<std::string> root;  // standardized
+    // The whole tree, and whether hidden items were left out of it: of one and the same scan. Throws
+    // likewise.
+    struct Restored {
+        ScanResult tree;
+        bool skipsHiddenFiles = false;
     };
-    static Header header(const std::string& indexURL);
+    static Restored restore(const std::string& indexURL, std::stop_token stop);
 
-    // Puts the finished index at `incomingURL` in the place of its folder's rows, and proves that the whole
-    // still loads. Throws ScanIndexDatabase::Failure or CancellationError: then nothing has changed, or what
-    // failed is that proof. Throws SystemError where the lock cannot be had, and where the change was made
-    // and could not be synced.
-    static void merge(const std::string& indexURL, const std::string& incomingURL, std::stop_token stop);
+    // What the index says of its scan; nothing of what cannot be read. Throws ScanIndexDatabase::Failure
+    // where it is another one than expected, or CancellationError.
+    static ExpectedScan header(const std::string& indexURL, const ExpectedScan& expected,
+                               std::stop_token stop);
+
+    // Puts the finished index at `incomingURL` in the place of its folder's rows, and proves that the folder
+    // loads and that the index's root leads to it. Throws ScanIndexDatabase::Failure or CancellationError:
+    // then nothing has changed, or what failed is that proof. Throws SystemError where the lock cannot be
+    // had, and where the change was made and could not be synced.
+    static void merge(const std::string& indexURL, const std::string& incomingURL, std::stop_token stop,
+                      const ExpectedScan& expected = {});
 
     // Takes out a folder that does not exist any more. Throws as `merge`.
-    static void removeFolder(const std::string& indexURL, const std::string& folder, std::stop_token stop);
+    static void removeFolder(const std::string& indexURL, const std::string& folder, std::stop_token stop,
+                             const ExpectedScan& expected = {});
 
-    // Deletes the file at `url` if there is one, and nothing beside it. Throws SystemError.
-    static void removeIndexFile(const std::string& url);
+    // Deletes the file at `url` if there is one, and nothing beside it. Throws SystemError, or
+    // CancellationError while it waits for another window.
+    static void removeIndexFile(const std::string& url, std::stop_token stop = {});
 };
 
 }  // namespace larkfold

@@ -62,8 +62,7 @@ void SavedScanSession::setExists(bool exists, std::optional<std::string> notice)
 Run SavedScanSession::restore(std::function<void(Outcome<SavedScan>)> report) {
     return context_.run<SavedScan>(
         [index = dependencies_.indexURL()](std::stop_token stop) {
-            ScanResult result = SavedScanLoader::load(index, std::nullopt, stop);
-            const bool skipsHiddenFiles = SavedScanLoader::skipHiddenFiles(index);
+            auto [result, skipsHiddenFiles] = SavedScanLoader::restore(index, stop);
             RemovalScope removalScope(ScannedMap::openRootOf(scopeOf(result), result.rootPath), stop);
             removalScope.takeMap(result.rootNode->url(), stop);
             removalScope.askForRules();
@@ -73,10 +72,11 @@ Run SavedScanSession::restore(std::function<void(Outcome<SavedScan>)> report) {
         std::move(report));
 }
 
-void SavedScanSession::load(const std::string& folder, std::function<void(Outcome<ScanResult>)> report) {
+void SavedScanSession::load(const std::string& root, const std::string& folder,
+                            std::function<void(Outcome<ScanResult>)> report) {
     loadTask_ = context_.run<ScanResult>(
-        [index = dependencies_.indexURL(), folder](std::stop_token stop) {
-            return SavedScanLoader::load(index, folder, std::move(stop));
+        [index = dependencies_.indexURL(), root, folder](std::stop_token stop) {
+            return SavedScanLoader::load(index, folder, std::move(stop), {.root = root});
         },
         std::move(report));
 }
@@ -84,8 +84,8 @@ void SavedScanSession::load(const std::string& folder, std::function<void(Outcom
 void SavedScanSession::forget(std::function<void(Outcome<bool>)> report) {
     isForgetting_ = true;
     forgetTask_ = context_.run<bool>(
-        [index = dependencies_.indexURL()](std::stop_token) {
-            SavedScanLoader::removeIndexFile(index);
+        [index = dependencies_.indexURL()](std::stop_token stop) {
+            SavedScanLoader::removeIndexFile(index, std::move(stop));
             return true;
         },
         [this, report = std::move(report)](Outcome<bool> outcome) {

@@ -61,8 +61,9 @@ public:
 
     // The functions that each of these is given are called once, on the main thread, unless it was dropped.
     [[nodiscard]] Run restore(std::function<void(Outcome<SavedScan>)> report);
-    // The tree below a folder; a newer request drops an older one.
-    void load(const std::string& folder, std::function<void(Outcome<ScanResult>)> report);
+    // The tree below a folder of the map of `root`; a newer request drops an older one.
+    void load(const std::string& root, const std::string& folder,
+              std::function<void(Outcome<ScanResult>)> report);
     // Deletes the index and ends the watch; what is on screen stays.
     void forget(std::function<void(Outcome<bool>)> report);
     // Scans these folders again, on that context, and gives the whole tree anew. What did not get done counts

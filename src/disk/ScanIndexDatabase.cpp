@@ -13,6 +13,7 @@
 
 #include "disk/FileNode.h"
 #include "disk/LoadedTree.h"
+#include "disk/SubtreeFiles.h"
 #include "platform/OwnFiles.h"
 #include "platform/Path.h"
 #include "platform/Volumes.h"
@@ -33,7 +34,7 @@ constexpr const char* schema =
     "TABLE IF NOT EXISTS meta(key TEXT PRIMARY KEY,value TEXT); BEGIN IMMEDIATE;";
 
 // The columns of `nodes`, in the order of the schema, as a SELECT * gives them.
-enum Column : int { path, parent, name, directory, size, logical, modified };
+enum Column : int { path, parent, name, directory, size, logical, modified, rowNumber };
 
 // Must precede the library's first use in the process. Where something else has initialized it already, the
 // library refuses and keeps its own setting, which is slower and as correct.
@@ -87,6 +88,17 @@ public:
         return outcome == SQLITE_ROW;
     }
 
+    // From the beginning, with its one parameter.
+    void restart(std::int64_t parameter) {
+        sqlite3_reset(statement_);
+        sqlite3_bind_int64(statement_, 1, parameter);
+    }
+    void restart(std::string_view parameter) {
+        sqlite3_reset(statement_);
+        sqlite3_bind_text(statement_, 1, parameter.data(), static_cast<int>(parameter.size()),
+                          SQLITE_TRANSIENT);
+    }
+
     // Values of the present row, by column number. NULL is empty, 0 and nothing. A text lives until the next
     // step.
     std::string_view text(int column) const {
@@ -97,6 +109,11 @@ public:
         return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
     }
     std::int64_t integer(int column) const { return sqlite3_column_int64(statement_, column); }
+    // Nothing where something else stands.
+    std::optional<std::int64_t> wholeNumber(int column) const {
+        return sqlite3_column_type(statement_, column) == SQLITE_INTEGER ? std::optional(integer(column))
+                                                                         : std::nullopt;
+    }
     std::optional<Date> date(int column) const {
         if (sqlite3_column_type(statement_, column) == SQLITE_NULL) {
             return std::nullopt;
@@ -168,22 +185,23 @@ std::string prefixOf(std::string_view folder) {
     return folder == "/" ? "/" : std::string(folder) + "/";
 }
 
-// "path=... OR substr(...)=...", without brackets.
-std::string subtreeCondition(std::string_view folder) {
-    const std::string prefix = larkfold::quoted(prefixOf(folder));
-    return "path=" + larkfold::quoted(folder) + " OR substr(path,1,length(" + prefix + "))=" + prefix;
+std::string_view nameOf(const Statement& row) {
+    return row.text(Column::path) == "/" ? "Startup Disk" : row.text(Column::name);
 }
 
-void addRow(LoadedTree& tree, const Statement& row) {
-    const std::string_view rowPath = row.text(Column::path);
-    const std::string_view rowParent = row.text(Column::parent);
-    const std::string_view rowName = rowPath == "/" ? "Startup Disk" : row.text(Column::name);
-    if (row.integer(Column::directory) == 1) {
-        tree.addDirectory(rowPath, rowParent, rowName, row.integer(Column::size));
-    } else {
-        tree.addFile(rowPath, rowParent, rowName, row.integer(Column::size), row.integer(Column::logical),
-                     row.date(Column::modified));
-    }
+// The rows of a folder itself, and of all below it, each a search of the key. "path='...'" and the range of
+// the folder "/" would give its row twice: it lies in its own range.
+std::string rowsOf(const std::string& verb, std::string_view folder, std::string_view between) {
+    const std::string below = verb + " WHERE " + larkfold::subtreeRange(folder);
+    return folder == "/" ? below
+                         : verb + " WHERE path=" + larkfold::quoted(folder) + std::string(between) + below;
+}
+
+// The rows of the folder that the whole index is of. Nearly every row is one, so the table is read through:
+// the library would take the range for a small part of it, and look up each row by the key.
+std::string allRows(std::string_view root) {
+    return "SELECT *,rowid FROM nodes NOT INDEXED WHERE path=" + larkfold::quoted(root) + " OR (" +
+           larkfold::subtreeRange(root) + ")";
 }
 
 }  // namespace
@@ -200,7 +218,16 @@ std::string quoted(std::string_view text) {
 }
 
 std::string subtreePredicate(std::string_view root) {
-    return "(" + subtreeCondition(root) + ")";
+    const std::string prefix = larkfold::quoted(prefixOf(root));
+    return "(path=" + larkfold::quoted(root) + " OR substr(path,1,length(" + prefix + "))=" + prefix + ")";
+}
+
+std::string subtreeRange(std::string_view root) {
+    const std::string prefix = prefixOf(root);
+    // The byte behind "/" is "0". Between the folder and its prefix lie siblings: "a b", "a.txt".
+    std::string end = prefix;
+    end.back() = '0';
+    return "path>=" + larkfold::quoted(prefix) + " AND path<" + larkfold::quoted(end);
 }
 
 // The connection
@@ -303,8 +330,10 @@ std::map<std::string, std::string> ScanIndexDatabase::readMeta() {
     return meta;
 }
 
-// 1. All directories, and the largest files of the whole subtree.
-// 2. Their tree.
+// 1. One pass over the rows: all directories, and of the files which are the largest of the whole subtree,
+// and
+//    for each folder their number and sum.
+// 2. The rows of these files, and the tree.
 // 3. For each folder a summary of the files that stayed behind, so that the sizes of the children add up to
 //    that of the folder, which is the stored one.
 // 4. What the metadata tells.
@@ -314,21 +343,48 @@ ScanResult ScanIndexDatabase::loadTree(const std::optional<std::string>& folder,
     if (!meta.contains("root")) {
         fail();
     }
-    const std::string root = folder ? standardizedPath(*folder) : meta.at("root");
-    const std::string below = subtreePredicate(root);
+    ScanResult result = loadRows(meta, folder ? standardizedPath(*folder) : meta.at("root"), limit, stop);
+    result.takeTotals(volumeCapacity(result.rootPath));
+    return result;
+}
+
+ScanResult ScanIndexDatabase::loadRows(const std::map<std::string, std::string>& meta,
+                                       const std::string& root, std::int64_t limit,
+                                       const std::stop_token& stop) {
     const StopWatch watch(db_, stop);
     LoadedTree tree(root);
+    SubtreeFiles files(limit);
 
     {
-        Statement row(db_, "SELECT * FROM nodes WHERE " + below +
-                               " AND directory=1 UNION ALL SELECT * FROM (SELECT * FROM nodes WHERE " +
-                               below + " AND directory=0 ORDER BY size DESC LIMIT " +
-                               std::to_string(std::max<std::int64_t>(limit, 0)) + ")");
+        Statement row(db_, root == meta.at("root")
+                               ? allRows(root)
+                               : rowsOf("SELECT *,rowid FROM nodes", root, " UNION ALL "));
         while (row.step(stop)) {
             if (stop.stop_requested()) {
                 throw CancellationError();
             }
-            addRow(tree, row);
+            const std::optional<std::int64_t> directory = row.wholeNumber(Column::directory);
+            if (directory == 1) {
+                tree.addDirectory(row.text(Column::path), row.text(Column::parent), nameOf(row),
+                                  row.integer(Column::size));
+            } else if (directory == 0 && !files.add(row.integer(Column::rowNumber), row.text(Column::parent),
+                                                    row.integer(Column::size))) {
+                throw Failure("integer overflow");
+            }
+        }
+    }
+    {
+        Statement row(db_, "SELECT * FROM nodes WHERE rowid=?");
+        for (const std::int64_t number : files.takeLargest()) {
+            if (stop.stop_requested()) {
+                throw CancellationError();
+            }
+            row.restart(number);
+            if (row.step(stop)) {
+                tree.addFile(row.text(Column::path), row.text(Column::parent), nameOf(row),
+                             row.integer(Column::size), row.integer(Column::logical),
+                             row.date(Column::modified));
+            }
         }
     }
 
@@ -338,16 +394,9 @@ ScanResult ScanIndexDatabase::loadTree(const std::optional<std::string>& folder,
         fail();
     }
 
-    {
-        Statement row(db_, "SELECT parent,COUNT(*),SUM(size) FROM nodes WHERE " + below +
-                               " AND directory=0 GROUP BY parent");
-        while (row.step(stop)) {
-            if (stop.stop_requested()) {
-                throw CancellationError();
-            }
-            tree.addSummary(row.text(0), row.integer(1), row.integer(2));
-        }
-    }
+    files.tellFolders([&tree](std::string_view path, std::int64_t count, std::int64_t bytes) {
+        tree.addSummary(path, count, bytes);
+    });
     tree.finish();
     result.rootNode->sortChildrenBySize();
 
@@ -361,8 +410,29 @@ ScanResult ScanIndexDatabase::loadTree(const std::optional<std::string>& folder,
     }
     result.scanDate = dateFromSecondsSince1970(finiteNumber(valueOr(meta, "date", "0")).value_or(0));
     result.rootPath = result.rootNode->url();
-    result.takeTotals(volumeCapacity(result.rootPath));
     return result;
+}
+
+void ScanIndexDatabase::proveFolder(const std::string& folder, std::int64_t limit, std::stop_token stop) {
+    const std::map<std::string, std::string> meta = readMeta();
+    const auto root = meta.find("root");
+    if (root == meta.end()) {
+        fail();
+    }
+    std::string_view at = folder;
+    static_cast<void>(loadRows(meta, folder, limit, stop));
+    Statement row(db_, "SELECT * FROM nodes WHERE path=?");
+    while (at != root->second) {
+        const std::string_view above = parentPath(at);
+        if (above == at) {
+            fail();
+        }
+        row.restart(above);
+        if (!row.step(stop) || row.wholeNumber(Column::directory) != 1) {
+            fail();
+        }
+        at = above;
+    }
 }
 
 // Changing
@@ -388,7 +458,7 @@ void ScanIndexDatabase::removeFolder(const std::string& url, std::stop_token sto
     }
     try {
         const StopWatch watch(db_, std::move(stop));
-        execute("BEGIN IMMEDIATE; DELETE FROM nodes WHERE " + subtreeCondition(path) + ";");
+        execute("BEGIN IMMEDIATE; " + rowsOf("DELETE FROM nodes", path, "; ") + ";");
         updateAncestors(path, root->second);
         execute("COMMIT");
     } catch (...) {
@@ -397,7 +467,7 @@ void ScanIndexDatabase::removeFolder(const std::string& url, std::stop_token sto
     }
 }
 
-void ScanIndexDatabase::merge(const std::string& incomingURL, std::stop_token stop) {
+std::string ScanIndexDatabase::merge(const std::string& incomingURL, std::stop_token stop) {
     const std::map<std::string, std::string> incomingMeta = ScanIndexDatabase(incomingURL, false).readMeta();
     const std::map<std::string, std::string> meta = readMeta();
     if (!incomingMeta.contains("root") || !meta.contains("root")) {
@@ -418,7 +488,7 @@ void ScanIndexDatabase::merge(const std::string& incomingURL, std::stop_token st
     const auto detach = [this] { sqlite3_exec(db_, "DETACH DATABASE incoming", nullptr, nullptr, nullptr); };
     try {
         const StopWatch watch(db_, std::move(stop));
-        execute("BEGIN IMMEDIATE; DELETE FROM nodes WHERE " + subtreeCondition(incoming) +
+        execute("BEGIN IMMEDIATE; " + rowsOf("DELETE FROM nodes", incoming, "; ") +
                 "; INSERT INTO nodes SELECT * FROM incoming.nodes;");
         updateAncestors(incoming, saved);
         execute("INSERT OR REPLACE INTO meta VALUES('date'," + larkfold::quoted(nowText()) + "),('errors'," +
@@ -429,6 +499,7 @@ void ScanIndexDatabase::merge(const std::string& incomingURL, std::stop_token st
         throw;
     }
     detach();
+    return incoming;
 }
 
 }  // namespace larkfold

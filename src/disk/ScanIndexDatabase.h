@@ -75,8 +75,13 @@ public:
     void removeFolder(const std::string& url, std::stop_token stop = {});
 
     // Replaces a folder's subtree by the finished index of a scan of that folder, and sums its ancestors
-    // anew, in one transaction. Throws Failure, or CancellationError when stopped; then nothing has changed.
-    void merge(const std::string& incomingURL, std::stop_token stop = {});
+    // anew, in one transaction. Returns that folder. Throws Failure, or CancellationError when stopped; then
+    // nothing has changed.
+    std::string merge(const std::string& incomingURL, std::stop_token stop = {});
+
+    // Loads a folder as `loadTree` does, and follows its row up to the index's root: throws Failure where a
+    // folder on that way is missing or is none, or CancellationError when stopped.
+    void proveFolder(const std::string& folder, std::int64_t limit, std::stop_token stop = {});
 
 private:
     sqlite3* db_ = nullptr;           // closed by the destructor
@@ -87,11 +92,17 @@ private:
     [[noreturn]] void fail() const;
     void execute(const std::string& sql);
     void updateAncestors(std::string_view below, std::string_view last);
+    // The rows alone, without what is asked of the disk.
+    ScanResult loadRows(const std::map<std::string, std::string>& meta, const std::string& root,
+                        std::int64_t limit, const std::stop_token& stop);
 };
 
 // "'" + text with each "'" doubled + "'".
 std::string quoted(std::string_view text);
-// The SQL condition that a row lies at or below `root`.
+// The SQL condition that a row lies at or below `root`, in words: it looks at every row.
 std::string subtreePredicate(std::string_view root);
+// The same of what lies below `root` alone, as a range of the key: it finds the rows without looking at
+// others. For "/" it holds the root's own row as well.
+std::string subtreeRange(std::string_view root);
 
 }  // namespace larkfold

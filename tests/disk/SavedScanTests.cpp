@@ -327,14 +327,22 @@ TEST_F(SavedScanTest, whatDoesNotFitIntoMemory_liesBesideTheIndexAlone) {
     std::string elsewhere = tree.folder("temporaries");
     const MadeIn there(elsewhere);
     sqlite3_temp_directory = elsewhere.data();
-    static_cast<void>(SavedScanLoader::load(index(), std::nullopt, {}));
+    const std::string incoming = store.path("Larkfold/incoming.sqlite");
+    std::filesystem::copy_file(index(), incoming);
+    SavedScanLoader::merge(index(), incoming, {});
     EXPECT_FALSE(there.something());
-    // Negative control: the same load, led elsewhere again when the index was open.
-    ScanIndexDatabase open(index(), false);
-    open.beginReading();
+    // Negative control: the same change, led elsewhere again when the index was open.
+    const auto run = [](sqlite3* db, const std::string& sql) {
+        EXPECT_EQ(sqlite3_exec(db, sql.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+    };
+    sqlite3* open = nullptr;
+    ASSERT_EQ(sqlite3_open(index().c_str(), &open), SQLITE_OK);
     char* const beside = std::exchange(sqlite3_temp_directory, elsewhere.data());
-    static_cast<void>(open.loadTree(std::nullopt, 50'000, {}));
+    run(open, "ATTACH " + larkfold::quoted(incoming) + " AS incoming; BEGIN; DELETE FROM nodes");
+    run(open, "INSERT INTO nodes SELECT * FROM incoming.nodes");
+    run(open, "ROLLBACK");
     sqlite3_temp_directory = beside;
+    sqlite3_close(open);
     EXPECT_TRUE(there.something()) << "nothing has to be put aside, so the above tells nothing";
 }
 

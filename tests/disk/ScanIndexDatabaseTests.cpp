@@ -974,7 +974,11 @@ TEST_F(ScanIndexDatabaseTest, changesToADamagedIndexEndInAFailureOrADatabase) {
             std::remove((url + "-journal").c_str());
             try {
                 ScanIndexDatabase index(url, false);
-                merges ? index.merge(incoming) : index.removeFolder("/r/a");
+                if (merges) {
+                    index.merge(incoming);
+                } else {
+                    index.removeFolder("/r/a");
+                }
                 ++done;
             } catch (const Failure&) {
                 ++failed;
