@@ -6,7 +6,6 @@
 #include <iostream>
 #include <utility>
 
-#include "disk/DiskScanner.h"
 #include "platform/Bookmark.h"
 #include "platform/CoalescedReports.h"
 #include "platform/Error.h"
@@ -640,18 +639,13 @@ void DiskScannerViewModel::startScan(const std::string& path, DiskScanOptions op
                 driver->takeProgress(id, progress);
             }
         });
-    auto scanner = std::make_shared<DiskScanner>(indexURL());
     scanTask_ = scanContext_.run<ScannedMap>(
-        [scanner, reports, path, scope, chosen = scanOptions_](std::stop_token stop) {
-            RemovalScope removalScope(ScannedMap::openRootOf(scope, path), stop);
-            ScanResult result = scanner->scan(
-                path, chosen, stop, [&reports](const ScanProgress& progress) { reports.report(progress); });
-            if (stop.stop_requested()) {
-                throw CancellationError();
-            }
-            removalScope.takeMap(result.rootNode->url(), stop);
-            removalScope.askForRules();
-            return ScannedMap{.result = std::move(result), .removalScope = std::move(removalScope)};
+        [reports,
+         scan =
+             ScannedMap::Scan{.root = path, .scope = scope, .options = scanOptions_, .indexURL = indexURL()}](
+            std::stop_token stop) {
+            return ScannedMap::of(scan, stop,
+                                  [&reports](const ScanProgress& progress) { reports.report(progress); });
         },
         [this](Outcome<ScannedMap> outcome) { finishScan(std::move(outcome)); });
 }

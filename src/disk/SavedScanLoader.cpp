@@ -22,7 +22,7 @@ std::string folderOf(const std::string& indexURL) {
 std::unique_ptr<ScanIndexDatabase> openForReading(const std::string& indexURL, const std::stop_token& stop) {
     std::optional<own_files::FolderLock> lock;
     try {
-        lock.emplace(folderOf(indexURL), own_files::FileLock::longestWait, stop);
+        lock.emplace(folderOf(indexURL), own_files::FolderLock::longestWait, stop);
     } catch (const SystemError& error) {
         // Where this user can make no file, nobody puts another index in its place meanwhile.
         if (error.code() != ENOENT && error.code() != EROFS && !error.isPermissionFailure()) {
@@ -97,7 +97,7 @@ ExpectedScan SavedScanLoader::header(const std::string& indexURL, const Expected
 void SavedScanLoader::merge(const std::string& indexURL, const std::string& incomingURL, std::stop_token stop,
                             const ExpectedScan& expected) {
     std::optional<own_files::FolderLock> lock(std::in_place, folderOf(indexURL),
-                                              own_files::FileLock::longestWait, stop);
+                                              own_files::FolderLock::longestWait, stop);
     ScanIndexDatabase index(indexURL, false);
     require(expected, headerOf(index));
     const std::string folder = index.merge(incomingURL, stop);
@@ -109,7 +109,7 @@ void SavedScanLoader::merge(const std::string& indexURL, const std::string& inco
 
 void SavedScanLoader::removeFolder(const std::string& indexURL, const std::string& folder,
                                    std::stop_token stop, const ExpectedScan& expected) {
-    const own_files::FolderLock lock(folderOf(indexURL), own_files::FileLock::longestWait, stop);
+    const own_files::FolderLock lock(folderOf(indexURL), own_files::FolderLock::longestWait, stop);
     ScanIndexDatabase index(indexURL, false);
     require(expected, headerOf(index));
     index.removeFolder(folder, std::move(stop));
@@ -118,7 +118,7 @@ void SavedScanLoader::removeFolder(const std::string& indexURL, const std::strin
 
 void SavedScanLoader::removeIndexFile(const std::string& url, std::stop_token stop) {
     if (own_files::exists(url)) {
-        const own_files::FolderLock lock(folderOf(url), own_files::FileLock::longestWait, std::move(stop));
+        const own_files::FolderLock lock(folderOf(url), own_files::FolderLock::longestWait, std::move(stop));
         own_files::removeFile(url);
     }
 }

@@ -1,9 +1,13 @@
 // A tree of a scan, and what may be removed from it.
 #pragma once
 
+#include <functional>
+#include <stop_token>
 #include <string>
 
+#include "disk/DiskScanOptions.h"
 #include "disk/RemovalScope.h"
+#include "disk/ScanProgress.h"
 #include "disk/ScanResult.h"
 #include "disk/ScanScope.h"
 
@@ -15,6 +19,19 @@ struct ScannedMap {
 
     // The folder of a map within which something may be removed. Asks the system for the home folder.
     static std::string openRootOf(ScanScope scope, const std::string& mapRoot);
+
+    // What a scan needs to know.
+    struct Scan {
+        std::string root;
+        ScanScope scope = ScanScope::selectedFolder;
+        DiskScanOptions options;
+        std::string indexURL;  // is replaced when the scan has ended
+    };
+
+    // Scans, on the calling thread, which is told of the progress. Throws `CancellationError` and what
+    // `DiskScanner::scan` throws.
+    static ScannedMap of(const Scan& scan, std::stop_token stop,
+                         const std::function<void(const ScanProgress&)>& onProgress);
 };
 
 }  // namespace larkfold

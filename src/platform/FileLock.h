@@ -41,10 +41,12 @@ private:
 // file named ".lock" in it. Otherwise as above.
 class FolderLock {
 public:
+    static constexpr std::chrono::milliseconds longestWait = FileLock::longestWait;
+
     // Waits until the lock is held. Throws SystemError where the folder is not there or cannot be locked, and
     // where another holder did not release it in time; CancellationError where a stop was requested
     // meanwhile.
-    explicit FolderLock(const std::string& folder, std::chrono::milliseconds wait = FileLock::longestWait,
+    explicit FolderLock(const std::string& folder, std::chrono::milliseconds wait = longestWait,
                         const std::stop_token& stop = {});
     ~FolderLock();
     FolderLock(const FolderLock&) = delete;
