@@ -5,6 +5,7 @@
 #include <string_view>
 #include <utility>
 
+#include "disk/EmptyFolderFailure.h"
 #include "disk/ScanIndexDatabase.h"
 #include "platform/DirectoryReader.h"
 #include "platform/FileLock.h"
@@ -302,6 +303,9 @@ ScanResult DiskScanner::scan(const std::string& url, const DiskScanOptions& opti
                 const own_files::FolderLock lock(std::string(parentPath(*indexURL_)), longestWaitForIndex,
                                                  stop);
                 settleJournal(*indexURL_);
+                if (result.rootNode->children().empty()) {
+                    requireEarlierIndexWithoutFiles(root);
+                }
                 own_files::replaceFile(temporary, *indexURL_);
             }
             walk.progress.isComplete = true;
@@ -319,6 +323,30 @@ ScanResult DiskScanner::scan(const std::string& url, const DiskScanOptions& opti
     } catch (...) {
         discardIndex(temporary);
         throw;
+    }
+}
+
+// A scan that found nothing, as of a drive that is not connected, would cost a saved scan that is good.
+void DiskScanner::requireEarlierIndexWithoutFiles(const std::string& root) const {
+    const auto failure = std::find_if(errors_.begin(), errors_.end(),
+                                      [&root](const ScanError& error) { return error.path == root; });
+    std::string savedRoot;
+    std::int64_t files = 0;
+    try {
+        ScanIndexDatabase earlier(*indexURL_, false);
+        savedRoot = earlier.readMeta()["root"];
+        files = earlier.fileCount();
+    } catch (const Error&) {
+        // None, or one that cannot be read: nothing is lost with it.
+    }
+    if (files == 0) {
+        return;
+    }
+    if (failure != errors_.end()) {
+        throw SystemError(static_cast<const SystemError&>(*failure->error));
+    }
+    if (savedRoot == root && !mayEmptyIndex_) {
+        throw EmptyFolderFailure(root, files);
     }
 }
 

@@ -51,9 +51,14 @@ public:
     DiskScanner(std::optional<std::string> indexURL, Reading reading);
     ~DiskScanner();
 
+    // From now on a folder that holds nothing may take the place of a saved scan of it that has files.
+    void letEmptyFolderReplaceIndex() { mayEmptyIndex_ = true; }
+
     // Scans the folder at `url` (absolute path, bytes). `progress` is called on this context and must return
     // quickly. Throws CancellationError when stopped, ScanIndexDatabase::Failure, SystemError or
-    // DiskScannerFailure otherwise; the earlier index then stands untouched.
+    // DiskScannerFailure otherwise; the earlier index then stands untouched. So it does where that one has
+    // files and nothing was found: EmptyFolderFailure where it is of the same folder, and the folder's own
+    // failure where that could not be read.
     ScanResult scan(const std::string& url, const DiskScanOptions& options, std::stop_token stop,
                     ProgressHandler progress);
     // The same walk without reports.
@@ -63,9 +68,11 @@ private:
     struct Walk;
 
     void discardIndex(const std::string& temporary);
+    void requireEarlierIndexWithoutFiles(const std::string& root) const;
 
     std::optional<std::string> indexURL_;
     Reading reading_;
+    bool mayEmptyIndex_ = false;
     std::unique_ptr<ScanIndexDatabase> index_;
     ErrorValue indexError_;
     std::vector<ScanError> errors_;

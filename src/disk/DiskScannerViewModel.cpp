@@ -2,7 +2,6 @@
 
 #include <QPointer>
 #include <algorithm>
-#include <cstddef>
 #include <iostream>
 #include <utility>
 
@@ -14,16 +13,12 @@
 
 namespace larkfold {
 
-namespace {
-
-constexpr std::size_t maximumRetainedFiles = 50'000;
-
-}  // namespace
-
 DiskScannerViewModel::DiskScannerViewModel(Dependencies dependencies, QObject* parent)
     : QObject(parent),
       dependencies_(std::move(dependencies)),
+      hiddenFiles_(dependencies_.defaults),
       scanContext_(dependencies_.mainQueue, "disk-scan"),
+      rescanCheck_(scanContext_),
       selection_(dependencies_.mainQueue),
       savedScan_({.mainQueue = dependencies_.mainQueue,
                   .indexURL = [this] { return indexURL(); },
@@ -53,11 +48,13 @@ DiskScannerViewModel::DiskScannerViewModel(Dependencies dependencies, QObject* p
     connect(&savedScan_, &SavedScanSession::changedFolderCountChanged, this,
             &Driver::changedFolderCountChanged);
     connect(&savedScan_, &SavedScanSession::coverageChanged, this, &Driver::watchCoverageChanged);
+    connect(&savedScan_, &SavedScanSession::isForgettingChanged, this, &Driver::isForgettingChanged);
     connect(&removalRun_, &RemovalRun::stateChanged, this, &Driver::isDeletingChanged);
 }
 
 DiskScannerViewModel::~DiskScannerViewModel() {
     scanTask_.drop();
+    rescanCheck_.dropRuns();
     savedScan_.dropRuns();
     selection_.dropRuns();
     releaseSecurityScope();
@@ -65,12 +62,6 @@ DiskScannerViewModel::~DiskScannerViewModel() {
 
 std::string DiskScannerViewModel::indexFileURL() {
     return joinedPath(applicationSupportDirectory(), "Larkfold/latest-scan.sqlite");
-}
-
-const std::vector<std::string>& DiskScannerViewModel::startupScanExclusions() {
-    static const std::vector<std::string> prefixes = {"/System/Volumes", "/Volumes", "/dev", "/.vol",
-                                                      "/.nofollow",      "/Network", "/net"};
-    return prefixes;
 }
 
 // --- State
@@ -90,21 +81,11 @@ FileNode::Pointer DiskScannerViewModel::currentNode() const {
     return scanResult_ ? scanResult_->rootNode : nullptr;
 }
 
-bool DiskScannerViewModel::skipHiddenFiles() const {
-    return dependencies_.defaults.boolForKey("skipHiddenFiles").value_or(true);
-}
-
 void DiskScannerViewModel::setSkipHiddenFiles(bool skip) {
-    if (skip == skipHiddenFiles()) {
-        return;
+    if (skip != skipHiddenFiles()) {
+        hiddenFiles_.set(skip, [this](const std::string& problem) { setError(problem); });
+        emit skipHiddenFilesChanged();
     }
-    dependencies_.defaults.setBool("skipHiddenFiles", skip);
-    skipHiddenFilesSave_ = dependencies_.defaults.observeSaves([this](const UserDefaults::Save& save) {
-        if (save.problem && std::ranges::find(save.newKeys, "skipHiddenFiles") != save.newKeys.end()) {
-            setError(save.problem);  // it holds for this run all the same
-        }
-    });
-    emit skipHiddenFilesChanged();
 }
 
 void DiskScannerViewModel::setSelectedNode(FileNode::Pointer node) {
@@ -182,36 +163,27 @@ void DiskScannerViewModel::chooseFolder() {
 }
 
 void DiskScannerViewModel::scanFolder(const std::string& path) {
-    if (!isIdle()) {
+    if (!mayBegin([this, path] { scanFolder(path); })) {
         return;
     }
     if (standardizedPath(path) == "/") {
         scanStartupDisk();
         return;
     }
-    releaseSecurityScope();
-    std::optional<std::string> bookmark;
-    try {
-        bookmark = makeBookmark(path);
-    } catch (const Error& failure) {
-        std::cerr << "Failed to create security-scoped bookmark for " << displayText(path) << ": "
-                  << failure.description() << '\n';
-    }
-    scanRootBookmarkData_ = std::move(bookmark);
-    startScan(path, optionsFor(ScanScope::selectedFolder, skipHiddenFiles()), ScanScope::selectedFolder);
+    startChosenFolder(path, false);
 }
 
 void DiskScannerViewModel::scanStartupDisk() {
-    if (!isIdle()) {
+    if (!mayBegin([this] { scanStartupDisk(); })) {
         return;
     }
     releaseSecurityScope();
     scanRootBookmarkData_.reset();
-    startScan("/", optionsFor(ScanScope::startupDisk, false), ScanScope::startupDisk);
+    startScan("/", ScanScope::startupDisk, false);
 }
 
 void DiskScannerViewModel::rescan(const std::string& path, const std::optional<std::string>& bookmarkData) {
-    if (!isIdle()) {
+    if (!mayBegin([this, path, bookmarkData] { rescan(path, bookmarkData); })) {
         return;
     }
     if (standardizedPath(path) == "/") {
@@ -219,31 +191,65 @@ void DiskScannerViewModel::rescan(const std::string& path, const std::optional<s
         return;
     }
     releaseSecurityScope();
-    if (bookmarkData) {
-        if (!startAccessingSecurityScopedResource(path)) {
-            setError("Larkfold needs permission to reopen this saved folder. Please choose it again.", true);
-            return;
+    checkThenStart(path, bookmarkData.has_value(), [this, path, bookmarkData](bool mayEmptyIndex) {
+        if (bookmarkData) {
+            activeSecurityScopedURL_ = path;
+            hasActiveSecurityScope_ = true;
         }
-        activeSecurityScopedURL_ = path;
-        hasActiveSecurityScope_ = true;
-    }
-    scanRootBookmarkData_ = bookmarkData;
-    startScan(path, optionsFor(ScanScope::selectedFolder, skipHiddenFiles()), ScanScope::selectedFolder);
+        scanRootBookmarkData_ = bookmarkData;
+        startScan(path, ScanScope::selectedFolder, mayEmptyIndex);
+    });
 }
 
 void DiskScannerViewModel::rescanCurrent() {
-    if (scanRootPath_.empty()) {
+    if (scanRootPath_.empty() || !mayBegin([this] { rescanCurrent(); })) {
         return;
     }
     if (scanScope_ == ScanScope::startupDisk) {
         scanStartupDisk();
     } else {
-        scanFolder(std::string(scanRootPath_));
+        checkThenStart(scanRootPath_, false, [this, path = scanRootPath_](bool mayEmptyIndex) {
+            startChosenFolder(path, mayEmptyIndex);
+        });
     }
+}
+
+void DiskScannerViewModel::checkThenStart(const std::string& path, bool needsPermission,
+                                          RescanCheck::Start start) {
+    rescanCheck_.begin({.path = path, .indexURL = indexURL(), .needsPermission = needsPermission},
+                       std::move(start), [this](std::optional<DiskFailure> failure) {
+                           setFailure(std::move(failure));
+                           setScanning(false);
+                       });
+    setScanning(true);
+}
+
+void DiskScannerViewModel::startChosenFolder(const std::string& path, bool mayEmptyIndex) {
+    releaseSecurityScope();
+    scanRootBookmarkData_.reset();
+    try {
+        scanRootBookmarkData_ = makeBookmark(path);
+    } catch (const Error& failure) {
+        std::cerr << "Failed to create security-scoped bookmark for " << displayText(path) << ": "
+                  << failure.description() << '\n';
+    }
+    startScan(path, ScanScope::selectedFolder, mayEmptyIndex);
+}
+
+// Nothing begins during a scan or a removal. What is asked for while the saved scan is being forgotten begins
+// when that has ended: a scan would put a new one in its place.
+bool DiskScannerViewModel::mayBegin(std::function<void()> again) {
+    if (savedScan_.isForgetting()) {
+        savedScan_.whenForgotten(std::move(again));
+        return false;
+    }
+    return !isScanning_ && !isDeleting();
 }
 
 void DiskScannerViewModel::cancelScan() {
     scanTask_.cancel();
+    rescanCheck_.cancel();
+    savedScan_.cancelForgetting();
     savedScan_.cancelRefresh();
 }
 
@@ -326,7 +332,7 @@ void DiskScannerViewModel::finishRestore(Outcome<SavedScanSession::SavedScan> ou
         isFromIndex_ = true;
         scanRootPath_ = scanResult_->rootPath;
         setScanScope(SavedScanSession::scopeOf(*scanResult_));
-        scanOptions_ = optionsFor(scanScope_, saved.skipsHiddenFiles);
+        scanOptions_ = ScannedMap::optionsFor(scanScope_, saved.skipsHiddenFiles);
         savedScan_.trackRestored(scanResult_->rootPath, scanOptions_, scanResult_->scanDate);
     } catch (...) {
         setFailure(DiskFailure{
@@ -345,6 +351,8 @@ void DiskScannerViewModel::forgetSavedScan() {
     savedScan_.forget([this](Outcome<bool> outcome) {
         try {
             outcome.get();
+        } catch (const CancellationError&) {
+            // The user kept it after all.
         } catch (...) {
             setFailure(DiskFailure{.kind = DiskFailure::Kind::forgetting,
                                    .text = descriptionOf(std::current_exception())});
@@ -385,7 +393,7 @@ void DiskScannerViewModel::takeLoaded(const FileNode::Pointer& node, ScanResult 
 }
 
 void DiskScannerViewModel::refreshIndex(bool currentFolderOnly) {
-    if (!isIdle() || isRefreshingIndex_ || !scanResult_) {
+    if (!scanResult_ || !mayBegin([this, currentFolderOnly] { refreshIndex(currentFolderOnly); })) {
         return;
     }
     std::vector<std::string> folders;
@@ -407,7 +415,7 @@ void DiskScannerViewModel::refreshIndex(bool currentFolderOnly) {
     emit progressChanged();
     savedScan_.refresh(
         scanContext_, scanResult_->rootPath, std::move(folders),
-        [this](bool skipsHiddenFiles) { return optionsFor(scanScope_, skipsHiddenFiles); },
+        [this](bool skipsHiddenFiles) { return ScannedMap::optionsFor(scanScope_, skipsHiddenFiles); },
         [this](Outcome<ScanResult> outcome) { finishRefresh(std::move(outcome)); });
 }
 
@@ -421,8 +429,13 @@ void DiskScannerViewModel::finishRefresh(Outcome<ScanResult> outcome) {
         setSelectedNode(nullptr);
         setHoveredNode(nullptr);
         selection_.takeTree(scanResult_->rootNode);
+    } catch (const EmptyFolderFailure& empty) {
+        askAboutEmptyFolder(empty);
     } catch (...) {
-        setFailure(DiskFailure{.kind = DiskFailure::Kind::refreshing,
+        DiskFailure failure = DiskFailure::of(std::current_exception());
+        setFailure(DiskFailure{.kind = failure.kind == DiskFailure::Kind::folderMissing
+                                           ? failure.kind
+                                           : DiskFailure::Kind::refreshing,
                                .text = "Refresh did not finish: " + descriptionOf(std::current_exception())});
     }
     isRefreshingIndex_ = false;
@@ -477,11 +490,14 @@ std::vector<CleanupPreviewItem> DiskScannerViewModel::reviewItems() const {
 
 void DiskScannerViewModel::deleteSelected(bool permanently, std::shared_ptr<const RemovalReview> confirmed) {
     const auto removalScope = selection_.removalScope();
-    if (!isIdle() || !scanResult_ || !removalScope || isPreparingReview()) {
+    if (!scanResult_ || !removalScope || isPreparingReview()) {
         return;
     }
     if (!confirmed) {
         confirmed = selection_.reviewOrMarks();
+    }
+    if (!mayBegin([this, permanently, confirmed] { deleteSelected(permanently, confirmed); })) {
+        return;
     }
     setError(std::nullopt);
     selection_.forgetUnchecked();
@@ -506,13 +522,12 @@ void DiskScannerViewModel::cancelDeletion() {
 // 2. What failed stays marked, the view goes back to the root, and the sums are right again.
 // 3. It has ended, and is told.
 // Until the second turn nobody is told of a change, until the third nothing else begins.
-void DiskScannerViewModel::finishDeletion(std::shared_ptr<const RemovalReview> review,
+void DiskScannerViewModel::finishDeletion(const std::shared_ptr<const RemovalReview>& review,
                                           Outcome<FinishedRemoval> outcome) {
     try {
-        const auto ending = std::make_shared<Ending>();
-        ending->review = std::move(review);
-        ending->removal = std::move(outcome.get());
-        takeOutOfTree(ending);
+        const auto removal = std::make_shared<FinishedRemoval>(std::move(outcome.get()));
+        selection_.takeOutOfTree(review, removal->gone,
+                                 [this, review, removal] { followRemoval(*review, *removal); });
     } catch (...) {
         setShowDeleteConfirmation(false);
         fail(std::current_exception());
@@ -520,32 +535,7 @@ void DiskScannerViewModel::finishDeletion(std::shared_ptr<const RemovalReview> r
     }
 }
 
-void DiskScannerViewModel::later(const std::shared_ptr<Ending>& ending,
-                                 void (DiskScannerViewModel::*step)(const std::shared_ptr<Ending>&)) {
-    dependencies_.mainQueue.post([driver = QPointer(this), ending, step] {
-        if (driver) {
-            (driver.data()->*step)(ending);
-        }
-    });
-}
-
-void DiskScannerViewModel::takeOutOfTree(const std::shared_ptr<Ending>& ending) {
-    constexpr std::size_t slice = 4'096;
-    const std::vector<std::size_t>& gone = ending->removal.gone;
-    const std::size_t end = std::min(ending->next + slice, gone.size());
-    std::vector<FileNode::Pointer> removed;
-    removed.reserve(end - ending->next);
-    for (; ending->next < end; ++ending->next) {
-        removed.push_back(ending->review->nodes[gone[ending->next]]);
-        selection_.erase(*removed.back());
-    }
-    FileNode::removeFromParents(removed);
-    later(ending, ending->next < gone.size() ? &DiskScannerViewModel::takeOutOfTree
-                                             : &DiskScannerViewModel::followRemoval);
-}
-
-void DiskScannerViewModel::followRemoval(const std::shared_ptr<Ending>& ending) {
-    FinishedRemoval& removal = ending->removal;
+void DiskScannerViewModel::followRemoval(const RemovalReview& review, FinishedRemoval& removal) {
     if (removal.failure) {
         setFailure(std::move(removal.failure));
     }
@@ -554,18 +544,18 @@ void DiskScannerViewModel::followRemoval(const std::shared_ptr<Ending>& ending) 
     std::vector<FileNode::Pointer> failed;
     failed.reserve(removal.failed.size());
     for (const std::size_t position : removal.failed) {
-        failed.push_back(ending->review->nodes[position]);
+        failed.push_back(review.nodes[position]);
     }
     selection_.keepOnly(failed);
     setSelectedNode(nullptr);
     setHoveredNode(nullptr);
     setShowDeleteConfirmation(false);
     totalAnew(removal.capacity);
-    later(ending, &DiskScannerViewModel::endDeletion);
-}
-
-void DiskScannerViewModel::endDeletion(const std::shared_ptr<Ending>& ending) {
-    removalRun_.end(ending->removal.operation);
+    dependencies_.mainQueue.post([driver = QPointer(this), operation = removal.operation] {
+        if (driver) {
+            driver->removalRun_.end(operation);
+        }
+    });
 }
 
 void DiskScannerViewModel::totalAnew(const VolumeCapacity& capacity) {
@@ -590,22 +580,6 @@ void DiskScannerViewModel::releaseSecurityScope() {
 
 // --- How a scan begins, reports and ends
 
-// As a scan of that scope is made. A whole disk's holds what is hidden, whatever the settings say.
-DiskScanOptions DiskScannerViewModel::optionsFor(ScanScope scope, bool skipsHiddenFiles) {
-    const bool isWhole = scope == ScanScope::startupDisk;
-    DiskScanOptions options{.skipHiddenFiles = skipsHiddenFiles && !isWhole,
-                            .excludedPathPrefixes = {},
-                            .skipSymbolicLinks = true,
-                            .maximumRetainedFiles = maximumRetainedFiles};
-    if (isWhole) {
-        options.excludedPathPrefixes = startupScanExclusions();
-        const auto ofThisSystem = startupDiskExclusions();
-        options.excludedPathPrefixes.insert(options.excludedPathPrefixes.end(), ofThisSystem.begin(),
-                                            ofThisSystem.end());
-    }
-    return options;
-}
-
 void DiskScannerViewModel::setScanScope(ScanScope scope) {
     if (scope != scanScope_) {
         scanScope_ = scope;
@@ -614,14 +588,15 @@ void DiskScannerViewModel::setScanScope(ScanScope scope) {
     }
 }
 
-void DiskScannerViewModel::startScan(const std::string& path, DiskScanOptions options, ScanScope scope) {
+void DiskScannerViewModel::startScan(const std::string& path, ScanScope scope, bool mayEmptyIndex) {
     scanRootPath_ = path;
-    scanOptions_ = std::move(options);
+    scanOptions_ = ScannedMap::optionsFor(scope, skipHiddenFiles());
+    rescanCheck_.forgetQuestion();
     scanBegan_ = folderMomentNow();
     setScanning(true);
     setScanScope(scope);
     setError(std::nullopt);
-    skipHiddenFilesSave_ = {};  // what it tells now would stand there as the scan's
+    hiddenFiles_.dropSave();  // what it tells now would stand there as the scan's
     progress_ = ScanProgress{};
     emit progressChanged();
     setSelectedNode(nullptr);
@@ -640,10 +615,11 @@ void DiskScannerViewModel::startScan(const std::string& path, DiskScanOptions op
             }
         });
     scanTask_ = scanContext_.run<ScannedMap>(
-        [reports,
-         scan =
-             ScannedMap::Scan{.root = path, .scope = scope, .options = scanOptions_, .indexURL = indexURL()}](
-            std::stop_token stop) {
+        [reports, scan = ScannedMap::Scan{.root = path,
+                                          .scope = scope,
+                                          .options = scanOptions_,
+                                          .indexURL = indexURL(),
+                                          .mayEmptyIndex = mayEmptyIndex}](std::stop_token stop) {
             return ScannedMap::of(scan, stop,
                                   [&reports](const ScanProgress& progress) { reports.report(progress); });
         },
@@ -671,6 +647,8 @@ void DiskScannerViewModel::finishScan(Outcome<ScannedMap> outcome) {
         finished = scanResult_;
         isFromIndex_ = false;
         savedScan_.trackScanned(scanResult_->rootPath, scanOptions_, scanBegan_);
+    } catch (const EmptyFolderFailure& empty) {
+        askAboutEmptyFolder(empty);
     } catch (...) {
         fail(std::current_exception());
     }
@@ -679,19 +657,22 @@ void DiskScannerViewModel::finishScan(Outcome<ScannedMap> outcome) {
     emit navigationStackChanged();
     if (finished) {
         emit scanFinished(*finished);
+    } else if (rescanCheck_.asksUser()) {
+        restoreSavedScanIfNeeded();  // the question is about it
     }
 }
 
+void DiskScannerViewModel::askAboutEmptyFolder(const EmptyFolderFailure& failure) {
+    rescanCheck_.ask(failure.folder(), failure.savedFiles(),
+                     [this, path = failure.folder()](bool mayEmptyIndex) {
+                         if (isIdle()) {
+                             startChosenFolder(path, mayEmptyIndex);
+                         }
+                     });
+}
+
 void DiskScannerViewModel::fail(const std::exception_ptr& failure) {
-    try {
-        std::rethrow_exception(failure);
-    } catch (const CancellationError&) {
-        setFailure(DiskFailure{.kind = DiskFailure::Kind::cancelled, .text = "Scan was cancelled"});
-    } catch (const SystemError& error) {
-        setError(error.description(), error.isPermissionFailure());
-    } catch (...) {
-        setError(descriptionOf(failure));
-    }
+    setFailure(DiskFailure::of(failure));
 }
 
 }  // namespace larkfold

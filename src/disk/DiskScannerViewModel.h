@@ -21,11 +21,14 @@
 
 #include "disk/DiskFailure.h"
 #include "disk/DiskScanOptions.h"
+#include "disk/EmptyFolderFailure.h"
 #include "disk/FileNode.h"
 #include "disk/FinishedRemoval.h"
+#include "disk/HiddenFilesSetting.h"
 #include "disk/RemovalMarks.h"
 #include "disk/RemovalReview.h"
 #include "disk/RemovalSelection.h"
+#include "disk/RescanCheck.h"
 #include "disk/SavedScanSession.h"
 #include "disk/ScanChangeTracker.h"
 #include "disk/ScanProgress.h"
@@ -49,6 +52,8 @@ class DiskScannerViewModel : public QObject {
     Q_PROPERTY(bool isScanning READ isScanning NOTIFY isScanningChanged)
     Q_PROPERTY(bool isDeleting READ isDeleting NOTIFY isDeletingChanged)
     Q_PROPERTY(larkfold::RemovalRun* removalRun READ removalRun CONSTANT)
+    Q_PROPERTY(larkfold::RescanCheck* rescanCheck READ rescanCheck CONSTANT)
+    Q_PROPERTY(bool isForgetting READ isForgetting NOTIFY isForgettingChanged)
     // The review was asked for and is not there yet.
     Q_PROPERTY(bool isPreparingReview READ isPreparingReview NOTIFY isPreparingReviewChanged)
     // Why something was not marked, or a mark was taken back; empty where there is nothing to tell.
@@ -88,7 +93,9 @@ public:
     // The user's Application Support folder, then "Larkfold/latest-scan.sqlite". Looked up anew at each call.
     static std::string indexFileURL();
     // The fixed prefixes that a scan of the startup disk leaves out; the system's own are read at each scan.
-    static const std::vector<std::string>& startupScanExclusions();
+    static const std::vector<std::string>& startupScanExclusions() {
+        return ScannedMap::startupScanExclusions();
+    }
 
     // Published state.
     const std::optional<ScanResult>& scanResult() const { return scanResult_; }
@@ -97,6 +104,9 @@ public:
     // From the removal's beginning until the tree on screen has followed it.
     bool isDeleting() const { return removalRun_.isRunning(); }
     RemovalRun* removalRun() { return &removalRun_; }
+    RescanCheck* rescanCheck() { return &rescanCheck_; }
+    // The saved scan is being forgotten, which may have to wait for another window.
+    bool isForgetting() const { return savedScan_.isForgetting(); }
     const ScanProgress& progress() const { return progress_; }
     const std::optional<DiskFailure>& failure() const { return failure_; }
     std::optional<std::string> error() const {
@@ -139,7 +149,7 @@ public:
     const DiskScanOptions& scanOptions() const { return scanOptions_; }
 
     // The user default "skipHiddenFiles"; true where it is missing or no Boolean.
-    bool skipHiddenFiles() const;
+    bool skipHiddenFiles() const { return hiddenFiles_.skips(); }
     void setSkipHiddenFiles(bool skip);
 
     // Views write these.
@@ -185,6 +195,8 @@ public:
     // Takes all marks away.
     Q_INVOKABLE void clearSelection() { selection_.clear(); }
     Q_INVOKABLE void dismissMarkNotice();
+    // Why something cannot be done with the marks, a sentence.
+    void setMarkNotice(std::string text) { selection_.setNotice(std::move(text)); }
     std::vector<std::string> allowedRemovalRoots() const;
     // How many marked nodes there are and their sizes together, what lies within another marked folder
     // counted once.
@@ -208,6 +220,7 @@ signals:
     void scanFinished(const larkfold::ScanResult& result);
     void isScanningChanged();
     void isDeletingChanged();
+    void isForgettingChanged();
     void progressChanged();
     void errorChanged();
     void selectedNodeChanged();
@@ -228,12 +241,14 @@ signals:
     void skipHiddenFilesChanged();
 
 private:
-    void startScan(const std::string& path, DiskScanOptions options, ScanScope scope);
+    bool mayBegin(std::function<void()> again);
+    void checkThenStart(const std::string& path, bool needsPermission, RescanCheck::Start start);
+    void startChosenFolder(const std::string& path, bool mayEmptyIndex);
+    void startScan(const std::string& path, ScanScope scope, bool mayEmptyIndex);
     void takeProgress(const UUID& scanID, const ScanProgress& progress);
-    static DiskScanOptions optionsFor(ScanScope scope, bool skipsHiddenFiles);
-    // While the index is being forgotten nothing begins either: a scan would put a new one in its place.
     bool isIdle() const { return !isScanning_ && !isDeleting() && !savedScan_.isForgetting(); }
     void fail(const std::exception_ptr& failure);
+    void askAboutEmptyFolder(const EmptyFolderFailure& failure);
     void finishScan(Outcome<ScannedMap> outcome);
     void takeMap(ScannedMap map);
     void setScanning(bool scanning);
@@ -245,23 +260,12 @@ private:
     void takeLoaded(const FileNode::Pointer& node, ScanResult loaded);
     void proposeReview();
 
-    // A removal whose items are being taken out of the tree.
-    struct Ending {
-        std::shared_ptr<const RemovalReview> review;
-        FinishedRemoval removal;
-        std::size_t next = 0;  // of `removal.gone`
-    };
-    void finishDeletion(std::shared_ptr<const RemovalReview> review, Outcome<FinishedRemoval> outcome);
-    void later(const std::shared_ptr<Ending>& ending,
-               void (DiskScannerViewModel::*step)(const std::shared_ptr<Ending>&));
-    void takeOutOfTree(const std::shared_ptr<Ending>& ending);
-    void followRemoval(const std::shared_ptr<Ending>& ending);
-    void endDeletion(const std::shared_ptr<Ending>& ending);
+    void finishDeletion(const std::shared_ptr<const RemovalReview>& review, Outcome<FinishedRemoval> outcome);
+    void followRemoval(const RemovalReview& review, FinishedRemoval& removal);
     void totalAnew(const VolumeCapacity& capacity);
 
     Dependencies dependencies_;
     std::optional<ScanResult> scanResult_;
-    UserDefaults::Observation skipHiddenFilesSave_;  // from a change here until what came of its save
     bool isScanning_ = false;
     ScanProgress progress_;
     std::optional<DiskFailure> failure_;
@@ -274,6 +278,7 @@ private:
     bool isRestoring_ = false;
     bool isFromIndex_ = false;
 
+    HiddenFilesSetting hiddenFiles_;
     std::string scanRootPath_;
     DiskScanOptions scanOptions_;
     FolderMoment scanBegan_;
@@ -282,6 +287,7 @@ private:
     bool hasActiveSecurityScope_ = false;
     std::optional<std::string> scanRootBookmarkData_;
     SerialContext scanContext_;
+    RescanCheck rescanCheck_;
     RemovalSelection selection_;
     ReviewRequest reviewRequest_;
     SavedScanSession savedScan_;

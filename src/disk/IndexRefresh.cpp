@@ -3,8 +3,10 @@
 #include <utility>
 
 #include "disk/DiskScanner.h"
+#include "disk/MissingFolderFailure.h"
 #include "disk/SavedScanLoader.h"
 #include "disk/ScanIndexDatabase.h"
+#include "platform/FolderState.h"
 #include "platform/OwnFiles.h"
 #include "platform/Path.h"
 #include "platform/Presence.h"
@@ -56,7 +58,7 @@ IndexRefresh::IndexRefresh(SerialContext& scanContext, SerialContext& indexConte
                 fail(std::current_exception());
                 return;
             }
-            nextFolder();
+            lookAtRoot([this] { nextFolder(); });
         });
 }
 
@@ -65,6 +67,25 @@ IndexRefresh::~IndexRefresh() = default;
 void IndexRefresh::cancel() {
     isCancelled_ = true;
     run_.cancel();
+}
+
+void IndexRefresh::lookAtRoot(std::function<void()> next) {
+    auto holdsNothing = std::make_shared<bool>(false);  // written by the work, read when it is over
+    run_ = scanContext_.run<bool>(
+        [root = request_.root, holdsNothing](std::stop_token stop) {
+            const FolderState state = folderStateOf(root, std::move(stop));
+            *holdsNothing = state == FolderState::missing || state == FolderState::empty;
+            return true;
+        },
+        then([this, holdsNothing, next = std::move(next)] {
+            if (*holdsNothing) {
+                request_.folders = {request_.root};
+                next_ = 0;
+                nextFolder();
+            } else {
+                next();
+            }
+        }));
 }
 
 void IndexRefresh::nextFolder() {
@@ -79,9 +100,9 @@ void IndexRefresh::nextFolder() {
     const std::string folder = request_.folders[next_++];
     auto temporary = std::make_shared<Temporary>(request_.indexURL);
     auto hasGone = std::make_shared<bool>(false);  // written by the work, read when it is over
+    const bool isRoot = standardizedPath(folder) == standardizedPath(request_.root);
     run_ = scanContext_.run<bool>(
-        [folder, temporary, hasGone, options = options_,
-         isRoot = standardizedPath(folder) == standardizedPath(request_.root)](std::stop_token stop) {
+        [folder, temporary, hasGone, options = options_, isRoot](std::stop_token stop) {
             const Presence presence = presenceOf(folder, stop);
             if (stop.stop_requested()) {
                 throw CancellationError();
@@ -105,11 +126,15 @@ void IndexRefresh::nextFolder() {
             }
             return true;
         },
-        then([this, folder, temporary, hasGone] {
-            if (*hasGone) {
+        then([this, folder, temporary, hasGone, isRoot] {
+            if (!*hasGone) {
+                takeIn(temporary);
+            } else if (isRoot) {
+                isRootMissing_ = true;
                 takeOut(folder);
             } else {
-                takeIn(temporary);
+                // Only with the root still there: a drive may have been unplugged just now.
+                lookAtRoot([this, folder] { takeOut(folder); });
             }
         }));
 }
@@ -153,6 +178,10 @@ std::function<void(Outcome<bool>)> IndexRefresh::then(std::function<void()> next
 }
 
 void IndexRefresh::fail(std::exception_ptr failure) {
+    if (isRootMissing_ && !isCancelled_) {
+        // The text is that of the index, which lets its root go in no way; the kind tells what to do.
+        failure = std::make_exception_ptr(MissingFolderFailure(descriptionOf(failure)));
+    }
     const auto finished = finished_;  // may end this object
     finished(Outcome<ScanResult>(std::move(failure)));
 }

@@ -1,13 +1,14 @@
 // Brings the saved index up to date with some changed folders.
 //
-// 1. For each folder, one after the other, none within another:
+// 1. Look at the root. Where it is not there, or holds nothing, no folder below it is taken for gone: the
+//    refresh is of the root alone, and fails where the index has files.
+// 2. For each folder, one after the other, none within another:
 //    a. Scan it into an index file of its own. A folder below the root that could only be read in part ends
 //       the refresh: its old, complete record stays.
 //    b. Put that in the place of the folder's rows, in one transaction, and prove that the folder loads and
-//    that
-//       the root leads to it.
+//       that the root leads to it.
 //    c. Of a folder that is gone take the rows out instead.
-// 2. Load the whole tree anew.
+// 3. Load the whole tree anew.
 //
 // Scans run on one serial context and work on the index on another, on which others read it meanwhile. What
 // was merged before a failure stays merged. Main thread only; destroying it breaks the work off.
@@ -49,6 +50,8 @@ public:
 private:
     class Temporary;
 
+    // Goes on with the root alone where it is not there or holds nothing, otherwise with `next`.
+    void lookAtRoot(std::function<void()> next);
     void nextFolder();
     void takeIn(const std::shared_ptr<Temporary>& temporary);
     void takeOut(const std::string& folder);
@@ -63,6 +66,7 @@ private:
     ExpectedScan expected_;  // the scan that is brought up to date
     DiskScanOptions options_;
     std::size_t next_ = 0;
+    bool isRootMissing_ = false;
     bool isCancelled_ = false;
     std::function<void(Outcome<ScanResult>)> finished_;
     Run run_;

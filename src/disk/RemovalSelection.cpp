@@ -1,7 +1,7 @@
 #include "disk/RemovalSelection.h"
 
+#include <QPointer>
 #include <algorithm>
-#include <cstddef>
 #include <utility>
 
 #include "disk/MarkTexts.h"
@@ -9,6 +9,13 @@
 #include "removal/PathRules.h"
 
 namespace larkfold {
+
+struct RemovalSelection::Going {
+    std::shared_ptr<const RemovalReview> review;
+    std::vector<std::size_t> gone;
+    std::function<void()> done;
+    std::size_t next = 0;  // of `gone`
+};
 
 RemovalSelection::RemovalSelection(MainQueue& mainQueue, QObject* parent)
     : QObject(parent), mainQueue_(mainQueue), context_(mainQueue, "removal-review") {}
@@ -261,6 +268,34 @@ std::shared_ptr<const RemovalReview> RemovalSelection::reviewOrMarks() const {
         review->nodes.push_back(marked[position].second);
     }
     return review;
+}
+
+void RemovalSelection::takeOutOfTree(std::shared_ptr<const RemovalReview> review,
+                                     std::vector<std::size_t> gone, std::function<void()> done) {
+    takeOutNext(std::make_shared<Going>(
+        Going{.review = std::move(review), .gone = std::move(gone), .done = std::move(done)}));
+}
+
+void RemovalSelection::takeOutNext(const std::shared_ptr<Going>& going) {
+    constexpr std::size_t slice = 4'096;
+    const std::size_t end = std::min(going->next + slice, going->gone.size());
+    std::vector<FileNode::Pointer> removed;
+    removed.reserve(end - going->next);
+    for (; going->next < end; ++going->next) {
+        removed.push_back(going->review->nodes[going->gone[going->next]]);
+        marks_.erase(removed.back()->id());
+    }
+    FileNode::removeFromParents(removed);
+    mainQueue_.post([selection = QPointer(this), going] {
+        if (!selection) {
+            return;
+        }
+        if (going->next < going->gone.size()) {
+            selection->takeOutNext(going);
+        } else {
+            going->done();
+        }
+    });
 }
 
 }  // namespace larkfold

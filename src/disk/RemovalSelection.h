@@ -7,7 +7,9 @@
 #pragma once
 
 #include <QObject>
+#include <cstddef>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
@@ -77,7 +79,10 @@ public:
     // For the end of a removal, and for a tree that was changed. None of these signals: whoever changes the
     // tree tells of it when all of it is changed.
     void forgetUnchecked();
-    void erase(const FileNode& node) { marks_.erase(node.id()); }
+    // Takes what has gone, by its positions in the review, out of the tree and the marks: a slice for each
+    // turn of the main loop, and then `done`, in a turn of its own. Tells nobody.
+    void takeOutOfTree(std::shared_ptr<const RemovalReview> review, std::vector<std::size_t> gone,
+                       std::function<void()> done);
     void keepOnly(const std::vector<FileNode::Pointer>& nodes);
     void recount() { marks_.recount(); }
 
@@ -95,6 +100,10 @@ private:
     void checkMarks();
     void takeBack(const std::vector<FileNode::Pointer>& nodes, bool isAnotherFolder);
     void takeReview(Outcome<RemovalReviewPreparation::Prepared> outcome);
+
+    struct Going;
+
+    void takeOutNext(const std::shared_ptr<Going>& going);
 
     MainQueue& mainQueue_;
     FileNode::Pointer root_;

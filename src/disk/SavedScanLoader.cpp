@@ -5,6 +5,7 @@
 #include <optional>
 #include <utility>
 
+#include "disk/EmptyFolderFailure.h"
 #include "disk/ScanIndexDatabase.h"
 #include "platform/FileLock.h"
 #include "platform/OwnFiles.h"
@@ -59,6 +60,16 @@ void require(const ExpectedScan& expected, const ExpectedScan& found) {
     }
 }
 
+// That a merge does not take the last file out of the index, as a drive that is not connected would.
+void requireFiles(ScanIndexDatabase& index, const std::string& root, const std::string& incomingURL) {
+    ScanIndexDatabase incoming(incomingURL, false);
+    if (headerOf(incoming).root == root && incoming.isEmpty()) {
+        if (const std::int64_t files = index.fileCount(); files > 0) {
+            throw EmptyFolderFailure(root, files);
+        }
+    }
+}
+
 // The library takes no notice when the folder's sync fails, which keeps the journal's name for as long as it
 // is needed and lets it go afterwards. So it is made again, where its failure counts.
 void syncFolderOf(const std::string& indexURL) {
@@ -94,12 +105,23 @@ ExpectedScan SavedScanLoader::header(const std::string& indexURL, const Expected
     return found;
 }
 
+std::int64_t SavedScanLoader::fileCount(const std::string& indexURL, const ExpectedScan& expected,
+                                        std::stop_token stop) {
+    const auto index = openForReading(indexURL, stop);
+    require(expected, headerOf(*index));
+    return index->fileCount();
+}
+
 void SavedScanLoader::merge(const std::string& indexURL, const std::string& incomingURL, std::stop_token stop,
                             const ExpectedScan& expected) {
     std::optional<own_files::FolderLock> lock(std::in_place, folderOf(indexURL),
                                               own_files::FolderLock::longestWait, stop);
     ScanIndexDatabase index(indexURL, false);
-    require(expected, headerOf(index));
+    const ExpectedScan found = headerOf(index);
+    require(expected, found);
+    if (found.root) {
+        requireFiles(index, *found.root, incomingURL);
+    }
     const std::string folder = index.merge(incomingURL, stop);
     syncFolderOf(indexURL);
     index.beginReading();
@@ -118,7 +140,10 @@ void SavedScanLoader::removeFolder(const std::string& indexURL, const std::strin
 
 void SavedScanLoader::removeIndexFile(const std::string& url, std::stop_token stop) {
     if (own_files::exists(url)) {
-        const own_files::FolderLock lock(folderOf(url), own_files::FolderLock::longestWait, std::move(stop));
+        const own_files::FolderLock lock(folderOf(url), own_files::FolderLock::longestWait, stop);
+        if (stop.stop_requested()) {
+            throw CancellationError();
+        }
         own_files::removeFile(url);
     }
 }

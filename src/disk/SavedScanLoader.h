@@ -44,10 +44,15 @@ public:
     static ExpectedScan header(const std::string& indexURL, const ExpectedScan& expected,
                                std::stop_token stop);
 
+    // How many files the index has. Throws ScanIndexDatabase::Failure, SystemError or CancellationError.
+    static std::int64_t fileCount(const std::string& indexURL, const ExpectedScan& expected,
+                                  std::stop_token stop);
+
     // Puts the finished index at `incomingURL` in the place of its folder's rows, and proves that the folder
     // loads and that the index's root leads to it. Throws ScanIndexDatabase::Failure or CancellationError:
-    // then nothing has changed, or what failed is that proof. Throws SystemError where the lock cannot be
-    // had, and where the change was made and could not be synced.
+    // then nothing has changed, or what failed is that proof. Throws EmptyFolderFailure where an index with
+    // files would have none; then nothing has changed. Throws SystemError where the lock cannot be had, and
+    // where the change was made and could not be synced.
     static void merge(const std::string& indexURL, const std::string& incomingURL, std::stop_token stop,
                       const ExpectedScan& expected = {});
 

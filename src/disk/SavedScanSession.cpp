@@ -83,6 +83,7 @@ void SavedScanSession::load(const std::string& root, const std::string& folder,
 
 void SavedScanSession::forget(std::function<void(Outcome<bool>)> report) {
     isForgetting_ = true;
+    emit isForgettingChanged();
     forgetTask_ = context_.run<bool>(
         [index = dependencies_.indexURL()](std::stop_token stop) {
             SavedScanLoader::removeIndexFile(index, std::move(stop));
@@ -96,6 +97,10 @@ void SavedScanSession::forget(std::function<void(Outcome<bool>)> report) {
                           "Saved index removed. The current in-memory scan and your files were preserved.");
             }
             report(std::move(outcome));
+            emit isForgettingChanged();
+            if (const auto next = std::exchange(afterForgetting_, nullptr)) {
+                next();
+            }
         });
 }
 

@@ -55,6 +55,9 @@ public:
     int changedFolderCount() const { return changedFolderCount_; }
     const ScanChangeTracker::Coverage& coverage() const { return changeTracker_.coverage(); }
     bool isForgetting() const { return isForgetting_; }
+    // While it is being forgotten: `next` is called when that has ended, instead of what was left here
+    // before.
+    void whenForgotten(std::function<void()> next) { afterForgetting_ = std::move(next); }
 
     // Whether there is an index to read. Throws `Error`.
     bool hasIndexFile() const;
@@ -64,8 +67,9 @@ public:
     // The tree below a folder of the map of `root`; a newer request drops an older one.
     void load(const std::string& root, const std::string& folder,
               std::function<void(Outcome<ScanResult>)> report);
-    // Deletes the index and ends the watch; what is on screen stays.
+    // Deletes the index and ends the watch; what is on screen stays. Waits for another window that uses it.
     void forget(std::function<void(Outcome<bool>)> report);
+    void cancelForgetting() { forgetTask_.cancel(); }
     // Scans these folders again, on that context, and gives the whole tree anew. What did not get done counts
     // as changed again.
     void refresh(SerialContext& scanContext, const std::string& root, std::vector<std::string> folders,
@@ -84,6 +88,7 @@ signals:
     void noticeChanged();
     void changedFolderCountChanged();
     void coverageChanged();
+    void isForgettingChanged();
 
 private:
     void setExists(bool exists, std::optional<std::string> notice);
@@ -95,6 +100,7 @@ private:
     std::optional<std::string> notice_;
     int changedFolderCount_ = 0;
     bool isForgetting_ = false;
+    std::function<void()> afterForgetting_;
     ScanChangeTracker changeTracker_;
     SerialContext context_;
     Run loadTask_;

@@ -321,6 +321,16 @@ void ScanIndexDatabase::beginReading() {
     static_cast<void>(readMeta());  // the library takes its lock with the first row that is asked for
 }
 
+std::int64_t ScanIndexDatabase::fileCount() {
+    Statement count(db_, "SELECT COUNT(*) FROM nodes WHERE directory=0");
+    return count.step() ? count.wholeNumber(0).value_or(0) : 0;
+}
+
+bool ScanIndexDatabase::isEmpty() {
+    Statement count(db_, "SELECT COUNT(*) FROM (SELECT 1 FROM nodes LIMIT 2)");
+    return !count.step() || count.wholeNumber(0).value_or(0) < 2;
+}
+
 std::map<std::string, std::string> ScanIndexDatabase::readMeta() {
     std::map<std::string, std::string> meta;
     Statement row(db_, "SELECT key,value FROM meta");

@@ -62,6 +62,12 @@ public:
     // The metadata, key by key. Throws Failure.
     std::map<std::string, std::string> readMeta();
 
+    // How many rows of files there are. Looks at all rows. Throws Failure.
+    std::int64_t fileCount();
+
+    // Whether there is the root's own row at most. Throws Failure.
+    bool isEmpty();
+
     // Reads back a bounded tree: all directories of `folder` (the whole index when absent) and its `limit`
     // largest files (none when negative); the rest as one summary for each folder. Rows that do not hang
     // together with the folder are left out. Memory follows the number of directories and the limit. Throws

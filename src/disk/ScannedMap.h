@@ -4,6 +4,7 @@
 #include <functional>
 #include <stop_token>
 #include <string>
+#include <vector>
 
 #include "disk/DiskScanOptions.h"
 #include "disk/RemovalScope.h"
@@ -20,12 +21,19 @@ struct ScannedMap {
     // The folder of a map within which something may be removed. Asks the system for the home folder.
     static std::string openRootOf(ScanScope scope, const std::string& mapRoot);
 
+    // The fixed prefixes that a scan of the startup disk leaves out; the system's own are read at each scan.
+    static const std::vector<std::string>& startupScanExclusions();
+
+    // As a scan of that scope is made. A whole disk's holds what is hidden, whatever the settings say.
+    static DiskScanOptions optionsFor(ScanScope scope, bool skipsHiddenFiles);
+
     // What a scan needs to know.
     struct Scan {
         std::string root;
         ScanScope scope = ScanScope::selectedFolder;
         DiskScanOptions options;
-        std::string indexURL;  // is replaced when the scan has ended
+        std::string indexURL;        // is replaced when the scan has ended
+        bool mayEmptyIndex = false;  // by a folder that holds nothing any more
     };
 
     // Scans, on the calling thread, which is told of the progress. Throws `CancellationError` and what

@@ -171,8 +171,10 @@ def is_system_part(path):
 # has a file for itself.
 DRIVERS_BY_ANOTHER_NAME = {
     "src/disk/FinishedRemoval",
+    "src/disk/HiddenFilesSetting",
     "src/disk/RemovalReview",
     "src/disk/RemovalSelection",
+    "src/disk/RescanCheck",
     "src/disk/SavedScanSession",
     "src/disk/ScanHistoryManager",
     "src/removal/RemovalRun",

@@ -203,19 +203,37 @@ TEST_F(DiskScannerViewModelTest, theStartupDiskIgnoresTheHiddenFilesSettingAndHa
     awaitEnd();
 }
 
-TEST_F(DiskScannerViewModelTest, aSavedFolderThatIsRefusedLeavesTheEarlierResult) {
+TEST_F(DiskScannerViewModelTest, aSavedFolderIsScannedWithTheBookmarkThatWasKept) {
     tree.file("a/file");
     scan(tree.path("a"));
     const std::string bookmark = makeBookmark(tree.path("a"));
     driver->rescan(tree.path("missing"), bookmark);
-    EXPECT_EQ(driver->error(),
-              "Larkfold needs permission to reopen this saved folder. Please choose it again.");
-    EXPECT_FALSE(driver->isScanning());
+    awaitEnd();
+    EXPECT_TRUE(driver->error());
     EXPECT_TRUE(driver->hasScanResult());
     driver->rescan(tree.path("a"), bookmark);
     awaitEnd();
     EXPECT_EQ(driver->scanRootBookmarkData(), bookmark);
     EXPECT_FALSE(driver->error());
+}
+
+TEST_F(DiskScannerViewModelTest, theRootByAnyWay_isTheStartupDisk) {
+    chooser.answer = {"/"};
+    const std::vector<std::function<void()>> ways{
+        [this] { driver->scanFolder("/"); }, [this] { driver->scanFolder("//"); },
+        [this] { driver->scanFolder("/."); }, [this] { driver->scanFolder("/usr/.."); },
+        [this] { driver->chooseFolder(); }};
+    for (const auto& way : ways) {
+        way();
+        EXPECT_EQ(driver->scanScope(), ScanScope::startupDisk);
+        EXPECT_EQ(driver->scanRootPath(), "/");
+        EXPECT_FALSE(driver->scanOptions().skipHiddenFiles);
+        const auto& prefixes = driver->scanOptions().excludedPathPrefixes;
+        EXPECT_NE(std::find(prefixes.begin(), prefixes.end(), "/proc"), prefixes.end());
+        EXPECT_FALSE(driver->scanRootBookmarkData());
+        driver->cancelScan();
+        awaitEnd();
+    }
 }
 
 TEST_F(DiskScannerViewModelTest, rescanningTheRootIsAScanOfTheStartupDisk) {

@@ -20,6 +20,7 @@
 #include "disk/SavedScanLoader.h"
 #include "disk/ScanIndexDatabase.h"
 #include "platform/Collation.h"
+#include "platform/FileLock.h"
 #include "platform/Path.h"
 
 namespace larkfold {
@@ -361,14 +362,14 @@ TEST_F(SavedScanTest, forgetting_deletesTheIndexAndNothingElse) {
               "Saved index removed. The current in-memory scan and your files were preserved.");
     EXPECT_TRUE(driver->hasScanResult());
     EXPECT_EQ(driver->changedFolderCount(), 0);
-    // Forgetting twice does no harm, and nothing begins before it is done: the new index would go with it.
+    // Forgetting twice does no harm, and what is asked for meanwhile begins after it: the new index would go
+    // with it.
     driver->forgetSavedScan();
+    EXPECT_TRUE(driver->isForgetting());
     driver->scanFolder(tree.root());
     EXPECT_FALSE(driver->isScanning());
-    ASSERT_TRUE(waitFor([this] {
-        driver->scanFolder(tree.root());
-        return driver->isScanning();
-    }));
+    ASSERT_TRUE(waitFor([this] { return driver->isScanning(); }));
+    EXPECT_FALSE(driver->isForgetting());
     awaitEnd();
     EXPECT_TRUE(driver->hasSavedIndex());
     EXPECT_TRUE(std::filesystem::exists(index()));
@@ -384,6 +385,55 @@ TEST_F(SavedScanTest, forgettingThatFails_saysWhyAndKeepsTheNotice) {
     ASSERT_TRUE(waitFor([this] { return driver->error().has_value(); }));
     EXPECT_EQ(driver->savedScanNotice(), notice);
     EXPECT_TRUE(driver->hasSavedIndex());
+}
+
+TEST_F(SavedScanTest, whatIsChosenWhileForgettingWaits_isDoneAfterIt) {
+    tree.file("first/file");
+    tree.file("other/file");
+    scan(tree.path("first"));
+    std::optional<own_files::FolderLock> otherWindow(std::in_place, store.path("Larkfold"));
+    QSignalSpy told(driver.get(), &DiskScannerViewModel::isForgettingChanged);
+    driver->forgetSavedScan();
+    EXPECT_TRUE(driver->isForgetting());
+    EXPECT_EQ(told.count(), 1);
+    driver->refreshIndex(true);
+    driver->scanFolder(tree.path("other"));  // the last one counts
+    EXPECT_FALSE(driver->isScanning());
+    EXPECT_TRUE(std::filesystem::exists(index()));
+    otherWindow.reset();
+    ASSERT_TRUE(waitFor([&] {
+        return !driver->isScanning() && driver->scanResult() &&
+               driver->scanResult()->rootPath == tree.path("other");
+    }));
+    EXPECT_FALSE(driver->isForgetting());
+    EXPECT_EQ(told.count(), 2);
+    EXPECT_TRUE(std::filesystem::exists(index()));
+    EXPECT_FALSE(driver->error());
+}
+
+TEST_F(SavedScanTest, forgettingThatWaits_canBeCancelled) {
+    tree.file("file");
+    scan(tree.root());
+    const auto notice = driver->savedScanNotice();
+    const own_files::FolderLock otherWindow(store.path("Larkfold"));
+    driver->forgetSavedScan();
+    driver->cancelScan();
+    ASSERT_TRUE(waitFor([this] { return !driver->isForgetting(); }));
+    EXPECT_FALSE(driver->error());
+    EXPECT_TRUE(driver->hasSavedIndex());
+    EXPECT_EQ(driver->savedScanNotice(), notice);
+    EXPECT_TRUE(std::filesystem::exists(index()));
+}
+
+// Runs into the lock's ten seconds, and into the last line, where the end of the driver waits for it.
+TEST_F(SavedScanTest, forgettingThatWaits_doesNotHoldUpTheClosingOfTheWindow) {
+    tree.file("file");
+    scan(tree.root());
+    const own_files::FolderLock otherWindow(store.path("Larkfold"));
+    driver->forgetSavedScan();
+    driver->scanFolder(tree.root());
+    driver.reset();
+    EXPECT_TRUE(std::filesystem::exists(index()));
 }
 
 TEST_F(SavedScanTest, duringAScanThereIsNoForgetting) {

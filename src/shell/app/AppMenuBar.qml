@@ -12,6 +12,11 @@ T.MenuBar {
     required property LarkfoldApp app
     readonly property MainView view: app.mainView
 
+    // Those of the tab on screen.
+    function commandsOf(menu: int): var {
+        return view ? view.current.commands.filter(command => command.menu === menu) : [];
+    }
+
     signal helpRequested
     signal quitRequested
 
@@ -68,26 +73,35 @@ T.MenuBar {
         }
     }
     AppMenu {
+        id: fileMenu
         title: qsTr("&File")
 
         AppMenuItem {
             action: T.Action {
-                id: newScan
                 text: qsTr("New Scan")
                 shortcut: "Ctrl+N"
-                enabled: bar.view !== null
-                onTriggered: bar.app.newScan()
+                enabled: bar.view !== null && bar.view.newScan.enabled
+                onTriggered: bar.view.newScan.trigger()
             }
             shortcutText: "Ctrl+N"
+            whyNot: bar.view ? bar.view.newScan.reason : ""
+        }
+        Instantiator {
+            model: bar.commandsOf(Command.File)
+            onObjectAdded: (index, object) => fileMenu.insertItem(1 + index, object)
+            onObjectRemoved: (index, object) => fileMenu.removeItem(object)
+
+            CommandItem {}
         }
         AppMenuItem {
             action: T.Action {
                 text: qsTr("Cancel Scan")
                 shortcut: "Ctrl+."
-                enabled: bar.view !== null
-                onTriggered: bar.app.cancelScan()
+                enabled: bar.view !== null && bar.view.cancelScan.enabled
+                onTriggered: bar.view.cancelScan.trigger()
             }
             shortcutText: "Ctrl+."
+            whyNot: bar.view ? bar.view.cancelScan.reason : ""
         }
         AppMenuSeparator {}
         AppMenuItem {
@@ -97,6 +111,7 @@ T.MenuBar {
                 onTriggered: bar.view.tabToReview.review()
             }
             shortcutText: qsTr("Delete")
+            whyNot: bar.view ? bar.view.current.whyNoReview : ""
         }
     }
     AppMenu {

@@ -5,6 +5,7 @@
 #include <QtQml/qqmlregistration.h>
 
 #include "disk/DiskScannerViewModel.h"
+#include "disk/RescanCheck.h"
 #include "removal/RemovalRun.h"
 
 namespace larkfold {
@@ -14,6 +15,13 @@ struct DiskScannerViewModelForeign {
     QML_FOREIGN(larkfold::DiskScannerViewModel)
     QML_NAMED_ELEMENT(DiskScannerViewModel)
     QML_UNCREATABLE("The window owns the drivers.")
+};
+
+struct RescanCheckForeign {
+    Q_GADGET
+    QML_FOREIGN(larkfold::RescanCheck)
+    QML_NAMED_ELEMENT(RescanCheck)
+    QML_UNCREATABLE("The driver owns it.")
 };
 
 struct RemovalRunForeign {

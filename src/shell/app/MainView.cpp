@@ -127,6 +127,10 @@ void MainView::makeTabs() {
         });
     }
     connect(diskSpace_, &DiskSpaceTab::pageChanged, this, &MainView::canReturnToMapChanged);
+    DiskCommands& can = *diskSpace_->can();
+    connect(can.newScan(), &Command::triggered, this, &MainView::startNewScan);
+    connect(can.scanDisk(), &Command::triggered, this, &MainView::scanEntireDisk);
+    connect(can.forget(), &Command::triggered, this, [this] { setForgetIndexConfirmation(true); });
 }
 
 void MainView::observeCommands() {

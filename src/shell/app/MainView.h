@@ -46,6 +46,9 @@ class MainView : public QObject {
     // Whose marked items the menu reviews: the one on screen, otherwise the first that has any.
     Q_PROPERTY(larkfold::Tab* tabToReview READ tabToReview NOTIFY tabToReviewChanged)
     Q_PROPERTY(bool canReturnToMap READ canReturnToMap NOTIFY canReturnToMapChanged)
+    // They are about the map, whichever tab is on screen.
+    Q_PROPERTY(larkfold::Command* newScan READ newScan CONSTANT)
+    Q_PROPERTY(larkfold::Command* cancelScan READ cancelScan CONSTANT)
     Q_PROPERTY(QString windowTitle READ windowTitle NOTIFY windowTitleChanged)
     Q_PROPERTY(bool forgetIndexConfirmation READ forgetIndexConfirmation WRITE setForgetIndexConfirmation
                    NOTIFY forgetIndexConfirmationChanged)
@@ -95,11 +98,13 @@ public:
     Q_INVOKABLE void returnToMap();
     QString windowTitle() const;
 
-    // The button "New Scan": what the menu's command of that name does.
-    Q_INVOKABLE void startNewScan();
+    Command* newScan() const { return diskSpace_->can()->newScan(); }
+    Command* cancelScan() const { return diskSpace_->can()->cancelScan(); }
+    // What the command "New Scan" does.
+    void startNewScan();
 
     // The button "Scan Entire Disk": starts at once with full access, otherwise advises first.
-    Q_INVOKABLE void scanEntireDisk();
+    void scanEntireDisk();
     bool showFullDiskAccessAlert() const { return showFullDiskAccessAlert_; }
     void setShowFullDiskAccessAlert(bool show);
     // The alert's answer "Scan Available Areas".

@@ -92,6 +92,8 @@ Rectangle {
                 compactText: tab.markedShortText
                 text: qsTr("Review before anything is moved.")
                 actionText: qsTr("Review…")
+                actionEnabled: tab.canReview
+                whyNot: tab.whyNoReview
                 isDestructive: true
                 secondActionText: qsTr("Clear Marks")
                 secondActionIcon: "unmark"

@@ -13,6 +13,9 @@ Rectangle {
     property string title: ""
     property string text: ""
     property string actionText: ""
+    // Whether it, and the second thing, can be done now, and why not.
+    property bool actionEnabled: true
+    property string whyNot: ""
     // A second thing to do, with less weight; empty: none.
     property string secondActionText: ""
     property string secondActionIcon: ""
@@ -73,6 +76,8 @@ Rectangle {
                 text: note.actionText
                 icon.name: note.isDestructive ? "trash" : ""
                 implicitHeight: Theme.minimumTarget
+                enabled: note.actionEnabled
+                whyNot: note.whyNot
                 onClicked: note.triggered()
             }
             AppButton {
@@ -80,6 +85,8 @@ Rectangle {
                 kind: AppButton.Quiet
                 text: note.secondActionText
                 implicitHeight: Theme.minimumTarget
+                enabled: note.actionEnabled
+                whyNot: note.whyNot
                 onClicked: note.secondTriggered()
             }
         }
@@ -100,6 +107,8 @@ Rectangle {
             foreground: note.iconColor
             text: note.actionText
             toolTip: note.title + " – " + note.text
+            enabled: note.actionEnabled
+            whyNot: note.whyNot
             onClicked: note.triggered()
         }
         AppIconButton {
@@ -109,6 +118,8 @@ Rectangle {
             icon.name: note.secondActionIcon
             icon.width: 18
             text: note.secondActionText
+            enabled: note.actionEnabled
+            whyNot: note.whyNot
             onClicked: note.secondTriggered()
         }
         AppLabel {

@@ -63,6 +63,9 @@ void DiskSpacePresenter::followDriver() {
         }
         emit subjectChanged();
     });
+    connect(&driver_, &Driver::isRefreshingIndexChanged, this, &DiskSpacePresenter::busyTextChanged);
+    connect(&driver_, &Driver::isForgettingChanged, this, &DiskSpacePresenter::busyTextChanged);
+    connect(driver_.rescanCheck(), &RescanCheck::changed, this, &DiskSpacePresenter::busyTextChanged);
     connect(&driver_, &Driver::scanScopeChanged, this, &DiskSpacePresenter::subjectChanged);
     connect(&driver_, &Driver::progressChanged, this, [this] { progress_.note(); });
     connect(&driver_, &Driver::errorChanged, this, &DiskSpacePresenter::noteError);
@@ -172,8 +175,16 @@ QString DiskSpacePresenter::watchNotice() const {
     return coverage.watched.leavesOutMounts ? texts::watchLeavesOutMounts() : texts::watchIncomplete();
 }
 
-QString DiskSpacePresenter::refreshText() const {
-    return texts::refreshing();
+QString DiskSpacePresenter::busyText() const {
+    if (driver_.isRefreshingIndex()) {
+        return texts::refreshing();
+    }
+    if (driver_.isForgetting()) {
+        return texts::forgetting();
+    }
+    return driver_.rescanCheck()->isLooking()
+               ? texts::lookingFor(displayString(driver_.rescanCheck()->path()))
+               : QString();
 }
 
 QString DiskSpacePresenter::restoreTitle() const {
@@ -263,6 +274,8 @@ QString DiskSpacePresenter::errorHint() const {
             return texts::refreshFailedHint();
         case Kind::cancelled:
             return texts::scanCancelledHint();
+        case Kind::folderMissing:
+            return texts::folderMissingHint();
         case Kind::scan:
             break;
     }

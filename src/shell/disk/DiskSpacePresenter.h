@@ -40,7 +40,8 @@ class DiskSpacePresenter : public QObject {
     // What changed since, and how far that can be known; empty where all is watched.
     Q_PROPERTY(QString changedFoldersText READ changedFoldersText NOTIFY changedFoldersChanged)
     Q_PROPERTY(QString watchNotice READ watchNotice NOTIFY watchNoticeChanged)
-    Q_PROPERTY(QString refreshText READ refreshText CONSTANT)
+    // What is under way and leaves the page as it is; empty where nothing is.
+    Q_PROPERTY(QString busyText READ busyText NOTIFY busyTextChanged)
     Q_PROPERTY(QString restoreTitle READ restoreTitle CONSTANT)
     Q_PROPERTY(QString hiddenItemsText READ hiddenItemsText NOTIFY resultChanged)
     // True while the switch stands otherwise than it stood for the scan on screen.
@@ -92,7 +93,7 @@ public:
     QString savedScanNotice() const;
     QString changedFoldersText() const;  // "Changed folders (3)"
     QString watchNotice() const;
-    QString refreshText() const;
+    QString busyText() const;
     QString restoreTitle() const;
     QString hiddenItemsText() const;  // "318 hidden items left out", empty where there were none
     bool hiddenSettingDiffers() const;
@@ -134,6 +135,7 @@ public:
     Q_INVOKABLE QString byteCountText(double bytes) const;
 
 signals:
+    void busyTextChanged();
     void subjectChanged();
     void resultChanged();
     void savedScanNoticeChanged();

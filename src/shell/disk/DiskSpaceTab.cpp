@@ -16,16 +16,11 @@ DiskSpaceTab::DiskSpaceTab(Dependencies dependencies, QObject* parent)
       driver_(dependencies.driver),
       presenter_(driver_, dependencies.mainQueue, std::move(dependencies.readCapacity)),
       recentScans_(dependencies.history, driver_),
+      can_(driver_, *this),
       dropContext_(dependencies.mainQueue, "drop") {
     using Driver = DiskScannerViewModel;
-    connect(&driver_, &Driver::isScanningChanged, this, [this] {
-        if (driver_.isScanning()) {
-            setDropMessage({});
-            wantsStartPage_ = false;
-        }
-        emit pageChanged();
-        emit markedChanged();
-    });
+    connect(&driver_, &Driver::isScanningChanged, this, &DiskSpaceTab::followScan);
+    connect(driver_.rescanCheck(), &RescanCheck::changed, this, &DiskSpaceTab::followScan);
     connect(&driver_, &Driver::scanResultChanged, this, &DiskSpaceTab::pageChanged);
     connect(&driver_, &Driver::isRefreshingIndexChanged, this, &DiskSpaceTab::pageChanged);
     connect(&driver_, &Driver::errorChanged, this, &DiskSpaceTab::showDiskAccessIssueChanged);
@@ -35,12 +30,21 @@ DiskSpaceTab::DiskSpaceTab(Dependencies dependencies, QObject* parent)
     connect(&presenter_, &DiskSpacePresenter::subjectChanged, this, &DiskSpaceTab::subjectChanged);
 }
 
+void DiskSpaceTab::followScan() {
+    if (driver_.isScanning() && !driver_.rescanCheck()->isLooking()) {
+        setDropMessage({});
+        wantsStartPage_ = false;
+    }
+    emit pageChanged();
+    emit markedChanged();
+}
+
 DiskSpaceTab::Page DiskSpaceTab::page() const {
     if (driver_.isRestoring()) {
         return Page::Restoring;
     }
-    // A refresh leaves the map on screen.
-    if (driver_.isScanning() && !driver_.isRefreshingIndex()) {
+    // A refresh leaves the page on screen, and so does the question to the disk before a scan.
+    if (driver_.isScanning() && !driver_.isRefreshingIndex() && !driver_.rescanCheck()->isLooking()) {
         return Page::Scanning;
     }
     return driver_.hasScanResult() && !wantsStartPage_ ? Page::Result : Page::Start;
@@ -55,7 +59,7 @@ void DiskSpaceTab::returnToMap() {
 }
 
 void DiskSpaceTab::showStartPage(bool show) {
-    if (!driver_.isScanning() && !driver_.isDeleting() && wantsStartPage_ != show) {
+    if (can_.busyReason().isEmpty() && wantsStartPage_ != show) {
         wantsStartPage_ = show;
         setDropMessage({});
         emit pageChanged();
@@ -126,14 +130,23 @@ QString DiskSpaceTab::markedShortText() const {
 }
 
 bool DiskSpaceTab::canReview() const {
-    return presenter_.markedItems() > 0 && driver_.hasScanResult() && !driver_.isScanning() &&
-           !driver_.isDeleting();
+    return can_.review()->isEnabled();
+}
+
+QString DiskSpaceTab::whyNoReview() const {
+    return can_.review()->reason();
 }
 
 void DiskSpaceTab::review() {
     // The key does it also where nothing is marked: the sheet then says how to mark.
-    if (driver_.hasScanResult() && !driver_.isScanning() && !driver_.isDeleting()) {
+    if (!driver_.hasScanResult()) {
+        return;
+    }
+    if (can_.busyReason().isEmpty()) {
         driver_.setShowDeleteConfirmation(true);
+    } else {
+        driver_.setMarkNotice(
+            (can_.busyReason() + QStringLiteral(" Review what is marked when it has ended.")).toStdString());
     }
 }
 

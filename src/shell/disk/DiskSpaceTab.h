@@ -11,6 +11,7 @@
 #include "disk/DiskScannerViewModel.h"
 #include "disk/ScanHistoryManager.h"
 #include "platform/SerialContext.h"
+#include "shell/disk/DiskCommands.h"
 #include "shell/disk/DiskSpacePresenter.h"
 #include "shell/disk/RecentScansModel.h"
 #include "shell/kit/Tab.h"
@@ -24,6 +25,7 @@ class DiskSpaceTab : public larkfold::Tab {
     Q_PROPERTY(larkfold::DiskScannerViewModel* driver READ driver CONSTANT)
     Q_PROPERTY(larkfold::DiskSpacePresenter* presenter READ presenter CONSTANT)
     Q_PROPERTY(larkfold::RecentScansModel* recentScans READ recentScans CONSTANT)
+    Q_PROPERTY(larkfold::DiskCommands* can READ can CONSTANT)
     Q_PROPERTY(larkfold::DiskSpaceTab::Page page READ page NOTIFY pageChanged)
     Q_PROPERTY(bool canReturnToMap READ canReturnToMap NOTIFY pageChanged)
     Q_PROPERTY(QString dropMessage READ dropMessage NOTIFY dropMessageChanged)
@@ -48,6 +50,9 @@ public:
     DiskScannerViewModel* driver() { return &driver_; }
     DiskSpacePresenter* presenter() { return &presenter_; }
     RecentScansModel* recentScans() { return &recentScans_; }
+    // What can be done, and when.
+    DiskCommands* can() { return &can_; }
+    QVariantList commands() override { return can_.inMenus(); }
 
     Page page() const;
     bool canReturnToMap() const;
@@ -69,6 +74,7 @@ public:
     QString markedText() const override;
     QString markedShortText() const override;
     bool canReview() const override;
+    QString whyNoReview() const override;
     // The button "Delete Selected" and the key Delete as well.
     void review() override;
     void clearMarked() override;
@@ -81,11 +87,13 @@ signals:
     void showDiskAccessIssueChanged();
 
 private:
+    void followScan();
     void setDropMessage(const QString& message);
 
     DiskScannerViewModel& driver_;
     DiskSpacePresenter presenter_;
     RecentScansModel recentScans_;
+    DiskCommands can_;
     bool wantsStartPage_ = false;  // "New Scan" while a result is there
     QString dropMessage_;
     SerialContext dropContext_;

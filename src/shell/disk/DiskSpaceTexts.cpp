@@ -41,6 +41,14 @@ QString changedFolders(std::int64_t folders) {
     return QStringLiteral("Changed folders (%1)").arg(grouped(folders));
 }
 
+QString forgetting() {
+    return QStringLiteral("Forgetting the saved scan. Another window of Larkfold is busy with it.");
+}
+
+QString lookingFor(const QString& path) {
+    return QStringLiteral("Waiting for the disk of “%1” to answer…").arg(path);
+}
+
 QString refreshing() {
     return QStringLiteral("Scanning changed folders. The map shows what was saved before.");
 }
@@ -74,6 +82,13 @@ QString refreshFailedHint() {
     return QStringLiteral(
         "The map still shows what was saved before, and the folders still count as changed. Refresh again, "
         "or scan everything again.");
+}
+
+QString folderMissingHint() {
+    return QStringLiteral(
+        "The folder is not there. If it lies on a drive that is not connected, connect the drive and try "
+        "again. "
+        "The map and the saved scan were kept.");
 }
 
 QString forgettingFailedHint() {

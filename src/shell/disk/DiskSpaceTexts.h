@@ -21,12 +21,15 @@ QString hiddenLeftOut();  // of a saved scan, which does not tell how many
 QString openingSavedScan();
 QString changedFolders(std::int64_t folders);  // "Changed folders (3)"
 QString refreshing();
+QString forgetting();
+QString lookingFor(const QString& path);
 QString watchLimitReached(std::int64_t folders);
 QString watchLeavesOutMounts();
 QString watchIncomplete();
 QString watchFailed();
 QString restoreFailedHint();
 QString refreshFailedHint();
+QString folderMissingHint();
 QString forgettingFailedHint();
 QString scanCancelledHint();
 QString scanFailedHint();

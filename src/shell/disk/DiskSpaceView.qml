@@ -11,6 +11,7 @@ T.Control {
     required property DiskSpaceTab tab
     readonly property DiskScannerViewModel driver: tab.driver
     readonly property DiskSpacePresenter presenter: tab.presenter
+    readonly property DiskCommands can: tab.can
 
     Component.onCompleted: driver.restoreSavedScanIfNeeded()
 
@@ -29,11 +30,10 @@ T.Control {
             onClicked: page.tab.returnToMap()
         }
         AppButton {
-            visible: page.driver.isScanning
+            visible: page.can.cancelScan.enabled
+            command: page.can.cancelScan
             text: qsTr("Cancel")
-            icon.name: "stop"
             toolTip: page.driver.isRefreshingIndex ? qsTr("Leaves the map as it was; what is done stays done") : ""
-            onClicked: page.driver.cancelScan()
         }
         AppButton {
             id: refresh
@@ -41,23 +41,20 @@ T.Control {
             visible: page.tab.page === DiskSpaceTab.Result && !page.driver.isScanning
             text: qsTr("Refresh")
             icon.name: "refresh"
-            enabled: !page.driver.isDeleting
+            enabled: page.can.busyReason.length === 0
             toolTip: refreshMenu.visible ? "" : qsTr("Scans what changed since")
+            whyNot: page.can.busyReason
             Accessible.role: Accessible.ButtonMenu
             onClicked: refreshMenu.popup(refresh, 0, refresh.height + Theme.space1)
 
             RefreshMenu {
                 id: refreshMenu
-                presenter: page.presenter
-                driver: page.driver
+                can: page.can
             }
         }
         AppButton {
             visible: page.tab.page === DiskSpaceTab.Result && !page.driver.isScanning
-            text: qsTr("New Scan")
-            icon.name: "plus"
-            enabled: !page.driver.isDeleting
-            onClicked: page.view.startNewScan()
+            command: page.can.newScan
         }
         AppButton {
             visible: page.driver.isDeleting
@@ -71,18 +68,25 @@ T.Control {
             visible: page.tab.page === DiskSpaceTab.Result && !page.driver.isDeleting
             Layout.leftMargin: Theme.space2
             kind: AppButton.Destructive
-            text: qsTr("Delete Selected")
-            icon.name: "trash"
+            command: page.can.review
             toolTip: qsTr("Shows what is marked before anything is removed")
-            enabled: page.tab.canReview
-            onClicked: page.tab.review()
         }
+    }
+
+    BusyStrip {
+        id: strip
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.top: toolbar.bottom
+        height: visible ? implicitHeight : 0
+        presenter: page.presenter
+        isPrompt: page.driver.isRefreshingIndex
     }
 
     Loader {
         anchors.left: parent.left
         anchors.right: parent.right
-        anchors.top: toolbar.bottom
+        anchors.top: strip.bottom
         anchors.bottom: parent.bottom
         focus: true
         sourceComponent: {
@@ -129,7 +133,7 @@ T.Control {
         ResultView {
             presenter: page.presenter
             driver: page.driver
-            onForgetRequested: page.view.forgetIndexConfirmation = true
+            can: page.can
             onReviewRequested: page.tab.review()
         }
     }
@@ -150,6 +154,22 @@ T.Control {
 
         function onForgetIndexConfirmationChanged() {
             forgetScan.active = true;
+        }
+    }
+    Loader {
+        id: emptyFolder
+        active: false
+        // qmllint disable unqualified
+        sourceComponent: EmptyFolderAlert {
+            check: page.driver.rescanCheck
+        }
+        // qmllint enable unqualified
+    }
+    Connections {
+        target: page.driver.rescanCheck
+
+        function onChanged() {
+            emptyFolder.active = emptyFolder.active || page.driver.rescanCheck.asksUser;
         }
     }
     Loader {

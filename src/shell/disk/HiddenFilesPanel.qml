@@ -9,6 +9,7 @@ T.Popup {
 
     required property DiskSpacePresenter presenter
     required property DiskScannerViewModel driver
+    required property DiskCommands can
 
     implicitWidth: 300 * Theme.typeScale
     implicitHeight: implicitContentHeight + topPadding + bottomPadding
@@ -38,10 +39,10 @@ T.Popup {
         AppButton {
             text: qsTr("Scan Again")
             icon.name: "refresh"
-            enabled: panel.presenter.hiddenSettingDiffers
+            enabled: panel.presenter.hiddenSettingDiffers && panel.can.scanAgain.enabled
             onClicked: {
                 panel.close();
-                panel.driver.rescanCurrent();
+                panel.can.scanAgain.trigger();
             }
         }
     }

@@ -68,7 +68,7 @@ void RecentScansModel::refreshAges() {
 
 void RecentScansModel::rescan(int row) {
     const ScanHistoryEntry* entry = entryAt(row);
-    if (entry == nullptr || driver_.isScanning() || driver_.isDeleting()) {
+    if (entry == nullptr || driver_.isScanning() || driver_.isDeleting() || driver_.isForgetting()) {
         return;
     }
     driver_.dismissError();

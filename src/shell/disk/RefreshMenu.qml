@@ -5,29 +5,19 @@ import Larkfold.Shell
 AppMenu {
     id: menu
 
-    required property DiskSpacePresenter presenter
-    required property DiskScannerViewModel driver
+    required property DiskCommands can
 
     AppMenuItem {
         objectName: "refreshChanged"
-        text: menu.presenter.changedFoldersText
-        icon.name: "refresh"
-        enabled: menu.driver.changedFolderCount > 0
-        shortcutText: "F5"
-        onTriggered: menu.driver.refreshIndex(false)
+        command: menu.can.refreshChanged
     }
     AppMenuItem {
         objectName: "refreshCurrent"
-        text: qsTr("Current folder")
-        icon.name: "folder"
-        enabled: menu.driver.hasSavedIndex
-        onTriggered: menu.driver.refreshIndex(true)
+        command: menu.can.refreshCurrent
     }
     AppMenuSeparator {}
     AppMenuItem {
         objectName: "scanAgain"
-        text: qsTr("Scan Everything Again")
-        icon.name: "disk"
-        onTriggered: menu.driver.rescanCurrent()
+        command: menu.can.scanAgain
     }
 }

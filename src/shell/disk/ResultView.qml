@@ -9,17 +9,10 @@ T.Control {
 
     required property DiskSpacePresenter presenter
     required property DiskScannerViewModel driver
+    required property DiskCommands can
 
     // The user wants to see what is marked before anything is removed.
     signal reviewRequested
-    // The user wants the saved index gone.
-    signal forgetRequested
-
-    Shortcut {
-        sequences: ["F5"]
-        enabled: page.visible && page.driver.changedFolderCount > 0 && !page.driver.isScanning
-        onActivated: page.driver.refreshIndex(false)
-    }
     Shortcut {
         sequences: ["Alt+Left", "Backspace"]
         enabled: page.visible && page.presenter.canGoBack
@@ -39,11 +32,6 @@ T.Control {
             driver: page.driver
         }
 
-        RefreshStrip {
-            Layout.fillWidth: true
-            presenter: page.presenter
-            driver: page.driver
-        }
         InlineMessage {
             visible: page.presenter.errorText.length > 0
             Layout.fillWidth: true
@@ -116,7 +104,7 @@ T.Control {
             Layout.fillWidth: true
             presenter: page.presenter
             driver: page.driver
-            onForgetRequested: page.forgetRequested()
+            can: page.can
         }
     }
 }

@@ -34,7 +34,11 @@ Item {
     Accessible.focusable: true
     Accessible.selectable: true
     Accessible.selected: isSelected
-    Accessible.onPressAction: rescanRequested()
+    Accessible.onPressAction: {
+        if (canRescan) {
+            rescanRequested();
+        }
+    }
 
     HoverHandler {
         id: pointer

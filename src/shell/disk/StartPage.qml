@@ -117,18 +117,15 @@ T.Control {
                             spacing: Theme.space3
 
                             AppButton {
-                                text: qsTr("Scan Entire Disk")
-                                icon.name: "disk"
+                                command: page.tab.can.scanDisk
                                 kind: AppButton.Primary
                                 implicitHeight: Theme.controlHeight + 4
                                 focus: true
-                                onClicked: page.view.scanEntireDisk()
                             }
                             AppButton {
+                                command: page.tab.can.scanFolder
                                 text: qsTr("Scan Folder")
-                                icon.name: "folder"
                                 implicitHeight: Theme.controlHeight + 4
-                                onClicked: page.tab.scanFolder()
                             }
                             AppLabel {
                                 height: Theme.controlHeight + 4
@@ -159,7 +156,7 @@ T.Control {
                 id: recent
                 Layout.fillWidth: true
                 scans: page.tab.recentScans
-                canRescan: !page.tab.driver.isDeleting
+                canRescan: page.tab.can.busyReason.length === 0
                 onShown: item => page.bringIntoSight(item)
                 onEmptied: undo.takeKeyboard()
             }

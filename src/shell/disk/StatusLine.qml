@@ -1,6 +1,5 @@
 import QtQuick
 import QtQuick.Layouts
-import QtQuick.Templates as T
 import Larkfold.Shell
 
 // The sums of the scan, what is missing from them, and what stands in the saved index.
@@ -10,10 +9,7 @@ Rectangle {
     required property DiskSpacePresenter presenter
     required property DiskScannerViewModel driver
 
-    readonly property T.Action currentFolder: current
-
-    // The user wants the saved index gone.
-    signal forgetRequested
+    required property DiskCommands can
 
     // How wide the sums and their buttons are in one row, and whether the notice has room beside them.
     readonly property real sumsWidth: sums.implicitWidth + (unreadable.visible ? unreadable.implicitWidth + facts.spacing : 0)
@@ -92,6 +88,7 @@ Rectangle {
                     y: -height - Theme.space2
                     presenter: line.presenter
                     driver: line.driver
+                    can: line.can
                 }
             }
         }
@@ -123,50 +120,30 @@ Rectangle {
             }
             Row {
                 id: actions
-                visible: forget.enabled
+                visible: line.driver.hasSavedIndex
                 Layout.alignment: line.hasRoomBeside ? Qt.AlignRight : Qt.AlignLeft
                 // The titles of buttons without a frame stand in line with the text above them.
                 Layout.leftMargin: line.hasRoomBeside ? 0 : -Theme.space2
                 Layout.rightMargin: line.hasRoomBeside ? -Theme.space2 : 0
 
                 Repeater {
-                    model: [changed, current, forget]
+                    model: [line.can.refreshChanged, line.can.refreshCurrent, line.can.forget]
 
                     AppButton {
-                        required property T.Action modelData
+                        required property Command modelData
 
-                        text: modelData.text
-                        visible: modelData.enabled
+                        command: modelData
+                        icon.name: ""
                         kind: AppButton.Quiet
                         height: Math.max(Theme.minimumTarget, implicitContentHeight)
                         font.pixelSize: Theme.sizeCaption
                         // qmllint disable unqualified
-                        toolTip: modelData === line.currentFolder ? qsTr("Scans only the folder on screen again") : ""
+                        toolTip: modelData === line.can.refreshCurrent ? qsTr("Scans only the folder on screen again") : ""
                         // qmllint enable unqualified
-                        onClicked: modelData.trigger()
                     }
                 }
             }
         }
-    }
-
-    T.Action {
-        id: changed
-        text: line.presenter.changedFoldersText
-        enabled: line.driver.changedFolderCount > 0 && !line.driver.isScanning && !line.driver.isDeleting
-        onTriggered: line.driver.refreshIndex(false)
-    }
-    T.Action {
-        id: current
-        text: qsTr("Current folder")
-        enabled: line.driver.hasSavedIndex && !line.driver.isScanning && !line.driver.isDeleting
-        onTriggered: line.driver.refreshIndex(true)
-    }
-    T.Action {
-        id: forget
-        text: qsTr("Forget saved scan…")
-        enabled: line.driver.hasSavedIndex && !line.driver.isScanning && !line.driver.isDeleting
-        onTriggered: line.forgetRequested()
     }
 
     Loader {

@@ -16,6 +16,10 @@ T.Button {
 
     property int kind: AppButton.Secondary
     property string toolTip: ""
+    // What it does, with its title, icon and when; without one all of that stands where the button does.
+    property Command command: null
+    // Why it cannot be done, a sentence.
+    property string whyNot: command ? command.reason : ""
 
     readonly property bool isFilled: kind === AppButton.Primary
     property color foreground: {
@@ -33,11 +37,23 @@ T.Button {
 
     // What a click does, for keys and assistive technology; the toolkit offers no such call before 6.8.
     function activate() {
+        if (!enabled) {
+            return;
+        }
         if (checkable) {
             toggle();
             toggled();
         }
         clicked();
+    }
+
+    text: command ? command.text : action ? action.text : ""
+    icon.name: command ? command.iconName : action ? action.icon.name : ""
+    enabled: command ? command.enabled : !action || action.enabled
+    onClicked: {
+        if (command) {
+            command.trigger();
+        }
     }
 
     implicitWidth: Math.max(implicitContentWidth + leftPadding + rightPadding, Theme.minimumTarget)
@@ -57,7 +73,8 @@ T.Button {
 
     Accessible.role: Accessible.Button
     Accessible.name: text
-    Accessible.description: toolTip
+    // The toolkit tells assistive technology of no state "disabled".
+    Accessible.description: enabled ? toolTip : (qsTr("Not available.") + " " + whyNot).trim()
     Accessible.onPressAction: control.activate()
 
     Keys.onReturnPressed: control.activate()

@@ -7,11 +7,16 @@ T.Button {
     id: control
 
     property string toolTip: text
+    // Why it cannot be done, a sentence.
+    property string whyNot: ""
     property color foreground: Theme.textSecondary
     property int size: Math.max(Theme.minimumTarget, icon.width + Theme.space3)
 
     // What a click does, for keys and assistive technology; the toolkit offers no such call before 6.8.
     function activate() {
+        if (!enabled) {
+            return;
+        }
         if (checkable) {
             toggle();
             toggled();
@@ -29,6 +34,8 @@ T.Button {
 
     Accessible.role: Accessible.Button
     Accessible.name: text
+    // The toolkit tells assistive technology of no state "disabled".
+    Accessible.description: enabled ? "" : (qsTr("Not available.") + " " + whyNot).trim()
     Accessible.onPressAction: control.activate()
 
     Keys.onReturnPressed: control.activate()

@@ -7,7 +7,20 @@ T.MenuItem {
     id: control
 
     // What to show as the shortcut where it is handled elsewhere; otherwise the action's own.
-    property string shortcutText: ""
+    property string shortcutText: command ? command.shortcut : ""
+    // What it does, with its title, icon and when; without one all of that stands where the item does.
+    property Command command: null
+    // Why it cannot be done, a sentence.
+    property string whyNot: command ? command.reason : ""
+
+    text: command ? command.text : action ? action.text : ""
+    icon.name: command ? command.iconName : action ? action.icon.name : ""
+    enabled: command ? command.enabled : !action || action.enabled
+    onTriggered: {
+        if (command && !action) {
+            command.trigger();
+        }
+    }
 
     implicitWidth: leftPadding + rightPadding + title.implicitWidth + (keys.visible ? keys.implicitWidth + Theme.space6 : 0)
     implicitHeight: Math.max(Theme.minimumTarget, title.implicitHeight + Theme.space2)
@@ -19,10 +32,15 @@ T.MenuItem {
 
     Accessible.role: Accessible.MenuItem
     Accessible.name: text
+    // The toolkit tells assistive technology of no state "disabled".
+    Accessible.description: enabled ? "" : (qsTr("Not available.") + " " + whyNot).trim()
     Accessible.onPressAction: control.activate()
 
     // What a click does, for assistive technology: the toolkit triggers an action of the item for a pointer alone.
     function activate() {
+        if (!enabled) {
+            return;
+        }
         if (action) {
             action.trigger();
         }

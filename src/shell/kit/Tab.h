@@ -8,6 +8,7 @@
 #include <QtQml/qqmlregistration.h>
 #include <QObject>
 #include <QString>
+#include <QVariantList>
 
 namespace larkfold {
 
@@ -19,6 +20,10 @@ class Tab : public QObject {
     Q_PROPERTY(QString markedText READ markedText NOTIFY markedChanged)
     Q_PROPERTY(QString markedShortText READ markedShortText NOTIFY markedChanged)
     Q_PROPERTY(bool canReview READ canReview NOTIFY markedChanged)
+    // Why it cannot be reviewed now, a sentence; empty where it can.
+    Q_PROPERTY(QString whyNoReview READ whyNoReview NOTIFY markedChanged)
+    // What the menu bar offers while it is on screen: a `Command` each, in the order of its menu.
+    Q_PROPERTY(QVariantList commands READ commands CONSTANT)
     Q_PROPERTY(bool canGoBack READ canGoBack NOTIFY navigationChanged)
 
 public:
@@ -33,8 +38,11 @@ public:
     virtual QString markedShortText() const { return {}; }
     // Shows what is marked before anything is removed. Something is marked, and can be reviewed now:
     virtual bool canReview() const { return false; }
+    virtual QString whyNoReview() const { return {}; }
     Q_INVOKABLE virtual void review() {}
     Q_INVOKABLE virtual void clearMarked() {}
+
+    virtual QVariantList commands() { return {}; }
 
     virtual bool canGoBack() const { return false; }
     Q_INVOKABLE virtual void goBack() {}

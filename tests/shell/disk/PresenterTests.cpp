@@ -205,6 +205,7 @@ TEST_F(PresenterTest, whatToDoFollowsFromTheKindOfAFailureAndNotFromItsText) {
     using Kind = DiskFailure::Kind;
     const std::map<Kind, QString> hints{{Kind::access, QString()},
                                         {Kind::scan, texts::scanFailedHint()},
+                                        {Kind::folderMissing, texts::folderMissingHint()},
                                         {Kind::cancelled, texts::scanCancelledHint()},
                                         {Kind::restoring, texts::restoreFailedHint()},
                                         {Kind::refreshing, texts::refreshFailedHint()},

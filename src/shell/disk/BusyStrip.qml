@@ -2,18 +2,32 @@ import QtQuick
 import QtQuick.Layouts
 import Larkfold.Shell
 
-// A refresh under way, above the map that it leaves as it is.
+// Work that leaves the page as it is, above it: a refresh, the question to the disk before a scan, a saved scan that is
+// being forgotten. What mostly takes no time is told once it does.
 Rectangle {
     id: strip
 
     required property DiskSpacePresenter presenter
-    required property DiskScannerViewModel driver
+    // To be told at once.
+    property bool isPrompt: false
+    property bool hasWaited: false
 
-    visible: driver.isRefreshingIndex
+    visible: presenter.busyText.length > 0 && (isPrompt || hasWaited)
     implicitHeight: row.implicitHeight + 2 * Theme.space2
     color: Theme.surfaceRaised
     Accessible.role: Accessible.Grouping
-    Accessible.name: presenter.refreshText
+    Accessible.name: presenter.busyText
+
+    Timer {
+        interval: 500
+        running: strip.presenter.busyText.length > 0
+        onRunningChanged: {
+            if (!running && strip.presenter.busyText.length === 0) {
+                strip.hasWaited = false;
+            }
+        }
+        onTriggered: strip.hasWaited = true
+    }
 
     Hairline {
         anchors.bottom: parent.bottom
@@ -31,13 +45,13 @@ Rectangle {
 
         AppLabel {
             Layout.maximumWidth: strip.width * 0.7
-            text: strip.presenter.refreshText
+            text: strip.presenter.busyText
             wrapMode: Text.Wrap
         }
         AppProgressBar {
             Layout.fillWidth: true
             indeterminate: true
-            Accessible.name: strip.presenter.refreshText
+            Accessible.name: strip.presenter.busyText
         }
     }
 }
