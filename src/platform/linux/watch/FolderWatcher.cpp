@@ -60,6 +60,7 @@
 #include "platform/linux/walk/PathDescriptors.h"
 #include "platform/linux/walk/RootFolder.h"
 #include "platform/linux/walk/SpecialPlace.h"
+#include "platform/linux/watch/FolderDate.h"
 #include "platform/linux/watch/WatchedFolders.h"
 
 #ifndef __linux__
@@ -88,10 +89,6 @@ constexpr std::size_t mostBacklog = std::size_t{64} << 20;
 
 bool meansNotThere(int code) {
     return code == ENOENT || code == ENOTDIR || code == ELOOP;
-}
-
-FolderMoment momentOf(const timespec& time) {
-    return FolderMoment(std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec));
 }
 
 // What the thread does, and all it owns.
@@ -515,7 +512,7 @@ private:
         const Index folder =
             folders_.add(parent, name, watch, FileIdentity{values.st_dev, values.st_ino}, place);
         // Not of when it was modified, which is anybody's to set.
-        if (changedSince_ && momentOf(values.st_ctim) >= *changedSince_) {
+        if (changedSince_ && mayBeSince(values.st_ctim, *changedSince_)) {
             noteChange(folder, ".");
         }
         return folder;
@@ -894,14 +891,14 @@ private:
 
 }  // namespace
 
-// Between the owner and the thread, which may outlive it for an instant: the system takes a tenth of a second
-// to give back the watches of a large tree, and nobody should wait for that.
 FolderMoment folderMomentNow() {
     timespec time{};
     ::clock_gettime(CLOCK_REALTIME_COARSE, &time);
-    return momentOf(time);
+    return FolderMoment(std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec));
 }
 
+// Between the owner and the thread, which may outlive it for an instant: the system takes a tenth of a second
+// to give back the watches of a large tree, and nobody should wait for that.
 struct FolderWatcher::Impl {
     // Gone with the watcher, and then nothing that waits in the main queue is called any more.
     std::shared_ptr<const Handlers> handlers;
