@@ -617,7 +617,6 @@ void DiskScannerViewModel::setScanScope(ScanScope scope) {
 void DiskScannerViewModel::startScan(const std::string& path, DiskScanOptions options, ScanScope scope) {
     scanRootPath_ = path;
     scanOptions_ = std::move(options);
-    scanBegan_ = folderMomentNow();
     setScanning(true);
     setScanScope(scope);
     setError(std::nullopt);
@@ -667,10 +666,11 @@ void DiskScannerViewModel::finishScan(Outcome<ScannedMap> outcome) {
     scanTask_ = Run();
     std::optional<ScanResult> finished;
     try {
+        WatchBeginning began = std::move(outcome.get().began);
         takeMap(std::move(outcome.get()));
         finished = scanResult_;
         isFromIndex_ = false;
-        savedScan_.trackScanned(scanResult_->rootPath, scanOptions_, scanBegan_);
+        savedScan_.trackScanned(scanResult_->rootPath, scanOptions_, std::move(began));
     } catch (...) {
         fail(std::current_exception());
     }

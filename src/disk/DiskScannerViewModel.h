@@ -276,7 +276,6 @@ private:
 
     std::string scanRootPath_;
     DiskScanOptions scanOptions_;
-    FolderMoment scanBegan_;
     UUID scanID_;
     std::optional<std::string> activeSecurityScopedURL_;
     bool hasActiveSecurityScope_ = false;

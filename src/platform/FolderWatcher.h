@@ -12,7 +12,8 @@
 //   has to answer (a server, a program), whose changes the kernel does not see.
 //
 // With a moment to begin from, folders to which something was added, or from which something went, between it
-// and the set-up are told as changed too; that a file merely grew meanwhile no folder tells.
+// and the set-up are told as changed too; that a file merely grew meanwhile no folder tells. Where something
+// was mounted below the root meanwhile, or unmounted, events are told as lost.
 //
 // Reading is no change. Bursts are gathered for about a second; of a burst in one folder one path is told.
 // What the options leave out is neither watched nor told.
@@ -31,21 +32,17 @@
 
 #include "platform/Error.h"
 #include "platform/MainQueue.h"
+#include "platform/WatchBeginning.h"
 
 namespace larkfold {
-
-// A moment by the clock that dates the changes of folders, which lags some milliseconds behind others.
-using FolderMoment = std::chrono::sys_time<std::chrono::nanoseconds>;
-FolderMoment folderMomentNow();
 
 struct FolderWatcherOptions {
     // Items whose name begins with a dot are left out, and what is below them.
     bool skipHiddenFiles = false;
     // Items at or below one of these paths are left out unseen. Absolute standardized paths.
     std::vector<std::string> excludedPathPrefixes;
-    // Since when a change of a folder's own counts; without it, since the watch stands. It is taken before
-    // what is to be kept up to date was read.
-    std::optional<FolderMoment> changedSince = std::nullopt;
+    // Since when changes count; without it, since the watch stands.
+    std::optional<WatchBeginning> since = std::nullopt;
     // How long changes are gathered before they are told.
     std::chrono::milliseconds latency{1'000};
     // How long the volume of the root, or of a folder below it, may take to answer; one that slept takes a

@@ -19,11 +19,15 @@
 
 #include "disk/IndexRefresh.h"
 #include "disk/SavedScanLoader.h"
+#include "disk/SavedScanSession.h"
 #include "disk/ScanChangeTracker.h"
+#include "disk/ScannedMap.h"
 #include "faults/IndexOracle.h"
 #include "faults/PrivateNamespace.h"
 #include "platform/FolderWatcher.h"
 #include "platform/Path.h"
+#include "platform/WatchBeginning.h"
+#include "support/FolderMoments.h"
 #include "support/MachineRequirements.h"
 #include "support/TemporaryTree.h"
 #include "support/TestMainLoop.h"
@@ -264,6 +268,132 @@ TEST(MountBelowAWatch, thatStandsAlready_isWatched) {
         tree.folder("root/m/made/deep/new");
         EXPECT_TRUE(watch.isTold(tree.path("root/m/made/deep/new")));
         EXPECT_TRUE(watch.tells(tree.path("root/m/made/deep/new")));
+    });
+}
+
+// --- What happened before the watch stood
+
+// What a watch that counts from `since` tells before it stands: whether events were lost, and changed paths.
+struct ToldBefore {
+    bool hasLost = false;
+    std::vector<std::string> paths;
+};
+
+ToldBefore toldBeforeItStands(const std::string& root, const WatchBeginning& since,
+                              FolderWatcherOptions options = {}) {
+    TestMainLoop loop;
+    ToldBefore told;
+    bool stands = false;
+    options.since = since;
+    const FolderWatcher watcher(
+        loop.queue(), root, options,
+        {.changed =
+             [&](const FolderChanges& changes) {
+                 EXPECT_FALSE(stands);
+                 told.hasLost = told.hasLost || changes.eventsAreLost;
+                 told.paths.insert(told.paths.end(), changes.paths.begin(), changes.paths.end());
+             },
+         .covered = [&](const WatchCoverage&) { stands = true; },
+         .failed = [&](const SystemError& error) { ADD_FAILURE() << error.description(); }});
+    EXPECT_TRUE(loop.runUntil([&] { return stands; }));
+    return told;
+}
+
+void makeOldTree(TemporaryTree& tree) {
+    makeTree(tree);
+    tree.folder("beside/other/inner");
+    tree.folder("root/.hidden/m");
+    tree.folder("root/excluded/m");
+    tree.folder("root/excluded-not");
+    awaitNextFolderMoment();
+}
+
+// A bind mount shows folders with dates of long ago, and what it covers and uncovers keeps its own.
+class Bound : public Mounted {
+public:
+    Bound(const TemporaryTree& tree, const std::string& place)
+        : Mounted(tree.path("beside/other"), tree.path(place), "none", MS_BIND, "") {}
+};
+
+TEST(MountBeforeAWatch, thatCameSinceTheMoment_isToldAsLost) {
+    inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeOldTree(tree);
+        WatchBeginning since = watchBeginningNow();
+        for (const char* place : {"root/m", "root", "root/excluded-not"}) {
+            const Bound mounted(tree, place);
+            EXPECT_TRUE(toldBeforeItStands(tree.path("root"), since).hasLost) << place;
+            // That the dates alone tell nothing of it:
+            WatchBeginning datesOnly = watchBeginningNow();
+            datesOnly.time = since.time;
+            const ToldBefore told = toldBeforeItStands(tree.path("root"), datesOnly);
+            EXPECT_FALSE(told.hasLost) << place;
+            EXPECT_THAT(told.paths, IsEmpty()) << place;
+        }
+        EXPECT_FALSE(toldBeforeItStands(tree.path("root"), since).hasLost) << "all is as it was then";
+        since.mounts.clear();
+        EXPECT_TRUE(toldBeforeItStands(tree.path("root"), since).hasLost) << "who knows what was mounted";
+    });
+}
+
+TEST(MountBeforeAWatch, thatWentSinceTheMoment_isToldAsLost) {
+    inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeOldTree(tree);
+        std::optional<WatchBeginning> since;
+        {
+            const Bound mounted(tree, "root/m");
+            since = watchBeginningNow();
+            EXPECT_FALSE(toldBeforeItStands(tree.path("root"), *since).hasLost) << "it stands still";
+        }
+        EXPECT_TRUE(toldBeforeItStands(tree.path("root"), *since).hasLost);
+        {
+            // Another one at the same place, where the numbers of mounts are given again.
+            const Mounted other(tree.folder("root/z/other"), tree.path("root/m"), "none", MS_BIND, "");
+            EXPECT_TRUE(toldBeforeItStands(tree.path("root"), *since).hasLost);
+        }
+    });
+}
+
+TEST(MountBeforeAWatch, elsewhereOrWhereNothingIsWatched_isToldByNobody) {
+    inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeOldTree(tree);
+        FolderWatcherOptions options;
+        options.skipHiddenFiles = true;
+        options.excludedPathPrefixes = {tree.path("root/excluded")};
+        const WatchBeginning since = watchBeginningNow();
+        const Bound hidden(tree, "root/.hidden/m");
+        const Bound excluded(tree, "root/excluded/m");
+        const Bound elsewhere(tree, "beside/other/inner");
+        EXPECT_FALSE(toldBeforeItStands(tree.path("root"), since, options).hasLost);
+        EXPECT_TRUE(toldBeforeItStands(tree.path("root"), since).hasLost) << "the negative control";
+    });
+}
+
+// From the scan's first step on, over the session that hands the moment to the watch.
+TEST(MountBeforeAWatch, thatCameAfterAScan_makesItsRootCountAsChanged) {
+    inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeOldTree(tree);
+        TemporaryTree store;
+        for (const bool isMounted : {false, true}) {
+            TestMainLoop loop;
+            const std::string index = store.path("latest-scan.sqlite");
+            const ScannedMap map = ScannedMap::of({.root = tree.path("root"),
+                                                   .scope = ScanScope::selectedFolder,
+                                                   .options = everything(),
+                                                   .indexURL = index},
+                                                  {}, [](const ScanProgress&) {});
+            SavedScanSession session({.mainQueue = loop.queue(), .indexURL = [&index] { return index; }});
+            const auto mounted = isMounted ? std::make_unique<Bound>(tree, "root/m") : nullptr;
+            session.trackScanned(tree.path("root"), everything(), map.began);
+            ASSERT_TRUE(loop.runUntil([&] { return session.coverage().isReady; }));
+            EXPECT_TRUE(session.coverage().isComplete());
+            EXPECT_THAT(session.takeChangedFolders(),
+                        isMounted ? testing::Matcher<std::vector<std::string>>(ElementsAre(tree.path("root")))
+                                  : IsEmpty());
+        }
     });
 }
 

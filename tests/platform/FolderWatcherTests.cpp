@@ -393,7 +393,7 @@ TEST(FolderWatcher, aFolderThatChangedSinceTheGivenMoment_isToldBeforeTheWatchSt
         tree.file(std::string(name) + "/file", "1");
     }
     awaitNextFolderMoment();
-    const FolderMoment moment = folderMomentNow();
+    const WatchBeginning moment = watchBeginningNow();
     tree.file("root/added/new");
     fs::remove(tree.path("root/removed/file"));
     fs::create_directory(tree.path("root/deep/er/folder"));
@@ -402,11 +402,11 @@ TEST(FolderWatcher, aFolderThatChangedSinceTheGivenMoment_isToldBeforeTheWatchSt
     // Whoever dates a folder back does not deceive it.
     fs::last_write_time(tree.path("root/added"), fs::file_time_type{});
 
-    const auto told = [&](std::optional<FolderMoment> since) {
+    const auto told = [&](std::optional<WatchBeginning> since) {
         std::set<std::string> folders;
         bool stands = false;
         FolderWatcherOptions options;
-        options.changedSince = since;
+        options.since = since;
         const FolderWatcher watcher(
             loop.queue(), tree.path("root"), options,
             {.changed =
@@ -427,7 +427,7 @@ TEST(FolderWatcher, aFolderThatChangedSinceTheGivenMoment_isToldBeforeTheWatchSt
     EXPECT_THAT(told(moment), ElementsAre("/added", "/deep/er", "/removed", "/renamed"));
     EXPECT_THAT(told(std::nullopt), IsEmpty());
     awaitNextFolderMoment();
-    EXPECT_THAT(told(folderMomentNow()), IsEmpty());
+    EXPECT_THAT(told(watchBeginningNow()), IsEmpty());
 }
 
 TEST(FolderWatcher, withoutAThread_fails) {

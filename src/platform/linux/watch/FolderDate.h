@@ -6,7 +6,7 @@
 #include <ctime>
 #include <utility>
 
-#include "platform/FolderWatcher.h"
+#include "platform/WatchBeginning.h"
 
 namespace larkfold {
 

@@ -38,7 +38,6 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <ctime>
 #include <mutex>
 #include <optional>
 #include <stop_token>
@@ -61,6 +60,7 @@
 #include "platform/linux/walk/RootFolder.h"
 #include "platform/linux/walk/SpecialPlace.h"
 #include "platform/linux/watch/FolderDate.h"
+#include "platform/linux/watch/MountsSince.h"
 #include "platform/linux/watch/WatchedFolders.h"
 
 #ifndef __linux__
@@ -174,7 +174,13 @@ private:
         if (watch < 0) {
             return fail(errno);
         }
-        changedSince_ = options_.changedSince;
+        if (options_.since) {
+            changedSince_ = options_.since->time;
+            if (haveMountsChanged(options_.since->mounts, table_, realRoot_, *places_,
+                                  options_.skipHiddenFiles)) {
+                loseEvents();
+            }
+        }
         const Index top = add(none, "", watch, opened->descriptor.get(), places_.get());
         follow(top, std::move(opened->descriptor));
         if (stop_.stop_requested()) {
@@ -890,12 +896,6 @@ private:
 };
 
 }  // namespace
-
-FolderMoment folderMomentNow() {
-    timespec time{};
-    ::clock_gettime(CLOCK_REALTIME_COARSE, &time);
-    return FolderMoment(std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec));
-}
 
 // Between the owner and the thread, which may outlive it for an instant: the system takes a tenth of a second
 // to give back the watches of a large tree, and nobody should wait for that.
