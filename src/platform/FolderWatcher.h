@@ -6,7 +6,9 @@
 // - A change that happens after `covered` was called, in a folder that is covered, is told, or else that
 //   events were lost. Folders that are made, moved in or put in another's place later are followed: their
 //   watch stands before their change is told, so whoever reads them then misses nothing that comes after.
-// - Events that the system dropped, and a root that moved or went, are told as lost events. The watch is then
+// - Events that the system dropped, a root that moved or went, and a link on the way to it that leads
+// elsewhere
+//   now are told as lost events. The watch is then
 //   set up anew, and told as lost once more when it stands, for what happened in between.
 // - What it does not cover it says: folders beyond the system's limit, and mounts behind which somebody else
 //   has to answer (a server, a program), whose changes the kernel does not see.

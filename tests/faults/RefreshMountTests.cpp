@@ -52,6 +52,7 @@ public:
                              .changed =
                                  [this](const FolderChanges& changes) {
                                      hasLost = hasLost || changes.eventsAreLost;
+                                     losses_ += changes.eventsAreLost ? 1 : 0;
                                      paths_.insert(paths_.end(), changes.paths.begin(), changes.paths.end());
                                  },
                              .covered = [this](const WatchCoverage& covered) { coverage = covered; },
@@ -82,6 +83,11 @@ public:
         }
         return false;
     }
+    // Since the last call events were lost, and lost once more when the watch stood again.
+    bool hasBegunAnew() {
+        lossesBefore_ += 2;
+        return await([this] { return losses_ >= lossesBefore_; });
+    }
     bool isToldIn(const std::string& folder) const {
         return std::any_of(paths_.begin(), paths_.end(),
                            [&](const std::string& path) { return fs::path(path).parent_path() == folder; });
@@ -97,6 +103,8 @@ private:
     TestMainLoop loop_;
     std::vector<std::string> paths_;
     int files_ = 0;
+    int losses_ = 0;
+    int lossesBefore_ = 0;
     std::optional<FolderWatcher> watcher_;
 };
 
@@ -250,6 +258,27 @@ TEST(MountBelowAWatch, thatComesAndGoes_isFollowed) {
         }
         EXPECT_TRUE(watch.coverage->isComplete());
         EXPECT_FALSE(watch.hasLost);
+    });
+}
+
+// The link itself stays where it is, unseen, and its name leads elsewhere.
+TEST(MountOverTheLinkToARoot, isToldAsLost) {
+    inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeTree(tree);
+        tree.link("links/deep/link", tree.path("root"));
+        tree.link("others/deep/link", tree.path("beside"));
+        tree.folder("beside/b");
+        const std::string root = tree.path("links/deep/link");
+        Watch watch(root);
+        ASSERT_TRUE(watch.coverage && watch.coverage->isComplete());
+        {
+            const Mounted mounted(tree.path("others"), tree.path("links"), "none", MS_BIND, "");
+            EXPECT_TRUE(watch.hasBegunAnew());
+            EXPECT_TRUE(watch.tells(root + "/b"));
+        }
+        EXPECT_TRUE(watch.hasBegunAnew());
+        EXPECT_TRUE(watch.tells(root + "/a"));
     });
 }
 

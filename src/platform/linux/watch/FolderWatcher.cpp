@@ -5,7 +5,7 @@
 // being paired. An event of a folder that is not where the tree has it, since its own move is still to be
 // settled, waits until that is done.
 //
-// 1. Watch the folders above the root, for their moves.
+// 1. Watch the folders above the root, for their moves, and the places of the links on the way to it.
 // 2. Watch the root, list it, and so on downwards: a folder is listed after its watch stands, so whatever is
 //    put into it is either seen in the listing or told. Its date is read then too: what was put into it
 //    before shows there.
@@ -61,6 +61,7 @@
 #include "platform/linux/walk/SpecialPlace.h"
 #include "platform/linux/watch/FolderDate.h"
 #include "platform/linux/watch/MountsSince.h"
+#include "platform/linux/watch/RootLinks.h"
 #include "platform/linux/watch/WatchedFolders.h"
 
 #ifndef __linux__
@@ -156,6 +157,9 @@ private:
         if (!inotify_ || !wake_) {
             return fail(errno);
         }
+        if (!links_.follow(root_, inotify_.get(), options_.answerTimeout, stop_)) {
+            return !stop_.stop_requested() && fail(ETIMEDOUT);
+        }
         auto opened = RootFolder::open(root_, options_.answerTimeout, stop_);
         if (stop_.stop_requested()) {
             return false;
@@ -170,13 +174,17 @@ private:
             return fail(EREMOTE);
         }
         watchAncestors();
+        if (!links_.isSameWay(options_.answerTimeout, stop_)) {
+            mustBeginAnew_ = true;  // other links than those whose places are watched may have led here
+        }
         const int watch = addWatch(opened->descriptor.get(), rootEvents);
         if (watch < 0) {
             return fail(errno);
         }
         if (options_.since) {
             changedSince_ = options_.since->time;
-            if (haveMountsChanged(options_.since->mounts, table_, realRoot_, *places_,
+            if (links_.mayHaveChangedSince(options_.since->time) ||
+                haveMountsChanged(options_.since->mounts, table_, realRoot_, *places_,
                                   options_.skipHiddenFiles)) {
                 loseEvents();
             }
@@ -245,6 +253,7 @@ private:
         const Mount* holding = table_.mountHolding(realRoot_);
         places_->mayFailToAnswer = holding != nullptr && holding->mayFailToAnswer;
         rootMount_ = holding == nullptr ? 0 : holding->id;
+        links_.noteMounts(table_);
     }
 
     // The mounts as they are, read again where something was mounted or unmounted. That is settled later.
@@ -282,7 +291,8 @@ private:
         do {
             path = parentPath(path);
             // One that may not be read cannot be watched, and is not this user's to move.
-            const int watch = ::inotify_add_watch(inotify_.get(), std::string(path).c_str(), ancestorEvents);
+            const int watch =
+                ::inotify_add_watch(inotify_.get(), std::string(path).c_str(), ancestorEvents | IN_MASK_ADD);
             if (watch >= 0) {
                 ancestors_.insert(watch);
             }
@@ -626,6 +636,10 @@ private:
             mustBeginAnew_ = true;
             return;
         }
+        if (links_.mayChangeWay(event, name)) {
+            mustBeginAnew_ = true;
+            return;
+        }
         const Index folder = folders_.byWatch(event.wd);
         if (folder == none) {
             // Of a folder that left; or the way to the root has changed.
@@ -723,8 +737,8 @@ private:
     void settleMounts() {
         table_ = MountTable::current();
         const Mount* holding = table_.mountHolding(realRoot_);
-        if (holding != nullptr && holding->id != rootMount_) {
-            mustBeginAnew_ = true;  // the root itself is covered by another one, or not any more
+        if ((holding != nullptr && holding->id != rootMount_) || links_.haveMountsChanged(table_)) {
+            mustBeginAnew_ = true;  // the root itself or the way to it is covered, or not any more
             return;
         }
         MountsBelow now = mountsBelow();
@@ -857,6 +871,7 @@ private:
 
     const std::string root_;
     std::string realRoot_;
+    RootLinks links_;  // on the way to it
     std::optional<FileIdentity> identity_;
     std::optional<FolderMoment> changedSince_;  // during the set-up
     const FolderWatcherOptions options_;
