@@ -111,7 +111,7 @@ void SavedScanSession::refresh(SerialContext& scanContext, const std::string& ro
             if (outcome.succeeded()) {
                 setExists(true, "Updated " + std::to_string(folders.size()) +
                                     " changed folder(s); other folders retain their previous scan.");
-                changeTracker_.noteRefreshed();
+                changeTracker_.noteRefreshed(folders, ended->began());
             } else {
                 changeTracker_.markDirty(folders);
             }

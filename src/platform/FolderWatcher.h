@@ -20,6 +20,8 @@
 // Reading is no change. Bursts are gathered for about a second; of a burst in one folder one path is told.
 // What the options leave out is neither watched nor told.
 //
+// What the system grants a watch is given back an instant after its end, and one that begins waits for that.
+//
 // The watch has a thread of its own; the handlers are called on the main thread, and never after the watcher
 // is gone. Main thread only.
 #pragma once

@@ -62,6 +62,7 @@
 #include "platform/linux/watch/FolderDate.h"
 #include "platform/linux/watch/MountsSince.h"
 #include "platform/linux/watch/RootLinks.h"
+#include "platform/linux/watch/WatchEnd.h"
 #include "platform/linux/watch/WatchedFolders.h"
 
 #ifndef __linux__
@@ -115,6 +116,7 @@ public:
             const std::uint64_t one = 1;
             static_cast<void>(::write(wake_.get(), &one, sizeof one));
         });
+        WatchEnd::awaitClosed(options_.answerTimeout, stop_);
         if (!begin()) {
             return;
         }
@@ -923,6 +925,7 @@ struct FolderWatcher::Impl {
         MainQueue* mainQueue;
     };
     std::shared_ptr<Door> door = std::make_shared<Door>();
+    std::shared_ptr<WatchEnd> end = std::make_shared<WatchEnd>();
     std::jthread thread;
 };
 
@@ -950,10 +953,12 @@ FolderWatcher::FolderWatcher(MainQueue& mainQueue, std::string root, FolderWatch
         .failed = [onMainThread](SystemError error) { onMainThread(&Handlers::failed, std::move(error)); },
     };
     try {
-        impl_->thread = std::jthread([root, options = std::move(options), tell](std::stop_token stop) {
-            nameThisThread("folder-watch");
-            Watch(root, options, tell, std::move(stop)).run();
-        });
+        impl_->thread =
+            std::jthread([root, options = std::move(options), tell, end = impl_->end](std::stop_token stop) {
+                nameThisThread("folder-watch");
+                Watch(root, options, tell, std::move(stop)).run();
+                end->noteClosed();
+            });
     } catch (const std::system_error&) {
         tell.failed(SystemError(SystemError::Operation::launch, EAGAIN, ""));
     }
@@ -965,6 +970,7 @@ FolderWatcher::~FolderWatcher() {
         impl_->door->mainQueue = nullptr;
     }
     if (impl_->thread.joinable()) {
+        impl_->end->noteOwnerHasGone();
         impl_->thread.request_stop();
         impl_->thread.detach();
     }
