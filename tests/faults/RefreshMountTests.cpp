@@ -429,11 +429,15 @@ TEST(MountBeforeAWatch, thatCameAfterAScan_makesItsRootCountAsChanged) {
 // --- What the system grants
 
 // In a user namespace of its own, in which this process may set how many there are.
-void limitWatches(int count) {
-    ASSERT_EQ(unshare(CLONE_NEWUSER), 0) << errno;
+void setWatchLimit(int count) {
     std::ofstream limit("/proc/sys/user/max_inotify_watches");
     limit << count << std::flush;
     ASSERT_TRUE(limit.good());
+}
+
+void limitWatches(int count) {
+    ASSERT_EQ(unshare(CLONE_NEWUSER), 0) << errno;
+    setWatchLimit(count);
 }
 
 TEST(WatchLimit, thatIsReached_isToldAndTheRestIsWatched) {
@@ -478,6 +482,86 @@ TEST(WatchLimit, ofNothing_fails) {
         const Watch watch(tree.path("root"));
         ASSERT_TRUE(watch.failure);
         EXPECT_EQ(watch.failure->code(), ENOSPC);
+    });
+}
+
+TEST(WatchLimit, ofAWatchThatHasJustEnded_isFreeForTheNextOne) {
+    require(Need::watchLimits);
+    inPrivateNamespace([] {
+        TemporaryTree tree;
+        for (int i = 0; i < 1'000; ++i) {
+            tree.folder("root/" + std::to_string(i));
+        }
+        limitWatches(1'200);
+        TestMainLoop loop;
+        const std::string index = tree.path("latest-scan.sqlite");
+        ScanChangeTracker tracker(ScanChangeTracker::folderWatchers(loop.queue()), [&] { return index; }, {});
+        for (int round = 0; round < 10; ++round) {
+            tracker.start(tree.path("root"), {}, false, {});
+            ASSERT_TRUE(loop.runUntil([&] { return tracker.coverage().isReady; }));
+            ASSERT_TRUE(tracker.coverage().isComplete()) << "round " << round;
+        }
+    });
+}
+
+// Over the session, which hands the refresh's own beginning to the new watch.
+TEST(WatchLimit, thatIsRaised_isFoundByTheNextRefresh) {
+    require(Need::watchLimits);
+    inPrivateNamespace([] {
+        TemporaryTree tree;
+        for (int i = 100; i < 200; ++i) {
+            tree.folder("root/" + std::to_string(i));
+        }
+        limitWatches(50);
+        const std::string root = tree.path("root");
+        const std::string index = tree.folder("index") + "/latest-scan.sqlite";
+        makeIndex(root, index);
+        TestMainLoop loop;
+        std::vector<FolderWatcherOptions> watched;
+        SavedScanSession session({.mainQueue = loop.queue(),
+                                  .indexURL = [&index] { return index; },
+                                  .makeStream =
+                                      [&watched, make = ScanChangeTracker::folderWatchers(loop.queue())](
+                                          const std::string& path, FolderWatcherOptions options,
+                                          FolderWatcher::Handlers handlers) {
+                                          options.latency = std::chrono::milliseconds(1);
+                                          watched.push_back(options);
+                                          return make(path, options, std::move(handlers));
+                                      }});
+        SerialContext scans(loop.queue(), "scan");
+        const auto refresh = [&] {
+            bool hasEnded = false;
+            session.refresh(
+                scans, root, session.takeChangedFolders(), [](bool) { return everything(); },
+                [&](Outcome<ScanResult> outcome) {
+                    EXPECT_TRUE(outcome.succeeded());
+                    hasEnded = true;
+                });
+            EXPECT_TRUE(loop.runUntil([&] { return hasEnded; }));
+        };
+        session.trackRestored(root, everything(), Date());
+        ASSERT_TRUE(loop.runUntil([&] { return session.coverage().isReady; }));
+        ASSERT_TRUE(session.coverage().watched.isLimitReached);
+
+        // In vain: it is tried and limited again.
+        refresh();
+        EXPECT_TRUE(loop.runUntil([&] { return session.changedFolderCount() == 1; }));
+        EXPECT_TRUE(session.coverage().watched.isLimitReached);
+        ASSERT_EQ(watched.size(), 2u);
+
+        setWatchLimit(1'000);
+        const WatchBeginning before = watchBeginningNow();
+        refresh();
+        EXPECT_TRUE(loop.runUntil([&] { return session.coverage().isComplete(); }));
+        ASSERT_EQ(watched.size(), 3u);
+        ASSERT_TRUE(watched.back().since);
+        EXPECT_GE(watched.back().since->time, before.time);
+        EXPECT_LE(watched.back().since->time, folderMomentNow());
+        EXPECT_EQ(watched.back().since->mounts, before.mounts);
+        EXPECT_EQ(session.changedFolderCount(), 0);
+        tree.file("root/199/file");
+        EXPECT_TRUE(loop.runUntil([&] { return session.changedFolderCount() == 1; }));
+        EXPECT_THAT(session.takeChangedFolders(), ElementsAre(tree.path("root/199")));
     });
 }
 

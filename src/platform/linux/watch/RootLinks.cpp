@@ -74,8 +74,13 @@ bool RootLinks::follow(const std::string& root, int inotify, std::chrono::millis
     followed_ = {};
     mounts_.clear();
     const auto held = std::make_shared<FileDescriptor>(::fcntl(inotify, F_DUPFD_CLOEXEC, 0));
-    auto followed =
-        callWithTimeout<Followed>([root, held] { return followTo(root, held->get()); }, wait, stop);
+    auto followed = callWithTimeout<Followed>(
+        [root, held] {
+            Followed found = followTo(root, held->get());
+            held->reset();  // now: the thread's own end may come when the watch has long ended
+            return found;
+        },
+        wait, stop);
     if (!followed) {
         return false;
     }
