@@ -592,7 +592,6 @@ void DiskScannerViewModel::startScan(const std::string& path, ScanScope scope, b
     scanRootPath_ = path;
     scanOptions_ = ScannedMap::optionsFor(scope, skipHiddenFiles());
     rescanCheck_.forgetQuestion();
-    scanBegan_ = folderMomentNow();
     setScanning(true);
     setScanScope(scope);
     setError(std::nullopt);
@@ -643,10 +642,11 @@ void DiskScannerViewModel::finishScan(Outcome<ScannedMap> outcome) {
     scanTask_ = Run();
     std::optional<ScanResult> finished;
     try {
+        WatchBeginning began = std::move(outcome.get().began);
         takeMap(std::move(outcome.get()));
         finished = scanResult_;
         isFromIndex_ = false;
-        savedScan_.trackScanned(scanResult_->rootPath, scanOptions_, scanBegan_);
+        savedScan_.trackScanned(scanResult_->rootPath, scanOptions_, std::move(began));
     } catch (const EmptyFolderFailure& empty) {
         askAboutEmptyFolder(empty);
     } catch (...) {

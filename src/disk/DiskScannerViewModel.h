@@ -281,7 +281,6 @@ private:
     HiddenFilesSetting hiddenFiles_;
     std::string scanRootPath_;
     DiskScanOptions scanOptions_;
-    FolderMoment scanBegan_;
     UUID scanID_;
     std::optional<std::string> activeSecurityScopedURL_;
     bool hasActiveSecurityScope_ = false;

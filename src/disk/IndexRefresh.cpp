@@ -47,7 +47,8 @@ IndexRefresh::IndexRefresh(SerialContext& scanContext, SerialContext& indexConte
     request_.folders = removal_rules::collapseNested(request_.folders);
     expected_.root = request_.root;
     run_ = indexContext_.run<ExpectedScan>(
-        [index = request_.indexURL, expected = expected_](std::stop_token stop) {
+        [index = request_.indexURL, expected = expected_, began = began_](std::stop_token stop) {
+            *began = watchBeginningNow();
             return SavedScanLoader::header(index, expected, std::move(stop));
         },
         [this, make = std::move(makeOptions)](Outcome<ExpectedScan> saved) {

@@ -23,6 +23,7 @@
 #include "disk/SavedScanLoader.h"
 #include "disk/ScanResult.h"
 #include "platform/SerialContext.h"
+#include "platform/WatchBeginning.h"
 
 namespace larkfold {
 
@@ -44,6 +45,8 @@ public:
     IndexRefresh(const IndexRefresh&) = delete;
     IndexRefresh& operator=(const IndexRefresh&) = delete;
 
+    // When it began, before anything was read. To be asked once it has finished.
+    const WatchBeginning& began() const { return *began_; }
     // Asks the work to stop; `finished` still comes.
     void cancel();
 
@@ -64,6 +67,7 @@ private:
     SerialContext& indexContext_;
     Request request_;
     ExpectedScan expected_;  // the scan that is brought up to date
+    std::shared_ptr<WatchBeginning> began_ = std::make_shared<WatchBeginning>();  // written by the first work
     DiskScanOptions options_;
     std::size_t next_ = 0;
     bool isRootMissing_ = false;

@@ -66,8 +66,9 @@ Run SavedScanSession::restore(std::function<void(Outcome<SavedScan>)> report) {
             RemovalScope removalScope(ScannedMap::openRootOf(scopeOf(result), result.rootPath), stop);
             removalScope.takeMap(result.rootNode->url(), stop);
             removalScope.askForRules();
-            return SavedScan{.map = {.result = std::move(result), .removalScope = std::move(removalScope)},
-                             .skipsHiddenFiles = skipsHiddenFiles};
+            return SavedScan{
+                .map = {.result = std::move(result), .removalScope = std::move(removalScope), .began = {}},
+                .skipsHiddenFiles = skipsHiddenFiles};
         },
         std::move(report));
 }
@@ -115,7 +116,7 @@ void SavedScanSession::refresh(SerialContext& scanContext, const std::string& ro
             if (outcome.succeeded()) {
                 setExists(true, "Updated " + std::to_string(folders.size()) +
                                     " changed folder(s); other folders retain their previous scan.");
-                changeTracker_.noteRefreshed();
+                changeTracker_.noteRefreshed(folders, ended->began());
             } else {
                 changeTracker_.markDirty(folders);
             }
@@ -130,10 +131,10 @@ void SavedScanSession::cancelRefresh() {
 }
 
 void SavedScanSession::trackScanned(const std::string& root, const DiskScanOptions& options,
-                                    FolderMoment began) {
+                                    WatchBeginning began) {
     setExists(true, std::string("Saved on this ") + systemWords().computer +
                         ". Changes outside a rescan remain a snapshot.");
-    track(root, options, false, began);
+    track(root, options, false, std::move(began));
 }
 
 void SavedScanSession::trackRestored(const std::string& root, const DiskScanOptions& options, Date scanDate) {
@@ -144,10 +145,10 @@ void SavedScanSession::trackRestored(const std::string& root, const DiskScanOpti
 }
 
 void SavedScanSession::track(const std::string& root, const DiskScanOptions& options, bool markRootDirty,
-                             std::optional<FolderMoment> changedSince) {
+                             std::optional<WatchBeginning> since) {
     FolderWatcherOptions leavesOut{.skipHiddenFiles = options.skipHiddenFiles,
                                    .excludedPathPrefixes = options.excludedPathPrefixes,
-                                   .changedSince = changedSince,
+                                   .since = std::move(since),
                                    .latency = FolderWatcherOptions().latency,
                                    .answerTimeout = FolderWatcherOptions().answerTimeout};
     auto& prefixes = leavesOut.excludedPathPrefixes;

@@ -80,7 +80,7 @@ public:
 
     // A scan that has just ended or was read back is watched from now on: for what has changed since that
     // moment, or, where the disk was not watched meanwhile, with all of it changed.
-    void trackScanned(const std::string& root, const DiskScanOptions& options, FolderMoment began);
+    void trackScanned(const std::string& root, const DiskScanOptions& options, WatchBeginning began);
     void trackRestored(const std::string& root, const DiskScanOptions& options, Date scanDate);
 
 signals:
@@ -93,7 +93,7 @@ signals:
 private:
     void setExists(bool exists, std::optional<std::string> notice);
     void track(const std::string& root, const DiskScanOptions& options, bool markRootDirty,
-               std::optional<FolderMoment> changedSince);
+               std::optional<WatchBeginning> since);
 
     Dependencies dependencies_;
     bool exists_ = false;

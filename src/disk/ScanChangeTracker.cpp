@@ -1,5 +1,6 @@
 #include "disk/ScanChangeTracker.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/Path.h"
@@ -25,23 +26,29 @@ ScanChangeTracker::StreamMaker ScanChangeTracker::folderWatchers(MainQueue& main
 void ScanChangeTracker::start(const std::string& root, const FolderWatcherOptions& leavesOut,
                               bool markRootDirty, OnChange onChange) {
     stream_.reset();
-    const int generation = ++*generation_;
     root_ = standardizedPath(root);
+    leavesOut_ = leavesOut;
     onChange_ = std::move(onChange);
     dirty_.clear();
     takenUnwatched_.clear();
     if (markRootDirty) {
         dirty_.push_back(*root_);
     }
+    isTriedAgain_ = false;
     publish();
     setCoverage({});
+    beginStream(leavesOut_);
+}
 
+void ScanChangeTracker::beginStream(const FolderWatcherOptions& options) {
+    stream_.reset();
+    const int generation = ++*generation_;
     // A watch that was replaced or stopped meanwhile has nothing to say any more.
     const auto isCurrent = [weak = std::weak_ptr(generation_), generation] {
         const auto present = weak.lock();
         return present && *present == generation;
     };
-    stream_ = makeStream_(*root_, leavesOut,
+    stream_ = makeStream_(*root_, options,
                           {.changed =
                                [this, isCurrent](const FolderChanges& changes) {
                                    if (isCurrent()) {
@@ -53,6 +60,7 @@ void ScanChangeTracker::start(const std::string& root, const FolderWatcherOption
                                    if (!isCurrent()) {
                                        return;
                                    }
+                                   isTriedAgain_ = false;
                                    markDirty(std::exchange(takenUnwatched_, {}));
                                    if (!covered.isComplete()) {
                                        markDirty(*root_);  // what is not watched may change at any time
@@ -62,6 +70,8 @@ void ScanChangeTracker::start(const std::string& root, const FolderWatcherOption
                            .failed =
                                [this, isCurrent](const SystemError&) {
                                    if (isCurrent()) {
+                                       isTriedAgain_ = false;
+                                       takenUnwatched_.clear();  // the root stands for it
                                        markDirty(*root_);
                                        setCoverage({.isReady = true, .hasFailed = true, .watched = {}});
                                    }
@@ -74,13 +84,14 @@ void ScanChangeTracker::stop() {
     root_.reset();
     dirty_.clear();
     takenUnwatched_.clear();
+    isTriedAgain_ = false;
     publish();
     setCoverage({});
 }
 
 std::vector<std::string> ScanChangeTracker::takeDirtyFolders() {
     std::vector<std::string> taken = std::exchange(dirty_, {});
-    if (root_ && !coverage_.isReady) {
+    if (root_ && (!coverage_.isReady || isTriedAgain_)) {
         takenUnwatched_.insert(takenUnwatched_.end(), taken.begin(), taken.end());
     }
     publish();
@@ -91,10 +102,25 @@ void ScanChangeTracker::markDirty(const std::string& url) {
     markDirty(std::vector{url});
 }
 
-void ScanChangeTracker::noteRefreshed() {
-    if (root_ && coverage_.isReady && !coverage_.isComplete()) {
-        markDirty(*root_);
+void ScanChangeTracker::noteRefreshed(const std::vector<std::string>& folders, const WatchBeginning& began) {
+    if (!root_ || !coverage_.isReady || isTriedAgain_ || coverage_.isComplete()) {
+        return;
     }
+    // What was not refreshed has changed unseen since long before that moment.
+    const bool isWholeRefreshed = std::any_of(folders.begin(), folders.end(), [this](const auto& folder) {
+        return standardizedPath(folder) == *root_;
+    });
+    // That a mount is there on which nothing can be watched, the watch finds out by itself when it goes.
+    const bool mayHelp =
+        coverage_.hasFailed || coverage_.watched.isLimitReached || coverage_.watched.hasUnopenedFolders;
+    if (!isWholeRefreshed || !mayHelp) {
+        markDirty(*root_);
+        return;
+    }
+    isTriedAgain_ = true;
+    FolderWatcherOptions options = leavesOut_;
+    options.since = began;
+    beginStream(options);
 }
 
 void ScanChangeTracker::handleEvents(bool rootNeedsRescan, const std::vector<std::string>& paths) {

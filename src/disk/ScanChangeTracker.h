@@ -1,7 +1,9 @@
 // Remembers which folders changed since the scan on screen, so that only those need to be scanned again.
 //
 // It listens to a watch of the scanned root and keeps a small set of folders, none within another. Where the
-// watch cannot know what changed, the whole root counts as changed. Main thread only.
+// watch cannot know what changed, the whole root counts as changed; and since what the system refused once it
+// may grant later, a watch that failed or was limited is begun anew after each refresh of the whole root.
+// Main thread only.
 #pragma once
 
 #include <functional>
@@ -24,7 +26,7 @@ public:
     using StreamMaker = std::function<Stream(const std::string& root, const FolderWatcherOptions& options,
                                              FolderWatcher::Handlers handlers)>;
 
-    // How far the watch can be relied on.
+    // How far the watch can be relied on. Of one that is tried again, what the one before it could.
     struct Coverage {
         bool isReady = false;  // it stands, or has failed
         bool hasFailed = false;
@@ -54,8 +56,10 @@ public:
     // Adds a folder, or many at the price of one; what lies outside of the root is ignored.
     void markDirty(const std::string& url);
     void markDirty(const std::vector<std::string>& urls);
-    // A refresh has ended well: where the watch does not cover everything, the root counts as changed again.
-    void noteRefreshed();
+    // A refresh of these folders, which began at that moment, has ended well. Where the watch does not cover
+    // everything, it is begun anew from that moment, if that may help, and otherwise the root counts as
+    // changed again. Until the new watch stands, what is known of the old one's coverage remains.
+    void noteRefreshed(const std::vector<std::string>& folders, const WatchBeginning& began);
 
     // What the watch tells. `rootNeedsRescan`: events were lost, so the paths say nothing.
     void handleEvents(bool rootNeedsRescan, const std::vector<std::string>& paths);
@@ -64,6 +68,7 @@ public:
     const Coverage& coverage() const { return coverage_; }
 
 private:
+    void beginStream(const FolderWatcherOptions& options);
     void publish() const;
     void setCoverage(const Coverage& coverage);
 
@@ -71,9 +76,11 @@ private:
     std::function<std::string()> indexFileURL_;
     std::function<void()> onCoverageChange_;
     std::optional<std::string> root_;
+    FolderWatcherOptions leavesOut_;
     std::vector<std::string> dirty_;  // standardized, none within another
     OnChange onChange_;
     Coverage coverage_;
+    bool isTriedAgain_ = false;  // and does not stand yet
     // What was taken before the watch stood: it may have changed again unseen.
     std::vector<std::string> takenUnwatched_;
     std::shared_ptr<int> generation_ = std::make_shared<int>(0);  // counts starts and stops

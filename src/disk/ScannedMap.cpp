@@ -42,6 +42,7 @@ std::string ScannedMap::openRootOf(ScanScope scope, const std::string& mapRoot) 
 
 ScannedMap ScannedMap::of(const Scan& scan, std::stop_token stop,
                           const std::function<void(const ScanProgress&)>& onProgress) {
+    WatchBeginning began = watchBeginningNow();  // first: what changes from here on the scan may have missed
     RemovalScope removalScope(openRootOf(scan.scope, scan.root), stop);
     DiskScanner scanner(scan.indexURL);
     if (scan.mayEmptyIndex) {
@@ -53,7 +54,8 @@ ScannedMap ScannedMap::of(const Scan& scan, std::stop_token stop,
     }
     removalScope.takeMap(result.rootNode->url(), stop);
     removalScope.askForRules();
-    return ScannedMap{.result = std::move(result), .removalScope = std::move(removalScope)};
+    return ScannedMap{
+        .result = std::move(result), .removalScope = std::move(removalScope), .began = std::move(began)};
 }
 
 }  // namespace larkfold

@@ -11,12 +11,14 @@
 #include "disk/ScanProgress.h"
 #include "disk/ScanResult.h"
 #include "disk/ScanScope.h"
+#include "platform/WatchBeginning.h"
 
 namespace larkfold {
 
 struct ScannedMap {
     ScanResult result;
     RemovalScope removalScope;
+    WatchBeginning began;  // of the scan, before anything was read; says nothing of a tree that was read back
 
     // The folder of a map within which something may be removed. Asks the system for the home folder.
     static std::string openRootOf(ScanScope scope, const std::string& mapRoot);

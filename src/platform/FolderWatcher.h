@@ -6,16 +6,21 @@
 // - A change that happens after `covered` was called, in a folder that is covered, is told, or else that
 //   events were lost. Folders that are made, moved in or put in another's place later are followed: their
 //   watch stands before their change is told, so whoever reads them then misses nothing that comes after.
-// - Events that the system dropped, and a root that moved or went, are told as lost events. The watch is then
+// - Events that the system dropped, a root that moved or went, and a link on the way to it that leads
+// elsewhere
+//   now are told as lost events. The watch is then
 //   set up anew, and told as lost once more when it stands, for what happened in between.
 // - What it does not cover it says: folders beyond the system's limit, and mounts behind which somebody else
 //   has to answer (a server, a program), whose changes the kernel does not see.
 //
 // With a moment to begin from, folders to which something was added, or from which something went, between it
-// and the set-up are told as changed too; that a file merely grew meanwhile no folder tells.
+// and the set-up are told as changed too; that a file merely grew meanwhile no folder tells. Where something
+// was mounted below the root meanwhile, or unmounted, events are told as lost.
 //
 // Reading is no change. Bursts are gathered for about a second; of a burst in one folder one path is told.
 // What the options leave out is neither watched nor told.
+//
+// What the system grants a watch is given back an instant after its end, and one that begins waits for that.
 //
 // The watch has a thread of its own; the handlers are called on the main thread, and never after the watcher
 // is gone. Main thread only.
@@ -31,21 +36,17 @@
 
 #include "platform/Error.h"
 #include "platform/MainQueue.h"
+#include "platform/WatchBeginning.h"
 
 namespace larkfold {
-
-// A moment by the clock that dates the changes of folders, which lags some milliseconds behind others.
-using FolderMoment = std::chrono::sys_time<std::chrono::nanoseconds>;
-FolderMoment folderMomentNow();
 
 struct FolderWatcherOptions {
     // Items whose name begins with a dot are left out, and what is below them.
     bool skipHiddenFiles = false;
     // Items at or below one of these paths are left out unseen. Absolute standardized paths.
     std::vector<std::string> excludedPathPrefixes;
-    // Since when a change of a folder's own counts; without it, since the watch stands. It is taken before
-    // what is to be kept up to date was read.
-    std::optional<FolderMoment> changedSince = std::nullopt;
+    // Since when changes count; without it, since the watch stands.
+    std::optional<WatchBeginning> since = std::nullopt;
     // How long changes are gathered before they are told.
     std::chrono::milliseconds latency{1'000};
     // How long the volume of the root, or of a folder below it, may take to answer; one that slept takes a

@@ -561,6 +561,26 @@ TEST_F(WatchedRefreshTest, whatHappenedBetweenTheScanAndTheWatch_isAChange) {
     driver.reset();
 }
 
+TEST_F(WatchedRefreshTest, theWatchCountsFromTheScansFirstStep_alsoOfWhatWasMounted) {
+    auto with = watchingWorld();
+    std::vector<FolderWatcherOptions> watched;
+    with.makeStream = [&](const std::string&, const FolderWatcherOptions& options,
+                          const FolderWatcher::Handlers&) {
+        watched.push_back(options);
+        return std::make_shared<int>(0);
+    };
+    makeDriver(std::move(with));
+    const WatchBeginning before = watchBeginningNow();
+    scan(tree.root());
+    const WatchBeginning after = watchBeginningNow();
+    ASSERT_EQ(watched.size(), 1u);
+    ASSERT_TRUE(watched[0].since);
+    EXPECT_GE(watched[0].since->time, before.time);
+    EXPECT_LE(watched[0].since->time, after.time);
+    EXPECT_FALSE(watched[0].since->mounts.empty());
+    driver.reset();
+}
+
 TEST_F(WatchedRefreshTest, aRemovalNeedsNoSpecialHandling) {
     tree.fileOfSize("a/file", 5'000);
     tree.folder("signals");

@@ -187,7 +187,7 @@ TEST_F(SavedScanTest, ofTheWholeDisk_theScopeIsTheStartupDisk) {
     EXPECT_EQ(root()->name(), "Startup Disk");
     EXPECT_FALSE(driver->scanOptions().skipHiddenFiles);
     ASSERT_EQ(watched.size(), 1u);
-    EXPECT_FALSE(watched[0].changedSince);  // nothing is known of the time before, so all of it counts
+    EXPECT_FALSE(watched[0].since);  // nothing is known of the time before, so all of it counts
     for (const char* prefix : {"/dev", "/net", "/Volumes"}) {
         EXPECT_THAT(watched[0].excludedPathPrefixes, testing::Contains(prefix));
     }

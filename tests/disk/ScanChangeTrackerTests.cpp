@@ -42,6 +42,12 @@ protected:
     void change(std::vector<std::string> paths) {
         made.back().handlers.changed({.eventsAreLost = false, .paths = std::move(paths)});
     }
+    void fail() { made.back().handlers.failed(SystemError(SystemError::Operation::open, ENOSPC, "/r")); }
+    // A refresh of these folders, from the taking of what changed to its good end.
+    void refresh(const std::vector<std::string>& folders = {"/r"}) {
+        tracker.takeDirtyFolders();
+        tracker.noteRefreshed(folders, began);
+    }
     void cover(WatchCoverage coverage = {.folders = 1,
                                          .isLimitReached = false,
                                          .leavesOutMounts = false,
@@ -49,6 +55,10 @@ protected:
         made.back().handlers.covered(coverage);
     }
 
+    static constexpr WatchCoverage limited{
+        .folders = 10, .isLimitReached = true, .leavesOutMounts = false, .hasUnopenedFolders = false};
+
+    const WatchBeginning began{.time = FolderMoment(std::chrono::seconds(1'000)), .mounts = "then"};
     std::vector<Made> made;
     std::vector<int> counts;
     int coverageChanges = 0;
@@ -169,28 +179,132 @@ TEST_F(ScanChangeTrackerTest, anotherStartEndsTheStreamBefore) {
     EXPECT_FALSE(made.back().stream.expired());
 }
 
-TEST_F(ScanChangeTrackerTest, whileCoverageIsPartial_theRootCountsAsChangedAfterEachRefresh) {
+TEST_F(ScanChangeTrackerTest, whileAMountIsLeftOut_theRootCountsAsChangedAfterEachRefresh) {
     start();
-    cover({.folders = 10, .isLimitReached = true, .leavesOutMounts = false, .hasUnopenedFolders = false});
-    EXPECT_THAT(tracker.takeDirtyFolders(), ElementsAre("/r"));
-    tracker.noteRefreshed();
-    EXPECT_THAT(tracker.takeDirtyFolders(), ElementsAre("/r"));
+    cover({.folders = 10, .isLimitReached = false, .leavesOutMounts = true, .hasUnopenedFolders = false});
+    EXPECT_THAT(tracker.dirtyFolders(), ElementsAre("/r"));
+    refresh();
+    EXPECT_THAT(tracker.dirtyFolders(), ElementsAre("/r"));
+    EXPECT_EQ(made.size(), 1u) << "the watch itself finds out when the mount goes";
     cover();  // whole again
-    tracker.noteRefreshed();
+    refresh();
     EXPECT_THAT(tracker.dirtyFolders(), IsEmpty());
+    EXPECT_EQ(made.size(), 1u);
+}
+
+TEST_F(ScanChangeTrackerTest, aFailedWatch_isTriedAgainAfterARefreshOfTheRoot) {
+    FolderWatcherOptions leavesOut;
+    leavesOut.skipHiddenFiles = true;
+    leavesOut.excludedPathPrefixes = {"/r/x"};
+    leavesOut.since = WatchBeginning{.time = FolderMoment(std::chrono::seconds(1)), .mounts = "long ago"};
+    tracker.start("/r", leavesOut, false, [this](int count) { counts.push_back(count); });
+    fail();
+    EXPECT_THAT(tracker.dirtyFolders(), ElementsAre("/r"));
+    const auto before = made.back();
+    const int coverageChangesBefore = coverageChanges;
+    refresh();
+    ASSERT_EQ(made.size(), 2u);
+    EXPECT_TRUE(before.stream.expired());
+    EXPECT_EQ(made.back().root, "/r");
+    EXPECT_EQ(made.back().options.since, began);
+    EXPECT_TRUE(made.back().options.skipHiddenFiles);
+    EXPECT_THAT(made.back().options.excludedPathPrefixes, ElementsAre("/r/x"));
+    // Nothing is new before it stands.
+    EXPECT_TRUE(tracker.coverage().hasFailed);
+    EXPECT_EQ(coverageChanges, coverageChangesBefore);
+    EXPECT_THAT(tracker.dirtyFolders(), IsEmpty());
+    before.handlers.changed({.eventsAreLost = true, .paths = {}});
+    EXPECT_THAT(tracker.dirtyFolders(), IsEmpty()) << "the one before has nothing to say any more";
+
+    change({"/r/a/."});  // what happened during the refresh
+    cover();
+    EXPECT_TRUE(tracker.coverage().isComplete());
+    EXPECT_EQ(coverageChanges, coverageChangesBefore + 1);
+    EXPECT_THAT(tracker.dirtyFolders(), ElementsAre("/r/a"));
+    refresh({"/r/a"});
+    EXPECT_THAT(tracker.dirtyFolders(), IsEmpty());
+    EXPECT_EQ(made.size(), 2u);
+}
+
+TEST_F(ScanChangeTrackerTest, aLimitedWatch_isTriedAgainAfterEachRefreshOfTheRoot) {
+    start();
+    cover(limited);
+    for (std::size_t tries = 2; tries < 5; ++tries) {
+        refresh();
+        ASSERT_EQ(made.size(), tries);
+        EXPECT_THAT(tracker.dirtyFolders(), IsEmpty()) << "not before it is known";
+        EXPECT_TRUE(tracker.coverage().watched.isLimitReached);
+        cover(limited);
+        EXPECT_THAT(tracker.dirtyFolders(), ElementsAre("/r"));
+    }
+    refresh();
+    cover({.folders = 10, .isLimitReached = false, .leavesOutMounts = false, .hasUnopenedFolders = true});
+    EXPECT_THAT(tracker.dirtyFolders(), ElementsAre("/r"));
+    refresh();
+    cover();
+    EXPECT_THAT(tracker.dirtyFolders(), IsEmpty());
+    EXPECT_TRUE(tracker.coverage().isComplete());
+}
+
+TEST_F(ScanChangeTrackerTest, aFailedWatchThatFailsAgain_marksTheRoot) {
+    start();
+    fail();
+    refresh();
+    fail();
+    EXPECT_THAT(tracker.dirtyFolders(), ElementsAre("/r"));
+    EXPECT_TRUE(tracker.coverage().hasFailed);
+    refresh();
+    EXPECT_EQ(made.size(), 3u);
+}
+
+TEST_F(ScanChangeTrackerTest, afterARefreshOfAnotherFolder_isNotTriedAgain_andTheRootCountsAsChanged) {
+    start();
+    cover(limited);
+    refresh({"/r/a", "/r/b"});
+    EXPECT_EQ(made.size(), 1u);
+    EXPECT_THAT(tracker.dirtyFolders(), ElementsAre("/r"));
+}
+
+TEST_F(ScanChangeTrackerTest, whatIsTakenWhileAWatchIsTriedAgain_countsAsChangedOnceMore) {
+    start();
+    cover(limited);
+    refresh();
+    change({"/r/a/file"});
+    EXPECT_THAT(tracker.takeDirtyFolders(), ElementsAre("/r/a"));
+    tracker.noteRefreshed({"/r/a"}, began);
+    EXPECT_EQ(made.size(), 2u) << "it is being tried";
+    EXPECT_THAT(tracker.dirtyFolders(), IsEmpty());
+    cover();
+    EXPECT_THAT(tracker.dirtyFolders(), ElementsAre("/r/a"));
+}
+
+TEST_F(ScanChangeTrackerTest, aWatchThatIsTriedAgain_endsWithAStop) {
+    start();
+    fail();
+    refresh();
+    const auto late = made.back();
+    tracker.stop();
+    EXPECT_TRUE(late.stream.expired());
+    late.handlers.covered(limited);
+    EXPECT_THAT(tracker.dirtyFolders(), IsEmpty());
+    EXPECT_FALSE(tracker.coverage().isReady);
+    start();
+    tracker.takeDirtyFolders();
+    tracker.noteRefreshed({"/r"}, began);
+    EXPECT_EQ(made.size(), 3u) << "of a watch that does not stand yet nothing is known";
 }
 
 TEST_F(ScanChangeTrackerTest, whatWasTakenBeforeTheWatchStood_countsAsChangedOnceMore) {
     start(true);
     EXPECT_THAT(tracker.takeDirtyFolders(), ElementsAre("/r"));
-    tracker.noteRefreshed();
+    tracker.noteRefreshed({"/r"}, began);
     EXPECT_THAT(tracker.dirtyFolders(), IsEmpty());
     cover();
     EXPECT_THAT(tracker.dirtyFolders(), ElementsAre("/r"));
     EXPECT_TRUE(tracker.coverage().isComplete());
     // Once, not for ever.
     tracker.takeDirtyFolders();
-    tracker.noteRefreshed();
+    tracker.noteRefreshed({"/r"}, began);
     EXPECT_THAT(tracker.dirtyFolders(), IsEmpty());
 }
 

@@ -19,11 +19,15 @@
 
 #include "disk/IndexRefresh.h"
 #include "disk/SavedScanLoader.h"
+#include "disk/SavedScanSession.h"
 #include "disk/ScanChangeTracker.h"
+#include "disk/ScannedMap.h"
 #include "faults/IndexOracle.h"
 #include "faults/PrivateNamespace.h"
 #include "platform/FolderWatcher.h"
 #include "platform/Path.h"
+#include "platform/WatchBeginning.h"
+#include "support/FolderMoments.h"
 #include "support/MachineRequirements.h"
 #include "support/TemporaryTree.h"
 #include "support/TestMainLoop.h"
@@ -48,6 +52,7 @@ public:
                              .changed =
                                  [this](const FolderChanges& changes) {
                                      hasLost = hasLost || changes.eventsAreLost;
+                                     losses_ += changes.eventsAreLost ? 1 : 0;
                                      paths_.insert(paths_.end(), changes.paths.begin(), changes.paths.end());
                                  },
                              .covered = [this](const WatchCoverage& covered) { coverage = covered; },
@@ -78,6 +83,11 @@ public:
         }
         return false;
     }
+    // Since the last call events were lost, and lost once more when the watch stood again.
+    bool hasBegunAnew() {
+        lossesBefore_ += 2;
+        return await([this] { return losses_ >= lossesBefore_; });
+    }
     bool isToldIn(const std::string& folder) const {
         return std::any_of(paths_.begin(), paths_.end(),
                            [&](const std::string& path) { return fs::path(path).parent_path() == folder; });
@@ -93,6 +103,8 @@ private:
     TestMainLoop loop_;
     std::vector<std::string> paths_;
     int files_ = 0;
+    int losses_ = 0;
+    int lossesBefore_ = 0;
     std::optional<FolderWatcher> watcher_;
 };
 
@@ -249,6 +261,27 @@ TEST(MountBelowAWatch, thatComesAndGoes_isFollowed) {
     });
 }
 
+// The link itself stays where it is, unseen, and its name leads elsewhere.
+TEST(MountOverTheLinkToARoot, isToldAsLost) {
+    inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeTree(tree);
+        tree.link("links/deep/link", tree.path("root"));
+        tree.link("others/deep/link", tree.path("beside"));
+        tree.folder("beside/b");
+        const std::string root = tree.path("links/deep/link");
+        Watch watch(root);
+        ASSERT_TRUE(watch.coverage && watch.coverage->isComplete());
+        {
+            const Mounted mounted(tree.path("others"), tree.path("links"), "none", MS_BIND, "");
+            EXPECT_TRUE(watch.hasBegunAnew());
+            EXPECT_TRUE(watch.tells(root + "/b"));
+        }
+        EXPECT_TRUE(watch.hasBegunAnew());
+        EXPECT_TRUE(watch.tells(root + "/a"));
+    });
+}
+
 TEST(MountBelowAWatch, thatStandsAlready_isWatched) {
     inPrivateNamespace([] {
         TemporaryTree tree;
@@ -267,14 +300,144 @@ TEST(MountBelowAWatch, thatStandsAlready_isWatched) {
     });
 }
 
+// --- What happened before the watch stood
+
+// What a watch that counts from `since` tells before it stands: whether events were lost, and changed paths.
+struct ToldBefore {
+    bool hasLost = false;
+    std::vector<std::string> paths;
+};
+
+ToldBefore toldBeforeItStands(const std::string& root, const WatchBeginning& since,
+                              FolderWatcherOptions options = {}) {
+    TestMainLoop loop;
+    ToldBefore told;
+    bool stands = false;
+    options.since = since;
+    const FolderWatcher watcher(
+        loop.queue(), root, options,
+        {.changed =
+             [&](const FolderChanges& changes) {
+                 EXPECT_FALSE(stands);
+                 told.hasLost = told.hasLost || changes.eventsAreLost;
+                 told.paths.insert(told.paths.end(), changes.paths.begin(), changes.paths.end());
+             },
+         .covered = [&](const WatchCoverage&) { stands = true; },
+         .failed = [&](const SystemError& error) { ADD_FAILURE() << error.description(); }});
+    EXPECT_TRUE(loop.runUntil([&] { return stands; }));
+    return told;
+}
+
+void makeOldTree(TemporaryTree& tree) {
+    makeTree(tree);
+    tree.folder("beside/other/inner");
+    tree.folder("root/.hidden/m");
+    tree.folder("root/excluded/m");
+    tree.folder("root/excluded-not");
+    awaitNextFolderMoment();
+}
+
+// A bind mount shows folders with dates of long ago, and what it covers and uncovers keeps its own.
+class Bound : public Mounted {
+public:
+    Bound(const TemporaryTree& tree, const std::string& place)
+        : Mounted(tree.path("beside/other"), tree.path(place), "none", MS_BIND, "") {}
+};
+
+TEST(MountBeforeAWatch, thatCameSinceTheMoment_isToldAsLost) {
+    inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeOldTree(tree);
+        WatchBeginning since = watchBeginningNow();
+        for (const char* place : {"root/m", "root", "root/excluded-not"}) {
+            const Bound mounted(tree, place);
+            EXPECT_TRUE(toldBeforeItStands(tree.path("root"), since).hasLost) << place;
+            // That the dates alone tell nothing of it:
+            WatchBeginning datesOnly = watchBeginningNow();
+            datesOnly.time = since.time;
+            const ToldBefore told = toldBeforeItStands(tree.path("root"), datesOnly);
+            EXPECT_FALSE(told.hasLost) << place;
+            EXPECT_THAT(told.paths, IsEmpty()) << place;
+        }
+        EXPECT_FALSE(toldBeforeItStands(tree.path("root"), since).hasLost) << "all is as it was then";
+        since.mounts.clear();
+        EXPECT_TRUE(toldBeforeItStands(tree.path("root"), since).hasLost) << "who knows what was mounted";
+    });
+}
+
+TEST(MountBeforeAWatch, thatWentSinceTheMoment_isToldAsLost) {
+    inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeOldTree(tree);
+        std::optional<WatchBeginning> since;
+        {
+            const Bound mounted(tree, "root/m");
+            since = watchBeginningNow();
+            EXPECT_FALSE(toldBeforeItStands(tree.path("root"), *since).hasLost) << "it stands still";
+        }
+        EXPECT_TRUE(toldBeforeItStands(tree.path("root"), *since).hasLost);
+        {
+            // Another one at the same place, where the numbers of mounts are given again.
+            const Mounted other(tree.folder("root/z/other"), tree.path("root/m"), "none", MS_BIND, "");
+            EXPECT_TRUE(toldBeforeItStands(tree.path("root"), *since).hasLost);
+        }
+    });
+}
+
+TEST(MountBeforeAWatch, elsewhereOrWhereNothingIsWatched_isToldByNobody) {
+    inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeOldTree(tree);
+        FolderWatcherOptions options;
+        options.skipHiddenFiles = true;
+        options.excludedPathPrefixes = {tree.path("root/excluded")};
+        const WatchBeginning since = watchBeginningNow();
+        const Bound hidden(tree, "root/.hidden/m");
+        const Bound excluded(tree, "root/excluded/m");
+        const Bound elsewhere(tree, "beside/other/inner");
+        EXPECT_FALSE(toldBeforeItStands(tree.path("root"), since, options).hasLost);
+        EXPECT_TRUE(toldBeforeItStands(tree.path("root"), since).hasLost) << "the negative control";
+    });
+}
+
+// From the scan's first step on, over the session that hands the moment to the watch.
+TEST(MountBeforeAWatch, thatCameAfterAScan_makesItsRootCountAsChanged) {
+    inPrivateNamespace([] {
+        TemporaryTree tree;
+        makeOldTree(tree);
+        TemporaryTree store;
+        for (const bool isMounted : {false, true}) {
+            TestMainLoop loop;
+            const std::string index = store.path("latest-scan.sqlite");
+            const ScannedMap map = ScannedMap::of({.root = tree.path("root"),
+                                                   .scope = ScanScope::selectedFolder,
+                                                   .options = everything(),
+                                                   .indexURL = index},
+                                                  {}, [](const ScanProgress&) {});
+            SavedScanSession session({.mainQueue = loop.queue(), .indexURL = [&index] { return index; }});
+            const auto mounted = isMounted ? std::make_unique<Bound>(tree, "root/m") : nullptr;
+            session.trackScanned(tree.path("root"), everything(), map.began);
+            ASSERT_TRUE(loop.runUntil([&] { return session.coverage().isReady; }));
+            EXPECT_TRUE(session.coverage().isComplete());
+            EXPECT_THAT(session.takeChangedFolders(),
+                        isMounted ? testing::Matcher<std::vector<std::string>>(ElementsAre(tree.path("root")))
+                                  : IsEmpty());
+        }
+    });
+}
+
 // --- What the system grants
 
 // In a user namespace of its own, in which this process may set how many there are.
-void limitWatches(int count) {
-    ASSERT_EQ(unshare(CLONE_NEWUSER), 0) << errno;
+void setWatchLimit(int count) {
     std::ofstream limit("/proc/sys/user/max_inotify_watches");
     limit << count << std::flush;
     ASSERT_TRUE(limit.good());
+}
+
+void limitWatches(int count) {
+    ASSERT_EQ(unshare(CLONE_NEWUSER), 0) << errno;
+    setWatchLimit(count);
 }
 
 TEST(WatchLimit, thatIsReached_isToldAndTheRestIsWatched) {
@@ -319,6 +482,86 @@ TEST(WatchLimit, ofNothing_fails) {
         const Watch watch(tree.path("root"));
         ASSERT_TRUE(watch.failure);
         EXPECT_EQ(watch.failure->code(), ENOSPC);
+    });
+}
+
+TEST(WatchLimit, ofAWatchThatHasJustEnded_isFreeForTheNextOne) {
+    require(Need::watchLimits);
+    inPrivateNamespace([] {
+        TemporaryTree tree;
+        for (int i = 0; i < 1'000; ++i) {
+            tree.folder("root/" + std::to_string(i));
+        }
+        limitWatches(1'200);
+        TestMainLoop loop;
+        const std::string index = tree.path("latest-scan.sqlite");
+        ScanChangeTracker tracker(ScanChangeTracker::folderWatchers(loop.queue()), [&] { return index; }, {});
+        for (int round = 0; round < 10; ++round) {
+            tracker.start(tree.path("root"), {}, false, {});
+            ASSERT_TRUE(loop.runUntil([&] { return tracker.coverage().isReady; }));
+            ASSERT_TRUE(tracker.coverage().isComplete()) << "round " << round;
+        }
+    });
+}
+
+// Over the session, which hands the refresh's own beginning to the new watch.
+TEST(WatchLimit, thatIsRaised_isFoundByTheNextRefresh) {
+    require(Need::watchLimits);
+    inPrivateNamespace([] {
+        TemporaryTree tree;
+        for (int i = 100; i < 200; ++i) {
+            tree.folder("root/" + std::to_string(i));
+        }
+        limitWatches(50);
+        const std::string root = tree.path("root");
+        const std::string index = tree.folder("index") + "/latest-scan.sqlite";
+        makeIndex(root, index);
+        TestMainLoop loop;
+        std::vector<FolderWatcherOptions> watched;
+        SavedScanSession session({.mainQueue = loop.queue(),
+                                  .indexURL = [&index] { return index; },
+                                  .makeStream =
+                                      [&watched, make = ScanChangeTracker::folderWatchers(loop.queue())](
+                                          const std::string& path, FolderWatcherOptions options,
+                                          FolderWatcher::Handlers handlers) {
+                                          options.latency = std::chrono::milliseconds(1);
+                                          watched.push_back(options);
+                                          return make(path, options, std::move(handlers));
+                                      }});
+        SerialContext scans(loop.queue(), "scan");
+        const auto refresh = [&] {
+            bool hasEnded = false;
+            session.refresh(
+                scans, root, session.takeChangedFolders(), [](bool) { return everything(); },
+                [&](Outcome<ScanResult> outcome) {
+                    EXPECT_TRUE(outcome.succeeded());
+                    hasEnded = true;
+                });
+            EXPECT_TRUE(loop.runUntil([&] { return hasEnded; }));
+        };
+        session.trackRestored(root, everything(), Date());
+        ASSERT_TRUE(loop.runUntil([&] { return session.coverage().isReady; }));
+        ASSERT_TRUE(session.coverage().watched.isLimitReached);
+
+        // In vain: it is tried and limited again.
+        refresh();
+        EXPECT_TRUE(loop.runUntil([&] { return session.changedFolderCount() == 1; }));
+        EXPECT_TRUE(session.coverage().watched.isLimitReached);
+        ASSERT_EQ(watched.size(), 2u);
+
+        setWatchLimit(1'000);
+        const WatchBeginning before = watchBeginningNow();
+        refresh();
+        EXPECT_TRUE(loop.runUntil([&] { return session.coverage().isComplete(); }));
+        ASSERT_EQ(watched.size(), 3u);
+        ASSERT_TRUE(watched.back().since);
+        EXPECT_GE(watched.back().since->time, before.time);
+        EXPECT_LE(watched.back().since->time, folderMomentNow());
+        EXPECT_EQ(watched.back().since->mounts, before.mounts);
+        EXPECT_EQ(session.changedFolderCount(), 0);
+        tree.file("root/199/file");
+        EXPECT_TRUE(loop.runUntil([&] { return session.changedFolderCount() == 1; }));
+        EXPECT_THAT(session.takeChangedFolders(), ElementsAre(tree.path("root/199")));
     });
 }
 

@@ -14,6 +14,7 @@
 #include <random>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "platform/Path.h"
@@ -328,6 +329,151 @@ TEST(FolderWatcher, aRootThatIsALink_isWatchedWhereItLeads) {
     EXPECT_THAT(watched.paths(), ElementsAre(link + "/a/file"));
 }
 
+// A root behind links, and another folder to which they can be made to lead.
+class LinkedRoot : public testing::Test {
+protected:
+    LinkedRoot() {
+        for (const char* folder : {"real/a", "real/zz-signals", "other/b", "other/zz-signals", "links"}) {
+            tree.folder(folder);
+        }
+    }
+
+    // Puts a link to `target` in the place of the one that stands there.
+    void lead(const std::string& link, const std::string& target) {
+        fs::create_symlink(tree.path(target), tree.path(link + ".new"));
+        fs::rename(tree.path(link + ".new"), tree.path(link));
+    }
+    // That the watch has lost events, and goes on at the place to which the links lead now.
+    void expectMovedToOther(Watched& watched) {
+        EXPECT_TRUE(watched.hasLostEvents());
+        tree.file("other/b/file");
+        EXPECT_THAT(watched.changedFolders(), ElementsAre("b"));
+        tree.file("real/a/unseen");
+        EXPECT_THAT(watched.changedFolders(), IsEmpty());
+        EXPECT_FALSE(watched.failure());
+    }
+
+    TestMainLoop loop;
+    TemporaryTree tree;
+};
+
+TEST_F(LinkedRoot, thatIsMadeToLeadElsewhere_isToldAsLost_andWatchedThere) {
+    const std::string link = tree.link("links/link", tree.path("real"));
+    Watched watched(loop, link);
+    // Other items beside it are none of the way.
+    tree.file("links/file");
+    tree.link("links/link2", tree.path("other"));
+    fs::remove(tree.path("links/link2"));
+    EXPECT_FALSE(watched.hasLostEvents());
+    EXPECT_THAT(watched.changedFolders(), IsEmpty());
+    lead("links/link", "other");
+    expectMovedToOther(watched);
+    lead("links/link", "real");
+    EXPECT_TRUE(watched.hasLostEvents()) << "its new place is watched as well";
+    tree.file("real/a/file");
+    EXPECT_THAT(watched.changedFolders(), ElementsAre("a"));
+}
+
+TEST_F(LinkedRoot, overALinkToALink_isWatchedAtEach) {
+    tree.link("links/last", tree.path("real"));
+    const std::string link = tree.link("first", "links/last");
+    Watched watched(loop, link);
+    lead("links/last", "other");
+    expectMovedToOther(watched);
+}
+
+TEST_F(LinkedRoot, withALinkInTheMiddleOfItsPath_isWatchedThere) {
+    for (const char* name : {"real", "other"}) {
+        tree.folder(std::string("above-") + name);
+        fs::rename(tree.path(name), tree.path(std::string("above-") + name + "/root"));
+        fs::create_symlink(tree.path(std::string("above-") + name + "/root"), tree.path(name));
+    }
+    tree.link("links/up", tree.path("above-real"));
+    Watched watched(loop, tree.path("links/up/root"));
+    lead("links/up", "above-other");
+    expectMovedToOther(watched);
+}
+
+TEST_F(LinkedRoot, whoseLinkIsExchangedForAnother_isToldAsLost) {
+    const std::string link = tree.link("links/link", tree.path("real"));
+    const std::string second = tree.link("second", tree.path("other"));
+    Watched watched(loop, link);
+    ASSERT_EQ(::renameat2(AT_FDCWD, link.c_str(), AT_FDCWD, second.c_str(), RENAME_EXCHANGE), 0);
+    expectMovedToOther(watched);
+}
+
+TEST_F(LinkedRoot, whoseLinksFolderIsExchanged_isToldAsLost) {
+    const std::string link = tree.link("links/deep/link", tree.path("real"));
+    tree.link("links2/deep/link", tree.path("other"));
+    Watched watched(loop, link);
+    ASSERT_EQ(::renameat2(AT_FDCWD, tree.path("links").c_str(), AT_FDCWD, tree.path("links2").c_str(),
+                          RENAME_EXCHANGE),
+              0);
+    expectMovedToOther(watched);
+}
+
+TEST_F(LinkedRoot, whoseLinkLiesWithinItsOwnTarget_isWatchedAsATreeAndAsALink) {
+    const std::string link = tree.link("real/x/link", tree.path("real"));
+    Watched watched(loop, link);
+    EXPECT_EQ(watched.coverage()->folders, 4);
+    tree.file("real/x/file");
+    tree.folder("real/x/y");
+    EXPECT_THAT(watched.changedFolders(), ElementsAre("x"));
+    lead("real/x/link", "other");
+    expectMovedToOther(watched);
+}
+
+TEST_F(LinkedRoot, whoseLinkIsRemoved_isToldAsLost_andThenAsFailed) {
+    const std::string link = tree.link("links/link", tree.path("real"));
+    Watched watched(loop, link);
+    fs::remove(link);
+    ASSERT_TRUE(loop.runUntil([&] { return watched.failure().has_value(); }));
+    EXPECT_TRUE(watched.isLost());
+    EXPECT_EQ(watched.failure()->code(), ENOENT);
+}
+
+// While the watch is set up, again and again: it ends where the links lead in the end.
+TEST_F(LinkedRoot, thatIsMadeToLeadElsewhereDuringTheSetUp_isWatchedWhereItLeadsInTheEnd) {
+    const std::string link = tree.link("links/link", tree.path("real"));
+    for (int round = 0; round < 20; ++round) {
+        lead("links/link", "real");
+        std::thread other([&] {
+            for (int turn = 0; turn <= round * 4; ++turn) {
+                lead("links/link", turn % 2 == 0 ? "other" : "real");
+            }
+        });
+        Watched watched(loop, link);
+        other.join();
+        static_cast<void>(watched.hasLostEvents());
+        tree.file("other/b/file" + std::to_string(round));
+        EXPECT_THAT(watched.changedFolders(), ElementsAre("b")) << "round " << round;
+    }
+}
+
+TEST_F(LinkedRoot, thatWasMadeToLeadElsewhereBeforeTheWatchStood_isToldAsLost) {
+    const std::string link = tree.link("links/link", tree.path("real"));
+    awaitNextFolderMoment();
+    const auto hasLost = [&](const WatchBeginning& since) {
+        bool isLost = false;
+        bool stands = false;
+        FolderWatcherOptions options;
+        options.since = since;
+        const FolderWatcher watcher(
+            loop.queue(), link, options,
+            {.changed = [&](const FolderChanges& changes) { isLost = changes.eventsAreLost; },
+             .covered = [&](const WatchCoverage&) { stands = true; },
+             .failed = {}});
+        EXPECT_TRUE(loop.runUntil([&] { return stands; }));
+        return isLost;
+    };
+    const WatchBeginning since = watchBeginningNow();
+    EXPECT_FALSE(hasLost(since));
+    lead("links/link", "other");
+    EXPECT_TRUE(hasLost(since));
+    awaitNextFolderMoment();
+    EXPECT_FALSE(hasLost(watchBeginningNow()));
+}
+
 TEST(FolderWatcher, aRootThatMoves_isToldAsLost_andThenAsFailed) {
     TestMainLoop loop;
     TemporaryTree tree;
@@ -393,7 +539,7 @@ TEST(FolderWatcher, aFolderThatChangedSinceTheGivenMoment_isToldBeforeTheWatchSt
         tree.file(std::string(name) + "/file", "1");
     }
     awaitNextFolderMoment();
-    const FolderMoment moment = folderMomentNow();
+    const WatchBeginning moment = watchBeginningNow();
     tree.file("root/added/new");
     fs::remove(tree.path("root/removed/file"));
     fs::create_directory(tree.path("root/deep/er/folder"));
@@ -402,11 +548,11 @@ TEST(FolderWatcher, aFolderThatChangedSinceTheGivenMoment_isToldBeforeTheWatchSt
     // Whoever dates a folder back does not deceive it.
     fs::last_write_time(tree.path("root/added"), fs::file_time_type{});
 
-    const auto told = [&](std::optional<FolderMoment> since) {
+    const auto told = [&](std::optional<WatchBeginning> since) {
         std::set<std::string> folders;
         bool stands = false;
         FolderWatcherOptions options;
-        options.changedSince = since;
+        options.since = since;
         const FolderWatcher watcher(
             loop.queue(), tree.path("root"), options,
             {.changed =
@@ -427,7 +573,7 @@ TEST(FolderWatcher, aFolderThatChangedSinceTheGivenMoment_isToldBeforeTheWatchSt
     EXPECT_THAT(told(moment), ElementsAre("/added", "/deep/er", "/removed", "/renamed"));
     EXPECT_THAT(told(std::nullopt), IsEmpty());
     awaitNextFolderMoment();
-    EXPECT_THAT(told(folderMomentNow()), IsEmpty());
+    EXPECT_THAT(told(watchBeginningNow()), IsEmpty());
 }
 
 TEST(FolderWatcher, withoutAThread_fails) {

@@ -4,7 +4,7 @@
 
 #include <ctime>
 
-#include "platform/FolderWatcher.h"
+#include "platform/WatchBeginning.h"
 
 namespace larkfold::test {
 

@@ -33,6 +33,19 @@ std::atomic<int> instanceError = 0;
 std::atomic<int> openError = 0;  // of folders opened below another
 // While it is set the watch gets no event to read.
 std::atomic<bool> isDeaf = false;
+std::atomic<int> deafReaders = 0;  // that wait for one
+// An instance is refused while there is another one.
+std::atomic<bool> isOneInstanceGranted = false;
+
+bool hasInstance() {
+    std::error_code failure;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        if (std::filesystem::read_symlink(entry.path(), failure) == "anon_inode:inotify") {
+            return true;
+        }
+    }
+    return false;
+}
 
 }  // namespace
 
@@ -41,6 +54,10 @@ extern "C" {
 int inotify_init1(int flags) noexcept {
     if (const int error = instanceError) {
         errno = error;
+        return -1;
+    }
+    if (isOneInstanceGranted && hasInstance()) {
+        errno = EMFILE;
         return -1;
     }
     return static_cast<int>(syscall(SYS_inotify_init1, flags));
@@ -77,8 +94,13 @@ __attribute__((no_sanitize("address", "undefined"))) long syscall(long number, .
 
 ssize_t read(int descriptor, void* bytes, size_t count) {
     const bool isOfTheWatch = syscall(SYS_gettid) != getpid();
-    while (isOfTheWatch && isDeaf) {
-        isDeaf.wait(true);
+    if (isOfTheWatch && isDeaf) {
+        ++deafReaders;
+        deafReaders.notify_all();
+        while (isDeaf) {
+            isDeaf.wait(true);
+        }
+        --deafReaders;
     }
     return syscall(SYS_read, descriptor, bytes, count);
 }
@@ -88,20 +110,25 @@ ssize_t read(int descriptor, void* bytes, size_t count) {
 namespace larkfold::test {
 namespace {
 
-// A watch that has ended gives back what it holds on its own thread, for which nobody waits but this.
-bool hasNoWatchThread() {
+// Whether there come to be as many threads of watches as that. One that has ended gives back what it holds on
+// its own thread.
+bool awaitWatchThreads(int count) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (std::chrono::steady_clock::now() < end) {
-        bool isThere = false;
+        int found = 0;
         for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-            isThere = isThere || contentOf(task.path() / "comm") == "folder-watch\n";
+            found += contentOf(task.path() / "comm") == "folder-watch\n" ? 1 : 0;
         }
-        if (!isThere) {
+        if (found == count) {
             return true;
         }
         std::this_thread::yield();
     }
     return false;
+}
+
+bool hasNoWatchThread() {
+    return awaitWatchThreads(0);
 }
 
 class FolderWatcherFaults : public testing::Test {
@@ -115,13 +142,34 @@ protected:
         watchesLeft = -1;
         instanceError = 0;
         openError = 0;
+        isOneInstanceGranted = false;
+        hear();
+    }
+
+    static void hear() {
         isDeaf = false;
         isDeaf.notify_all();
     }
-
+    // Ends the watch while its thread is held up in the middle of its work.
+    void endWatchHeldUp() {
+        isDeaf = true;
+        tree_.file("a/event");
+        while (deafReaders == 0) {
+            deafReaders.wait(0);
+        }
+        watcher_.reset();
+        coverage_.reset();
+        failure_.reset();
+    }
     void watch() {
+        beginWatch();
+        ASSERT_TRUE(loop_.runUntil([this] { return coverage_ || failure_; }));
+    }
+    void beginWatch() {
         FolderWatcherOptions options;
         options.latency = std::chrono::milliseconds(1);
+        options.answerTimeout =
+            std::chrono::hours(1);  // who waits for it in vain runs into the suite's limit
         watcher_.emplace(loop_.queue(), tree_.root(), options,
                          FolderWatcher::Handlers{
                              .changed =
@@ -132,7 +180,6 @@ protected:
                              .covered = [this](const WatchCoverage& coverage) { coverage_ = coverage; },
                              .failed = [this](const SystemError& error) { failure_ = error; },
                          });
-        ASSERT_TRUE(loop_.runUntil([this] { return coverage_ || failure_; }));
     }
     bool isTold(const std::string& path) {
         return loop_.runUntil([&] { return std::find(paths_.begin(), paths_.end(), path) != paths_.end(); });
@@ -203,6 +250,43 @@ TEST_F(FolderWatcherFaults, noInstance_fails) {
     watch();
     ASSERT_TRUE(failure_);
     EXPECT_EQ(failure_->code(), EMFILE);
+}
+
+TEST_F(FolderWatcherFaults, whatAWatchThatHasEndedStillHolds_isAwaitedByTheNextOne) {
+    ASSERT_TRUE(hasNoWatchThread());
+    isOneInstanceGranted = true;
+    watch();
+    ASSERT_TRUE(coverage_);
+    {
+        // The negative control: one whose owner is still there is not waited for.
+        std::optional<SystemError> failure;
+        const FolderWatcher second(
+            loop_.queue(), tree_.root(), {},
+            {.changed = {}, .covered = {}, .failed = [&](const SystemError& error) { failure = error; }});
+        ASSERT_TRUE(loop_.runUntil([&] { return failure.has_value(); }));
+        EXPECT_EQ(failure->code(), EMFILE);
+    }
+    ASSERT_TRUE(awaitWatchThreads(1));
+    endWatchHeldUp();
+    beginWatch();
+    ASSERT_TRUE(awaitWatchThreads(2));
+    hear();
+    ASSERT_TRUE(loop_.runUntil([this] { return coverage_ || failure_; }));
+    ASSERT_FALSE(failure_) << failure_->description();
+    EXPECT_TRUE(coverage_->isComplete());
+    EXPECT_TRUE(isTold(tree_.file("b/file")));
+}
+
+TEST_F(FolderWatcherFaults, aWatchThatWaitsForAnotherOnesEnd_canBeEndedItself) {
+    ASSERT_TRUE(hasNoWatchThread());
+    watch();
+    endWatchHeldUp();
+    beginWatch();
+    ASSERT_TRUE(awaitWatchThreads(2));
+    watcher_.reset();
+    EXPECT_TRUE(awaitWatchThreads(1));
+    hear();
+    EXPECT_TRUE(hasNoWatchThread());
 }
 
 TEST_F(FolderWatcherFaults, foldersThatCannotBeOpened_areTold) {

@@ -5,7 +5,7 @@
 // being paired. An event of a folder that is not where the tree has it, since its own move is still to be
 // settled, waits until that is done.
 //
-// 1. Watch the folders above the root, for their moves.
+// 1. Watch the folders above the root, for their moves, and the places of the links on the way to it.
 // 2. Watch the root, list it, and so on downwards: a folder is listed after its watch stands, so whatever is
 //    put into it is either seen in the listing or told. Its date is read then too: what was put into it
 //    before shows there.
@@ -38,7 +38,6 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <ctime>
 #include <mutex>
 #include <optional>
 #include <stop_token>
@@ -60,6 +59,10 @@
 #include "platform/linux/walk/PathDescriptors.h"
 #include "platform/linux/walk/RootFolder.h"
 #include "platform/linux/walk/SpecialPlace.h"
+#include "platform/linux/watch/FolderDate.h"
+#include "platform/linux/watch/MountsSince.h"
+#include "platform/linux/watch/RootLinks.h"
+#include "platform/linux/watch/WatchEnd.h"
 #include "platform/linux/watch/WatchedFolders.h"
 
 #ifndef __linux__
@@ -90,10 +93,6 @@ bool meansNotThere(int code) {
     return code == ENOENT || code == ENOTDIR || code == ELOOP;
 }
 
-FolderMoment momentOf(const timespec& time) {
-    return FolderMoment(std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec));
-}
-
 // What the thread does, and all it owns.
 class Watch {
 public:
@@ -117,6 +116,7 @@ public:
             const std::uint64_t one = 1;
             static_cast<void>(::write(wake_.get(), &one, sizeof one));
         });
+        WatchEnd::awaitClosed(options_.answerTimeout, stop_);
         if (!begin()) {
             return;
         }
@@ -159,6 +159,9 @@ private:
         if (!inotify_ || !wake_) {
             return fail(errno);
         }
+        if (!links_.follow(root_, inotify_.get(), options_.answerTimeout, stop_)) {
+            return !stop_.stop_requested() && fail(ETIMEDOUT);
+        }
         auto opened = RootFolder::open(root_, options_.answerTimeout, stop_);
         if (stop_.stop_requested()) {
             return false;
@@ -173,11 +176,21 @@ private:
             return fail(EREMOTE);
         }
         watchAncestors();
+        if (!links_.isSameWay(options_.answerTimeout, stop_)) {
+            mustBeginAnew_ = true;  // other links than those whose places are watched may have led here
+        }
         const int watch = addWatch(opened->descriptor.get(), rootEvents);
         if (watch < 0) {
             return fail(errno);
         }
-        changedSince_ = options_.changedSince;
+        if (options_.since) {
+            changedSince_ = options_.since->time;
+            if (links_.mayHaveChangedSince(options_.since->time) ||
+                haveMountsChanged(options_.since->mounts, table_, realRoot_, *places_,
+                                  options_.skipHiddenFiles)) {
+                loseEvents();
+            }
+        }
         const Index top = add(none, "", watch, opened->descriptor.get(), places_.get());
         follow(top, std::move(opened->descriptor));
         if (stop_.stop_requested()) {
@@ -242,6 +255,7 @@ private:
         const Mount* holding = table_.mountHolding(realRoot_);
         places_->mayFailToAnswer = holding != nullptr && holding->mayFailToAnswer;
         rootMount_ = holding == nullptr ? 0 : holding->id;
+        links_.noteMounts(table_);
     }
 
     // The mounts as they are, read again where something was mounted or unmounted. That is settled later.
@@ -279,7 +293,8 @@ private:
         do {
             path = parentPath(path);
             // One that may not be read cannot be watched, and is not this user's to move.
-            const int watch = ::inotify_add_watch(inotify_.get(), std::string(path).c_str(), ancestorEvents);
+            const int watch =
+                ::inotify_add_watch(inotify_.get(), std::string(path).c_str(), ancestorEvents | IN_MASK_ADD);
             if (watch >= 0) {
                 ancestors_.insert(watch);
             }
@@ -515,7 +530,7 @@ private:
         const Index folder =
             folders_.add(parent, name, watch, FileIdentity{values.st_dev, values.st_ino}, place);
         // Not of when it was modified, which is anybody's to set.
-        if (changedSince_ && momentOf(values.st_ctim) >= *changedSince_) {
+        if (changedSince_ && mayBeSince(values.st_ctim, *changedSince_)) {
             noteChange(folder, ".");
         }
         return folder;
@@ -623,6 +638,10 @@ private:
             mustBeginAnew_ = true;
             return;
         }
+        if (links_.mayChangeWay(event, name)) {
+            mustBeginAnew_ = true;
+            return;
+        }
         const Index folder = folders_.byWatch(event.wd);
         if (folder == none) {
             // Of a folder that left; or the way to the root has changed.
@@ -720,8 +739,8 @@ private:
     void settleMounts() {
         table_ = MountTable::current();
         const Mount* holding = table_.mountHolding(realRoot_);
-        if (holding != nullptr && holding->id != rootMount_) {
-            mustBeginAnew_ = true;  // the root itself is covered by another one, or not any more
+        if ((holding != nullptr && holding->id != rootMount_) || links_.haveMountsChanged(table_)) {
+            mustBeginAnew_ = true;  // the root itself or the way to it is covered, or not any more
             return;
         }
         MountsBelow now = mountsBelow();
@@ -854,6 +873,7 @@ private:
 
     const std::string root_;
     std::string realRoot_;
+    RootLinks links_;  // on the way to it
     std::optional<FileIdentity> identity_;
     std::optional<FolderMoment> changedSince_;  // during the set-up
     const FolderWatcherOptions options_;
@@ -896,12 +916,6 @@ private:
 
 // Between the owner and the thread, which may outlive it for an instant: the system takes a tenth of a second
 // to give back the watches of a large tree, and nobody should wait for that.
-FolderMoment folderMomentNow() {
-    timespec time{};
-    ::clock_gettime(CLOCK_REALTIME_COARSE, &time);
-    return momentOf(time);
-}
-
 struct FolderWatcher::Impl {
     // Gone with the watcher, and then nothing that waits in the main queue is called any more.
     std::shared_ptr<const Handlers> handlers;
@@ -911,6 +925,7 @@ struct FolderWatcher::Impl {
         MainQueue* mainQueue;
     };
     std::shared_ptr<Door> door = std::make_shared<Door>();
+    std::shared_ptr<WatchEnd> end = std::make_shared<WatchEnd>();
     std::jthread thread;
 };
 
@@ -938,10 +953,12 @@ FolderWatcher::FolderWatcher(MainQueue& mainQueue, std::string root, FolderWatch
         .failed = [onMainThread](SystemError error) { onMainThread(&Handlers::failed, std::move(error)); },
     };
     try {
-        impl_->thread = std::jthread([root, options = std::move(options), tell](std::stop_token stop) {
-            nameThisThread("folder-watch");
-            Watch(root, options, tell, std::move(stop)).run();
-        });
+        impl_->thread =
+            std::jthread([root, options = std::move(options), tell, end = impl_->end](std::stop_token stop) {
+                nameThisThread("folder-watch");
+                Watch(root, options, tell, std::move(stop)).run();
+                end->noteClosed();
+            });
     } catch (const std::system_error&) {
         tell.failed(SystemError(SystemError::Operation::launch, EAGAIN, ""));
     }
@@ -953,6 +970,7 @@ FolderWatcher::~FolderWatcher() {
         impl_->door->mainQueue = nullptr;
     }
     if (impl_->thread.joinable()) {
+        impl_->end->noteOwnerHasGone();
         impl_->thread.request_stop();
         impl_->thread.detach();
     }
