@@ -68,7 +68,7 @@ protected:
         SCOPED_TRACE(item->property("text").toString().toStdString());
         const Control control = controlOf(item);
         EXPECT_FALSE(control.isEnabled);
-            EXPECT_EQ(control.description.toStdString(), "Not available. " + reason.toStdString());
+        EXPECT_EQ(control.description.toStdString(), "Not available. " + reason.toStdString());
         QSignalSpy scanning(&driver(), &DiskScannerViewModel::isScanningChanged);
         QSignalSpy marking(&driver(), &DiskScannerViewModel::selectedForDeletionChanged);
         QSignalSpy reviewing(&driver(), &DiskScannerViewModel::showDeleteConfirmationChanged);
