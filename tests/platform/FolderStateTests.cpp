@@ -12,7 +12,7 @@ namespace {
 using test::TemporaryTree;
 
 TEST(FolderState, tellsWhatStandsThere) {
-    const TemporaryTree tree;
+    TemporaryTree tree;
     tree.folder("empty");
     tree.file("full/file");
     tree.file("hidden/.only");
@@ -24,7 +24,7 @@ TEST(FolderState, tellsWhatStandsThere) {
 }
 
 TEST(FolderState, whatIsNoFolderIsMissing) {
-    const TemporaryTree tree;
+    TemporaryTree tree;
     tree.file("file");
     tree.fifo("pipe");
     tree.link("away", "nowhere");
@@ -34,7 +34,7 @@ TEST(FolderState, whatIsNoFolderIsMissing) {
 }
 
 TEST(FolderState, aLinkStandsForTheFolderBehindIt) {
-    const TemporaryTree tree;
+    TemporaryTree tree;
     tree.folder("empty");
     tree.file("full/file");
     tree.link("toEmpty", "empty");
@@ -44,7 +44,7 @@ TEST(FolderState, aLinkStandsForTheFolderBehindIt) {
 }
 
 TEST(FolderState, whatCannotBeToldIsUnknown) {
-    const TemporaryTree tree;
+    TemporaryTree tree;
     tree.link("round", "round");
     EXPECT_EQ(folderStateOf(tree.path("round")), FolderState::unknown);
     EXPECT_EQ(folderStateOf(tree.path(std::string(300, 'n'))), FolderState::unknown);
