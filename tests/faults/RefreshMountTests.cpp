@@ -408,7 +408,7 @@ TEST(MountBeforeAWatch, thatCameAfterAScan_makesItsRootCountAsChanged) {
         TemporaryTree store;
         for (const bool isMounted : {false, true}) {
             TestMainLoop loop;
-            const std::string index = store.path("latest-scan.sqlite");
+            std::string index = store.path("latest-scan.sqlite");
             const ScannedMap map = ScannedMap::of({.root = tree.path("root"),
                                                    .scope = ScanScope::selectedFolder,
                                                    .options = everything(),
@@ -494,7 +494,7 @@ TEST(WatchLimit, ofAWatchThatHasJustEnded_isFreeForTheNextOne) {
         }
         limitWatches(1'200);
         TestMainLoop loop;
-        const std::string index = tree.path("latest-scan.sqlite");
+        std::string index = tree.path("latest-scan.sqlite");
         ScanChangeTracker tracker(ScanChangeTracker::folderWatchers(loop.queue()), [&] { return index; }, {});
         for (int round = 0; round < 10; ++round) {
             tracker.start(tree.path("root"), {}, false, {});
@@ -514,7 +514,7 @@ TEST(WatchLimit, thatIsRaised_isFoundByTheNextRefresh) {
         }
         limitWatches(50);
         const std::string root = tree.path("root");
-        const std::string index = tree.folder("index") + "/latest-scan.sqlite";
+        std::string index = tree.folder("index") + "/latest-scan.sqlite";
         makeIndex(root, index);
         TestMainLoop loop;
         std::vector<FolderWatcherOptions> watched;
