@@ -19,7 +19,8 @@
 //
 // A mount that may fail to answer (network, FUSE) is read by a thread that can be given up: after
 // `answerTimeout` the folder counts as unreadable and so does everything else of that mount, and a stop is
-// obeyed at once meanwhile.
+// obeyed at once meanwhile. Whatever is mounted below the root is entered by such a thread, whether it stood
+// there before the walk or comes in the middle of it.
 //
 // The reader is used from one thread; the helper is its own affair. It throws nothing but CancellationError:
 // what cannot be read is told in the listing.
@@ -49,7 +50,7 @@ struct DirectoryReaderOptions {
     bool readsSymbolicLinks = true;
     // How many entries may be listed ahead of the walk.
     std::size_t window = 20'000;
-    // False: what is mounted below the root cannot be read, and what is mounted onto a file neither.
+    // False: what is mounted below the root cannot be read, and what is mounted onto a file neither: EXDEV.
     bool crossesMounts = true;
     // False: everything happens on the caller's thread.
     bool readsAhead = true;

@@ -109,10 +109,9 @@ Aftermath stopAt(const std::string& mode, const Moment& moment, const std::strin
                 isRequested = true;
                 return Verdict{.releasesHeld = true};
             }
-            // At an entry by name; by the same number a descriptor is asked about itself, and a path.
-            const bool isLook = call.number == SYS_newfstatat &&
-                                static_cast<int>(call.arguments[0]) != AT_FDCWD &&
-                                (call.arguments[3] & AT_EMPTY_PATH) == 0;
+            // At an entry by name; by the same number a folder is asked about itself, and a path.
+            const bool isLook = call.number == SYS_statx && static_cast<int>(call.arguments[0]) != AT_FDCWD &&
+                                (call.arguments[2] & AT_EMPTY_PATH) == 0 && call.text(1) != ".";
             if (!call.isEntry) {
                 return Verdict{};
             }
@@ -141,8 +140,8 @@ Aftermath stopAt(const std::string& mode, const Moment& moment, const std::strin
 TEST_F(LargeFolder, aStopWhileItIsListed_isObeyedAfterFewEntries) {
     const Moment moments[] = {
         {"in the listing of the names", SYS_getdents64, 5, 0, 1},
-        {"in the look at the first entries", SYS_newfstatat, 100, 128, 0},
-        {"in the look at the entries", SYS_newfstatat, entries() / 2, 128, 0},
+        {"in the look at the first entries", SYS_statx, 100, 128, 0},
+        {"in the look at the entries", SYS_statx, entries() / 2, 128, 0},
     };
     for (const Moment& moment : moments) {
         const Aftermath aftermath = stopAt("stoppable", moment, root(), index());
@@ -158,7 +157,7 @@ TEST_F(LargeFolder, aStopWhileItIsListed_isObeyedAfterFewEntries) {
 
 TEST_F(LargeFolder, control_aStopThatIsNotPassedOn_isFoundOut) {
     const Aftermath aftermath =
-        stopAt("deaf", {"in the look at the entries", SYS_newfstatat, 100, 0, 0}, root(), index());
+        stopAt("deaf", {"in the look at the entries", SYS_statx, 100, 0, 0}, root(), index());
     EXPECT_TRUE(aftermath.wasHeld);
     EXPECT_GT(aftermath.looks, entries() / 2);
 }

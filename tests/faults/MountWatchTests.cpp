@@ -90,6 +90,22 @@ TEST(MountWatch, tellsWhatMayFailToAnswer) {
     });
 }
 
+TEST(MountWatch, tellsOfTheMountOfANumberWhetherItMayFailToAnswer) {
+    inPrivateNamespace([] {
+        TemporaryTree tree;
+        MountWatch watch;
+        const DeadMount dead(tree.folder("dead"), DeadMount::Greeting::answered);
+        // It looks at the place and asks nobody.
+        struct statx values{};
+        ASSERT_EQ(statx(AT_FDCWD, tree.path("dead").c_str(), AT_STATX_DONT_SYNC, STATX_MNT_ID, &values), 0);
+        EXPECT_TRUE(watch.mayFailToAnswer(values.stx_mnt_id));
+        const Mounted plain("none", tree.folder("plain"), "tmpfs", 0, "size=1m");
+        const std::uint64_t answers = mountAt(tree.path("plain"));
+        EXPECT_FALSE(watch.mayFailToAnswer(answers)) << "and that it came is noticed";
+        EXPECT_TRUE(watch.mayFailToAnswer(answers + 1'000'000)) << "of which nothing is known";
+    });
+}
+
 // Where the program's root is a plain folder, the list of mounts names nothing that holds every path.
 TEST(MountWatch, inAChangedRoot_tellsOfWhatIsBelowItOnly) {
     inPrivateNamespace([] {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <linux/fuse.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -48,16 +49,21 @@ Mounted::~Mounted() {
     umount2(target_.c_str(), MNT_DETACH);
 }
 
-DeadMount::DeadMount(const std::string& folder, Greeting greeting) : folder_(folder) {
+DeadMount::DeadMount(const std::string& place, Greeting greeting) : place_(place) {
     require(Need::fuse);
     connection_ = open("/dev/fuse", O_RDWR | O_CLOEXEC);
     if (connection_ < 0) {
         die("open", "/dev/fuse");
     }
-    const std::string options =
-        "fd=" + std::to_string(connection_) + ",rootmode=40000,user_id=0,group_id=0,allow_other";
-    if (mount("none", folder.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0) {
-        die("mount", folder);
+    struct stat covered{};
+    if (lstat(place.c_str(), &covered) != 0) {
+        die("lstat", place);
+    }
+    const std::string options = "fd=" + std::to_string(connection_) +
+                                ",rootmode=" + (S_ISDIR(covered.st_mode) ? "40000" : "100000") +
+                                ",user_id=0,group_id=0,allow_other";
+    if (mount("none", place.c_str(), "fuse", MS_NOSUID | MS_NODEV, options.c_str()) != 0) {
+        die("mount", place);
     }
     if (greeting == Greeting::answered) {
         std::array<char, 1 << 17> request;
@@ -81,7 +87,7 @@ DeadMount::DeadMount(const std::string& folder, Greeting greeting) : folder_(fol
 }
 
 DeadMount::~DeadMount() {
-    umount2(folder_.c_str(), MNT_DETACH);
+    umount2(place_.c_str(), MNT_DETACH);
     close(connection_);  // who still waits gets an error
 }
 

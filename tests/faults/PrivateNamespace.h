@@ -34,9 +34,9 @@ class DeadMount {
 public:
     enum class Greeting { none, answered };
 
-    // `folder` must stand. With `answered` the kernel's greeting is answered when `awaitRequest` is called,
-    // so that the requests themselves are what waits.
-    explicit DeadMount(const std::string& folder, Greeting greeting = Greeting::none);
+    // `place`, a folder or a file, must stand. With `answered` the kernel's greeting is answered when
+    // `awaitRequest` is called, so that the requests themselves are what waits.
+    explicit DeadMount(const std::string& place, Greeting greeting = Greeting::none);
     ~DeadMount();
     DeadMount(const DeadMount&) = delete;
     DeadMount& operator=(const DeadMount&) = delete;
@@ -48,7 +48,7 @@ public:
     void denyUntilUnmounted() const;
 
 private:
-    std::string folder_;
+    std::string place_;
     int connection_ = -1;
 };
 

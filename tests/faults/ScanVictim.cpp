@@ -13,14 +13,16 @@
 //   mute          places that could not be read are not told
 //   leaky         a descriptor stays open when the scan failed
 //   deaf          as "stoppable", and the request is not passed on to the scan
-// or "retained": as "scan", without the watcher (the marks are not made), or "stoppable": as "scan", with a
-// stop that is requested as soon as standard input has a byte.
+// or "retained": as "scan", without the watcher (the marks are not made), "impatient": as "scan", with a
+// second for a mount that may fail to answer, or "stoppable": as "scan", with a stop that is requested as
+// soon as standard input has a byte.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <stop_token>
 #include <string>
@@ -62,6 +64,11 @@ void renameUnchecked(const std::string& from, const std::string& to) {
     close(folder);
 }
 
+// A call that nothing else here makes, by which the harness knows what has come about.
+void sayBySystemCall() {
+    static_cast<void>(getpgid(0));
+}
+
 ScanResult scan(std::string_view mode, const std::string& root, const std::string& index,
                 std::stop_token stop) {
     const DiskScanOptions options{.skipHiddenFiles = false,
@@ -71,7 +78,15 @@ ScanResult scan(std::string_view mode, const std::string& root, const std::strin
     const bool swapsItself =
         mode == "copy" || mode == "unsynced" || mode == "unchecked" || mode == "journal-left";
     const std::string place = swapsItself ? index + ".staged" : index;
-    ScanResult result = DiskScanner(place).scan(root, options, std::move(stop), [](const ScanProgress&) {});
+    DiskScanner::Reading reading;
+    if (mode == "impatient") {
+        reading.answerTimeout = std::chrono::seconds(1);
+    }
+    ScanResult result =
+        DiskScanner(place, reading).scan(root, options, std::move(stop), [](const ScanProgress&) {});
+    if (mode == "impatient") {
+        sayBySystemCall();
+    }
     if (mode == "copy") {
         copyInPlace(place, index);
     } else if (mode == "unsynced") {
@@ -87,15 +102,15 @@ ScanResult scan(std::string_view mode, const std::string& root, const std::strin
     return result;
 }
 
-// A stop is requested when standard input has a byte. A call follows that nothing else here makes, so that
-// the harness knows that it was requested. Nobody waits for the thread: the byte may never come.
+// A stop is requested when standard input has a byte, and the harness is told that it was. Nobody waits for
+// the thread: the byte may never come.
 std::stop_token stopOnInput() {
     std::stop_source source;
     std::thread([source] mutable {
         char byte = 0;
         if (read(STDIN_FILENO, &byte, 1) == 1) {
             source.request_stop();
-            static_cast<void>(getpgid(0));
+            sayBySystemCall();
         }
     }).detach();
     return source.get_token();

@@ -62,7 +62,7 @@ protected:
 
 TEST_F(Vanishing, aFileBetweenItsListingAndTheLookAtIt_isTold) {
     const ProgramOutcome outcome = scanAndChange(
-        tree, [](const SystemCall& call) { return call.number == SYS_newfstatat && call.text(1) == "goes"; },
+        tree, [](const SystemCall& call) { return call.number == SYS_statx && call.text(1) == "goes"; },
         [&] { ASSERT_EQ(unlink(tree.path("root/a/goes").c_str()), 0); });
     EXPECT_THAT(outcome.output, AllOf(HasSubstr("scanned 3 4 "), HasSubstr("root/a/goes”"),
                                       HasSubstr("it is no longer there.")));
@@ -71,7 +71,7 @@ TEST_F(Vanishing, aFileBetweenItsListingAndTheLookAtIt_isTold) {
 
 TEST_F(Vanishing, aFolderBetweenItsListingAndItsOpening_isTold) {
     const ProgramOutcome outcome = scanAndChange(
-        tree, [](const SystemCall& call) { return call.number == SYS_openat && call.text(1) == "b"; },
+        tree, [](const SystemCall& call) { return call.number == SYS_openat2 && call.text(1) == "b"; },
         [&] { removeTree(tree.path("root/b")); });
     EXPECT_THAT(outcome.output,
                 AllOf(HasSubstr("scanned 3 4 "), HasSubstr("root/b”"), HasSubstr("it is no longer there.")));
@@ -81,7 +81,7 @@ TEST_F(Vanishing, aFolderBetweenItsListingAndItsOpening_isTold) {
 TEST_F(Vanishing, aFolderThatBecomesALink_isToldAndNotFollowed) {
     tree.file("elsewhere/secret", "x");
     const ProgramOutcome outcome = scanAndChange(
-        tree, [](const SystemCall& call) { return call.number == SYS_openat && call.text(1) == "b"; },
+        tree, [](const SystemCall& call) { return call.number == SYS_openat2 && call.text(1) == "b"; },
         [&] {
             removeTree(tree.path("root/b"));
             ASSERT_EQ(symlink(tree.path("elsewhere").c_str(), tree.path("root/b").c_str()), 0);
@@ -94,7 +94,7 @@ TEST_F(Vanishing, aFolderThatBecomesALink_isToldAndNotFollowed) {
 // A pipe that takes a folder's place is not waited for.
 TEST_F(Vanishing, aFolderThatBecomesAPipe_isToldAndNotWaitedFor) {
     const ProgramOutcome outcome = scanAndChange(
-        tree, [](const SystemCall& call) { return call.number == SYS_openat && call.text(1) == "b"; },
+        tree, [](const SystemCall& call) { return call.number == SYS_openat2 && call.text(1) == "b"; },
         [&] {
             removeTree(tree.path("root/b"));
             ASSERT_EQ(mkfifo(tree.path("root/b").c_str(), 0600), 0);

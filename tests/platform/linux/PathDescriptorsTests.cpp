@@ -64,6 +64,27 @@ TEST(OpenBelow, reachesWhatLiesDeeperThanTheSystemTakesPaths) {
     EXPECT_EQ(errno, ENOENT);
 }
 
+TEST(OpenOnSameMount, opensFoldersUpAndDown_andNothingElse) {
+    TemporaryTree tree;
+    tree.file("top/folder/x");
+    tree.link("top/way", "folder");
+    tree.fifo("top/pipe");
+    const FileDescriptor top = folderAt(tree.path("top"));
+    const FileDescriptor folder = openOnSameMount(top.get(), "folder", O_RDONLY | O_DIRECTORY);
+    EXPECT_EQ(identityOf(folder.get()), identityOf(folderAt(tree.path("top/folder")).get()));
+    const FileDescriptor above = openOnSameMount(folder.get(), "..", O_RDONLY | O_DIRECTORY);
+    EXPECT_EQ(identityOf(above.get()), identityOf(top.get()));
+    for (const auto& [name, code] :
+         {std::pair("way", ENOTDIR), std::pair("pipe", ENOTDIR), std::pair("gone", ENOENT)}) {
+        EXPECT_FALSE(openOnSameMount(top.get(), name, O_RDONLY | O_DIRECTORY)) << name;
+        EXPECT_EQ(errno, code) << name;
+    }
+    // Something is always mounted there.
+    const FileDescriptor all = folderAt("/");
+    EXPECT_FALSE(openOnSameMount(all.get(), "proc", O_RDONLY | O_DIRECTORY));
+    EXPECT_EQ(errno, EXDEV);
+}
+
 TEST(PlaceOf, tellsWhatAnItemIs_andNothingOfNone) {
     TemporaryTree tree;
     const FileDescriptor file(open(tree.file("x", "12345").c_str(), O_RDONLY | O_CLOEXEC));

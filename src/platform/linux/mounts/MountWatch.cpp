@@ -128,6 +128,15 @@ bool MountWatch::mayFailToAnswer(std::string_view path) {
     return mount != nullptr && mount->mayFailToAnswer;
 }
 
+bool MountWatch::mayFailToAnswer(std::uint64_t mount) {
+    refresh();
+    const auto& mounts = table_.mounts();
+    const auto row = std::find_if(mounts.begin(), mounts.end(), [mount](const Mount& candidate) {
+        return static_cast<std::uint64_t>(candidate.id) == mount;
+    });
+    return row == mounts.end() || row->mayFailToAnswer;
+}
+
 std::optional<std::string> MountWatch::mountPoint(std::uint64_t mount) {
     refresh();
     for (const Mount& row : table_.mounts()) {

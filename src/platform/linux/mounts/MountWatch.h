@@ -30,6 +30,10 @@ public:
     // Whether `path` lies by its text on a mount behind which somebody may be gone.
     bool mayFailToAnswer(std::string_view path);
 
+    // Whether somebody may be gone behind the mount with this number. True also of one that the system does
+    // not tell of.
+    bool mayFailToAnswer(std::uint64_t mount);
+
     // The mount point of the mount with this number; nothing where it is gone or a later mount covers it.
     std::optional<std::string> mountPoint(std::uint64_t mount);
 

@@ -7,13 +7,17 @@
 // counts entries that are listed but that the walk has not taken yet.
 //
 // One mutex guards everything but the content of a folder that is being listed, which belongs to whoever
-// lists it. The lock is taken a handful of times per folder and never held over a system call but `close`.
+// lists it. The lock is taken a handful of times per folder and never held over a system call but `close` and
+// the way back to a folder.
 //
 // Descriptors: a folder's descriptor stays open while it has subfolders to hand out, since these are opened
 // relative to it. Above a bound the oldest one is closed. The walk opens such a folder again when it comes
 // back to it: by ".." from the subfolder that it leaves (so climbing out of a deep tree costs one call per
 // level), else downwards from the nearest ancestor that is open; each time the identity has to be the one
 // that was noted.
+//
+// Mounts: a folder is opened in a way that enters no mount. What is mounted there is entered by the walk
+// alone, whenever it came there, by a call that can be given up (see TimedListing.h).
 
 #include "platform/DirectoryReader.h"
 
@@ -24,22 +28,20 @@
 #include <algorithm>
 #include <cerrno>
 #include <condition_variable>
-#include <cstring>
-#include <map>
 #include <mutex>
 #include <system_error>
 #include <thread>
 
 #include "platform/Path.h"
-#include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
-#include "platform/linux/calls/SystemCalls.h"
 #include "platform/linux/mounts/MountTable.h"
 #include "platform/linux/walk/FolderLister.h"
 #include "platform/linux/walk/ListedFolder.h"
 #include "platform/linux/walk/PathDescriptors.h"
 #include "platform/linux/walk/RootFolder.h"
 #include "platform/linux/walk/SpecialPlace.h"
+#include "platform/linux/walk/TimedListing.h"
+#include "platform/linux/walk/WayToFolder.h"
 
 namespace larkfold {
 
@@ -52,13 +54,6 @@ constexpr std::size_t maximumOpenDescriptors = 128;
 constexpr std::size_t weightOfFolder = 8;  // entries that a folder counts for in the window beside its own
 constexpr int readFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 
-// A folder of `parent`; with `crossesMounts` false EXDEV for what is mounted there.
-FileDescriptor openSubfolder(int parent, const char* name, bool crossesMounts) {
-    return crossesMounts ? FileDescriptor(system_calls::uninterrupted(
-                               [&] { return ::openat(parent, name, readFlags | O_NOFOLLOW); }))
-                         : path_descriptors::openBelow(parent, name, readFlags, false);
-}
-
 }  // namespace
 
 // --- The reader
@@ -70,6 +65,7 @@ struct DirectoryReader::Impl {
           options(std::move(given)),
           outerStop(std::move(given_stop), [this] { innerStop.request_stop(); }),
           stop(innerStop.get_token()),
+          timedListing(options, places, stop),
           walkLister(options) {}
     ~Impl() { innerStop.request_stop(); }
 
@@ -80,6 +76,7 @@ struct DirectoryReader::Impl {
     const std::stop_token stop;
     std::shared_ptr<SpecialPlace> places =
         std::make_shared<SpecialPlace>();  // constant once the root is open
+    TimedListing timedListing;             // the walk's own
 
     std::mutex mutex;
     std::condition_variable_any helperMayGoOn;
@@ -240,37 +237,41 @@ struct DirectoryReader::Impl {
             closeDescriptor(folder);
         }
     }
+    // On a mount that did not answer nothing is asked again.
+    FileDescriptor openInTime(const WayToFolder& way, SpecialPlace* lane) {
+        if (lane != nullptr && lane->hasGivenUp) {
+            errno = ETIMEDOUT;
+            return {};
+        }
+        FileDescriptor opened = way.open(options.answerTimeout, stop);
+        if (lane != nullptr && !opened && errno == ETIMEDOUT) {
+            lane->hasGivenUp = true;
+        }
+        return opened;
+    }
     // Opens a folder again whose descriptor was closed. Only the walk does this.
     bool reopen(Folder& folder) {
-        std::vector<Folder*> way;
+        std::vector<Folder*> names;
         Folder* open = &folder;
         while (open != nullptr && !open->isCountedOpen) {
-            way.push_back(open);
+            names.push_back(open);
             open = open->parent;
         }
         if (open == nullptr) {
             errno = ESTALE;
             return false;
         }
-        FileDescriptor at;
-        int from = open->descriptor.get();
-        std::string piece;
-        for (std::size_t left = way.size(); left > 0;) {
-            piece.assign(way[--left]->name);
-            while (left > 0 &&
-                   piece.size() + 1 + way[left - 1]->name.size() < path_descriptors::longestPiece) {
-                piece += '/';
-                piece += way[--left]->name;
-            }
-            FileDescriptor next(::openat(from, piece.c_str(), readFlags | O_NOFOLLOW));
-            if (!next) {
-                return false;
-            }
-            at = std::move(next);
-            from = at.get();
+        WayToFolder way{.from = open->descriptor.get(),
+                        .path = {},
+                        .identity = folder.identity,
+                        .mayFailToAnswer = open->lane != nullptr};
+        for (; !names.empty(); names.pop_back()) {
+            way.path += way.path.empty() ? "" : "/";
+            way.path += names.back()->name;
+            way.mayFailToAnswer = way.mayFailToAnswer || names.back()->lane != nullptr;
         }
-        if (path_descriptors::identityOf(at.get()) != folder.identity) {
-            errno = ESTALE;
+        FileDescriptor at = openInTime(way, folder.lane);
+        if (!at) {
             return false;
         }
         folder.descriptor = std::move(at);
@@ -278,23 +279,34 @@ struct DirectoryReader::Impl {
         return true;
     }
     bool openAgain(Folder& folder) {
-        if (folder.isCountedOpen || reopen(folder)) {
+        if (folder.isCountedOpen) {
             return true;
         }
-        if (errno != EMFILE && errno != ENFILE) {
+        if (folder.isOutOfReach) {
+            errno = ETIMEDOUT;
             return false;
         }
-        evictDownTo(0, nullptr);
-        return reopen(folder);
+        bool isOpen = reopen(folder);
+        if (!isOpen && (errno == EMFILE || errno == ENFILE)) {
+            evictDownTo(0, nullptr);
+            isOpen = reopen(folder);
+        }
+        folder.isOutOfReach = !isOpen && errno == ETIMEDOUT;
+        return isOpen;
     }
     // Called when the walk leaves `child`: its parent gets its descriptor back while the way up is one step.
     void reopenParentOf(Folder& child) {
         Folder* parent = child.parent;
-        if (parent == nullptr || parent->isCountedOpen || !child.isCountedOpen || evictedFolders == 0) {
+        if (parent == nullptr || parent->isCountedOpen || !child.isCountedOpen || evictedFolders == 0 ||
+            stop.stop_requested()) {
             return;
         }
-        FileDescriptor up(::openat(child.descriptor.get(), "..", readFlags));
-        if (up && path_descriptors::identityOf(up.get()) == parent->identity) {
+        FileDescriptor up = openInTime({.from = child.descriptor.get(),
+                                        .path = "..",
+                                        .identity = parent->identity,
+                                        .mayFailToAnswer = child.lane != nullptr || parent->lane != nullptr},
+                                       child.lane);
+        if (up) {
             parent->descriptor = std::move(up);
             countOpen(*parent);
         }
@@ -304,8 +316,8 @@ struct DirectoryReader::Impl {
     // between.
 
     // `ahead`: the walk has not come to it. Then a folder that may not answer stays waiting, and so does one
-    // that could not be listed for want of a descriptor or of memory: the walk, which can wait and make room,
-    // comes to it.
+    // that something is mounted on, or that could not be listed for want of a descriptor or of memory: the
+    // walk, which can wait and make room, comes to it.
     void listHandedOut(std::unique_lock<std::mutex>& lock, const FolderPointer& child, FolderLister& lister,
                        bool ahead) {
         if (child->lane != nullptr && ahead) {
@@ -317,7 +329,7 @@ struct DirectoryReader::Impl {
         ++child->parent->pins;
         listedAheadNow += ahead ? 1 : 0;
         lock.unlock();
-        std::exception_ptr failure = openAndList(child, parentDescriptor, name, lister);
+        std::exception_ptr failure = openAndList(child, parentDescriptor, name, lister, ahead);
         lock.lock();
         listedAheadNow -= ahead ? 1 : 0;
         if (child->isAbandoned) {
@@ -328,10 +340,11 @@ struct DirectoryReader::Impl {
         if (!ahead && isOutOfDescriptors(*child)) {
             evictDownTo(0, nullptr);
             child->error = 0;
-            failure = openAndList(child, parentDescriptor, name, lister);  // pinned, so not among the evicted
+            // Its parent is pinned, so not among the evicted.
+            failure = openAndList(child, parentDescriptor, name, lister, ahead);
         }
         --child->parent->pins;
-        if (ahead && (failure || isOutOfDescriptors(*child))) {
+        if (ahead && (failure || isOutOfDescriptors(*child) || isToBeEntered(*child))) {
             child->entries.clear();
             child->descriptor.reset(-1);
             child->error = 0;
@@ -378,86 +391,36 @@ struct DirectoryReader::Impl {
         return !folder.descriptor && (folder.error == EMFILE || folder.error == ENFILE);
     }
 
+    // Something is mounted there, and it is to be read.
+    bool isToBeEntered(const Folder& folder) const {
+        return !folder.descriptor && folder.error == EXDEV && options.crossesMounts;
+    }
+
     // Fills the folder. What is thrown meanwhile is returned.
     std::exception_ptr openAndList(const FolderPointer& folder, int parentDescriptor, const std::string& name,
-                                   FolderLister& lister) {
+                                   FolderLister& lister, bool ahead) {
         try {
-            if (folder->lane != nullptr) {
-                FileDescriptor duplicate(::fcntl(parentDescriptor, F_DUPFD_CLOEXEC, 0));
-                if (duplicate) {
-                    listWithTimeout(*folder, std::move(duplicate), name);
+            if (folder->lane == nullptr) {
+                folder->descriptor =
+                    path_descriptors::openOnSameMount(parentDescriptor, name.c_str(), readFlags);
+                if (folder->descriptor) {
+                    lister.list(*folder, FolderLister::Values::known, stop);
                 } else {
                     folder->error = errno;
                 }
-                return nullptr;
-            }
-            folder->descriptor = openSubfolder(parentDescriptor, name.c_str(), options.crossesMounts);
-            if (folder->descriptor) {
-                lister.list(*folder, stop);
+            } else if (folder->lane == folder->place && options.crossesMounts) {
+                timedListing.enter(*folder, parentDescriptor, name);
             } else {
-                folder->error = errno;
+                timedListing.listInLane(*folder, parentDescriptor, name);
+            }
+            if (isToBeEntered(*folder) && !ahead) {
+                folder->error = 0;
+                timedListing.enter(*folder, parentDescriptor, name);
             }
             return nullptr;
         } catch (...) {
             return std::current_exception();
         }
-    }
-
-    // Opens `name` below `parent` (by its path where there is none) and lists it on a thread that can be
-    // given up. That thread owns everything it touches; what it found is taken over when it arrives in time.
-    void listWithTimeout(Folder& folder, FileDescriptor parent, const std::string& name) {
-        if (folder.lane != nullptr && folder.lane->hasGivenUp) {
-            folder.error = ETIMEDOUT;
-            return;
-        }
-        struct Work {
-            FileDescriptor parent;
-            std::string name;
-            std::shared_ptr<SpecialPlace> places;
-            Folder result;
-            std::exception_ptr failure;
-        };
-        auto work = std::make_shared<Work>();
-        work->parent = std::move(parent);
-        work->name = name;
-        work->places = places;
-        work->result.place = folder.place;
-        const auto answer = callWithTimeout<bool>(
-            [work, lister = std::make_shared<FolderLister>(options), crosses = options.crossesMounts,
-             stopping = stop] {
-                work->result.descriptor = openSubfolder(work->parent.get(), work->name.c_str(), crosses);
-                if (!work->result.descriptor) {
-                    work->result.error = errno;
-                    return true;
-                }
-                try {
-                    lister->list(work->result, stopping);
-                } catch (...) {
-                    work->failure = std::current_exception();
-                }
-                return true;
-            },
-            options.answerTimeout, stop, call_with_timeout::mostAbandonedForListing);
-        if (stop.stop_requested()) {
-            throw CancellationError();
-        }
-        if (!answer) {
-            if (folder.lane != nullptr) {
-                folder.lane->hasGivenUp = true;
-            }
-            folder.error = ETIMEDOUT;
-            return;
-        }
-        if (work->failure) {
-            std::rethrow_exception(work->failure);
-        }
-        folder.entries = std::move(work->result.entries);
-        folder.names = std::move(work->result.names);
-        folder.identity = work->result.identity;
-        folder.allocatedSize = work->result.allocatedSize;
-        folder.error = work->result.error;
-        folder.hiddenSkipped = work->result.hiddenSkipped;
-        folder.descriptor = std::move(work->result.descriptor);
     }
 
     // --- The root.
@@ -497,6 +460,7 @@ struct DirectoryReader::Impl {
             return folder;
         }
         noteExclusions(*places, options.excludedPathPrefixes, root);
+        timedListing.setRealRoot(opened->realPath);
         rememberMounts(opened->realPath);
         if (excludesEverything()) {
             folder->identity = path_descriptors::identityOf(opened->descriptor.get());
@@ -504,10 +468,10 @@ struct DirectoryReader::Impl {
         }
         if (places->mayFailToAnswer) {
             folder->lane = places.get();
-            listWithTimeout(*folder, std::move(opened->descriptor), ".");
+            timedListing.listInLane(*folder, opened->descriptor.get(), ".");
         } else {
             folder->descriptor = std::move(opened->descriptor);
-            walkLister.list(*folder, stop);
+            walkLister.list(*folder, FolderLister::Values::known, stop);
         }
         return folder;
     }

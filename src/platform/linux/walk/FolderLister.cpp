@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,7 +13,6 @@
 #include <cstddef>
 #include <cstring>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -21,7 +21,6 @@
 #include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/FileDescriptor.h"
 #include "platform/linux/calls/SystemCalls.h"
-#include "platform/linux/walk/PathDescriptors.h"
 #include "platform/linux/walk/SpecialPlace.h"
 
 #ifndef __linux__
@@ -57,35 +56,21 @@ std::uint64_t sortKeyOf(const char* name, std::size_t length) {
     return key;
 }
 
-void assign(DirectoryEntry& entry, const struct stat& values) {
-    entry.fileSize = values.st_size;
-    entry.allocatedSize = values.st_blocks * 512;
-    entry.modifiedAt =
-        static_cast<double>(values.st_mtim.tv_sec) + static_cast<double>(values.st_mtim.tv_nsec) * 1e-9;
-    entry.kind = S_ISDIR(values.st_mode)   ? DirectoryEntry::Kind::directory
-                 : S_ISREG(values.st_mode) ? DirectoryEntry::Kind::file
-                 : S_ISLNK(values.st_mode) ? DirectoryEntry::Kind::symbolicLink
-                                           : DirectoryEntry::Kind::other;
+constexpr int lookFlags = AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT;
+
+DirectoryEntry::Kind kindOf(unsigned mode) {
+    return S_ISDIR(mode)   ? DirectoryEntry::Kind::directory
+           : S_ISREG(mode) ? DirectoryEntry::Kind::file
+           : S_ISLNK(mode) ? DirectoryEntry::Kind::symbolicLink
+                           : DirectoryEntry::Kind::other;
 }
 
-// Fills the entry, or tells why not: EXDEV for what lies on another mount than its folder.
-int readOnMount(int fd, const char* name, const std::optional<path_descriptors::FileStatus>& folder,
-                DirectoryEntry& entry) {
-    struct statx values;
-    if (::statx(fd, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT, STATX_BASIC_STATS | STATX_MNT_ID, &values) !=
-        0) {
-        return errno;
-    }
-    if (!folder || values.stx_mnt_id != folder->mount) {
-        return EXDEV;
-    }
-    struct stat told{};
-    told.st_size = static_cast<off_t>(values.stx_size);
-    told.st_blocks = static_cast<blkcnt_t>(values.stx_blocks);
-    told.st_mtim = {.tv_sec = values.stx_mtime.tv_sec, .tv_nsec = values.stx_mtime.tv_nsec};
-    told.st_mode = values.stx_mode;
-    assign(entry, told);
-    return 0;
+void assign(DirectoryEntry& entry, const struct statx& values) {
+    entry.fileSize = static_cast<std::int64_t>(values.stx_size);
+    entry.allocatedSize = static_cast<std::int64_t>(values.stx_blocks) * 512;
+    entry.modifiedAt =
+        static_cast<double>(values.stx_mtime.tv_sec) + static_cast<double>(values.stx_mtime.tv_nsec) * 1e-9;
+    entry.kind = kindOf(values.stx_mode);
 }
 
 }  // namespace
@@ -94,17 +79,31 @@ FolderLister::FolderLister(DirectoryReaderOptions options) : options_(std::move(
     buffer_.resize(std::size_t{256} * 1024);
 }
 
-void FolderLister::list(ListedFolder& folder, const std::stop_token& stop) {
+void FolderLister::list(ListedFolder& folder, Values values, const std::stop_token& stop) {
     raw_.clear();
     nameBytes_.clear();
-    struct stat values;
-    if (::fstat(folder.descriptor.get(), &values) == 0) {
-        folder.identity = FileIdentity{values.st_dev, values.st_ino};
-        folder.allocatedSize = values.st_blocks * 512;
-    }
+    wanted_ = values;
+    readItself(folder);
     readNames(folder, stop);
     orderByName(stop);
     readValues(folder, stop);
+}
+
+// By ".", which tells at once whether entries may be looked at: they may be listed all the same where not.
+// Nothing is mounted there.
+void FolderLister::readItself(ListedFolder& folder) {
+    constexpr unsigned wanted = STATX_BASIC_STATS | STATX_MNT_ID;
+    const int fd = folder.descriptor.get();
+    struct statx values;
+    const bool isSearchable = ::statx(fd, ".", lookFlags, wanted, &values) == 0;
+    // Who answers for a file system may refuse its entries nevertheless.
+    mayLookAtEntries_ = isSearchable && wanted_ == Values::known;
+    if (!isSearchable && ::statx(fd, "", lookFlags | AT_EMPTY_PATH, wanted, &values) != 0) {
+        return;
+    }
+    folder.identity = FileIdentity{makedev(values.stx_dev_major, values.stx_dev_minor), values.stx_ino};
+    folder.mount = values.stx_mnt_id;
+    folder.allocatedSize = static_cast<std::int64_t>(values.stx_blocks) * 512;
 }
 
 void FolderLister::readNames(ListedFolder& folder, const std::stop_token& stop) {
@@ -169,12 +168,9 @@ void FolderLister::orderByName(const std::stop_token& stop) {
 }
 
 void FolderLister::readValues(ListedFolder& folder, const std::stop_token& stop) {
-    const int fd = folder.descriptor.get();
     folder.names = std::make_unique_for_overwrite<char[]>(nameBytes_.size());
     std::copy(nameBytes_.begin(), nameBytes_.end(), folder.names.get());
     folder.entries.reserve(raw_.size());
-    bool mayLookAtEntries = false;
-    const auto status = options_.crossesMounts ? std::nullopt : path_descriptors::statusOf(fd);
     std::size_t untilCheck = 64;
     for (const RawEntry& raw : raw_) {
         if (--untilCheck == 0) {
@@ -183,65 +179,77 @@ void FolderLister::readValues(ListedFolder& folder, const std::stop_token& stop)
                 throw CancellationError();
             }
         }
-        const char* name = folder.names.get() + raw.nameOffset;
         DirectoryEntry& entry = folder.entries.emplace_back();
-        entry.name = {name, raw.nameLength};
-        if (folder.place != nullptr && readSpecial(folder, raw, entry, stop)) {
-            continue;
-        }
-        // Of a folder nothing but its kind is wanted here: its identity is read when it is opened. The
-        // first one is asked all the same: where entries may be listed but not looked at, all of them
-        // have to say so.
-        if (mayLookAtEntries && raw.type == DT_DIR) {
-            entry.kind = DirectoryEntry::Kind::directory;
-            continue;
-        }
-        if (mayLookAtEntries && raw.type == DT_LNK && !options_.readsSymbolicLinks) {
-            entry.kind = DirectoryEntry::Kind::symbolicLink;
-            continue;
-        }
-        if (!options_.crossesMounts) {
-            entry.error = readOnMount(fd, name, status, entry);
-            mayLookAtEntries = mayLookAtEntries || entry.error == 0;
-            continue;
-        }
-        struct stat values;
-        if (::fstatat(fd, name, &values, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) == 0) {
-            assign(entry, values);
-            mayLookAtEntries = true;
-        } else {
-            entry.error = errno;
-        }
+        entry.name = {folder.names.get() + raw.nameOffset, raw.nameLength};
+        readValue(folder, raw, entry, stop);
     }
 }
 
-// The mount point of something that may not answer is not looked at from here: that it is a folder tells
-// the listing of its parent; anything else is asked by a thread that can be given up.
-bool FolderLister::readSpecial(const ListedFolder& folder, const RawEntry& raw, DirectoryEntry& entry,
-                               const std::stop_token& stop) {
-    const auto special = folder.place->below.find(entry.name);
-    if (special == folder.place->below.end() || !special->second->mayFailToAnswer) {
-        return false;
-    }
-    if (raw.type == DT_DIR) {
+void FolderLister::readValue(const ListedFolder& folder, const RawEntry& raw, DirectoryEntry& entry,
+                             const std::stop_token& stop) {
+    // The mount point of something that may not answer is not looked at from here: that it is a folder tells
+    // the listing of its parent.
+    const SpecialPlace* place = SpecialPlace::child(folder.place, entry.name);
+    const bool mayFailToAnswer = place != nullptr && place->mayFailToAnswer;
+    // Of a folder nothing but its kind is wanted here: its identity is read when it is opened. The first one
+    // is asked all the same where it is not known yet that entries may be looked at: where they may not, all
+    // of them have to say so.
+    if (raw.type == DT_DIR && (mayLookAtEntries_ || mayFailToAnswer)) {
         entry.kind = DirectoryEntry::Kind::directory;
-        return true;
+        return;
     }
+    if (raw.type == DT_LNK && mayLookAtEntries_ && !options_.readsSymbolicLinks) {
+        entry.kind = DirectoryEntry::Kind::symbolicLink;
+        return;
+    }
+    entry.error = mayFailToAnswer ? EXDEV : look(folder, entry);
+    if (entry.error == EXDEV && options_.crossesMounts) {
+        entry.error = 0;
+        if (raw.type == DT_DIR) {
+            entry.kind = DirectoryEntry::Kind::directory;
+        } else {
+            askInTime(folder, entry, stop);
+        }
+    }
+    mayLookAtEntries_ = mayLookAtEntries_ || entry.error == 0;
+}
+
+// Fills the entry, or tells why not: EXDEV for what lies on another mount than its folder, of which nothing
+// has been asked.
+int FolderLister::look(const ListedFolder& folder, DirectoryEntry& entry) const {
+    const int fd = folder.descriptor.get();
+    const char* name = entry.name.data();
+    struct statx values;
+    if (::statx(fd, name, lookFlags | AT_STATX_DONT_SYNC, STATX_BASIC_STATS | STATX_MNT_ID, &values) != 0) {
+        return errno;
+    }
+    if (values.stx_mnt_id != folder.mount) {
+        return EXDEV;
+    }
+    if (wanted_ == Values::asked && ::statx(fd, name, lookFlags, STATX_BASIC_STATS, &values) != 0) {
+        return errno;
+    }
+    assign(entry, values);
+    return 0;
+}
+
+// By a thread that can be given up.
+void FolderLister::askInTime(const ListedFolder& folder, DirectoryEntry& entry,
+                             const std::stop_token& stop) const {
     struct Answer {
         int error = 0;
-        struct stat values{};
+        struct statx values{};
     };
     const int duplicate = ::fcntl(folder.descriptor.get(), F_DUPFD_CLOEXEC, 0);
     if (duplicate < 0) {
         entry.error = errno;
-        return true;
+        return;
     }
     auto owned = std::make_shared<FileDescriptor>(duplicate);
     const auto answer = callWithTimeout<Answer>(
         [owned, name = std::string(entry.name)] {
             Answer told;
-            if (::fstatat(owned->get(), name.c_str(), &told.values, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT) !=
-                0) {
+            if (::statx(owned->get(), name.c_str(), lookFlags, STATX_BASIC_STATS, &told.values) != 0) {
                 told.error = errno;
             }
             return told;
@@ -254,7 +262,6 @@ bool FolderLister::readSpecial(const ListedFolder& folder, const RawEntry& raw, 
     } else {
         assign(entry, answer->values);
     }
-    return true;
 }
 
 }  // namespace larkfold

@@ -17,8 +17,14 @@ class FolderLister {
 public:
     explicit FolderLister(DirectoryReaderOptions options);
 
-    // Fills `folder` from its descriptor. Throws CancellationError.
-    void list(ListedFolder& folder, const std::stop_token& stop);
+    // Whether the values are as the kernel has them, or are asked of whoever answers for the file system. A
+    // local disk knows no difference, and of a mount that came upon an entry just now the first way asks
+    // nothing.
+    enum class Values { known, asked };
+
+    // Fills `folder` from its descriptor. Nothing that is mounted onto an entry is looked at on this thread.
+    // Throws CancellationError.
+    void list(ListedFolder& folder, Values values, const std::stop_token& stop);
 
 private:
     struct RawEntry {
@@ -29,14 +35,19 @@ private:
         std::uint8_t type;
     };
 
+    void readItself(ListedFolder& folder);
     void readNames(ListedFolder& folder, const std::stop_token& stop);
     void take(ListedFolder& folder, const KernelEntry& entry);
     void orderByName(const std::stop_token& stop);
     void readValues(ListedFolder& folder, const std::stop_token& stop);
-    bool readSpecial(const ListedFolder& folder, const RawEntry& raw, DirectoryEntry& entry,
-                     const std::stop_token& stop);
+    void readValue(const ListedFolder& folder, const RawEntry& raw, DirectoryEntry& entry,
+                   const std::stop_token& stop);
+    int look(const ListedFolder& folder, DirectoryEntry& entry) const;
+    void askInTime(const ListedFolder& folder, DirectoryEntry& entry, const std::stop_token& stop) const;
 
     DirectoryReaderOptions options_;
+    Values wanted_ = Values::known;
+    bool mayLookAtEntries_ = false;
     std::vector<char> buffer_;
     std::vector<RawEntry> raw_;
     std::vector<char> nameBytes_;

@@ -21,12 +21,13 @@ struct DirectoryListing::Impl {
     std::vector<DirectoryEntry> entries;
     std::unique_ptr<char[]> names;  // NUL-terminated one after the other
     std::optional<FileIdentity> identity;
+    std::optional<std::uint64_t> mount;  // that it lies on, by the number that mountinfo uses
     std::int64_t allocatedSize = 0;
     int error = 0;
     std::int64_t hiddenSkipped = 0;
     FileDescriptor descriptor;
 
-    // Fixed at birth.
+    // Fixed at birth, but for the lane, which is that of what is mounted here once it has been entered.
     DirectoryReader::Impl* reader = nullptr;  // set when it is given to the walk; outlives the listing
     std::string_view name;                    // in the parent's `names`, so valid while that lives
     std::size_t indexInParent = 0;
@@ -48,7 +49,8 @@ struct DirectoryListing::Impl {
     int owed = 0;                    // subfolders handed out and not listed yet
     std::size_t windowWeight = 0;
     bool inFrontier = false;
-    bool isEvicted = false;  // the descriptor was closed though it is still needed
+    bool isEvicted = false;     // the descriptor was closed though it is still needed
+    bool isOutOfReach = false;  // and nobody answered on the way back to it
     bool isCountedOpen = false;
     Impl* frontierBefore = nullptr;
     Impl* frontierAfter = nullptr;

@@ -40,7 +40,7 @@ FileDescriptor openPiece(int folder, const char* path, int flags, unsigned resol
         if (descriptor >= 0) {
             return FileDescriptor(static_cast<int>(descriptor));
         }
-        if (errno != EAGAIN || attempt == mostAttempts) {
+        if (errno != EAGAIN || attempt == mostAttempts || (resolve & RESOLVE_CACHED) != 0) {
             return {};
         }
     }
@@ -123,6 +123,23 @@ FileDescriptor openBelow(int folder, const std::string& path, int flags, bool ma
     }
     const std::string rest = path.substr(from);
     return openPiece(at, rest.empty() ? "." : rest.c_str(), flags, resolve);
+}
+
+FileDescriptor openOnSameMount(int folder, const char* name, int flags) {
+    FileDescriptor opened = openFromMemory(folder, name, flags);
+    if (opened || errno != EAGAIN) {
+        return opened;
+    }
+    // To open a place as such starts no automount, and nobody has to answer for it. What the memory answers
+    // starts none either, so only here, where the name is read from the disk, it costs a call.
+    if (!openPiece(folder, name, O_PATH | O_NOFOLLOW, RESOLVE_NO_XDEV)) {
+        return {};
+    }
+    return openPiece(folder, name, flags | O_NOFOLLOW, RESOLVE_NO_XDEV);
+}
+
+FileDescriptor openFromMemory(int folder, const char* path, int flags) {
+    return openPiece(folder, path, flags | O_NOFOLLOW, RESOLVE_NO_XDEV | RESOLVE_CACHED);
 }
 
 FileDescriptor openWithoutLinks(const std::string& path, int flags) {

@@ -50,7 +50,16 @@ std::optional<FileStatus> statusOf(int descriptor);
 // something else got into the way.
 FileDescriptor openBelow(int folder, const std::string& path, int flags, bool mayCrossMounts = true);
 
-// The same for an absolute path without links.
+// Opens the folder of that name in `folder`, ".." too, and nothing that is mounted there: EXDEV then, without
+// a question to whoever would have to answer for it, and no automount is started. A link at the name is not
+// followed. For folders: `flags` should hold O_DIRECTORY.
+FileDescriptor openOnSameMount(int folder, const char* name, int flags);
+
+// The same for a path of several names, where the kernel has all of them in memory: EAGAIN otherwise. Links
+// on the way are followed; who calls compares what was opened.
+FileDescriptor openFromMemory(int folder, const char* path, int flags);
+
+// As `openBelow`, for an absolute path.
 FileDescriptor openWithoutLinks(const std::string& path, int flags);
 
 // The same with links followed, for an absolute path to a folder: who named it meant the folder behind it.
