@@ -5,6 +5,7 @@
 #include <QSignalSpy>
 #include <QtQml/QQmlExtensionPlugin>
 
+#include <cmath>
 #include <string>
 
 #include "platform/Path.h"
@@ -44,6 +45,43 @@ TEST_F(MainWindowTest, firstRun_goesThroughItsPagesAndBack) {
     EXPECT_TRUE(isShown("You're All Set!"));
     click("Back");
     EXPECT_TRUE(isShown("Permissions"));
+}
+
+TEST_F(MainWindowTest, theTipsOfTheLastPageHaveTheirIconsBesideThemAndInTheirCard) {
+    start();
+    for (int page = 0; page < 3; ++page) {
+        click("Next");
+    }
+    ASSERT_TRUE(eventually([this] { return isShown("Quick tips:"); }));
+    const auto place = [](const QQuickItem* item) {
+        return item->mapRectToScene(QRectF(0, 0, item->width(), item->height()));
+    };
+    for (const int width : {1280, 900}) {
+        window_->resize(width, 700);
+        ASSERT_TRUE(eventually([&] { return window_->contentItem()->width() == width; }));
+        for (const char* text :
+             {"Start with a disk scan to see your storage", "Use System Cleanup to remove junk files",
+              "Check for duplicates to find wasted space"}) {
+            QQuickItem* const label = find(text);
+            ASSERT_NE(label, nullptr) << text;
+            QQuickItem* const icon = label->parentItem()->findChild<QQuickItem*>("tipIcon");
+            ASSERT_NE(icon, nullptr) << text;
+            EXPECT_TRUE(eventually([&] {
+                return std::abs(place(icon).center().y() - place(label).center().y()) <= 3 &&
+                       place(named("tips")).contains(place(icon));
+            })) << text
+                << ": icon at " << place(icon).center().y() << ", text at " << place(label).center().y();
+            // It is drawn where it stands as well.
+            const QImage picture = window_->grabWindow();
+            const QColor inside = picture.pixelColor(place(named("tips")).topLeft().toPoint() + QPoint(8, 8));
+            const QRect spot = place(icon).toAlignedRect();
+            int drawn = 0;
+            for (int x = spot.left(); x <= spot.right(); ++x) {
+                drawn += picture.pixelColor(x, spot.center().y()) != inside ? 1 : 0;
+            }
+            EXPECT_GE(drawn, 4) << text;
+        }
+    }
 }
 
 TEST_F(MainWindowTest, getStarted_setsHasCompletedOnboardingAndShowsTheTabs) {
