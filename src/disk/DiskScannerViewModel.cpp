@@ -429,6 +429,7 @@ void DiskScannerViewModel::finishRefresh(Outcome<ScanResult> outcome) {
     setScanning(false);
     emit isRefreshingIndexChanged();
     if (hasNewTree) {
+        emit mapUpdated(*scanResult_);
         emit scanResultChanged();
         emit navigationStackChanged();
     }
@@ -572,6 +573,7 @@ void DiskScannerViewModel::totalAnew(const VolumeCapacity& capacity) {
     if (scanResult_) {
         scanResult_->rootNode->recalculateSize();
         scanResult_->rootNode->sortChildrenBySize();
+        emit mapUpdated(*scanResult_);
         scanResult_->takeTotals(capacity);
         selection_.recount();
     }

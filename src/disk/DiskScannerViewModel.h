@@ -210,6 +210,9 @@ signals:
     void isDeletingChanged();
     void progressChanged();
     void errorChanged();
+    // A refresh or a removal has ended, and this is the map that it left. Not for a scan, a restored map or a
+    // folder that was filled in.
+    void mapUpdated(const larkfold::ScanResult& result);
     void selectedNodeChanged();
     void hoveredNodeChanged();
     void navigationStackChanged();
