@@ -144,6 +144,37 @@ TEST_F(MainWindowTest, aFinishedScanShowsTheResultAndItsSums) {
     EXPECT_EQ(window_->title(), "home — Larkfold");
 }
 
+TEST_F(MainWindowTest, whatTheFileSystemKeepsBackIsAPartOfItsOwnInTheDisksBar) {
+    capacity_ = {.total = 500'000'000'000, .available = 150'000'000'000, .free = 175'000'000'000};
+    startAfterFirstRun();
+    ASSERT_TRUE(eventually([this] { return isShown("325 GB used"); }));
+    EXPECT_TRUE(isShown("25 GB reserved"));
+    EXPECT_TRUE(isShown("150 GB free"));
+    EXPECT_TRUE(isShown("of 500 GB"));
+    QQuickItem* const bar = named("volumeBar");
+    ASSERT_NE(bar, nullptr);
+    for (const int width : {1280, 900}) {
+        window_->resize(width, 600);
+        ASSERT_TRUE(eventually([&] { return window_->contentItem()->width() == width; }));
+        ASSERT_TRUE(eventually([&] { return bar->width() >= 100; })) << bar->width();
+        EXPECT_TRUE(eventually([&] {
+            return std::abs(named("usedPart")->width() - bar->width() * 0.65) <= 1 &&
+                   std::abs(named("reservedPart")->width() - bar->width() * 0.05) <= 1 &&
+                   named("reservedPart")->x() > named("usedPart")->width() &&
+                   std::abs(named("freePart")->x() + named("freePart")->width() - bar->width()) <= 1;
+        })) << width;
+    }
+    EXPECT_EQ(QAccessible::queryAccessibleInterface(bar)->text(QAccessible::Name),
+              "Startup Disk: 325 GB used, 25 GB reserved, 150 GB free, of 500 GB");
+}
+
+TEST_F(MainWindowTest, withoutReservedSpaceTheDisksBarHasNoPartForIt) {
+    startAfterFirstRun();
+    ASSERT_TRUE(eventually([this] { return isShown("60 bytes used"); }));
+    EXPECT_EQ(named("reservedPart")->width(), 0);
+    EXPECT_FALSE(named("reservedPart")->isVisible());
+}
+
 TEST_F(MainWindowTest, newScan_goesBackToTheStartPageAndTheMapIsOnePressAway) {
     tree_.file("home/a", "x");
     startAfterFirstRun();
