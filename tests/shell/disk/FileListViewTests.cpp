@@ -24,6 +24,7 @@ namespace {
 using test::FileListTest;
 using test::namesOf;
 using test::rowNamed;
+using test::textOf;
 
 using Names = std::vector<std::string>;
 
@@ -143,7 +144,25 @@ TEST_F(FileListViewTest, theEmptyStatesButton_bringsTheRowsBack) {
         QTest::qWaitFor([&] { return find("emptyAction") && find("emptyAction")->width() > 0; }, 60'000));
     click("emptyAction");
     EXPECT_EQ(model->count(), 4);
+    EXPECT_TRUE(list()->hasActiveFocus()) << "the button that had the keyboard is gone";
     EXPECT_EQ(find("searchField")->property("text"), "");
+}
+
+TEST_F(FileListViewTest, whereNothingLoadedMatches_moreIsLoadedByKeys_andTheKeyboardIsInTheList) {
+    const FileNode::Pointer root = session.driver.scanResult()->rootNode;
+    root->removeChild(*model->node(rowNamed(*model, "letter.pdf")));
+    session.addSummary(20'480, 1);
+    click("searchField");
+    type("letter");
+    ASSERT_EQ(model->count(), 0);
+    ASSERT_NE(find("loadMore"), nullptr);
+    EXPECT_EQ(find("emptyTitle")->property("text").toString(), file_list_texts::nothingLoadedMatchesTitle);
+    find("loadMore")->forceActiveFocus(Qt::TabFocusReason);
+    key(Qt::Key_Return);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return model->count() == 1; }, 60'000));
+    EXPECT_EQ(namesOf(*model), Names{"letter.pdf"});
+    EXPECT_EQ(find("loadMore"), nullptr);
+    EXPECT_TRUE(list()->hasActiveFocus());
 }
 
 TEST_F(FileListViewTest, theSizeChoice_isMadeByKeys) {
@@ -264,6 +283,26 @@ TEST_F(FileListViewTest, thePointer_lightsTheArc_andTheMapLightsTheRow) {
     session.driver.setHoveredNode(model->node(3));
     EXPECT_TRUE(itemOfRow(3)->property("isHovered").toBool());
     EXPECT_FALSE(itemOfRow(2)->property("isHovered").toBool());
+}
+
+TEST_F(FileListViewTest, thePointerOnAShare_saysOfWhichFolderItIsAShare_andTheRowStaysLit) {
+    clickRow("photos");
+    key(Qt::Key_Return);
+    const int row = rowNamed(*model, "one.jpg");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return itemOfRow(row) != nullptr; }, 60'000));
+    QQuickItem* const figure = itemOfRow(row)->findChild<QQuickItem*>("shareFigure");
+    ASSERT_NE(figure, nullptr);
+    ASSERT_EQ(figure->property("text"), "60.0%");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return figure->width() > 0; }, 60'000));
+    QTest::mouseMove(view.get(), middle(find("searchField")));
+    QTest::mouseMove(view.get(), middle(figure));
+    const auto toolTip = [&] { return itemOfRow(row)->findChild<QObject*>("rowToolTip"); };
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return toolTip() != nullptr && toolTip()->property("opened").toBool(); }, 60'000));
+    EXPECT_EQ(toolTip()->property("text").toString(), "60.0% of “photos”");
+    EXPECT_EQ(session.driver.hoveredNode(), model->node(row));
+    QTest::mouseMove(view.get(), middle(find("searchField")));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return toolTip() == nullptr; }, 60'000));
 }
 
 TEST_F(FileListViewTest, theMenu_marksAndUnmarks) {
