@@ -170,6 +170,12 @@ FocusScope {
             text: rows.notice
             onDismissed: rows.dismissNotice()
         }
+        ListNotice {
+            Layout.fillWidth: true
+            isQuiet: true
+            dismissible: false
+            text: rows.notice.length === 0 && columns.hidesColumns ? rows.currentDetails : ""
+        }
     }
 
     readonly property FileListColumns columnsOfRows: columns

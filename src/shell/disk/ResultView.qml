@@ -95,12 +95,29 @@ T.Control {
                 SunburstView {
                     anchors.fill: parent
                     anchors.margins: Theme.space2
+                objectName: "splitHandle"
                     driver: page.driver
                     onReviewRequested: page.reviewRequested()
                 }
             }
             Item {
-                T.SplitView.preferredWidth: Math.round(page.width * 0.46)
+                id: listPane
+
+                // All columns where half of the page is enough for them. The user's own width lasts until the window has
+                // another one.
+                readonly property int usualWidth: Math.min(Math.round(page.width * 0.5),
+                                                           Math.max(Math.round(page.width * 0.46),
+                                                                    list.columnsOfRows.widthForType))
+
+                function widen(step: int) {
+                    const most = split.width - mapPane.T.SplitView.minimumWidth - 7;
+                    // The width itself follows only with the next frame.
+                    const wanted = T.SplitView.preferredWidth + step;
+                    T.SplitView.preferredWidth = Math.max(T.SplitView.minimumWidth, Math.min(most, wanted));
+                }
+
+                onUsualWidthChanged: T.SplitView.preferredWidth = usualWidth
+                Component.onCompleted: T.SplitView.preferredWidth = usualWidth
                 T.SplitView.minimumWidth: 360
 
                 FileListView {
@@ -110,9 +127,14 @@ T.Control {
                     onReviewRequested: page.reviewRequested()
                 }
             }
+                FocusRing {
+                    gap: -2
+                    shown: grip.activeFocus
+                }
         }
 
         StatusLine {
+                id: mapPane
             Layout.fillWidth: true
             presenter: page.presenter
             driver: page.driver
@@ -120,3 +142,4 @@ T.Control {
         }
     }
 }
+                    id: list

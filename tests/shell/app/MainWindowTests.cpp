@@ -175,6 +175,59 @@ TEST_F(MainWindowTest, withoutReservedSpaceTheDisksBarHasNoPartForIt) {
     EXPECT_FALSE(named("reservedPart")->isVisible());
 }
 
+TEST_F(MainWindowTest, theColumnTypeIsThereAtTheFirstSize) {
+    tree_.file("home/a", "x");
+    startAfterFirstRun();
+    ASSERT_EQ(window_->size(), QSize(1280, 800));
+    ASSERT_TRUE(scan(tree_.path("home")));
+    EXPECT_TRUE(eventually([this] { return named("headerType") && named("headerType")->isVisible(); }));
+    EXPECT_FALSE(named("hiddenColumns")->isVisible());
+}
+
+TEST_F(MainWindowTest, atTheSmallestSizeTheHiddenColumnIsReached) {
+    tree_.file("home/sub/a", "x");
+    startAfterFirstRun();
+    window_->resize(900, 600);
+    ASSERT_TRUE(scan(tree_.path("home")));
+    ASSERT_TRUE(eventually([this] { return named("hiddenColumns") && named("hiddenColumns")->isVisible(); }));
+    EXPECT_TRUE(eventually([this] { return named("headerItems")->isVisible(); }));
+    EXPECT_FALSE(named("headerType")->isVisible());
+    QQuickItem* const button = named("hiddenColumns");
+    QTest::mouseClick(window_, Qt::LeftButton, {}, button->mapToScene(QPointF(14, 14)).toPoint());
+    click("Sort by Type");
+    EXPECT_TRUE(eventually([this] { return !isShown("Sort by Type"); }));
+    driver().setSelectedNode(driver().currentNode()->children().front());
+    EXPECT_TRUE(eventually([this] { return isShown("Folder · 1 item · 100.0% of “home”"); }));
+}
+
+TEST_F(MainWindowTest, theEdgeBetweenMapAndListMovesByKeysUntilTheWindowHasAnotherSize) {
+    tree_.file("home/a", "x");
+    startAfterFirstRun();
+    ASSERT_TRUE(scan(tree_.path("home")));
+    QQuickItem* const list = named("fileList");
+    ASSERT_NE(list, nullptr);
+    ASSERT_TRUE(eventually([&] { return list->width() >= 500; }));
+    const double before = list->width();
+    QQuickItem* const handle = named("splitHandle");
+    ASSERT_NE(handle, nullptr);
+    handle->forceActiveFocus(Qt::TabFocusReason);
+    ASSERT_TRUE(handle->hasActiveFocus());
+    QTest::keyClick(window_, Qt::Key_Left);
+    EXPECT_TRUE(eventually([&] { return list->width() == before + 16; })) << list->width();
+    for (int step = 0; step < 40; ++step) {
+        QTest::keyClick(window_, Qt::Key_Right);
+        QCoreApplication::processEvents();
+    }
+    EXPECT_TRUE(eventually([&] { return list->width() == 360; })) << list->width();
+    for (int step = 0; step < 60; ++step) {
+        QTest::keyClick(window_, Qt::Key_Left);
+        QCoreApplication::processEvents();
+    }
+    EXPECT_TRUE(eventually([&] { return handle->x() == 320; })) << handle->x();
+    window_->resize(1290, 800);
+    EXPECT_TRUE(eventually([&] { return std::abs(list->width() - before) <= 6; })) << list->width();
+}
+
 TEST_F(MainWindowTest, newScan_goesBackToTheStartPageAndTheMapIsOnePressAway) {
     tree_.file("home/a", "x");
     startAfterFirstRun();

@@ -367,13 +367,64 @@ TEST_F(FileListViewTest, whereItIsNarrow_itemsAndTypeGiveWay_andNothingStandsOut
     };
     widthsFit();
     EXPECT_NE(find("headerType"), nullptr);
+    EXPECT_EQ(find("hiddenColumns"), nullptr);
     view->resize(450, 560);
     ASSERT_TRUE(QTest::qWaitFor([&] { return find("headerType") == nullptr; }, 60'000));
     EXPECT_NE(find("headerItems"), nullptr);
+    EXPECT_NE(find("hiddenColumns"), nullptr);
     widthsFit();
     view->resize(340, 560);
     ASSERT_TRUE(QTest::qWaitFor([&] { return find("headerItems") == nullptr; }, 60'000));
     widthsFit();
+}
+
+TEST_F(FileListViewTest, whatIsHiddenWhereItIsNarrow_isSortedByAndReadByKeys) {
+    open(QSize(340, 560));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("headerItems") == nullptr; }, 60'000));
+    list()->forceActiveFocus(Qt::TabFocusReason);
+    key(Qt::Key_Home);
+    ASSERT_EQ(currentName(), "film.mov");
+    EXPECT_EQ(find("listDetails")->property("text").toString(),
+              "Video · " + textOf(*model, 0, FileListModel::ShareOfRole));
+    key(Qt::Key_Down);
+    ASSERT_EQ(currentName(), "photos");
+    EXPECT_EQ(find("listDetails")->property("text").toString(),
+              "Folder · 2 items · " + textOf(*model, 1, FileListModel::ShareOfRole));
+
+    find("hiddenColumns")->forceActiveFocus(Qt::TabFocusReason);
+    key(Qt::Key_Return);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("sortByType") != nullptr; }, 60'000));
+    EXPECT_NE(find("sortByItems"), nullptr);
+    key(Qt::Key_Down);
+    key(Qt::Key_Down);
+    key(Qt::Key_Return);
+    EXPECT_EQ(model->sortColumn(), FileListModel::Type);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("sortByType") == nullptr; }, 60'000));
+    EXPECT_TRUE(find("hiddenColumns")->hasActiveFocus());
+
+    // Where there is room for it the column is there, and its menu item and the line are gone.
+    view->resize(450, 560);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("headerItems") != nullptr; }, 60'000));
+    click("hiddenColumns");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("sortByType") != nullptr; }, 60'000));
+    EXPECT_EQ(find("sortByItems"), nullptr);
+    key(Qt::Key_Escape);
+    view->resize(720, 560);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("headerType") != nullptr; }, 60'000));
+    EXPECT_EQ(find("hiddenColumns"), nullptr);
+    EXPECT_EQ(find("listDetails"), nullptr);
+}
+
+TEST_F(FileListViewTest, thePointer_readsWhatIsHidden) {
+    open(QSize(340, 560));
+    const int photos = rowNamed(*model, "photos");
+    QTest::mouseMove(view.get(), middle(find("searchField")));
+    QTest::mouseMove(view.get(), itemOfRow(photos)->mapToScene(QPointF(60, 10)).toPoint());
+    const auto toolTip = [&] { return itemOfRow(photos)->findChild<QObject*>("rowToolTip"); };
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return toolTip() != nullptr && toolTip()->property("opened").toBool(); }, 60'000));
+    EXPECT_EQ(toolTip()->property("text").toString(),
+              "Folder · 2 items · " + textOf(*model, photos, FileListModel::ShareOfRole));
 }
 
 TEST_F(FileListViewTest, whereItIsLow_theFiltersFoldAway_andComeOnDemand) {
