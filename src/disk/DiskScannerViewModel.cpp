@@ -139,12 +139,8 @@ void DiskScannerViewModel::setShowDeleteConfirmation(bool show) {
 }
 
 void DiskScannerViewModel::setError(std::optional<std::string> text, bool isAccessProblem) {
-    if (!text) {
-        setFailure(std::nullopt);
-        return;
-    }
-    setFailure(DiskFailure{.kind = isAccessProblem ? DiskFailure::Kind::access : DiskFailure::Kind::scan,
-                           .text = std::move(*text)});
+    const auto kind = isAccessProblem ? DiskFailure::Kind::access : DiskFailure::Kind::scan;
+    setFailure(text ? std::optional(DiskFailure{.kind = kind, .text = std::move(*text)}) : std::nullopt);
 }
 
 void DiskScannerViewModel::setFailure(std::optional<DiskFailure> failure) {
@@ -375,6 +371,7 @@ void DiskScannerViewModel::takeLoaded(const FileNode::Pointer& node, ScanResult 
     const FileNode::Pointer root = std::move(loaded.rootNode);
     const std::int64_t size = root->size();
     node->replaceChildren(root->takeChildren());
+    selection_.dropBelow(*node);
     node->setSize(size);
     // What was looked at or marked among the children that are gone is not there any more.
     selection_.recount();

@@ -49,6 +49,8 @@ class DiskScannerViewModel : public QObject {
     Q_PROPERTY(bool isScanning READ isScanning NOTIFY isScanningChanged)
     Q_PROPERTY(bool isDeleting READ isDeleting NOTIFY isDeletingChanged)
     Q_PROPERTY(larkfold::RemovalRun* removalRun READ removalRun CONSTANT)
+    // The marks that a refresh or a loaded folder took back.
+    Q_PROPERTY(larkfold::DroppedMarks* droppedMarks READ droppedMarks CONSTANT)
     // The review was asked for and is not there yet.
     Q_PROPERTY(bool isPreparingReview READ isPreparingReview NOTIFY isPreparingReviewChanged)
     // Why something was not marked, or a mark was taken back; empty where there is nothing to tell.
@@ -109,6 +111,7 @@ public:
     const FileNode::Pointer& hoveredNode() const { return hoveredNode_; }
     const std::vector<FileNode::Pointer>& navigationStack() const { return navigationStack_; }
     const std::set<UUID>& selectedForDeletion() const { return selection_.ids(); }
+    DroppedMarks* droppedMarks() { return &selection_.dropped(); }
     // False while the disk is still to be asked about marks that were set.
     bool areMarksChecked() const { return selection_.areChecked(); }
     QString markNotice() const;

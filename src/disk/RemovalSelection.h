@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "disk/DroppedMarks.h"
 #include "disk/FileNode.h"
 #include "disk/RemovalMarks.h"
 #include "disk/RemovalReview.h"
@@ -38,7 +39,7 @@ public:
     void dropRuns();
 
     // The map that is marked from now on: a new one with its rules, another tree of the same map, or none.
-    // What was marked is forgotten.
+    // What was marked is forgotten; of the marks on another tree of the same map `dropped` tells.
     void takeMap(FileNode::Pointer root, RemovalScope removalScope);
     void takeTree(FileNode::Pointer root);
     void dropMap();
@@ -55,12 +56,17 @@ public:
     // node can be marked.
     std::optional<std::string> whyNotMarked(const FileNode& node) const;
     void toggle(const FileNode::Pointer& node);
+    // Marks them all, with one signal; of those that cannot be marked `notice` tells.
+    void mark(const std::vector<FileNode::Pointer>& nodes);
     void clear();
     // False while the disk is still to be asked about marks that were set.
     bool areChecked() const { return unchecked_.empty() && !markTask_; }
     // Why something was not marked, or a mark was taken back.
     const std::optional<std::string>& notice() const { return notice_; }
     void setNotice(std::optional<std::string> text);
+
+    // The marks that went with what was replaced in the tree.
+    DroppedMarks& dropped() { return dropped_; }
 
     // Asks the disk about all marks; `reviewPrepared` or `reviewFailed` tells the end. Dropping ends it at
     // once.
@@ -78,8 +84,10 @@ public:
     // tree tells of it when all of it is changed.
     void forgetUnchecked();
     void erase(const FileNode& node) { marks_.erase(node.id()); }
+    // The children of that folder are about to be replaced; `recount` follows.
+    void dropBelow(const FileNode& folder);
     void keepOnly(const std::vector<FileNode::Pointer>& nodes);
-    void recount() { marks_.recount(); }
+    void recount();
 
 signals:
     void changed();
@@ -92,6 +100,7 @@ signals:
 
 private:
     void awaitRules();
+    void clearMarks();
     void checkMarks();
     void takeBack(const std::vector<FileNode::Pointer>& nodes, bool isAnotherFolder);
     void takeReview(Outcome<RemovalReviewPreparation::Prepared> outcome);
@@ -101,6 +110,7 @@ private:
     ScanScope scanScope_ = ScanScope::selectedFolder;
     RemovalScopePointer removalScope_;
     RemovalMarks marks_;
+    DroppedMarks dropped_;
     std::vector<FileNode::Pointer> unchecked_;  // of which the disk is still to be asked
     std::optional<std::string> notice_;
     RemovalReviewPreparation::Progress reviewProgress_;

@@ -5,6 +5,7 @@
 #include <QtQml/qqmlregistration.h>
 
 #include "disk/DiskScannerViewModel.h"
+#include "disk/DroppedMarks.h"
 #include "removal/RemovalRun.h"
 
 namespace larkfold {
@@ -14,6 +15,13 @@ struct DiskScannerViewModelForeign {
     QML_FOREIGN(larkfold::DiskScannerViewModel)
     QML_NAMED_ELEMENT(DiskScannerViewModel)
     QML_UNCREATABLE("The window owns the drivers.")
+};
+
+struct DroppedMarksForeign {
+    Q_GADGET
+    QML_FOREIGN(larkfold::DroppedMarks)
+    QML_NAMED_ELEMENT(DroppedMarks)
+    QML_UNCREATABLE("The driver has its own.")
 };
 
 struct RemovalRunForeign {

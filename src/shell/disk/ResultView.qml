@@ -61,6 +61,23 @@ T.Control {
             onDismissed: page.driver.dismissMarkNotice()
         }
         InlineMessage {
+            readonly property DroppedMarks dropped: page.driver.droppedMarks
+
+            visible: dropped.text.length > 0
+            Layout.fillWidth: true
+            Layout.margins: Theme.space2
+            iconName: "info"
+            text: dropped.text
+            detail: dropped.detail
+            actionText: dropped.canMarkAgain ? qsTr("Mark Again") : ""
+            onTriggered: {
+                // The button that has the keyboard is about to vanish.
+                list.forceActiveFocus(Qt.OtherFocusReason);
+                dropped.markAgain();
+            }
+            onDismissed: dropped.dismiss()
+        }
+        InlineMessage {
             visible: page.presenter.capacityNotice.length > 0
             Layout.fillWidth: true
             Layout.margins: Theme.space2
@@ -78,24 +95,36 @@ T.Control {
 
             handle: Item {
                 id: grip
+                objectName: "splitHandle"
                 implicitWidth: 7
-                Accessible.ignored: true
+                activeFocusOnTab: true
+                Keys.onLeftPressed: listPane.widen(16)
+                Keys.onRightPressed: listPane.widen(-16)
+                Accessible.role: Accessible.Slider
+                Accessible.name: qsTr("Between map and list")
+                Accessible.focusable: true
+                Accessible.onIncreaseAction: listPane.widen(16)
+                Accessible.onDecreaseAction: listPane.widen(-16)
 
                 Hairline {
                     anchors.horizontalCenter: parent.horizontalCenter
                     height: parent.height
                     color: grip.T.SplitHandle.pressed || grip.T.SplitHandle.hovered ? Theme.accent : Theme.hairline
                 }
+                FocusRing {
+                    gap: -2
+                    shown: grip.activeFocus
+                }
             }
 
             Item {
+                id: mapPane
                 T.SplitView.fillWidth: true
                 T.SplitView.minimumWidth: 320
 
                 SunburstView {
                     anchors.fill: parent
                     anchors.margins: Theme.space2
-                objectName: "splitHandle"
                     driver: page.driver
                     onReviewRequested: page.reviewRequested()
                 }
@@ -121,20 +150,16 @@ T.Control {
                 T.SplitView.minimumWidth: 360
 
                 FileListView {
+                    id: list
                     anchors.fill: parent
                     driver: page.driver
                     focus: true
                     onReviewRequested: page.reviewRequested()
                 }
             }
-                FocusRing {
-                    gap: -2
-                    shown: grip.activeFocus
-                }
         }
 
         StatusLine {
-                id: mapPane
             Layout.fillWidth: true
             presenter: page.presenter
             driver: page.driver
@@ -142,4 +167,3 @@ T.Control {
         }
     }
 }
-                    id: list
