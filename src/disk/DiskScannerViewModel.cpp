@@ -307,6 +307,7 @@ void DiskScannerViewModel::restoreSavedScanIfNeeded() {
                                .text = "Could not restore the saved scan: " + failure.description()});
         return;
     }
+    setError(std::nullopt);
     isRestoring_ = true;
     setScanning(true);
     scanTask_ = savedScan_.restore(
@@ -370,8 +371,8 @@ void DiskScannerViewModel::takeLoaded(const FileNode::Pointer& node, ScanResult 
     }
     const FileNode::Pointer root = std::move(loaded.rootNode);
     const std::int64_t size = root->size();
-    node->replaceChildren(root->takeChildren());
     selection_.dropBelow(*node);
+    node->replaceChildren(root->takeChildren());
     node->setSize(size);
     // What was looked at or marked among the children that are gone is not there any more.
     selection_.recount();
@@ -426,9 +427,9 @@ void DiskScannerViewModel::finishRefresh(Outcome<ScanResult> outcome) {
     setScanning(false);
     emit isRefreshingIndexChanged();
     if (hasNewTree) {
-        emit mapUpdated(*scanResult_);
         emit scanResultChanged();
         emit navigationStackChanged();
+        emit mapUpdated(*scanResult_);
     }
 }
 
@@ -570,9 +571,9 @@ void DiskScannerViewModel::totalAnew(const VolumeCapacity& capacity) {
     if (scanResult_) {
         scanResult_->rootNode->recalculateSize();
         scanResult_->rootNode->sortChildrenBySize();
-        emit mapUpdated(*scanResult_);
         scanResult_->takeTotals(capacity);
         selection_.recount();
+        emit mapUpdated(*scanResult_);
     }
     emit scanResultChanged();
     emit navigationStackChanged();

@@ -163,7 +163,8 @@ public:
     Q_INVOKABLE void rescanCurrent();
     Q_INVOKABLE void cancelScan();
     Q_INVOKABLE void dismissError();
-    // Offers the saved scan back, once, when the disk tab appears.
+    // Brings the saved scan back where no map is on screen: when the disk tab appears, and after a scan that
+    // came to nothing.
     Q_INVOKABLE void restoreSavedScanIfNeeded();
     // Deletes the saved index; the tree on screen stays.
     Q_INVOKABLE void forgetSavedScan();
@@ -209,13 +210,13 @@ signals:
     // A scan has ended with this result, which is on screen by now. Not for a tree that was loaded from the
     // index, nor for one that a removal or a refresh changed.
     void scanFinished(const larkfold::ScanResult& result);
+    // A refresh or a removal has ended, and this is the map that it left. Not for a scan, a restored map or a
+    // folder that was filled in.
+    void mapUpdated(const larkfold::ScanResult& result);
     void isScanningChanged();
     void isDeletingChanged();
     void progressChanged();
     void errorChanged();
-    // A refresh or a removal has ended, and this is the map that it left. Not for a scan, a restored map or a
-    // folder that was filled in.
-    void mapUpdated(const larkfold::ScanResult& result);
     void selectedNodeChanged();
     void hoveredNodeChanged();
     void navigationStackChanged();

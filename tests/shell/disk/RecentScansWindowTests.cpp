@@ -103,6 +103,34 @@ TEST_F(RecentScansWindowTest, aCancelledScanIsNotListed) {
     EXPECT_EQ(roots(), Names({"a"}));
 }
 
+TEST_F(RecentScansWindowTest, aCancelledScanOffersTheSavedMapAgain) {
+    tree_.file("a/file");
+    tree_.file("b/file");
+    startAfterFirstRun();
+    ASSERT_TRUE(scan(tree_.path("a")));
+    driver().scanFolder(tree_.path("b"));
+    driver().cancelScan();
+    ASSERT_TRUE(eventually([this] { return isShown("Scan was cancelled"); }));
+    EXPECT_TRUE(view().diskSpace()->canReturnToMap());
+    EXPECT_TRUE(isShown("Back to Map"));
+    find("Show Saved Map")->forceActiveFocus(Qt::TabFocusReason);
+    key(Qt::Key_Return);
+    ASSERT_TRUE(isMapped("a"));
+    EXPECT_EQ(view().diskSpace()->page(), DiskSpaceTab::Page::Result);
+    EXPECT_EQ(window_->title(), "a — Larkfold");
+    EXPECT_FALSE(isShown("Scan was cancelled"));
+    EXPECT_NE(window_->activeFocusItem(), nullptr);
+}
+
+TEST_F(RecentScansWindowTest, aScanThatFailedWithoutASavedMapOffersNone) {
+    startWith({"a"});
+    driver().scanFolder(tree_.path("a"));
+    driver().cancelScan();
+    ASSERT_TRUE(eventually([this] { return isShown("Scan was cancelled"); }));
+    EXPECT_FALSE(isShown("Show Saved Map"));
+    EXPECT_FALSE(view().diskSpace()->canReturnToMap());
+}
+
 TEST_F(RecentScansWindowTest, aRemovalTakesItsFiguresToTheListAndKeepsTheRest) {
     tree_.fileOfSize("films/one", 3'000'000);
     tree_.fileOfSize("films/two", 3'000'000);
