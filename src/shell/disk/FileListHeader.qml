@@ -88,6 +88,7 @@ Item {
         }
     }
 
+    // qmllint disable unqualified
     component HiddenColumn: AppMenuItem {
         required property int column
         required property bool isHidden
@@ -100,4 +101,5 @@ Item {
         Accessible.description: isSorted ? qsTr("The list is sorted by it") : ""
         onTriggered: header.model.sortBy(column)
     }
+    // qmllint enable unqualified
 }

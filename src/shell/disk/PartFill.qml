@@ -33,7 +33,7 @@ Rectangle {
 
             Rectangle {
                 width: 2
-                height: fill.height
+                height: fill.height // qmllint disable unqualified
                 color: Theme.textSecondary
             }
         }

@@ -98,6 +98,7 @@ T.Control {
                 objectName: "splitHandle"
                 implicitWidth: 7
                 activeFocusOnTab: true
+                // qmllint disable unqualified
                 Keys.onLeftPressed: listPane.widen(16)
                 Keys.onRightPressed: listPane.widen(-16)
                 Accessible.role: Accessible.Slider
@@ -105,6 +106,7 @@ T.Control {
                 Accessible.focusable: true
                 Accessible.onIncreaseAction: listPane.widen(16)
                 Accessible.onDecreaseAction: listPane.widen(-16)
+                // qmllint enable unqualified
 
                 Hairline {
                     anchors.horizontalCenter: parent.horizontalCenter
