@@ -120,12 +120,8 @@ void DiskScannerViewModel::setShowDeleteConfirmation(bool show) {
 }
 
 void DiskScannerViewModel::setError(std::optional<std::string> text, bool isAccessProblem) {
-    if (!text) {
-        setFailure(std::nullopt);
-        return;
-    }
-    setFailure(DiskFailure{.kind = isAccessProblem ? DiskFailure::Kind::access : DiskFailure::Kind::scan,
-                           .text = std::move(*text)});
+    const auto kind = isAccessProblem ? DiskFailure::Kind::access : DiskFailure::Kind::scan;
+    setFailure(text ? std::optional(DiskFailure{.kind = kind, .text = std::move(*text)}) : std::nullopt);
 }
 
 void DiskScannerViewModel::setFailure(std::optional<DiskFailure> failure) {
@@ -317,6 +313,7 @@ void DiskScannerViewModel::restoreSavedScanIfNeeded() {
                                .text = "Could not restore the saved scan: " + failure.description()});
         return;
     }
+    setError(std::nullopt);
     isRestoring_ = true;
     setScanning(true);
     scanTask_ = savedScan_.restore(
@@ -382,6 +379,7 @@ void DiskScannerViewModel::takeLoaded(const FileNode::Pointer& node, ScanResult 
     }
     const FileNode::Pointer root = std::move(loaded.rootNode);
     const std::int64_t size = root->size();
+    selection_.dropBelow(*node);
     node->replaceChildren(root->takeChildren());
     node->setSize(size);
     // What was looked at or marked among the children that are gone is not there any more.
@@ -444,6 +442,7 @@ void DiskScannerViewModel::finishRefresh(Outcome<ScanResult> outcome) {
     if (hasNewTree) {
         emit scanResultChanged();
         emit navigationStackChanged();
+        emit mapUpdated(*scanResult_);
     }
 }
 
@@ -564,6 +563,7 @@ void DiskScannerViewModel::totalAnew(const VolumeCapacity& capacity) {
         scanResult_->rootNode->sortChildrenBySize();
         scanResult_->takeTotals(capacity);
         selection_.recount();
+        emit mapUpdated(*scanResult_);
     }
     emit scanResultChanged();
     emit navigationStackChanged();

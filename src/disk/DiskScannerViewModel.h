@@ -54,6 +54,8 @@ class DiskScannerViewModel : public QObject {
     Q_PROPERTY(larkfold::RemovalRun* removalRun READ removalRun CONSTANT)
     Q_PROPERTY(larkfold::RescanCheck* rescanCheck READ rescanCheck CONSTANT)
     Q_PROPERTY(bool isForgetting READ isForgetting NOTIFY isForgettingChanged)
+    // The marks that a refresh or a loaded folder took back.
+    Q_PROPERTY(larkfold::DroppedMarks* droppedMarks READ droppedMarks CONSTANT)
     // The review was asked for and is not there yet.
     Q_PROPERTY(bool isPreparingReview READ isPreparingReview NOTIFY isPreparingReviewChanged)
     // Why something was not marked, or a mark was taken back; empty where there is nothing to tell.
@@ -119,6 +121,7 @@ public:
     const FileNode::Pointer& hoveredNode() const { return hoveredNode_; }
     const std::vector<FileNode::Pointer>& navigationStack() const { return navigationStack_; }
     const std::set<UUID>& selectedForDeletion() const { return selection_.ids(); }
+    DroppedMarks* droppedMarks() { return &selection_.dropped(); }
     // False while the disk is still to be asked about marks that were set.
     bool areMarksChecked() const { return selection_.areChecked(); }
     QString markNotice() const;
@@ -170,7 +173,8 @@ public:
     Q_INVOKABLE void rescanCurrent();
     Q_INVOKABLE void cancelScan();
     Q_INVOKABLE void dismissError();
-    // Offers the saved scan back, once, when the disk tab appears.
+    // Brings the saved scan back where no map is on screen: when the disk tab appears, and after a scan that
+    // came to nothing.
     Q_INVOKABLE void restoreSavedScanIfNeeded();
     // Deletes the saved index; the tree on screen stays.
     Q_INVOKABLE void forgetSavedScan();
@@ -218,6 +222,9 @@ signals:
     // A scan has ended with this result, which is on screen by now. Not for a tree that was loaded from the
     // index, nor for one that a removal or a refresh changed.
     void scanFinished(const larkfold::ScanResult& result);
+    // A refresh or a removal has ended, and this is the map that it left. Not for a scan, a restored map or a
+    // folder that was filled in.
+    void mapUpdated(const larkfold::ScanResult& result);
     void isScanningChanged();
     void isDeletingChanged();
     void isForgettingChanged();

@@ -408,6 +408,15 @@ void FileNode::walk(const FileNode& start, Visit visit) {
     }
 }
 
+bool FileNode::holdsAggregate() const {
+    bool holds = false;
+    walk(*this, [&](const FileNode& node) {
+        holds = node.isAggregate();
+        return !holds;
+    });
+    return holds;
+}
+
 FileNode::Pointer FileNode::findNode(const UUID& id) {
     Pointer found;
     walk(*this, [&](const FileNode& node) {

@@ -120,6 +120,9 @@ public:
     // `visit` must not change the tree.
     void forEachNode(const std::function<void(const FileNode&)>& visit) const;
 
+    // Whether there is a summary anywhere in the subtree. Looks no further than to the first one.
+    bool holdsAggregate() const;
+
     // By the extension of the path (of an aggregate: of its folder's).
     FileKind fileKind() const;
     // The last component of `url()`, without building the path. Valid as long as this

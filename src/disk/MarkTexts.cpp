@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 
 #include "platform/Collation.h"
 
@@ -22,6 +23,10 @@ std::string listOf(const std::vector<std::string>& names) {
     return list;
 }
 
+std::string marksText(std::size_t marks) {
+    return marks == 1 ? std::string("1 mark") : groupedCount(static_cast<std::int64_t>(marks)) + " marks";
+}
+
 }  // namespace
 
 std::string takenBack(const std::vector<std::string>& names) {
@@ -36,6 +41,28 @@ std::string takenBack(const std::vector<std::string>& names) {
 std::string takenBackWithTheFolder() {
     return "All marks were taken back: another folder stands in the place of the one that was scanned. Scan "
            "it again. Nothing was removed.";
+}
+
+std::string droppedByRefresh(std::size_t marks) {
+    return "The refresh took back " + marksText(marks) + ".";
+}
+
+std::string droppedByLoading(std::size_t marks) {
+    return "Loading the folder took back " + marksText(marks) + ".";
+}
+
+std::string markableAgain(std::size_t markable, std::size_t marks) {
+    if (marks == 1) {
+        return markable == 1 ? "It can be set again." : "What it was on is not listed in the map any more.";
+    }
+    if (markable == marks) {
+        return "All of them can be set again.";
+    }
+    if (markable == 0) {
+        return "Nothing that they were on is listed in the map any more.";
+    }
+    return groupedCount(static_cast<std::int64_t>(markable)) +
+           " of them can be set again. What the others were on is not listed in the map any more.";
 }
 
 std::string notChecked(const std::string& reason) {

@@ -2,6 +2,7 @@
 // nothing was lost. Pure, safe from any thread.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,11 @@ inline const std::string unknownRoot =
 std::string takenBack(const std::vector<std::string>& names);
 // Of all marks, since another folder stands in the place of the scanned one.
 std::string takenBackWithTheFolder();
+// Of marks whose nodes were replaced, by a refresh or by filling a folder in, and how many of them can be set
+// again.
+std::string droppedByRefresh(std::size_t marks);
+std::string droppedByLoading(std::size_t marks);
+std::string markableAgain(std::size_t markable, std::size_t marks);
 // Why an item of the review could not be checked beforehand.
 std::string notChecked(const std::string& reason);
 

@@ -18,7 +18,10 @@ struct RemovalSelection::Going {
 };
 
 RemovalSelection::RemovalSelection(MainQueue& mainQueue, QObject* parent)
-    : QObject(parent), mainQueue_(mainQueue), context_(mainQueue, "removal-review") {}
+    : QObject(parent),
+      mainQueue_(mainQueue),
+      dropped_([this](const std::vector<FileNode::Pointer>& nodes) { mark(nodes); }),
+      context_(mainQueue, "removal-review") {}
 
 RemovalSelection::~RemovalSelection() {
     dropRuns();
@@ -33,6 +36,7 @@ void RemovalSelection::dropRuns() {
 void RemovalSelection::takeMap(FileNode::Pointer root, RemovalScope removalScope) {
     root_ = std::move(root);
     marks_.begin(root_);
+    dropped_.dismiss();
     removalScope_ = std::make_shared<const RemovalScope>(std::move(removalScope));
     if (!removalScope_->hasRules()) {
         awaitRules();
@@ -40,9 +44,19 @@ void RemovalSelection::takeMap(FileNode::Pointer root, RemovalScope removalScope
 }
 
 void RemovalSelection::takeTree(FileNode::Pointer root) {
-    clear();
+    std::vector<std::string> paths;
+    for (const FileNode::Pointer& node : marks_.nodes()) {
+        if (marks_.isInTree(*node)) {
+            paths.push_back(node->url());
+        }
+    }
+    clearMarks();
     root_ = std::move(root);
     marks_.begin(root_);
+    if (!paths.empty()) {
+        dropped_.take(DroppedMarks::Cause::refresh, std::move(paths));
+    }
+    dropped_.resolve(root_);
 }
 
 void RemovalSelection::dropMap() {
@@ -112,7 +126,26 @@ void RemovalSelection::toggle(const FileNode::Pointer& node) {
     emit changed();
 }
 
+void RemovalSelection::mark(const std::vector<FileNode::Pointer>& nodes) {
+    std::optional<std::string> refusal;
+    for (const FileNode::Pointer& node : nodes) {
+        if (auto why = whyNotMarked(*node)) {
+            refusal = std::move(why);
+        } else if (marks_.insert(node)) {
+            unchecked_.push_back(node);
+        }
+    }
+    setNotice(std::move(refusal));
+    checkMarks();
+    emit changed();
+}
+
 void RemovalSelection::clear() {
+    dropped_.dismiss();
+    clearMarks();
+}
+
+void RemovalSelection::clearMarks() {
     unchecked_.clear();
     markTask_.drop();
     if (marks_.ids().empty()) {
@@ -132,6 +165,31 @@ void RemovalSelection::setNotice(std::optional<std::string> text) {
 void RemovalSelection::forgetUnchecked() {
     unchecked_.clear();
     markTask_.drop();
+}
+
+void RemovalSelection::dropBelow(const FileNode& folder) {
+    std::vector<std::string> paths;
+    for (const FileNode::Pointer& node : marks_.nodes()) {
+        if (*node == folder || !marks_.isInTree(*node)) {
+            continue;
+        }
+        FileNode::Pointer above = node->parent();
+        while (above && *above != folder) {
+            above = above->parent();
+        }
+        if (above) {
+            paths.push_back(node->url());
+            marks_.erase(node->id());
+        }
+    }
+    if (!paths.empty()) {
+        dropped_.take(DroppedMarks::Cause::loading, std::move(paths));
+    }
+}
+
+void RemovalSelection::recount() {
+    marks_.recount();
+    dropped_.resolve(root_);
 }
 
 void RemovalSelection::keepOnly(const std::vector<FileNode::Pointer>& nodes) {

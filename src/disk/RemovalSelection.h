@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "disk/DroppedMarks.h"
 #include "disk/FileNode.h"
 #include "disk/RemovalMarks.h"
 #include "disk/RemovalReview.h"
@@ -40,7 +41,7 @@ public:
     void dropRuns();
 
     // The map that is marked from now on: a new one with its rules, another tree of the same map, or none.
-    // What was marked is forgotten.
+    // What was marked is forgotten; of the marks on another tree of the same map `dropped` tells.
     void takeMap(FileNode::Pointer root, RemovalScope removalScope);
     void takeTree(FileNode::Pointer root);
     void dropMap();
@@ -57,12 +58,17 @@ public:
     // node can be marked.
     std::optional<std::string> whyNotMarked(const FileNode& node) const;
     void toggle(const FileNode::Pointer& node);
+    // Marks them all, with one signal; of those that cannot be marked `notice` tells.
+    void mark(const std::vector<FileNode::Pointer>& nodes);
     void clear();
     // False while the disk is still to be asked about marks that were set.
     bool areChecked() const { return unchecked_.empty() && !markTask_; }
     // Why something was not marked, or a mark was taken back.
     const std::optional<std::string>& notice() const { return notice_; }
     void setNotice(std::optional<std::string> text);
+
+    // The marks that went with what was replaced in the tree.
+    DroppedMarks& dropped() { return dropped_; }
 
     // Asks the disk about all marks; `reviewPrepared` or `reviewFailed` tells the end. Dropping ends it at
     // once.
@@ -83,8 +89,10 @@ public:
     // turn of the main loop, and then `done`, in a turn of its own. Tells nobody.
     void takeOutOfTree(std::shared_ptr<const RemovalReview> review, std::vector<std::size_t> gone,
                        std::function<void()> done);
+    // The children of that folder are about to be replaced; `recount` follows.
+    void dropBelow(const FileNode& folder);
     void keepOnly(const std::vector<FileNode::Pointer>& nodes);
-    void recount() { marks_.recount(); }
+    void recount();
 
 signals:
     void changed();
@@ -97,6 +105,7 @@ signals:
 
 private:
     void awaitRules();
+    void clearMarks();
     void checkMarks();
     void takeBack(const std::vector<FileNode::Pointer>& nodes, bool isAnotherFolder);
     void takeReview(Outcome<RemovalReviewPreparation::Prepared> outcome);
@@ -110,6 +119,7 @@ private:
     ScanScope scanScope_ = ScanScope::selectedFolder;
     RemovalScopePointer removalScope_;
     RemovalMarks marks_;
+    DroppedMarks dropped_;
     std::vector<FileNode::Pointer> unchecked_;  // of which the disk is still to be asked
     std::optional<std::string> notice_;
     RemovalReviewPreparation::Progress reviewProgress_;

@@ -71,6 +71,26 @@ void ScanHistoryManager::add(const ScanResult& result, const std::optional<std::
     change(std::move(history));
 }
 
+void ScanHistoryManager::updateFigures(const ScanResult& result) {
+    std::vector<ScanHistoryEntry> history = history_;
+    const auto entry = std::ranges::find(history, result.rootPath, &ScanHistoryEntry::rootPath);
+    if (entry == history.end()) {
+        return;
+    }
+    const bool isNewer = entry->scanDate < result.scanDate;
+    entry->id = result.id;
+    entry->scanDate = result.scanDate;
+    entry->totalSize = result.totalSize;
+    entry->totalFiles = result.totalFiles;
+    entry->totalDirectories = result.totalDirectories;
+    if (isNewer) {
+        std::rotate(history.begin(), entry, entry + 1);
+    }
+    if (history != history_) {
+        change(std::move(history));
+    }
+}
+
 void ScanHistoryManager::remove(const ScanHistoryEntry& entry) {
     std::vector<ScanHistoryEntry> history = history_;
     std::erase_if(history, [id = entry.id](const auto& other) { return other.id == id; });

@@ -45,6 +45,11 @@ public:
     // Records a finished scan: its root moves to the front with the new figures, or comes there.
     void add(const ScanResult& result, const std::optional<std::string>& bookmarkData);
 
+    // The map of that root was changed by a refresh or a removal: its entry, if there is one, takes the new
+    // figures and keeps its name, its bookmark and how long its scan took. One whose date is newer comes to
+    // the front. Adds nothing, and where nothing differs nothing is saved.
+    void updateFigures(const ScanResult& result);
+
     // Where the entry's root is; nothing where its bookmark leads nowhere. Without a bookmark the path stands
     // as it is, and whether it exists is not asked. A bookmark that is stale is replaced in the list first.
     // Asks the disk, and a volume that does not answer costs some short waits.

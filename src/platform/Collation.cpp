@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -395,27 +396,13 @@ const std::string& decimalSeparator() {
     return separator;
 }
 
-std::string decimalText(double value, int decimals) {
-    constexpr int most = 9;
-    static const std::array<NumberFormatter, most + 1> formatters = [] {
-        return []<std::size_t... index>(std::index_sequence<index...>) {
-            const auto skeleton = [](std::size_t count) {
-                return "group-auto rounding-mode-half-up " +
-                       (count == 0 ? std::string("precision-integer") : "." + std::string(count, '0'));
-            };
-            return std::array<NumberFormatter, most + 1>{NumberFormatter(skeleton(index))...};
-        }(std::make_index_sequence<most + 1>());
-    }();
-    const NumberFormatter& formatter = formatters[static_cast<std::size_t>(std::clamp(decimals, 0, most))];
-    const std::string text =
-        formatter.text([value](const UNumberFormatter* number, UFormattedNumber* result, UErrorCode* status) {
-            unumf_formatDouble(number, value, result, status);
-        });
-    return text.empty() ? std::to_string(value) : text;
-}
-
 std::string shareText(double share) {
-    return decimalText(share * 100, 1) + "%";
+    const double percent = std::isfinite(share) ? share * 100 : 0;
+    // The longest finite number has 309 digits before its point.
+    std::array<char, 320> text{};
+    const auto end =
+        std::to_chars(text.data(), text.data() + text.size(), percent, std::chars_format::fixed, 1).ptr;
+    return std::string(text.data(), end) + "%";
 }
 
 namespace {

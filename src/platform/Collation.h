@@ -57,10 +57,8 @@ std::string groupedCount(std::int64_t count);
 // The locale's sign between a whole number and its decimals: ".". Safe from any thread.
 const std::string& decimalSeparator();
 
-// The number with the locale's decimal separator and that many decimals: "61.8". Safe from any thread.
-std::string decimalText(double value, int decimals);
-
-// A part of a whole, from 0 to 1, with one decimal: "61.8%". Safe from any thread.
+// A part of a whole, from 0 to 1, with one decimal: "61.8%", in every locale. One that is no number is 0.
+// Safe from any thread.
 std::string shareText(double share);
 
 // Dates as the locale abbreviates them and times of the day without seconds, in the local time zone: "19 Nov

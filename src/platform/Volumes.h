@@ -13,8 +13,9 @@ namespace larkfold {
 
 // Bytes; absent where the system does not tell.
 struct VolumeCapacity {
-    std::optional<std::int64_t> total;
-    std::optional<std::int64_t> available;
+    std::optional<std::int64_t> total = {};
+    std::optional<std::int64_t> available = {};  // free, and this user may take it
+    std::optional<std::int64_t> free = {};       // free, what is kept back for the administrator included
 };
 
 // Of the volume that holds `path`. For "/" the sums over the distinct file systems that a scan of the whole

@@ -92,6 +92,7 @@ NETWORK_USERS = {"src/shell/updates/UpdateFetcher.h", "src/shell/updates/UpdateF
 
 # Headers that are named after their subject although they declare types as well.
 SUBJECT_HEADERS = {
+    "src/disk/NodeLookup.h",
     "src/platform/Collation.h",
     "src/platform/UTF8.h",
     "src/platform/RemovalRemains.h",
@@ -170,6 +171,7 @@ def is_system_part(path):
 # Drivers by what they do: the window observes them, and they have no page of their own; or they are a part of one that
 # has a file for itself.
 DRIVERS_BY_ANOTHER_NAME = {
+    "src/disk/DroppedMarks",
     "src/disk/FinishedRemoval",
     "src/disk/HiddenFilesSetting",
     "src/disk/RemovalReview",

@@ -153,6 +153,26 @@ TEST_F(DiskScannerViewModelTest, aCancelledScanSaysSoAndLeavesTheScreenEmpty) {
     EXPECT_EQ(driver->scanResult()->totalFiles, 2000);
 }
 
+TEST_F(DiskScannerViewModelTest, afterACancelledScanTheSavedMapComesBack) {
+    tree.file("a/file");
+    tree.file("b/file");
+    scan(tree.path("a"));
+    driver->scanFolder(tree.path("b"));
+    driver->cancelScan();
+    awaitEnd();
+    ASSERT_EQ(driver->error(), "Scan was cancelled");
+    ASSERT_FALSE(driver->hasScanResult());
+    ASSERT_TRUE(driver->hasSavedIndex());
+    driver->restoreSavedScanIfNeeded();
+    EXPECT_FALSE(driver->error()) << "it would stand above the map";
+    awaitEnd();
+    ASSERT_TRUE(driver->hasScanResult());
+    EXPECT_EQ(driver->scanResult()->rootPath, tree.path("a"));
+    EXPECT_EQ(driver->scanRootPath(), tree.path("a"));
+    EXPECT_TRUE(driver->isFromIndex());
+    EXPECT_FALSE(driver->error());
+}
+
 TEST_F(DiskScannerViewModelTest, cancellingWithoutAScanDoesNothing) {
     driver->cancelScan();
     EXPECT_FALSE(driver->error());

@@ -145,6 +145,89 @@ TEST_F(IndexRefreshTest, theWayInTheMarksAndTheSelectionAreGoneWithTheOldTree) {
     EXPECT_TRUE(driver->selectedForDeletion().empty());
 }
 
+TEST_F(IndexRefreshTest, marksThatWentWithTheOldTree_areToldAndCanBeSetAgainWhereTheirPathsStand) {
+    tree.file("a/one");
+    tree.file("a/two");
+    tree.file("b/three");
+    scan(tree.root());
+    driver->toggleSelection(childOf(node("a"), "one"));
+    driver->toggleSelection(childOf(node("a"), "two"));
+    driver->toggleSelection(node("b"));
+    ASSERT_TRUE(waitFor([this] { return driver->areMarksChecked(); }));
+    DroppedMarks& dropped = *driver->droppedMarks();
+    EXPECT_TRUE(dropped.text().isEmpty());
+    fs::remove(tree.path("a/two"));
+    change({tree.path("a/two")});
+    refresh();
+    EXPECT_TRUE(driver->selectedForDeletion().empty());
+    EXPECT_EQ(dropped.count(), 3U);
+    EXPECT_EQ(dropped.markableAgain(), 2U);
+    EXPECT_EQ(dropped.text(), "The refresh took back 3 marks.");
+    EXPECT_EQ(dropped.detail(),
+              "2 of them can be set again. What the others were on is not listed in the map any more.");
+
+    QSignalSpy changed(driver.get(), &DiskScannerViewModel::selectedForDeletionChanged);
+    dropped.markAgain();
+    EXPECT_EQ(changed.count(), 1);
+    EXPECT_EQ(driver->selectedForDeletion(),
+              (std::set<UUID>{childOf(node("a"), "one")->id(), node("b")->id()}));
+    EXPECT_TRUE(dropped.text().isEmpty());
+    EXPECT_FALSE(dropped.canMarkAgain());
+    ASSERT_TRUE(waitFor([this] { return driver->areMarksChecked(); }));
+    EXPECT_EQ(driver->markedTotals().items, 2);
+}
+
+TEST_F(IndexRefreshTest, aMarkThatIsSetAgain_isAskedOfTheDiskAsAnyOther) {
+    tree.file("a/one");
+    tree.file("b/file");
+    scan(tree.root());
+    driver->toggleSelection(childOf(node("a"), "one"));
+    ASSERT_TRUE(waitFor([this] { return driver->areMarksChecked(); }));
+    change({tree.path("b/file")});
+    refresh();
+    ASSERT_EQ(driver->droppedMarks()->text(), "The refresh took back 1 mark.");
+    EXPECT_EQ(driver->droppedMarks()->detail(), "It can be set again.");
+    // Leads elsewhere by now.
+    test::TemporaryTree elsewhere;
+    elsewhere.file("one");
+    fs::rename(tree.path("a"), tree.path("moved"));
+    fs::create_directory_symlink(elsewhere.root(), tree.path("a"));
+    driver->droppedMarks()->markAgain();
+    ASSERT_TRUE(waitFor([this] { return driver->areMarksChecked(); }));
+    EXPECT_TRUE(driver->selectedForDeletion().empty());
+    EXPECT_TRUE(driver->markNotice().contains("taken back")) << driver->markNotice().toStdString();
+}
+
+TEST_F(IndexRefreshTest, whatIsToldOfDroppedMarks_lastsUntilItIsTakenUpOrDismissedOrAnotherMapComes) {
+    tree.file("a/one");
+    tree.file("b/file");
+    scan(tree.root());
+    DroppedMarks& dropped = *driver->droppedMarks();
+    const auto dropOne = [&] {
+        driver->toggleSelection(childOf(node("a"), "one"));
+        change({tree.path("b/file")});
+        refresh();
+        EXPECT_EQ(dropped.count(), 1U);
+    };
+    dropOne();
+    change({tree.path("b/file")});
+    refresh();  // drops nothing itself, and the offer holds for the new tree
+    EXPECT_EQ(dropped.markableAgain(), 1U);
+    dropped.markAgain();
+    EXPECT_EQ(driver->selectedForDeletion(), (std::set<UUID>{childOf(node("a"), "one")->id()}));
+    driver->clearSelection();
+
+    dropOne();
+    dropped.dismiss();
+    EXPECT_TRUE(dropped.text().isEmpty());
+    dropOne();
+    driver->clearSelection();
+    EXPECT_TRUE(dropped.text().isEmpty());
+    dropOne();
+    scan(tree.path("a"));
+    EXPECT_TRUE(dropped.text().isEmpty());
+}
+
 TEST_F(IndexRefreshTest, theCurrentFolderAlone_canBeScannedAgain) {
     tree.file("a/file");
     tree.file("b/file");

@@ -242,6 +242,28 @@ TEST_F(SavedScanTest, walkingIntoASummarisedFolder_fillsItIn) {
     EXPECT_EQ(sum, std::int64_t{60'000} * 10 + std::int64_t{60'000} * 59'999 / 2);
 }
 
+TEST_F(SavedScanTest, walkingIntoASummarisedFolder_tellsOfTheMarksThatItTookBack) {
+    tree.file("many/f59999");
+    tree.fileOfSize("other/file", 100'000);
+    leaveIndex(tree.root());
+    addFiles(tree.path("many"), 60'000);
+    restore();
+    const auto many = node("many");
+    ASSERT_NE(childOf(many, "f59999"), nullptr);
+    driver->toggleSelection(childOf(many, "f59999"));
+    driver->toggleSelection(childOf(node("other"), "file"));
+    ASSERT_EQ(driver->selectedForDeletion().size(), 2U);
+    QSignalSpy changed(driver.get(), &DiskScannerViewModel::navigationStackChanged);
+    driver->navigateInto(many);
+    ASSERT_TRUE(waitFor([&] { return changed.count() == 2; }));
+    EXPECT_EQ(driver->selectedForDeletion(), (std::set<UUID>{childOf(node("other"), "file")->id()}));
+    EXPECT_EQ(driver->droppedMarks()->text(), "Loading the folder took back 1 mark.");
+    ASSERT_EQ(driver->droppedMarks()->markableAgain(), 1U);
+    driver->droppedMarks()->markAgain();
+    EXPECT_TRUE(driver->selectedForDeletion().contains(childOf(many, "f59999")->id()));
+    EXPECT_EQ(driver->markedTotals().items, 2);
+}
+
 TEST_F(SavedScanTest, whoHasGoneOnMeanwhile_keepsTheSummary) {
     tree.fileOfSize("other/file", 5'000);
     tree.folder("many");

@@ -214,6 +214,72 @@ TEST_F(ScanHistoryManagerTest, restore_bringsBackWhatWasCleared) {
     EXPECT_EQ(history(), before);
 }
 
+TEST_F(ScanHistoryManagerTest, updateFigures_takesTheFiguresAndKeepsNameBookmarkAndDuration) {
+    manager->add(result("/b"), std::nullopt);
+    const ScanResult scanned = result("/a");
+    manager->add(scanned, "bookmark");
+    ScanResult updated = result("/a", 5);
+    updated.rootNode = FileNode::makeRoot("/a", "another name");
+    updated.totalFiles = 6;
+    updated.totalDirectories = 7;
+    updated.scanDuration = 0;
+    manager->updateFigures(updated);
+    ScanHistoryEntry expected = history()[0];
+    expected.id = updated.id;
+    expected.totalSize = 5;
+    expected.totalFiles = 6;
+    expected.totalDirectories = 7;
+    EXPECT_EQ(history()[0], expected);
+    EXPECT_EQ(history()[0].rootName, "root of /a");
+    EXPECT_EQ(history()[0].scanDuration, 1.5);
+    EXPECT_EQ(history()[0].bookmarkData, "bookmark");
+    EXPECT_EQ(history()[0].scanDate, scanned.scanDate);
+    EXPECT_EQ(history()[1].rootPath, "/b");
+    start();
+    EXPECT_EQ(history()[0], expected);
+}
+
+TEST_F(ScanHistoryManagerTest, updateFigures_ofARootThatIsNotListedAddsNothing) {
+    manager->add(result("/a"), std::nullopt);
+    changes = 0;
+    manager->updateFigures(result("/a/below", 5));
+    EXPECT_THAT(paths(history()), ElementsAre("/a"));
+    EXPECT_EQ(history()[0].totalSize, 4'096);
+    EXPECT_EQ(changes, 0);
+}
+
+TEST_F(ScanHistoryManagerTest, updateFigures_withANewerDateMovesToTheFrontAndWithTheSameStays) {
+    for (const char* path : {"/a", "/b", "/c"}) {
+        manager->add(result(path), std::nullopt);
+    }
+    manager->updateFigures(result("/a", 5));
+    EXPECT_THAT(paths(history()), ElementsAre("/c", "/b", "/a"));
+    ScanResult refreshed = result("/b", 6);
+    refreshed.scanDate += Seconds(60);
+    manager->updateFigures(refreshed);
+    EXPECT_THAT(paths(history()), ElementsAre("/b", "/c", "/a"));
+    EXPECT_EQ(history()[0].totalSize, 6);
+    EXPECT_EQ(history()[2].totalSize, 5);
+}
+
+TEST_F(ScanHistoryManagerTest, updateFigures_withTheSameFiguresChangesAndSavesNothing) {
+    const ScanResult scanned = result("/a");
+    manager->add(scanned, std::nullopt);
+    ASSERT_TRUE(defaults->flush());
+    changes = 0;
+    int saves = 0;
+    const UserDefaults::Observation observation =
+        defaults->observeSaves([&saves](const UserDefaults::Save&) { ++saves; });
+    manager->updateFigures(scanned);
+    ASSERT_TRUE(defaults->flush());
+    EXPECT_EQ(changes, 0);
+    EXPECT_EQ(saves, 0);
+    manager->updateFigures(result("/a", 5));
+    ASSERT_TRUE(defaults->flush());
+    EXPECT_EQ(changes, 1);
+    EXPECT_GT(saves, 0) << "a save would have been seen";
+}
+
 // MARK: Where a root is
 
 TEST_F(ScanHistoryManagerTest, theStartupDisk_resolvesToTheRootWithoutABookmark) {

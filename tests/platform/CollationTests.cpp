@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
+#include <clocale>
 #include <cstdlib>
 #include <limits>
 #include <random>
@@ -148,22 +148,13 @@ TEST(NumberTextTest, countsAreGrouped) {
     EXPECT_EQ(groupedCount(std::numeric_limits<std::int64_t>::max()), "9,223,372,036,854,775,807");
 }
 
-TEST(NumberTextTest, decimalsAreThatManyAndRounded) {
-    EXPECT_EQ(decimalText(61.84, 1), "61.8");
-    EXPECT_EQ(decimalText(61.85, 1), "61.9");
-    EXPECT_EQ(decimalText(5, 2), "5.00");
-    EXPECT_EQ(decimalText(2.5, 0), "3");
-    EXPECT_EQ(decimalText(-0.25, 1), "-0.3");
-    EXPECT_TRUE(utf8::isValid(decimalText(std::nan(""), 1)));
-}
-
 TEST(NumberTextTest, manyThreadsMayFormatAtOnce) {
     std::vector<std::thread> threads;
     for (int thread = 0; thread < 4; ++thread) {
         threads.emplace_back([] {
             for (int round = 0; round < 500; ++round) {
                 EXPECT_EQ(groupedCount(12'408), "12,408");
-                EXPECT_EQ(decimalText(61.8, 1), "61.8");
+                EXPECT_EQ(shareText(0.618), "61.8%");
                 EXPECT_FALSE(shortDateText(0).empty());
             }
         });
@@ -178,6 +169,14 @@ TEST(NumberTextTest, aShareHasOneDecimal) {
     EXPECT_EQ(shareText(0), "0.0%");
     EXPECT_EQ(shareText(1), "100.0%");
     EXPECT_EQ(shareText(0.00049), "0.0%");
+    EXPECT_EQ(shareText(0.12345), "12.3%");
+    EXPECT_EQ(shareText(12'345), "1234500.0%") << "nothing is grouped";
+}
+
+TEST(NumberTextTest, aShareThatIsNoNumberIsNone) {
+    EXPECT_EQ(shareText(std::numeric_limits<double>::quiet_NaN()), "0.0%");
+    EXPECT_EQ(shareText(std::numeric_limits<double>::infinity()), "0.0%");
+    EXPECT_EQ(shareText(std::numeric_limits<double>::max() / 100).size(), 312U);
 }
 
 // The tests run in UTC and without a locale.
@@ -218,7 +217,17 @@ TEST_F(LocaleDeathTest, groupingAndDecimalsFollowTheEnvironment) {
     EXPECT_EXIT(
         {
             setenv("LC_ALL", "de_DE.UTF-8", 1);
-            std::exit(groupedCount(12'408) == "12.408" && decimalText(61.8, 1) == "61,8" ? 0 : 1);
+            std::exit(groupedCount(12'408) == "12.408" && decimalSeparator() == "," ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
+}
+
+TEST_F(LocaleDeathTest, aShareIsWrittenTheSameInEveryLocale) {
+    EXPECT_EXIT(
+        {
+            setenv("LC_ALL", "de_DE.UTF-8", 1);
+            std::setlocale(LC_ALL, "");
+            std::exit(decimalSeparator() == "," && shareText(0.618) == "61.8%" ? 0 : 1);
         },
         testing::ExitedWithCode(0), "");
 }

@@ -24,12 +24,34 @@ TEST(VolumesTest, aFoldersVolumeHasTheCapacityThatTheSystemTells) {
     ASSERT_TRUE(capacity.available);
     EXPECT_GE(*capacity.available, 0);
     EXPECT_LE(*capacity.available, *capacity.total);
+    ASSERT_TRUE(capacity.free);
+    EXPECT_LE(*capacity.available, *capacity.free);
+    EXPECT_LE(*capacity.free, *capacity.total);
+}
+
+TEST(VolumesTest, whatIsFreeHoldsWhatIsKeptBack) {
+    const test::TemporaryTree tree;
+    // Others write to the same volume meanwhile: what is told lies between a moment before and one after.
+    const auto freeBlocks = [&] {
+        struct statvfs values{};
+        EXPECT_EQ(statvfs(tree.root().c_str(), &values), 0);
+        return static_cast<std::int64_t>(values.f_bfree * values.f_frsize);
+    };
+    bool agrees = false;
+    for (int attempt = 0; attempt < 1'000 && !agrees; ++attempt) {
+        const std::int64_t before = freeBlocks();
+        const std::int64_t told = volumeCapacity(tree.root()).free.value_or(-1);
+        const std::int64_t after = freeBlocks();
+        agrees = std::min(before, after) <= told && told <= std::max(before, after);
+    }
+    EXPECT_TRUE(agrees);
 }
 
 TEST(VolumesTest, aMissingFolderHasNoCapacityRatherThanNone) {
     const VolumeCapacity capacity = volumeCapacity("/nowhere/at/all");
     EXPECT_EQ(capacity.total, std::nullopt);
     EXPECT_EQ(capacity.available, std::nullopt);
+    EXPECT_EQ(capacity.free, std::nullopt);
 }
 
 TEST(VolumesTest, theStartupDiskHoldsAtLeastItsRoot) {
@@ -39,6 +61,9 @@ TEST(VolumesTest, theStartupDiskHoldsAtLeastItsRoot) {
     ASSERT_TRUE(capacity.total && capacity.available);
     EXPECT_GE(*capacity.total, static_cast<std::int64_t>(values.f_blocks * values.f_frsize));
     EXPECT_LE(*capacity.available, *capacity.total);
+    ASSERT_TRUE(capacity.free);
+    EXPECT_LE(*capacity.available, *capacity.free);
+    EXPECT_LE(*capacity.free, *capacity.total);
     EXPECT_EQ(volumeCapacity("//.").total, capacity.total) << "however the root is spelled";
 }
 

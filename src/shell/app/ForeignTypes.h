@@ -5,6 +5,7 @@
 #include <QtQml/qqmlregistration.h>
 
 #include "disk/DiskScannerViewModel.h"
+#include "disk/DroppedMarks.h"
 #include "disk/RescanCheck.h"
 #include "removal/RemovalRun.h"
 
@@ -22,6 +23,13 @@ struct RescanCheckForeign {
     QML_FOREIGN(larkfold::RescanCheck)
     QML_NAMED_ELEMENT(RescanCheck)
     QML_UNCREATABLE("The driver owns it.")
+};
+
+struct DroppedMarksForeign {
+    Q_GADGET
+    QML_FOREIGN(larkfold::DroppedMarks)
+    QML_NAMED_ELEMENT(DroppedMarks)
+    QML_UNCREATABLE("The driver has its own.")
 };
 
 struct RemovalRunForeign {

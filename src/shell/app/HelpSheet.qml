@@ -95,7 +95,7 @@ AppDialog {
 
             Topic {
                 heading: qsTr("The map")
-                body: qsTr("The centre is the folder you look at. Each ring around it is one level deeper, and the wider an arc, the more space it takes. “Other scanned files” stands for many small files together.")
+                body: qsTr("The centre is the folder you look at. Each ring around it is one level deeper, and the wider an arc, the more space it takes. “Other scanned files” and “Other indexed files” stand for the files of one folder that are not shown one by one.")
             }
             Topic {
                 heading: qsTr("Places that could not be read")

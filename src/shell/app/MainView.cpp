@@ -102,6 +102,8 @@ MainView::MainView(Dependencies dependencies, QObject* parent)
     connect(&scannerViewModel_, &DiskScannerViewModel::scanFinished, this, [this](const ScanResult& result) {
         historyManager_.add(result, scannerViewModel_.scanRootBookmarkData());
     });
+    connect(&scannerViewModel_, &DiskScannerViewModel::mapUpdated, &historyManager_,
+            &ScanHistoryManager::updateFigures);
     makeTabs();
     observeCommands();
     connect(&requests_, &TabRequests::tabWanted, this, &MainView::showTab);

@@ -162,23 +162,36 @@ T.Control {
             }
         }
     }
-    component Tip: RowLayout {
+    // By anchors: within a row of the layouts the icon and the text would keep the places that they had while the text was
+    // laid out at no width, a word to each line.
+    component Tip: Item {
         id: tip
 
         property string text: ""
 
         Layout.fillWidth: true
-        spacing: Theme.space3
+        implicitHeight: Math.max(tipIcon.height, tipText.implicitHeight)
 
         AppIcon {
+            id: tipIcon
+            objectName: "tipIcon"
+            y: Math.max(0, Math.round((tipLine.height - height) / 2))
             name: "check-circle"
             size: Theme.iconMedium
             color: Theme.safe
         }
         AppLabel {
-            Layout.fillWidth: true
+            id: tipText
+            y: Math.max(0, Math.round((tipIcon.height - tipLine.height) / 2))
+            anchors.left: tipIcon.right
+            anchors.leftMargin: Theme.space3
+            anchors.right: parent.right
             text: tip.text
             wrapMode: Text.Wrap
+        }
+        FontMetrics {
+            id: tipLine
+            font.pixelSize: Theme.sizeBody
         }
     }
 
@@ -273,6 +286,7 @@ T.Control {
                 text: qsTr("Larkfold is ready to help you reclaim disk space")
             }
             Rectangle {
+                objectName: "tips"
                 Layout.fillWidth: true
                 Layout.topMargin: Theme.space5
                 implicitHeight: tips.implicitHeight + 2 * Theme.space5

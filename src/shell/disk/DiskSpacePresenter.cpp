@@ -282,12 +282,28 @@ QString DiskSpacePresenter::errorHint() const {
     return texts::scanFailedHint();
 }
 
+// Used is what is not free at all. What is free and yet not for this user is neither used nor free to him.
+DiskSpacePresenter::VolumeParts DiskSpacePresenter::volumeParts() const {
+    if (!hasVolume()) {
+        return {};
+    }
+    const std::int64_t total = std::max<std::int64_t>(*volume_.total, 0);
+    const std::int64_t available = std::clamp<std::int64_t>(*volume_.available, 0, total);
+    const std::int64_t free = std::clamp(volume_.free.value_or(available), available, total);
+    return {.used = total - free, .reserved = free - available, .available = available};
+}
+
 QString DiskSpacePresenter::volumeUsedText() const {
-    return hasVolume() ? texts::bytes(*volume_.total - *volume_.available) : QString();
+    return hasVolume() ? texts::bytes(volumeParts().used) : QString();
+}
+
+QString DiskSpacePresenter::volumeReservedText() const {
+    const std::int64_t reserved = volumeParts().reserved;
+    return reserved > 0 ? texts::bytes(reserved) : QString();
 }
 
 QString DiskSpacePresenter::volumeFreeText() const {
-    return hasVolume() ? texts::bytes(*volume_.available) : QString();
+    return hasVolume() ? texts::bytes(volumeParts().available) : QString();
 }
 
 QString DiskSpacePresenter::volumeTotalText() const {
@@ -295,11 +311,21 @@ QString DiskSpacePresenter::volumeTotalText() const {
 }
 
 double DiskSpacePresenter::volumeUsedShare() const {
-    if (!hasVolume() || *volume_.total <= 0) {
-        return 0;
-    }
-    return std::clamp(1 - static_cast<double>(*volume_.available) / static_cast<double>(*volume_.total), 0.0,
-                      1.0);
+    return hasVolume() && *volume_.total > 0
+               ? static_cast<double>(volumeParts().used) / static_cast<double>(*volume_.total)
+               : 0;
+}
+
+double DiskSpacePresenter::volumeReservedShare() const {
+    return hasVolume() && *volume_.total > 0
+               ? static_cast<double>(volumeParts().reserved) / static_cast<double>(*volume_.total)
+               : 0;
+}
+
+QString DiskSpacePresenter::volumeSpokenText() const {
+    return hasVolume() ? texts::volumeSpoken(volumeUsedText(), volumeReservedText(), volumeFreeText(),
+                                             volumeTotalText())
+                       : QString();
 }
 
 void DiskSpacePresenter::refreshVolume() {

@@ -7,6 +7,7 @@
 #include <QObject>
 #include <QString>
 #include <QTimer>
+#include <cstdint>
 #include <functional>
 
 #include "platform/SerialContext.h"
@@ -71,7 +72,11 @@ class DiskSpacePresenter : public QObject {
     Q_PROPERTY(QString volumeUsedText READ volumeUsedText NOTIFY volumeChanged)
     Q_PROPERTY(QString volumeFreeText READ volumeFreeText NOTIFY volumeChanged)
     Q_PROPERTY(QString volumeTotalText READ volumeTotalText NOTIFY volumeChanged)
+    // What the file system keeps back; empty where that is nothing, or not told.
+    Q_PROPERTY(QString volumeReservedText READ volumeReservedText NOTIFY volumeChanged)
     Q_PROPERTY(double volumeUsedShare READ volumeUsedShare NOTIFY volumeChanged)
+    Q_PROPERTY(double volumeReservedShare READ volumeReservedShare NOTIFY volumeChanged)
+    Q_PROPERTY(QString volumeSpokenText READ volumeSpokenText NOTIFY volumeChanged)
 
 public:
     using CapacityReader = std::function<VolumeCapacity(const std::string&)>;
@@ -122,7 +127,11 @@ public:
     QString volumeUsedText() const;
     QString volumeFreeText() const;
     QString volumeTotalText() const;
+    QString volumeReservedText() const;
+    // Of the whole; together with what is free they make 1.
     double volumeUsedShare() const;
+    double volumeReservedShare() const;
+    QString volumeSpokenText() const;
     // Asks the disk again, off the main thread.
     Q_INVOKABLE void refreshVolume();
 
@@ -150,6 +159,14 @@ signals:
     void volumeChanged();
 
 private:
+    // Bytes, each within the whole and all three together the whole; only where there is a volume.
+    struct VolumeParts {
+        std::int64_t used = 0;
+        std::int64_t reserved = 0;
+        std::int64_t available = 0;
+    };
+    VolumeParts volumeParts() const;
+
     void followDriver();
     void takeResult();
     void noteError();

@@ -23,6 +23,7 @@ DiskSpaceTab::DiskSpaceTab(Dependencies dependencies, QObject* parent)
     connect(driver_.rescanCheck(), &RescanCheck::changed, this, &DiskSpaceTab::followScan);
     connect(&driver_, &Driver::scanResultChanged, this, &DiskSpaceTab::pageChanged);
     connect(&driver_, &Driver::isRefreshingIndexChanged, this, &DiskSpaceTab::pageChanged);
+    connect(&driver_, &Driver::hasSavedIndexChanged, this, &DiskSpaceTab::pageChanged);
     connect(&driver_, &Driver::errorChanged, this, &DiskSpaceTab::showDiskAccessIssueChanged);
     connect(&driver_, &Driver::isDeletingChanged, this, &DiskSpaceTab::markedChanged);
     connect(&presenter_, &DiskSpacePresenter::markedChanged, this, &DiskSpaceTab::markedChanged);
@@ -51,11 +52,17 @@ DiskSpaceTab::Page DiskSpaceTab::page() const {
 }
 
 bool DiskSpaceTab::canReturnToMap() const {
-    return page() == Page::Start && driver_.hasScanResult();
+    // A scan that was cancelled or failed has taken the map from the screen, and its index still stands.
+    return page() == Page::Start &&
+           (driver_.hasScanResult() || (driver_.hasSavedIndex() && can_.busyReason().isEmpty()));
 }
 
 void DiskSpaceTab::returnToMap() {
-    showStartPage(false);
+    if (driver_.hasScanResult()) {
+        showStartPage(false);
+    } else {
+        driver_.restoreSavedScanIfNeeded();
+    }
 }
 
 void DiskSpaceTab::showStartPage(bool show) {

@@ -56,6 +56,7 @@ public:
 
     Page page() const;
     bool canReturnToMap() const;
+    // To the map that is there, or else to the saved one.
     Q_INVOKABLE void returnToMap();
     // While a result is there the start page is shown in its place. During a scan or a removal the page
     // stays: there is nothing that could be started.

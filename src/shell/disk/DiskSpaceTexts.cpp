@@ -8,6 +8,13 @@ QString startupDisk() {
     return QStringLiteral("Startup Disk");
 }
 
+QString volumeSpoken(const QString& used, const QString& reserved, const QString& free,
+                     const QString& total) {
+    return reserved.isEmpty() ? QStringLiteral("Startup Disk: %1 used, %2 free, of %3").arg(used, free, total)
+                              : QStringLiteral("Startup Disk: %1 used, %2 reserved, %3 free, of %4")
+                                    .arg(used, reserved, free, total);
+}
+
 QString mappingTitle(bool startupDisk) {
     return startupDisk ? QStringLiteral("Mapping Startup Disk") : QStringLiteral("Building Disk Map");
 }

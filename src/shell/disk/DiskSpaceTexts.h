@@ -12,6 +12,8 @@
 namespace larkfold::texts {
 
 QString startupDisk();
+// "Startup Disk: 325 GB used, 25 GB reserved, 150 GB free, of 500 GB"; `reserved` is empty where nothing is.
+QString volumeSpoken(const QString& used, const QString& reserved, const QString& free, const QString& total);
 QString mappingTitle(bool startupDisk);                        // "Mapping Startup Disk", "Building Disk Map"
 QString counts(std::int64_t files, std::int64_t directories);  // "in 1,284,117 files, 96,310 folders"
 QString unreadable(std::int64_t places);                       // "12 places could not be read"

@@ -52,4 +52,54 @@ Item {
             text: qsTr("Type")
         }
     }
+    AppIconButton {
+        id: more
+        objectName: "hiddenColumns"
+        visible: header.columns.hidesColumns
+        anchors.right: parent.right
+        anchors.verticalCenter: parent.verticalCenter
+        size: Theme.minimumTarget
+        icon.name: "chevron-right"
+        icon.width: Math.round(14 * Theme.typeScale)
+        text: qsTr("Columns that do not fit")
+        onClicked: menu.popup(more, more.width - menu.width, more.height)
+        onVisibleChanged: {
+            if (!visible) {
+                menu.close();
+            }
+        }
+    }
+
+    AppMenu {
+        id: menu
+        onClosed: more.forceActiveFocus(Qt.PopupFocusReason)
+
+        HiddenColumn {
+            objectName: "sortByItems"
+            column: FileListModel.Items
+            isHidden: !header.columns.showsItems
+            text: qsTr("Sort by Items")
+        }
+        HiddenColumn {
+            objectName: "sortByType"
+            column: FileListModel.Type
+            isHidden: !header.columns.showsType
+            text: qsTr("Sort by Type")
+        }
+    }
+
+    // qmllint disable unqualified
+    component HiddenColumn: AppMenuItem {
+        required property int column
+        required property bool isHidden
+
+        readonly property bool isSorted: header.model.sortColumn === column
+
+        visible: isHidden
+        height: isHidden ? implicitHeight : 0
+        icon.name: !isSorted ? "" : header.model.isSortedDescending ? "chevron-down" : "chevron-up"
+        Accessible.description: isSorted ? qsTr("The list is sorted by it") : ""
+        onTriggered: header.model.sortBy(column)
+    }
+    // qmllint enable unqualified
 }

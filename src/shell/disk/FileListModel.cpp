@@ -1,14 +1,14 @@
 #include "shell/disk/FileListModel.h"
 
-#include <QStringList>
 #include <algorithm>
 #include <array>
 #include <utility>
 
 #include "platform/qt/PathText.h"
+#include "shell/disk/FileListRowTexts.h"
 #include "shell/disk/FileListTexts.h"
+#include "shell/disk/SummaryTexts.h"
 #include "shell/kit/FigureTexts.h"
-#include "shell/kit/FileKindIcons.h"
 
 namespace larkfold {
 
@@ -54,22 +54,8 @@ int choiceWith(const std::array<Choice, count>& rows, qint64 value) {
     return found == rows.end() ? -1 : static_cast<int>(found - rows.begin());
 }
 
-QString iconName(const FileNode& node) {
-    if (node.isDirectory()) {
-        return QStringLiteral("folder");
-    }
-    if (node.isAggregate()) {
-        return QStringLiteral("summary");
-    }
-    return iconNameOf(node.fileKind());
-}
-
 QString text(std::string_view utf8) {
     return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
-}
-
-QString itemsText(const FileNode& node) {
-    return node.isDirectory() ? texts::grouped(static_cast<std::int64_t>(node.children().size())) : QString();
 }
 
 // Names whose keys are made between two events: about a third of a millisecond.
@@ -103,6 +89,8 @@ QHash<int, QByteArray> FileListModel::roleNames() const {
         {IconNameRole, "iconName"},
         {ShareRole, "share"},
         {ShareTextRole, "shareText"},
+        {ShareOfRole, "shareOf"},
+        {DetailsRole, "details"},
         {LocationTextRole, "locationText"},
         {PathTextRole, "pathText"},
         {ExplanationRole, "explanation"},
@@ -130,30 +118,34 @@ QVariant FileListModel::data(const QModelIndex& index, int role) const {
         case SizeTextRole:
             return texts::bytes(node.size());
         case ItemsTextRole:
-            return itemsText(node);
+            return texts::rowItems(node);
         case TypeTextRole:
-            return text(fileListTypeWord(node));
+            return texts::rowType(node);
         case IconNameRole:
-            return iconName(node);
+            return texts::rowIconName(node);
         case ShareRole:
-            return share(node);
+            return texts::rowShare(node);
         case ShareTextRole:
-            return texts::share(share(node));
+            return texts::share(texts::rowShare(node));
+        case ShareOfRole:
+            return texts::rowShareOf(node);
+        case DetailsRole:
+            return texts::rowDetails(node);
         case LocationTextRole:
             return locationText(node);
         case PathTextRole:
             return displayString(node.url());
         case ExplanationRole:
-            return explanation(node);
+            return texts::summaryExplanation(node, hasSavedIndex());
         case SpokenTextRole:
-            return spokenText(node);
+            return texts::rowSpoken(node, locationText(node), isMarked(node));
         case IsDirectoryRole:
         case CanOpenRole:
             return node.isDirectory();
         case IsAggregateRole:
             return node.isAggregate();
         case IsMarkedRole:
-            return driver_ && driver_->selectedForDeletion().contains(node.id());
+            return isMarked(node);
         case IsHoveredRole:
             return index.row() == hoveredRow_;
         default:
@@ -161,49 +153,12 @@ QVariant FileListModel::data(const QModelIndex& index, int role) const {
     }
 }
 
-double FileListModel::share(const FileNode& node) const {
-    const FileNode::Pointer parent = node.parent();
-    if (!parent || parent->size() <= 0) {
-        return 0;
-    }
-    return std::clamp(static_cast<double>(node.size()) / static_cast<double>(parent->size()), 0.0, 1.0);
-}
-
 QString FileListModel::locationText(const FileNode& node) const {
-    if (!query_.searchSubfolders) {
-        return {};
-    }
-    QStringList names;
-    for (FileNode::Pointer folder = node.parent(); folder && folder != rows_.root();
-         folder = folder->parent()) {
-        names.prepend(displayString(folder->name()));
-    }
-    return names.join(QStringLiteral(" › "));
+    return query_.searchSubfolders ? texts::rowLocation(node, rows_.root().get()) : QString();
 }
 
-QString FileListModel::explanation(const FileNode& node) const {
-    if (!node.isAggregate()) {
-        return {};
-    }
-    return node.representedFileCount() == 1
-               ? file_list_texts::summaryOfOneExplanation
-               : file_list_texts::summaryExplanation.arg(texts::grouped(node.representedFileCount()));
-}
-
-QString FileListModel::spokenText(const FileNode& node) const {
-    QStringList parts{displayString(node.name()), text(fileListTypeWord(node)), texts::bytes(node.size()),
-                      QStringLiteral("%1 of its folder").arg(texts::share(share(node)))};
-    if (node.isDirectory()) {
-        parts.append(node.children().size() == 1 ? QStringLiteral("1 item")
-                                                 : QStringLiteral("%1 items").arg(itemsText(node)));
-    }
-    if (const QString location = locationText(node); !location.isEmpty()) {
-        parts.append(QStringLiteral("in %1").arg(location));
-    }
-    if (driver_ && driver_->selectedForDeletion().contains(node.id())) {
-        parts.append(QStringLiteral("marked for removal"));
-    }
-    return parts.join(QStringLiteral(", "));
+bool FileListModel::isMarked(const FileNode& node) const {
+    return driver_ && driver_->selectedForDeletion().contains(node.id());
 }
 
 // MARK: Following the driver
@@ -224,6 +179,11 @@ void FileListModel::setDriver(DiskScannerViewModel* driver) {
                 &FileListModel::followSelectedNode);
         connect(driver_, &DiskScannerViewModel::hoveredNodeChanged, this, &FileListModel::followHoveredNode);
         connect(driver_, &DiskScannerViewModel::selectedForDeletionChanged, this, [this] { marks_.note(); });
+        connect(driver_, &DiskScannerViewModel::isDeletingChanged, this, &FileListModel::summariesChanged);
+        connect(driver_, &DiskScannerViewModel::hasSavedIndexChanged, this, [this] {
+            emit summariesChanged();
+            emit noticeChanged();
+        });
         connect(driver_, &QObject::destroyed, this, [this] {
             driver_ = nullptr;
             followFolder();
@@ -288,6 +248,7 @@ void FileListModel::settleRows() {
     const FileNode::Pointer current = currentNode_.lock();
     currentRow_ = current ? rowOf(current.get()) : -1;
     emit rowsChanged();
+    emit summariesChanged();
     emit currentRowChanged();  // also where the number is the same: the view has lost its place by the reset
     emit noticeChanged();
 }
@@ -498,7 +459,11 @@ FileListModel::EmptyReason FileListModel::emptyReason() const {
     if (!rows_.root()) {
         return NoFolder;
     }
-    return rows_.root()->children().empty() ? EmptyFolder : NothingMatches;
+    if (rows_.root()->children().empty()) {
+        return EmptyFolder;
+    }
+    const FileListRows::Looked& looked = rows_.looked();
+    return looked.loadedFiles < looked.allFiles ? NothingLoadedMatches : NothingMatches;
 }
 
 QString FileListModel::emptyTitle() const {
@@ -509,6 +474,8 @@ QString FileListModel::emptyTitle() const {
             return file_list_texts::emptyFolderTitle;
         case NothingMatches:
             return file_list_texts::nothingMatchesTitle;
+        case NothingLoadedMatches:
+            return file_list_texts::nothingLoadedMatchesTitle;
         case NotEmpty:
             break;
     }
@@ -522,12 +489,45 @@ QString FileListModel::emptyText() const {
         case EmptyFolder:
             return file_list_texts::emptyFolderText;
         case NothingMatches:
-            return query_.searchSubfolders ? file_list_texts::nothingMatchesBelowText
-                                           : file_list_texts::nothingMatchesText;
+            if (query_.searchSubfolders) {
+                return file_list_texts::nothingMatchesBelowText;
+            }
+            return std::ranges::any_of(rows_.root()->children(), &FileNode::isDirectory)
+                       ? file_list_texts::nothingMatchesText
+                       : file_list_texts::nothingMatchesHereText;
+        case NothingLoadedMatches:
+            return texts::nothingFoundAmongLoaded(*rows_.root(), rows_.looked().loadedFiles,
+                                                  rows_.looked().allFiles, query_.searchSubfolders,
+                                                  hasSavedIndex());
         case NotEmpty:
             break;
     }
     return {};
+}
+
+// MARK: What stands in summaries
+
+QString FileListModel::summaryNote() const {
+    return rows_.holdsSummaries() ? texts::filtersApplyToLoadedEntries(hasSavedIndex()) : QString();
+}
+
+FileNode::Pointer FileListModel::summaryOfFolder() const {
+    if (!rows_.root()) {
+        return nullptr;
+    }
+    const auto& children = rows_.root()->children();
+    const auto found = std::ranges::find_if(children, &FileNode::isAggregate);
+    return found == children.end() ? nullptr : *found;
+}
+
+bool FileListModel::canLoadMore() const {
+    return summaryOfFolder() && hasSavedIndex() && !driver_->isDeleting() && loadBringsMore(*rows_.root());
+}
+
+void FileListModel::loadMore() {
+    if (canLoadMore()) {
+        driver_->openSummary(summaryOfFolder());
+    }
 }
 
 // MARK: Notices
@@ -537,7 +537,12 @@ QString FileListModel::notice() const {
         return notice_;
     }
     const FileNode::Pointer current = node(currentRow_);
-    return current ? explanation(*current) : QString();
+    return current ? texts::summaryExplanation(*current, hasSavedIndex()) : QString();
+}
+
+QString FileListModel::currentDetails() const {
+    const FileNode::Pointer current = node(currentRow_);
+    return current ? texts::rowDetails(*current) : QString();
 }
 
 void FileListModel::showNotice(const QString& notice) {
@@ -609,7 +614,7 @@ void FileListModel::forgetHover() {
 
 bool FileListModel::isMarked(int row) const {
     const FileNode::Pointer wanted = node(row);
-    return wanted && driver_ && driver_->selectedForDeletion().contains(wanted->id());
+    return wanted && isMarked(*wanted);
 }
 
 bool FileListModel::isAggregate(int row) const {

@@ -47,21 +47,26 @@ class FileListModel : public QAbstractListModel {
     Q_PROPERTY(QVariantList minimumSizeChoices READ minimumSizeChoices CONSTANT)
     Q_PROPERTY(QVariantList ageChoices READ ageChoices CONSTANT)
     Q_PROPERTY(int count READ count NOTIFY rowsChanged)
-    Q_PROPERTY(bool holdsSummaries READ holdsSummaries NOTIFY rowsChanged)
+    // What search and filters cannot look through, and why; empty where they look through everything.
+    Q_PROPERTY(QString summaryNote READ summaryNote NOTIFY summariesChanged)
     Q_PROPERTY(larkfold::FileListModel::EmptyReason emptyReason READ emptyReason NOTIFY rowsChanged)
     Q_PROPERTY(QString emptyTitle READ emptyTitle NOTIFY rowsChanged)
-    Q_PROPERTY(QString emptyText READ emptyText NOTIFY rowsChanged)
+    Q_PROPERTY(QString emptyText READ emptyText NOTIFY summariesChanged)
+    // Whether `loadMore` brings entries that are not listed yet.
+    Q_PROPERTY(bool canLoadMore READ canLoadMore NOTIFY summariesChanged)
     // Whether there is a folder to go back to.
     Q_PROPERTY(bool canGoBack READ canGoBack NOTIFY rowsChanged)
     Q_PROPERTY(int currentRow READ currentRow WRITE setCurrentRow NOTIFY currentRowChanged)
     // What the user should know of the last action or of the current row; empty: nothing.
     Q_PROPERTY(QString notice READ notice NOTIFY noticeChanged)
+    // The details of the current row; empty without one.
+    Q_PROPERTY(QString currentDetails READ currentDetails NOTIFY noticeChanged)
 
 public:
     enum Column { Name, Size, Items, Type };
     Q_ENUM(Column)
     // Why there are no rows.
-    enum EmptyReason { NotEmpty, NoFolder, EmptyFolder, NothingMatches };
+    enum EmptyReason { NotEmpty, NoFolder, EmptyFolder, NothingMatches, NothingLoadedMatches };
     Q_ENUM(EmptyReason)
     enum Role {
         NameRole = Qt::UserRole + 1,
@@ -70,8 +75,10 @@ public:
         ItemsTextRole,  // how many children a folder has; empty for everything else
         TypeTextRole,
         IconNameRole,
-        ShareRole,         // 0 to 1 of the parent
-        ShareTextRole,     // "61.8%"
+        ShareRole,      // 0 to 1 of the parent
+        ShareTextRole,  // "61.8%"
+        ShareOfRole,    // "61.8% of “photos”"
+        DetailsRole,    // "Folder · 1,033 items · 14.6% of “share”": what the columns say that may be hidden
         LocationTextRole,  // with subfolders: the folder below the current one that holds the row; else empty
         PathTextRole,
         ExplanationRole,  // of a summary: what it stands for; else empty
@@ -130,10 +137,13 @@ public:
 
     // What there is.
     int count() const { return static_cast<int>(rows_.rows().size()); }
-    bool holdsSummaries() const { return rows_.holdsSummaries(); }
+    QString summaryNote() const;
     EmptyReason emptyReason() const;
     QString emptyTitle() const;
     QString emptyText() const;
+    bool canLoadMore() const;
+    // Fills the current folder in from the saved index.
+    Q_INVOKABLE void loadMore();
     // The node of a row; null out of range.
     FileNode::Pointer node(int row) const;
     // The row of a node; -1 where it is not listed.
@@ -144,6 +154,7 @@ public:
     void setCurrentRow(int row);
 
     QString notice() const;
+    QString currentDetails() const;
     Q_INVOKABLE void dismissNotice();
     void showNotice(const QString& text);
 
@@ -176,6 +187,8 @@ signals:
     void queryChanged();
     void sortOrderChanged();
     void rowsChanged();
+    // What stands in summaries, or how it can be reached. Also after `rowsChanged`.
+    void summariesChanged();
     void currentRowChanged();
     void noticeChanged();
 
@@ -192,10 +205,10 @@ private:
     void setCurrentNode(const FileNode::Pointer& node);
     void refreshRows(const QList<int>& roles);
     std::optional<std::string> pathOf(int row);
-    double share(const FileNode& node) const;
     QString locationText(const FileNode& node) const;
-    QString spokenText(const FileNode& node) const;
-    QString explanation(const FileNode& node) const;
+    bool isMarked(const FileNode& node) const;
+    FileNode::Pointer summaryOfFolder() const;
+    bool hasSavedIndex() const { return driver_ && driver_->hasSavedIndex(); }
 
     DiskScannerViewModel* driver_ = nullptr;
     FileListQuery query_;

@@ -14,6 +14,8 @@ Rectangle {
     required property string iconName
     required property real share
     required property string shareText
+    required property string shareOf
+    required property string details
     required property string locationText
     required property string spokenText
     required property bool isAggregate
@@ -72,6 +74,7 @@ Rectangle {
     }
 
     RowLayout {
+        id: cells
         anchors.fill: parent
         anchors.leftMargin: row.columns.margin
         anchors.rightMargin: row.columns.endMargin
@@ -87,6 +90,7 @@ Rectangle {
             spacing: Theme.space2
 
             Text {
+                id: nameText
                 Layout.fillWidth: row.locationText.length === 0
                 Layout.maximumWidth: implicitWidth + 1
                 Layout.minimumWidth: Math.min(implicitWidth, 80 * Theme.typeScale)
@@ -132,7 +136,11 @@ Rectangle {
             }
         }
         Text {
+            id: shareFigure
+            objectName: "shareFigure"
             Layout.preferredWidth: row.columns.shareWidth
+            Layout.fillHeight: true
+            verticalAlignment: Text.AlignVCenter
             text: row.shareText
             color: Theme.textSecondary
             font.pixelSize: Theme.sizeCaption
@@ -165,6 +173,25 @@ Rectangle {
             elide: Text.ElideRight
             textFormat: Text.PlainText
         }
+    }
+
+    // Of which folder the share is, where the pointer is on it; elsewhere what of the row is not in sight.
+    Loader {
+        // By the one area that is under the pointer: a handler on the figure would take the pointer from it.
+        readonly property real shareEnd: cells.x + shareFigure.x + shareFigure.width
+        readonly property real shareBegin: shareEnd - row.columns.shareWidth
+                                           - (row.columns.showsShareBar ? row.columns.gap + row.columns.shareBarWidth : 0)
+        readonly property bool isOnShare: pointer.containsMouse && pointer.mouseX >= shareBegin && pointer.mouseX <= shareEnd
+
+        active: isOnShare || (pointer.containsMouse && (row.columns.hidesColumns || nameText.truncated))
+        // qmllint disable unqualified
+        sourceComponent: AppToolTip {
+            objectName: "rowToolTip"
+            parent: isOnShare ? shareFigure : nameText
+            text: isOnShare ? row.shareOf : nameText.truncated ? row.name + "\n" + row.details : row.details
+            visible: true
+        }
+        // qmllint enable unqualified
     }
 
     FocusRing {

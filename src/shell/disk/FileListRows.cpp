@@ -70,14 +70,8 @@ void FileListRows::setRoot(FileNode::Pointer root) {
     nameKeys_.clear();
     preparedNames_ = 0;
     rows_.clear();
-    holdsSummaries_ = false;
-    if (!root_) {
-        return;
-    }
-    const auto isSummary = [](const FileNode::Pointer& node) { return node->isAggregate(); };
-    holdsSummaries_ = std::ranges::any_of(root_->children(), [&](const FileNode::Pointer& child) {
-        return child->isAggregate() || std::ranges::any_of(child->children(), isSummary);
-    });
+    looked_ = {};
+    holdsSummaries_ = root_ && root_->holdsAggregate();
 }
 
 void FileListRows::gather(bool searchSubfolders) {
@@ -94,6 +88,7 @@ void FileListRows::gather(bool searchSubfolders) {
     }
     if (!searchSubfolders) {
         entries_ = root_->children();
+        countLooked();
         return;
     }
     // Depth first, parents before children, on a stack of our own: trees may be very deep.
@@ -113,6 +108,18 @@ void FileListRows::gather(bool searchSubfolders) {
         if (!node->children().empty()) {
             levels.push_back({&node->children(), 0});
         }
+    }
+    countLooked();
+}
+
+void FileListRows::countLooked() {
+    looked_ = {};
+    for (const FileNode::Pointer& entry : entries_) {
+        if (entry->isDirectory()) {
+            continue;
+        }
+        looked_.loadedFiles += entry->isAggregate() ? 0 : 1;
+        looked_.allFiles = saturatingSum(looked_.allFiles, entry->representedFileCount());
     }
 }
 

@@ -60,14 +60,24 @@ public:
     std::size_t entryCount() const { return entries_.size(); }
 
     const FileNode::Pointer& root() const { return root_; }
-    // Whether the folder, or one directly in it, holds a summary, so that not
-    // everything in it can be filtered.
+    // Whether there is a summary in the folder or anywhere below it, so that not everything in it can be
+    // filtered.
     bool holdsSummaries() const { return holdsSummaries_; }
+
+    // How many files search and filters look through, and how many there are with those that summaries stand
+    // for: of the folder, or of everything below it where subfolders are included. Of the last update.
+    struct Looked {
+        std::int64_t loadedFiles = 0;
+        std::int64_t allFiles = 0;
+        bool operator==(const Looked&) const = default;
+    };
+    const Looked& looked() const { return looked_; }
 
 private:
     struct Sortable;
 
     void gather(bool searchSubfolders);
+    void countLooked();
     void sort(std::vector<Sortable>& rows, const std::vector<FileListComparator>& order) const;
     const std::string& nameKey(std::uint32_t entry) const;
     std::uint64_t leadingKey(FileListColumn column, std::uint32_t entry) const;
@@ -75,6 +85,7 @@ private:
 
     FileNode::Pointer root_;
     bool holdsSummaries_ = false;
+    Looked looked_;
     bool isGathered_ = false;
     bool gatheredSubfolders_ = false;
     std::vector<FileNode::Pointer> entries_;  // before search and filter, in the tree's order

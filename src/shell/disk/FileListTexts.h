@@ -16,8 +16,12 @@ inline const QString nothingMatchesTitle = QStringLiteral("Nothing matches");
 inline const QString nothingMatchesText = QStringLiteral(
     "No entry of this folder fits the search and the filters. What is deeper is looked through when "
     "subfolders are included.");
+inline const QString nothingMatchesHereText =
+    QStringLiteral("No entry of this folder fits the search and the filters.");
 inline const QString nothingMatchesBelowText =
     QStringLiteral("No entry of this folder or below it fits the search and the filters.");
+// Where some of what there is stands in summaries.
+inline const QString nothingLoadedMatchesTitle = QStringLiteral("Nothing found among loaded entries");
 
 inline const QString aggregateCannotBePreviewed =
     QStringLiteral("This line stands for many files together, so there is no single file to show.");
@@ -27,12 +31,8 @@ inline const QString noLongerThere = QStringLiteral(
 inline const QString aggregateHasNoPath =
     QStringLiteral("This line stands for many files together, so it has no path of its own.");
 
-// What a summary stands for, with the count of its files.
-inline const QString summaryExplanation = QStringLiteral(
-    "%1 more files of this folder are counted together here. Their total is exact; they are not listed "
-    "one by one.");
-inline const QString summaryOfOneExplanation = QStringLiteral(
-    "One more file of this folder is counted here. Its size is exact; it is not listed by its name.");
+// A row's share, and the folder that it is a share of.
+inline const QString shareOf = QStringLiteral("%1 of “%2”");
 
 // Of the preview.
 inline const QString previewEmptyFile = QStringLiteral("This file is empty.");

@@ -62,7 +62,7 @@ FocusScope {
         }
 
         RowLayout {
-            visible: rows.holdsSummaries
+            visible: rows.summaryNote.length > 0
             Layout.fillWidth: true
             Layout.leftMargin: Theme.space3
             Layout.rightMargin: Theme.space3
@@ -77,7 +77,7 @@ FocusScope {
             AppLabel {
                 objectName: "summaryNote"
                 Layout.fillWidth: true
-                text: qsTr("Filters apply to loaded entries. Open a summarized folder to load more details from the index.")
+                text: rows.summaryNote
                 font.pixelSize: Theme.sizeCaption
                 secondary: true
                 wrapMode: Text.Wrap
@@ -130,6 +130,7 @@ FocusScope {
 
             EmptyState {
                 readonly property bool nothingMatches: rows.emptyReason === FileListModel.NothingMatches
+                                                       || rows.emptyReason === FileListModel.NothingLoadedMatches
 
                 anchors.fill: parent
                 visible: rows.emptyReason !== FileListModel.NotEmpty
@@ -140,10 +141,25 @@ FocusScope {
                 actionText: nothingMatches ? qsTr("Clear search and filters")
                           : rows.emptyReason === FileListModel.EmptyFolder && rows.canGoBack ? qsTr("Go back") : ""
                 onTriggered: {
+                    // The button that has the keyboard is about to vanish.
+                    list.forceActiveFocus(Qt.OtherFocusReason);
                     if (nothingMatches) {
                         rows.resetSearchAndFilters();
                     } else {
                         rows.goBack();
+                    }
+                }
+
+                AppButton {
+                    objectName: "loadMore"
+                    visible: rows.emptyReason === FileListModel.NothingLoadedMatches && rows.canLoadMore
+                    Layout.alignment: Qt.AlignHCenter
+                    Layout.topMargin: Theme.space2
+                    kind: AppButton.Primary
+                    text: qsTr("Load More Files")
+                    onClicked: {
+                        list.forceActiveFocus(Qt.OtherFocusReason);
+                        rows.loadMore();
                     }
                 }
             }
@@ -153,6 +169,12 @@ FocusScope {
             Layout.fillWidth: true
             text: rows.notice
             onDismissed: rows.dismissNotice()
+        }
+        ListNotice {
+            Layout.fillWidth: true
+            isQuiet: true
+            dismissible: false
+            text: rows.notice.length === 0 && columns.hidesColumns ? rows.currentDetails : ""
         }
     }
 

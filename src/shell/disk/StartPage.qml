@@ -63,6 +63,8 @@ T.Control {
                 Layout.fillWidth: true
                 text: page.presenter.errorText
                 detail: page.presenter.errorHint
+                actionText: page.tab.canReturnToMap && !page.tab.driver.hasScanResult ? qsTr("Show Saved Map") : ""
+                onTriggered: page.tab.returnToMap()
                 onDismissed: page.tab.driver.dismissError()
             }
 

@@ -10,8 +10,11 @@ Rectangle {
     property string detail: ""
     property string iconName: "warning"
     property bool dismissible: true
+    // What can be done about it; empty: nothing.
+    property string actionText: ""
 
     signal dismissed
+    signal triggered
 
     implicitHeight: Math.max(Theme.rowHeight + Theme.space2, words.implicitHeight + 2 * Theme.space3)
     radius: Theme.radiusCard
@@ -48,6 +51,12 @@ Rectangle {
                 text: message.detail
                 wrapMode: Text.Wrap
             }
+        }
+        AppButton {
+            objectName: "messageAction"
+            visible: message.actionText.length > 0
+            text: message.actionText
+            onClicked: message.triggered()
         }
         AppIconButton {
             visible: message.dismissible

@@ -8,6 +8,8 @@ Rectangle {
 
     required property string text
     property bool dismissible: true
+    // Says more of what is looked at, and is no answer to anything: not announced.
+    property bool isQuiet: false
 
     signal dismissed()
 
@@ -31,12 +33,12 @@ Rectangle {
         }
         AppLabel {
             id: words
-            objectName: "listNotice"
+            objectName: notice.isQuiet ? "listDetails" : "listNotice"
             Layout.fillWidth: true
             text: notice.text
             wrapMode: Text.Wrap
             font.pixelSize: Theme.sizeCaption
-            Accessible.role: Accessible.AlertMessage
+            Accessible.role: notice.isQuiet ? Accessible.StaticText : Accessible.AlertMessage
         }
         AppIconButton {
             visible: notice.dismissible

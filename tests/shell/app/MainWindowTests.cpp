@@ -5,6 +5,7 @@
 #include <QSignalSpy>
 #include <QtQml/QQmlExtensionPlugin>
 
+#include <cmath>
 #include <string>
 
 #include "platform/Path.h"
@@ -44,6 +45,43 @@ TEST_F(MainWindowTest, firstRun_goesThroughItsPagesAndBack) {
     EXPECT_TRUE(isShown("You're All Set!"));
     click("Back");
     EXPECT_TRUE(isShown("Permissions"));
+}
+
+TEST_F(MainWindowTest, theTipsOfTheLastPageHaveTheirIconsBesideThemAndInTheirCard) {
+    start();
+    for (int page = 0; page < 3; ++page) {
+        click("Next");
+    }
+    ASSERT_TRUE(eventually([this] { return isShown("Quick tips:"); }));
+    const auto place = [](const QQuickItem* item) {
+        return item->mapRectToScene(QRectF(0, 0, item->width(), item->height()));
+    };
+    for (const int width : {1280, 900}) {
+        window_->resize(width, 700);
+        ASSERT_TRUE(eventually([&] { return window_->contentItem()->width() == width; }));
+        for (const char* text :
+             {"Start with a disk scan to see your storage", "Use System Cleanup to remove junk files",
+              "Check for duplicates to find wasted space"}) {
+            QQuickItem* const label = find(text);
+            ASSERT_NE(label, nullptr) << text;
+            QQuickItem* const icon = label->parentItem()->findChild<QQuickItem*>("tipIcon");
+            ASSERT_NE(icon, nullptr) << text;
+            EXPECT_TRUE(eventually([&] {
+                return std::abs(place(icon).center().y() - place(label).center().y()) <= 3 &&
+                       place(named("tips")).contains(place(icon));
+            })) << text
+                << ": icon at " << place(icon).center().y() << ", text at " << place(label).center().y();
+            // It is drawn where it stands as well.
+            const QImage picture = window_->grabWindow();
+            const QColor inside = picture.pixelColor(place(named("tips")).topLeft().toPoint() + QPoint(8, 8));
+            const QRect spot = place(icon).toAlignedRect();
+            int drawn = 0;
+            for (int x = spot.left(); x <= spot.right(); ++x) {
+                drawn += picture.pixelColor(x, spot.center().y()) != inside ? 1 : 0;
+            }
+            EXPECT_GE(drawn, 4) << text;
+        }
+    }
 }
 
 TEST_F(MainWindowTest, getStarted_setsHasCompletedOnboardingAndShowsTheTabs) {
@@ -104,6 +142,90 @@ TEST_F(MainWindowTest, aFinishedScanShowsTheResultAndItsSums) {
     EXPECT_TRUE(isShown("Forget saved scan…"));
     EXPECT_TRUE(isShown("in 1 file, 1 folder"));
     EXPECT_EQ(window_->title(), "home — Larkfold");
+}
+
+TEST_F(MainWindowTest, whatTheFileSystemKeepsBackIsAPartOfItsOwnInTheDisksBar) {
+    capacity_ = {.total = 500'000'000'000, .available = 150'000'000'000, .free = 175'000'000'000};
+    startAfterFirstRun();
+    ASSERT_TRUE(eventually([this] { return isShown("325 GB used"); }));
+    EXPECT_TRUE(isShown("25 GB reserved"));
+    EXPECT_TRUE(isShown("150 GB free"));
+    EXPECT_TRUE(isShown("of 500 GB"));
+    QQuickItem* const bar = named("volumeBar");
+    ASSERT_NE(bar, nullptr);
+    for (const int width : {1280, 900}) {
+        window_->resize(width, 600);
+        ASSERT_TRUE(eventually([&] { return window_->contentItem()->width() == width; }));
+        ASSERT_TRUE(eventually([&] { return bar->width() >= 100; })) << bar->width();
+        EXPECT_TRUE(eventually([&] {
+            return std::abs(named("usedPart")->width() - bar->width() * 0.65) <= 1 &&
+                   std::abs(named("reservedPart")->width() - bar->width() * 0.05) <= 1 &&
+                   named("reservedPart")->x() > named("usedPart")->width() &&
+                   std::abs(named("freePart")->x() + named("freePart")->width() - bar->width()) <= 1;
+        })) << width;
+    }
+    EXPECT_EQ(QAccessible::queryAccessibleInterface(bar)->text(QAccessible::Name),
+              "Startup Disk: 325 GB used, 25 GB reserved, 150 GB free, of 500 GB");
+}
+
+TEST_F(MainWindowTest, withoutReservedSpaceTheDisksBarHasNoPartForIt) {
+    startAfterFirstRun();
+    ASSERT_TRUE(eventually([this] { return isShown("60 bytes used"); }));
+    EXPECT_EQ(named("reservedPart")->width(), 0);
+    EXPECT_FALSE(named("reservedPart")->isVisible());
+}
+
+TEST_F(MainWindowTest, theColumnTypeIsThereAtTheFirstSize) {
+    tree_.file("home/a", "x");
+    startAfterFirstRun();
+    ASSERT_EQ(window_->size(), QSize(1280, 800));
+    ASSERT_TRUE(scan(tree_.path("home")));
+    EXPECT_TRUE(eventually([this] { return named("headerType") && named("headerType")->isVisible(); }));
+    EXPECT_FALSE(named("hiddenColumns")->isVisible());
+}
+
+TEST_F(MainWindowTest, atTheSmallestSizeTheHiddenColumnIsReached) {
+    tree_.file("home/sub/a", "x");
+    startAfterFirstRun();
+    window_->resize(900, 600);
+    ASSERT_TRUE(scan(tree_.path("home")));
+    ASSERT_TRUE(eventually([this] { return named("hiddenColumns") && named("hiddenColumns")->isVisible(); }));
+    EXPECT_TRUE(eventually([this] { return named("headerItems")->isVisible(); }));
+    EXPECT_FALSE(named("headerType")->isVisible());
+    QQuickItem* const button = named("hiddenColumns");
+    QTest::mouseClick(window_, Qt::LeftButton, {}, button->mapToScene(QPointF(14, 14)).toPoint());
+    click("Sort by Type");
+    EXPECT_TRUE(eventually([this] { return !isShown("Sort by Type"); }));
+    driver().setSelectedNode(driver().currentNode()->children().front());
+    EXPECT_TRUE(eventually([this] { return isShown("Folder · 1 item · 100.0% of “home”"); }));
+}
+
+TEST_F(MainWindowTest, theEdgeBetweenMapAndListMovesByKeysUntilTheWindowHasAnotherSize) {
+    tree_.file("home/a", "x");
+    startAfterFirstRun();
+    ASSERT_TRUE(scan(tree_.path("home")));
+    QQuickItem* const list = named("fileList");
+    ASSERT_NE(list, nullptr);
+    ASSERT_TRUE(eventually([&] { return list->width() >= 500; }));
+    const double before = list->width();
+    QQuickItem* const handle = named("splitHandle");
+    ASSERT_NE(handle, nullptr);
+    handle->forceActiveFocus(Qt::TabFocusReason);
+    ASSERT_TRUE(handle->hasActiveFocus());
+    QTest::keyClick(window_, Qt::Key_Left);
+    EXPECT_TRUE(eventually([&] { return list->width() == before + 16; })) << list->width();
+    for (int step = 0; step < 40; ++step) {
+        QTest::keyClick(window_, Qt::Key_Right);
+        QCoreApplication::processEvents();
+    }
+    EXPECT_TRUE(eventually([&] { return list->width() == 360; })) << list->width();
+    for (int step = 0; step < 60; ++step) {
+        QTest::keyClick(window_, Qt::Key_Left);
+        QCoreApplication::processEvents();
+    }
+    EXPECT_TRUE(eventually([&] { return handle->x() == 320; })) << handle->x();
+    window_->resize(1290, 800);
+    EXPECT_TRUE(eventually([&] { return std::abs(list->width() - before) <= 6; })) << list->width();
 }
 
 TEST_F(MainWindowTest, newScan_goesBackToTheStartPageAndTheMapIsOnePressAway) {

@@ -33,7 +33,7 @@ protected:
                             .confinement = [] { return Confinement::none; }},
             .updates = updates_,
             .indexFileURL = surroundings_.path("index/latest-scan.sqlite"),
-            .readCapacity = [](const std::string&) { return VolumeCapacity{.total = 100, .available = 40}; },
+            .readCapacity = [capacity = capacity_](const std::string&) { return capacity; },
             .cleanupHistoryURL = historyFile(),
             .gate = gate_,
             .reveal = reveal_});
@@ -112,7 +112,8 @@ protected:
         [](const std::string&, const std::function<void(bool)>& done) { done(false); };
     // Set before the start. Without a feed there are no checks, whatever this build was given.
     UpdateManager::Dependencies updates_{.source = std::nullopt};
-    bool hasAccess_ = true;  // set before a check, never during one
+    VolumeCapacity capacity_{.total = 100, .available = 40};  // of the startup disk; set before the start
+    bool hasAccess_ = true;                                   // set before a check, never during one
     std::unique_ptr<LarkfoldApp> app_;
     std::unique_ptr<QQmlApplicationEngine> engine_;
     QQuickWindow* window_ = nullptr;  // owned by the engine

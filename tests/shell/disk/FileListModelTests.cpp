@@ -117,6 +117,46 @@ TEST_F(FileListModelTest, aSearchThatFindsNothing_isEmpty_andTheFiltersStay) {
     EXPECT_EQ(namesOf(model), Names{"letter.pdf"});
 }
 
+TEST_F(FileListModelTest, aSearchWithoutAFind_saysHowManyFilesItLookedAt_whereSomeAreNotLoaded) {
+    model.setSearchText("nowhere");
+    EXPECT_EQ(model.emptyReason(), FileListModel::NothingMatches);
+    EXPECT_EQ(model.summaryNote(), "");
+    EXPECT_FALSE(model.canLoadMore());
+    session.addSummary(1'000, 18'204);
+    EXPECT_EQ(model.emptyReason(), FileListModel::NothingLoadedMatches);
+    EXPECT_EQ(model.emptyTitle(), "Nothing found among loaded entries");
+    EXPECT_TRUE(model.emptyText().startsWith("Looked at 2 of the 18,206 files of this folder. "))
+        << model.emptyText().toStdString();
+    model.setSearchSubfolders(true);
+    EXPECT_TRUE(model.emptyText().startsWith("Looked at 4 of the 18,208 files in this folder and below it. "))
+        << model.emptyText().toStdString();
+    EXPECT_TRUE(model.emptyText().endsWith("Load them to search among them too."));
+    EXPECT_EQ(
+        model.summaryNote(),
+        "Filters apply to loaded entries. Open a summarized folder to load more details from the index.");
+    EXPECT_TRUE(model.canLoadMore());
+
+    session.driver.forgetSavedScan();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !session.driver.hasSavedIndex(); }, 60'000));
+    EXPECT_FALSE(model.canLoadMore());
+    EXPECT_TRUE(model.emptyText().contains("the saved index that lists them is gone"));
+    EXPECT_TRUE(model.summaryNote().startsWith("Filters apply to loaded entries. The saved index is gone"));
+}
+
+TEST_F(FileListModelTest, moreFiles_areLoadedFromTheIndex_andTheSearchGoesOnAmongThem) {
+    // As if the scan had not kept this one.
+    root()->removeChild(*model.node(row("letter.pdf")));
+    session.addSummary(20'480, 1);
+    model.setSearchText("letter");
+    ASSERT_EQ(model.emptyReason(), FileListModel::NothingLoadedMatches);
+    ASSERT_TRUE(model.canLoadMore());
+    model.loadMore();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return model.count() == 1; }, 60'000));
+    EXPECT_EQ(namesOf(model), Names{"letter.pdf"});
+    EXPECT_EQ(model.summaryNote(), "");
+    EXPECT_FALSE(model.canLoadMore());
+}
+
 TEST_F(FileListModelTest, reset_putsAllFiltersBack_andKeepsTheSearchText) {
     model.setSearchText("o");
     model.setMinimumSize(1);
@@ -240,12 +280,13 @@ TEST_F(FileListModelTest, marking_goesThroughTheDriver_andBack) {
 
 TEST_F(FileListModelTest, aSummary_isExplained_andNeitherMarkedNorShownNorCopied) {
     session.addSummary(5'000, 12'408);
-    EXPECT_TRUE(model.holdsSummaries());
+    EXPECT_NE(model.summaryNote(), "");
     const int summary = row("Other scanned files (12,408)");
     ASSERT_GE(summary, 0);
     EXPECT_EQ(textOf(model, summary, FileListModel::TypeTextRole), "Summary");
     model.setCurrentRow(summary);
-    EXPECT_TRUE(model.notice().contains("12,408 more files")) << model.notice().toStdString();
+    EXPECT_TRUE(model.notice().startsWith("12,408 files directly in “")) << model.notice().toStdString();
+    EXPECT_TRUE(model.notice().endsWith("Open this to load more files."));
     model.toggleMark(summary);
     EXPECT_TRUE(session.driver.selectedForDeletion().empty());
     EXPECT_EQ(model.notice(), QString::fromStdString(mark_texts::aggregateCannotBeMarked));

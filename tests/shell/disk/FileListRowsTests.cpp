@@ -188,7 +188,7 @@ TEST(FileListRows, anUpdateAfterTheTreeChanged_showsTheChange_onceToldOfIt) {
     EXPECT_EQ(rows.rows().size(), 4u);
 }
 
-TEST(FileListRows, summaries_areNoticedInTheFolderAndOneLevelBelow) {
+TEST(FileListRows, summaries_areNoticedAtAnyDepth) {
     const auto summary = [] { return FileNode::makeAggregate(FileNode::SummaryOrigin::index, 1, 1); };
     const auto holds = [](const FileNode::Pointer& root) {
         FileListRows rows;
@@ -197,8 +197,42 @@ TEST(FileListRows, summaries_areNoticedInTheFolderAndOneLevelBelow) {
     };
     EXPECT_TRUE(holds(tree({summary()})));
     EXPECT_TRUE(holds(tree({folder("summarized", {summary()})})));
+    EXPECT_TRUE(holds(tree({file("a", 1), folder("one", {folder("two", {folder("three", {summary()})})})})));
     EXPECT_FALSE(holds(tree({folder("plain", {file("a", 1)}), file("b", 2)})));
     EXPECT_FALSE(holds(nullptr));
+
+    // As deep as a tree may be, with the summary at its end and without.
+    const auto root = tree({});
+    FileNode::Pointer last = root;
+    for (int depth = 0; depth < 100'000; ++depth) {
+        const auto next = FileNode::makeDirectory("d");
+        last->appendChild(next);
+        last = next;
+    }
+    EXPECT_FALSE(holds(root));
+    last->appendChild(summary());
+    EXPECT_TRUE(holds(root));
+}
+
+TEST(FileListRows, whatIsLookedThrough_isCountedBesideWhatThereIs) {
+    using Looked = FileListRows::Looked;
+    const auto root = tree(
+        {file("a", 1), FileNode::makeAggregate(FileNode::SummaryOrigin::scan, 5, 40), file("b", 1),
+         folder("inner", {file("c", 1), FileNode::makeAggregate(FileNode::SummaryOrigin::index, 5, 500)})});
+    FileListRows rows;
+    rows.setRoot(root);
+    rows.update({}, today);
+    EXPECT_EQ(rows.looked(), (Looked{.loadedFiles = 2, .allFiles = 42}));
+    rows.update({.searchText = "nowhere"}, today);
+    EXPECT_EQ(rows.looked(), (Looked{.loadedFiles = 2, .allFiles = 42}));
+    rows.update({.searchText = "nowhere", .searchSubfolders = true}, today);
+    EXPECT_EQ(rows.looked(), (Looked{.loadedFiles = 3, .allFiles = 543}));
+    rows.setRoot(tree({file("a", 1)}));
+    rows.update({}, today);
+    EXPECT_EQ(rows.looked(), (Looked{.loadedFiles = 1, .allFiles = 1}));
+    rows.setRoot(nullptr);
+    rows.update({}, today);
+    EXPECT_EQ(rows.looked(), Looked{});
 }
 
 TEST(FileListRows, namesPreparedInSlices_giveTheSameOrderAndNoOtherRows) {

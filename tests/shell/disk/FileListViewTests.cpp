@@ -24,6 +24,7 @@ namespace {
 using test::FileListTest;
 using test::namesOf;
 using test::rowNamed;
+using test::textOf;
 
 using Names = std::vector<std::string>;
 
@@ -143,7 +144,25 @@ TEST_F(FileListViewTest, theEmptyStatesButton_bringsTheRowsBack) {
         QTest::qWaitFor([&] { return find("emptyAction") && find("emptyAction")->width() > 0; }, 60'000));
     click("emptyAction");
     EXPECT_EQ(model->count(), 4);
+    EXPECT_TRUE(list()->hasActiveFocus()) << "the button that had the keyboard is gone";
     EXPECT_EQ(find("searchField")->property("text"), "");
+}
+
+TEST_F(FileListViewTest, whereNothingLoadedMatches_moreIsLoadedByKeys_andTheKeyboardIsInTheList) {
+    const FileNode::Pointer root = session.driver.scanResult()->rootNode;
+    root->removeChild(*model->node(rowNamed(*model, "letter.pdf")));
+    session.addSummary(20'480, 1);
+    click("searchField");
+    type("letter");
+    ASSERT_EQ(model->count(), 0);
+    ASSERT_NE(find("loadMore"), nullptr);
+    EXPECT_EQ(find("emptyTitle")->property("text").toString(), file_list_texts::nothingLoadedMatchesTitle);
+    find("loadMore")->forceActiveFocus(Qt::TabFocusReason);
+    key(Qt::Key_Return);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return model->count() == 1; }, 60'000));
+    EXPECT_EQ(namesOf(*model), Names{"letter.pdf"});
+    EXPECT_EQ(find("loadMore"), nullptr);
+    EXPECT_TRUE(list()->hasActiveFocus());
 }
 
 TEST_F(FileListViewTest, theSizeChoice_isMadeByKeys) {
@@ -266,6 +285,26 @@ TEST_F(FileListViewTest, thePointer_lightsTheArc_andTheMapLightsTheRow) {
     EXPECT_FALSE(itemOfRow(2)->property("isHovered").toBool());
 }
 
+TEST_F(FileListViewTest, thePointerOnAShare_saysOfWhichFolderItIsAShare_andTheRowStaysLit) {
+    clickRow("photos");
+    key(Qt::Key_Return);
+    const int row = rowNamed(*model, "one.jpg");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return itemOfRow(row) != nullptr; }, 60'000));
+    QQuickItem* const figure = itemOfRow(row)->findChild<QQuickItem*>("shareFigure");
+    ASSERT_NE(figure, nullptr);
+    ASSERT_EQ(figure->property("text"), "60.0%");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return figure->width() > 0; }, 60'000));
+    QTest::mouseMove(view.get(), middle(find("searchField")));
+    QTest::mouseMove(view.get(), middle(figure));
+    const auto toolTip = [&] { return itemOfRow(row)->findChild<QObject*>("rowToolTip"); };
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return toolTip() != nullptr && toolTip()->property("opened").toBool(); }, 60'000));
+    EXPECT_EQ(toolTip()->property("text").toString(), "60.0% of “photos”");
+    EXPECT_EQ(session.driver.hoveredNode(), model->node(row));
+    QTest::mouseMove(view.get(), middle(find("searchField")));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return toolTip() == nullptr; }, 60'000));
+}
+
 TEST_F(FileListViewTest, theMenu_marksAndUnmarks) {
     clickRow("photos", Qt::RightButton);
     ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuMark") != nullptr; }, 60'000));
@@ -328,13 +367,64 @@ TEST_F(FileListViewTest, whereItIsNarrow_itemsAndTypeGiveWay_andNothingStandsOut
     };
     widthsFit();
     EXPECT_NE(find("headerType"), nullptr);
+    EXPECT_EQ(find("hiddenColumns"), nullptr);
     view->resize(450, 560);
     ASSERT_TRUE(QTest::qWaitFor([&] { return find("headerType") == nullptr; }, 60'000));
     EXPECT_NE(find("headerItems"), nullptr);
+    EXPECT_NE(find("hiddenColumns"), nullptr);
     widthsFit();
     view->resize(340, 560);
     ASSERT_TRUE(QTest::qWaitFor([&] { return find("headerItems") == nullptr; }, 60'000));
     widthsFit();
+}
+
+TEST_F(FileListViewTest, whatIsHiddenWhereItIsNarrow_isSortedByAndReadByKeys) {
+    open(QSize(340, 560));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("headerItems") == nullptr; }, 60'000));
+    list()->forceActiveFocus(Qt::TabFocusReason);
+    key(Qt::Key_Home);
+    ASSERT_EQ(currentName(), "film.mov");
+    EXPECT_EQ(find("listDetails")->property("text").toString(),
+              "Video · " + textOf(*model, 0, FileListModel::ShareOfRole));
+    key(Qt::Key_Down);
+    ASSERT_EQ(currentName(), "photos");
+    EXPECT_EQ(find("listDetails")->property("text").toString(),
+              "Folder · 2 items · " + textOf(*model, 1, FileListModel::ShareOfRole));
+
+    find("hiddenColumns")->forceActiveFocus(Qt::TabFocusReason);
+    key(Qt::Key_Return);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("sortByType") != nullptr; }, 60'000));
+    EXPECT_NE(find("sortByItems"), nullptr);
+    key(Qt::Key_Down);
+    key(Qt::Key_Down);
+    key(Qt::Key_Return);
+    EXPECT_EQ(model->sortColumn(), FileListModel::Type);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("sortByType") == nullptr; }, 60'000));
+    EXPECT_TRUE(find("hiddenColumns")->hasActiveFocus());
+
+    // Where there is room for it the column is there, and its menu item and the line are gone.
+    view->resize(450, 560);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("headerItems") != nullptr; }, 60'000));
+    click("hiddenColumns");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("sortByType") != nullptr; }, 60'000));
+    EXPECT_EQ(find("sortByItems"), nullptr);
+    key(Qt::Key_Escape);
+    view->resize(720, 560);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("headerType") != nullptr; }, 60'000));
+    EXPECT_EQ(find("hiddenColumns"), nullptr);
+    EXPECT_EQ(find("listDetails"), nullptr);
+}
+
+TEST_F(FileListViewTest, thePointer_readsWhatIsHidden) {
+    open(QSize(340, 560));
+    const int photos = rowNamed(*model, "photos");
+    QTest::mouseMove(view.get(), middle(find("searchField")));
+    QTest::mouseMove(view.get(), itemOfRow(photos)->mapToScene(QPointF(60, 10)).toPoint());
+    const auto toolTip = [&] { return itemOfRow(photos)->findChild<QObject*>("rowToolTip"); };
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return toolTip() != nullptr && toolTip()->property("opened").toBool(); }, 60'000));
+    EXPECT_EQ(toolTip()->property("text").toString(),
+              "Folder · 2 items · " + textOf(*model, photos, FileListModel::ShareOfRole));
 }
 
 TEST_F(FileListViewTest, whereItIsLow_theFiltersFoldAway_andComeOnDemand) {

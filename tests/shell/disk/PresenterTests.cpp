@@ -248,6 +248,9 @@ TEST_F(PresenterTest, theVolumeIsReadOffTheMainThreadAndItsShareIsBounded) {
     EXPECT_EQ(presenter_.volumeFreeText(), "150 GB");
     EXPECT_EQ(presenter_.volumeTotalText(), "500 GB");
     EXPECT_NEAR(presenter_.volumeUsedShare(), 0.7, 1e-9);
+    EXPECT_EQ(presenter_.volumeReservedText(), "");
+    EXPECT_EQ(presenter_.volumeReservedShare(), 0);
+    EXPECT_EQ(presenter_.volumeSpokenText(), "Startup Disk: 350 GB used, 150 GB free, of 500 GB");
 
     capacity_ = {.total = 10, .available = 20};  // what a confused system may say
     QSignalSpy changed(&presenter_, &DiskSpacePresenter::volumeChanged);
@@ -259,6 +262,37 @@ TEST_F(PresenterTest, theVolumeIsReadOffTheMainThreadAndItsShareIsBounded) {
     presenter_.refreshVolume();
     ASSERT_TRUE(changed.wait(60'000));
     EXPECT_FALSE(presenter_.hasVolume());
+}
+
+TEST_F(PresenterTest, whatTheFileSystemKeepsBackIsNeitherUsedNorFree) {
+    QSignalSpy changed(&presenter_, &DiskSpacePresenter::volumeChanged);
+    const auto read = [&](const VolumeCapacity& capacity) {
+        capacity_ = capacity;
+        presenter_.refreshVolume();
+        return changed.wait(60'000);
+    };
+    ASSERT_TRUE(read({.total = 500'000'000'000, .available = 150'000'000'000, .free = 175'000'000'000}));
+    EXPECT_EQ(presenter_.volumeUsedText(), "325 GB");
+    EXPECT_EQ(presenter_.volumeReservedText(), "25 GB");
+    EXPECT_EQ(presenter_.volumeFreeText(), "150 GB");
+    EXPECT_NEAR(presenter_.volumeUsedShare(), 0.65, 1e-9);
+    EXPECT_NEAR(presenter_.volumeReservedShare(), 0.05, 1e-9);
+    EXPECT_EQ(presenter_.volumeSpokenText(),
+              "Startup Disk: 325 GB used, 25 GB reserved, 150 GB free, of 500 GB");
+
+    // What a confused system may say.
+    ASSERT_TRUE(read({.total = 100, .available = 40, .free = 30}));
+    EXPECT_NEAR(presenter_.volumeUsedShare(), 0.6, 1e-9);
+    EXPECT_EQ(presenter_.volumeReservedShare(), 0);
+    ASSERT_TRUE(read({.total = 100, .available = 40, .free = 300}));
+    EXPECT_EQ(presenter_.volumeUsedShare(), 0);
+    EXPECT_NEAR(presenter_.volumeReservedShare(), 0.6, 1e-9);
+    ASSERT_TRUE(read({.total = 100, .available = -40, .free = -30}));
+    EXPECT_EQ(presenter_.volumeUsedShare(), 1);
+    EXPECT_EQ(presenter_.volumeReservedShare(), 0);
+    ASSERT_TRUE(read({.total = 0, .available = 0, .free = 0}));
+    EXPECT_EQ(presenter_.volumeUsedShare(), 0);
+    EXPECT_EQ(presenter_.volumeReservedShare(), 0);
 }
 
 TEST(ActivityLevel, risesByPowersOfTenFromRestToFull) {

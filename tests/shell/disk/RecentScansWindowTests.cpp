@@ -103,17 +103,83 @@ TEST_F(RecentScansWindowTest, aCancelledScanIsNotListed) {
     EXPECT_EQ(roots(), Names({"a"}));
 }
 
-TEST_F(RecentScansWindowTest, aRemovalChangesTheMapAndNotTheList) {
+TEST_F(RecentScansWindowTest, aCancelledScanOffersTheSavedMapAgain) {
+    tree_.file("a/file");
+    tree_.file("b/file");
+    startAfterFirstRun();
+    ASSERT_TRUE(scan(tree_.path("a")));
+    driver().scanFolder(tree_.path("b"));
+    driver().cancelScan();
+    ASSERT_TRUE(eventually([this] { return isShown("Scan was cancelled"); }));
+    EXPECT_TRUE(view().diskSpace()->canReturnToMap());
+    EXPECT_TRUE(isShown("Back to Map"));
+    find("Show Saved Map")->forceActiveFocus(Qt::TabFocusReason);
+    key(Qt::Key_Return);
+    ASSERT_TRUE(isMapped("a"));
+    EXPECT_EQ(view().diskSpace()->page(), DiskSpaceTab::Page::Result);
+    EXPECT_EQ(window_->title(), "a — Larkfold");
+    EXPECT_FALSE(isShown("Scan was cancelled"));
+    EXPECT_NE(window_->activeFocusItem(), nullptr);
+}
+
+TEST_F(RecentScansWindowTest, aScanThatFailedWithoutASavedMapOffersNone) {
+    startWith({"a"});
+    driver().scanFolder(tree_.path("a"));
+    driver().cancelScan();
+    ASSERT_TRUE(eventually([this] { return isShown("Scan was cancelled"); }));
+    EXPECT_FALSE(isShown("Show Saved Map"));
+    EXPECT_FALSE(view().diskSpace()->canReturnToMap());
+}
+
+TEST_F(RecentScansWindowTest, aRemovalTakesItsFiguresToTheListAndKeepsTheRest) {
     tree_.fileOfSize("films/one", 3'000'000);
     tree_.fileOfSize("films/two", 3'000'000);
     startAfterFirstRun();
     ASSERT_TRUE(scan(tree_.path("films")));
-    const std::vector<ScanHistoryEntry> before = view().historyManager().history();
+    const ScanHistoryEntry before = view().historyManager().history()[0];
     driver().toggleSelection(driver().scanResult()->rootNode->children()[0]);
     driver().deleteSelected(true);
     ASSERT_TRUE(eventually([this] { return !driver().isDeleting(); }));
-    EXPECT_EQ(driver().scanResult()->totalFiles, 1);
-    EXPECT_EQ(view().historyManager().history(), before);
+    ASSERT_EQ(driver().scanResult()->totalFiles, 1);
+    ScanHistoryEntry expected = before;
+    expected.totalFiles = 1;
+    expected.totalSize = driver().scanResult()->totalSize;
+    EXPECT_LT(expected.totalSize, before.totalSize);
+    EXPECT_EQ(view().historyManager().history(), std::vector<ScanHistoryEntry>({expected}));
+    showStartPage();
+    EXPECT_TRUE(isShown("1 file"));
+}
+
+TEST_F(RecentScansWindowTest, aRefreshTakesItsFiguresToTheListAlsoAfterARestart) {
+    startWith({"a", "b"});
+    focusList();
+    key(Qt::Key_End);
+    key(Qt::Key_Return);
+    ASSERT_TRUE(isMapped("b"));
+    ASSERT_EQ(roots(), Names({"b", "a"}));
+    const auto refresh = [this] {
+        driver().refreshIndex(true);
+        return eventually([this] { return !driver().isScanning(); }) && !driver().error();
+    };
+    const ScanHistoryEntry before = view().historyManager().history()[0];
+    tree_.file("b/more");
+    ASSERT_TRUE(refresh());
+    EXPECT_EQ(view().historyManager().history()[0].totalFiles, 2);
+    EXPECT_EQ(view().historyManager().history()[0].bookmarkData, before.bookmarkData);
+    EXPECT_EQ(view().historyManager().history()[0].scanDuration, before.scanDuration);
+    EXPECT_GE(view().historyManager().history()[0].scanDate, before.scanDate);
+
+    engine_.reset();
+    app_.reset();
+    start();
+    ASSERT_TRUE(isMapped("b"));
+    EXPECT_EQ(view().historyManager().history()[0].totalFiles, 2);
+    tree_.file("b/still more");
+    ASSERT_TRUE(refresh());
+    EXPECT_EQ(view().historyManager().history()[0].totalFiles, 3);
+    EXPECT_EQ(view().historyManager().history()[0].bookmarkData, before.bookmarkData);
+    EXPECT_EQ(view().historyManager().history()[0].scanDuration, before.scanDuration);
+    EXPECT_EQ(roots(), Names({"b", "a"}));
 }
 
 TEST_F(RecentScansWindowTest, returnScansTheChosenRowAgainAndItComesToTheFront) {

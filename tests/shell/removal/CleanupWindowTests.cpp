@@ -372,6 +372,22 @@ TEST_F(CleanupWindowTest, aMarkThatIsTakenBackIsToldInThePage) {
     EXPECT_TRUE(eventually([this] { return driver().markNotice().isEmpty(); }));
 }
 
+TEST_F(CleanupWindowTest, marksThatARefreshTookBackAreOfferedAgainInThePage) {
+    scannedWithAGateThatTells();
+    markTheFirstTwoByKeys();
+    ASSERT_EQ(driver().selectedForDeletion().size(), 2U);
+    driver().refreshIndex(true);
+    ASSERT_TRUE(eventually([this] { return !driver().isScanning(); }));
+    ASSERT_TRUE(eventually([this] { return isShown("The refresh took back 2 marks."); }));
+    EXPECT_TRUE(isShown("All of them can be set again."));
+    EXPECT_TRUE(driver().selectedForDeletion().empty());
+    find("Mark Again")->forceActiveFocus(Qt::TabFocusReason);
+    key(Qt::Key_Return);
+    EXPECT_EQ(driver().selectedForDeletion().size(), 2U);
+    EXPECT_TRUE(eventually([this] { return !isShown("Mark Again"); }));
+    EXPECT_TRUE(hasFocus("fileList")) << focusName().toStdString();
+}
+
 TEST_F(CleanupWindowTest, whatCannotBeMarkedInTheMapSaysWhyInThePage) {
     scannedWithAGateThatTells();
     driver().toggleSelection(driver().scanResult()->rootNode);

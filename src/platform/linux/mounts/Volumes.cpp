@@ -10,6 +10,7 @@
 #include <set>
 
 #include "platform/Path.h"
+#include "platform/SaturatingSum.h"
 #include "platform/linux/calls/CallWithTimeout.h"
 #include "platform/linux/calls/SystemCalls.h"
 #include "platform/linux/mounts/MountTable.h"
@@ -26,6 +27,7 @@ struct Answer {
     int error = 0;
     std::int64_t total = 0;
     std::int64_t available = 0;
+    std::int64_t free = 0;
 };
 
 std::int64_t bytes(std::uint64_t blocks, std::uint64_t blockSize) {
@@ -44,7 +46,8 @@ std::optional<Answer> capacityAt(const std::string& path) {
             return Answer{.error = errno};
         }
         return Answer{.total = bytes(values.f_blocks, values.f_frsize),
-                      .available = bytes(values.f_bavail, values.f_frsize)};
+                      .available = bytes(values.f_bavail, values.f_frsize),
+                      .free = bytes(values.f_bfree, values.f_frsize)};
     });
 }
 
@@ -68,8 +71,12 @@ std::vector<std::string> startupDiskPlaces() {
     return places;
 }
 
+VolumeCapacity capacityOf(const Answer& answer) {
+    return {.total = answer.total, .available = answer.available, .free = answer.free};
+}
+
 VolumeCapacity capacityOfStartupDisk() {
-    VolumeCapacity sum{.total = 0, .available = 0};
+    Answer sum;
     for (const std::string& place : startupDiskPlaces()) {
         const std::optional<Answer> answer = capacityAt(place);
         if (answer && answer->error == EACCES && place != "/") {
@@ -78,11 +85,12 @@ VolumeCapacity capacityOfStartupDisk() {
         if (!answer || answer->error != 0) {
             return {};  // a sum with a part missing would be wrong without looking so
         }
-        *sum.total += answer->total;
-        *sum.available += answer->available;
+        sum.total = saturatingSum(sum.total, answer->total);
+        sum.available = saturatingSum(sum.available, answer->available);
+        sum.free = saturatingSum(sum.free, answer->free);
     }
     // No file system at all means that the list of mounts could not be read.
-    return *sum.total == 0 ? VolumeCapacity{} : sum;
+    return sum.total == 0 ? VolumeCapacity{} : capacityOf(sum);
 }
 
 }  // namespace
@@ -95,7 +103,7 @@ VolumeCapacity volumeCapacity(const std::string& path) {
     if (!answer || answer->error != 0) {
         return {};
     }
-    return {.total = answer->total, .available = answer->available};
+    return capacityOf(*answer);
 }
 
 std::optional<std::string> volumeName(const std::string& path) {

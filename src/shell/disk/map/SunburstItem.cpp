@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "platform/qt/PathText.h"
+#include "shell/disk/SummaryTexts.h"
 #include "shell/disk/map/SunburstTexts.h"
 #include "shell/kit/FigureTexts.h"
 
@@ -54,6 +55,7 @@ void SunburstItem::setDriver(DiskScannerViewModel* driver) {
         connect(driver_, &DiskScannerViewModel::selectedForDeletionChanged, this, &SunburstItem::noteMarks);
         connect(driver_, &DiskScannerViewModel::hoveredNodeChanged, this, &SunburstItem::centerChanged);
         connect(driver_, &DiskScannerViewModel::selectedNodeChanged, this, &SunburstItem::summaryChanged);
+        connect(driver_, &DiskScannerViewModel::hasSavedIndexChanged, this, &SunburstItem::summaryChanged);
     }
     emit driverChanged();
     emit summaryChanged();
@@ -134,7 +136,7 @@ QString SunburstItem::summaryTitle() const {
 
 QString SunburstItem::summaryExplanation() const {
     const FileNode::Pointer node = driver_ ? driver_->selectedNode() : nullptr;
-    return node ? texts::summaryExplanation(*node) : QString();
+    return node ? texts::summaryExplanation(*node, driver_->hasSavedIndex()) : QString();
 }
 
 void SunburstItem::dismissSummary() {

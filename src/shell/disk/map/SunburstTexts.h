@@ -9,9 +9,9 @@ namespace larkfold::texts {
 
 // "{n} items", the number of a folder's children; empty for anything else.
 QString itemCount(const FileNode& node);
-// What a summary leaf stands for; empty for anything else.
+// What a summary leaf is called; empty for anything else. What it stands for says
+// `texts::summaryExplanation`.
 QString summaryTitle(const FileNode& node);
-QString summaryExplanation(const FileNode& node);
 // One arc for a screen reader: name, size, share of the folder on display, what it is, whether it is marked.
 QString arcDescription(const FileNode& node, const FileNode& currentRoot, bool isMarked);
 

@@ -319,7 +319,8 @@ TEST_F(SunburstViewTest, summaryLeafIsExplainedOnAClickAndCannotBeMarked) {
     EXPECT_EQ(driver_.selectedNode(), summary);
     EXPECT_TRUE(item("summaryNote")->isVisible());
     EXPECT_TRUE(map_->summaryTitle().startsWith("Other scanned files"));
-    EXPECT_TRUE(map_->summaryExplanation().contains("files in and below"));
+    EXPECT_TRUE(map_->summaryExplanation().startsWith("18,204 files directly in “"))
+        << map_->summaryExplanation().toStdString();
     map_->dismissSummary();
     EXPECT_FALSE(item("summaryNote")->isVisible());
 }
