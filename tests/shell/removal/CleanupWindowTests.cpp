@@ -399,9 +399,24 @@ TEST_F(CleanupWindowTest, theBannerTellsAssistiveTechnologyAndGoesWhenItIsClosed
 
     // It stays over a change of tabs, and covers nothing.
     view().setSelectedTab(5);
+    EXPECT_TRUE(isShown("2 items moved to Trash · 0 skipped or failed"));
+    EXPECT_FALSE(isShown("View history")) << "it is on screen";
+    view().setSelectedTab(0);
     EXPECT_TRUE(isShown("View history"));
-    click("Close");
+    click("View history");
     EXPECT_TRUE(isClosed("View history"));
+    EXPECT_TRUE(view().historyIsOnScreen());
+    EXPECT_TRUE(eventually([this] {
+        for (QQuickItem* item = window_->activeFocusItem(); item != nullptr; item = item->parentItem()) {
+            if (item->inherits("QQuickListView")) {
+                return true;
+            }
+        }
+        return false;
+    })) << "the keyboard is in the history: "
+        << focusName().toStdString();
+    click("Close");
+    EXPECT_TRUE(isClosed("2 items moved to Trash · 0 skipped or failed"));
 }
 
 TEST_F(CleanupWindowTest, aRemovalUnderWayTellsHowFarItIsAndCanBeCancelledFromEveryTab) {
