@@ -38,6 +38,14 @@ std::string takenBackWithTheFolder() {
            "it again. Nothing was removed.";
 }
 
+std::string takenBackByLoading(std::size_t count, const std::string& name) {
+    return (count == 1 ? std::string("One mark in “")
+                       : groupedCount(static_cast<std::int64_t>(count)) + " marks in “") +
+           name + (count == 1 ? "” was" : "” were") +
+           " taken back: the folder was filled in from the saved scan. What lies in it can be marked "
+           "again. Nothing was removed.";
+}
+
 std::string notChecked(const std::string& reason) {
     return "Not checked: " + reason +
            " It is checked again when it is to be removed, and stays if it cannot be checked then either.";

@@ -2,6 +2,7 @@
 // nothing was lost. Pure, safe from any thread.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,8 @@ inline const std::string unknownRoot =
 std::string takenBack(const std::vector<std::string>& names);
 // Of all marks, since another folder stands in the place of the scanned one.
 std::string takenBackWithTheFolder();
+// Of marks in a folder that was filled in from the saved scan; `name` is the folder's display name.
+std::string takenBackByLoading(std::size_t count, const std::string& name);
 // Why an item of the review could not be checked beforehand.
 std::string notChecked(const std::string& reason);
 

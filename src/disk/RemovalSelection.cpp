@@ -10,6 +10,18 @@
 
 namespace larkfold {
 
+namespace {
+
+bool isBelow(const FileNode& node, const FileNode& folder) {
+    FileNode::Pointer above = node.parent();
+    while (above && above.get() != &folder) {
+        above = above->parent();
+    }
+    return above != nullptr;
+}
+
+}  // namespace
+
 RemovalSelection::RemovalSelection(MainQueue& mainQueue, QObject* parent)
     : QObject(parent), mainQueue_(mainQueue), context_(mainQueue, "removal-review") {}
 
@@ -93,7 +105,8 @@ void RemovalSelection::toggle(const FileNode::Pointer& node) {
         return;
     }
     if (auto refusal = whyNotMarked(*node)) {
-        setNotice(std::move(refusal));
+        notice_ = std::move(refusal);
+        emit noticeChanged();  // also the same one once more: the user has asked again
         return;
     }
     setNotice(std::nullopt);
@@ -131,6 +144,23 @@ void RemovalSelection::keepOnly(const std::vector<FileNode::Pointer>& nodes) {
     marks_.clear();
     for (const FileNode::Pointer& node : nodes) {
         marks_.insert(node);
+    }
+}
+
+std::size_t RemovalSelection::eraseBelow(const FileNode& folder) {
+    std::size_t erased = 0;
+    for (const FileNode::Pointer& node : marks_.nodes()) {
+        if (isBelow(*node, folder)) {
+            marks_.erase(node->id());
+            ++erased;
+        }
+    }
+    return erased;
+}
+
+void RemovalSelection::dropBelow(const FileNode& folder) {
+    if (const std::size_t dropped = eraseBelow(folder); dropped > 0) {
+        setNotice(mark_texts::takenBackByLoading(dropped, displayText(folder.name())));
     }
 }
 
@@ -261,6 +291,40 @@ std::shared_ptr<const RemovalReview> RemovalSelection::reviewOrMarks() const {
         review->nodes.push_back(marked[position].second);
     }
     return review;
+}
+
+ReviewRequest::Proposal RemovalSelection::proposal(
+    std::function<void(bool, std::shared_ptr<const RemovalReview>)> onConfirm) {
+    // What is confirmed is what is shown, whatever is marked or changed by then.
+    const auto shown = std::make_shared<std::shared_ptr<const RemovalReview>>(review_);
+    return {.shown = review_->shown,
+            .options = {.notice = notice_.value_or(std::string())},
+            .onConfirm = [shown, onConfirm = std::move(onConfirm)](
+                             bool permanently) { onConfirm(permanently, *shown); },
+            .drop =
+                [this, shown](const std::string& url) {
+                    *shown = without(**shown, url);
+                    return (*shown)->shown;
+                }};
+}
+
+// What was marked below an item was not shown: with the item gone it must not come to light unseen.
+std::shared_ptr<const RemovalReview> RemovalSelection::without(const RemovalReview& review,
+                                                               const std::string& url) {
+    const auto rest = std::make_shared<RemovalReview>(review);
+    const auto& items = review.shown->items;
+    const auto found = std::ranges::find(items, url, &CleanupPreviewItem::url);
+    if (found == items.end()) {
+        return rest;
+    }
+    const FileNode::Pointer node = review.nodes[static_cast<std::size_t>(found - items.begin())];
+    rest->shown = CleanupReview::without(*review.shown, static_cast<std::size_t>(found - items.begin()));
+    rest->nodes.erase(rest->nodes.begin() + (found - items.begin()));
+    marks_.erase(node->id());
+    eraseBelow(*node);
+    review_ = rest;
+    emit changed();
+    return rest;
 }
 
 }  // namespace larkfold

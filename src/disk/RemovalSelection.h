@@ -7,7 +7,9 @@
 #pragma once
 
 #include <QObject>
+#include <cstddef>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
@@ -21,6 +23,7 @@
 #include "disk/ScanScope.h"
 #include "platform/SerialContext.h"
 #include "platform/UUID.h"
+#include "removal/ReviewRequest.h"
 
 namespace larkfold {
 
@@ -54,6 +57,7 @@ public:
     // By what is known of the map, without a look at the disk: a sentence for the user; nothing where the
     // node can be marked.
     std::optional<std::string> whyNotMarked(const FileNode& node) const;
+    // Where it cannot be marked, `notice` tells why, and `noticeChanged` comes each time.
     void toggle(const FileNode::Pointer& node);
     void clear();
     // False while the disk is still to be asked about marks that were set.
@@ -73,6 +77,10 @@ public:
     // The review that was prepared; without one what is marked and still in the tree, in the order of the
     // paths and not yet checked.
     std::shared_ptr<const RemovalReview> reviewOrMarks() const;
+    // The review that was prepared, for the sheet. The user may take items out of it, which takes the marks
+    // on them and below them away; `onConfirm` gets what was shown in the end. Belongs to this selection.
+    ReviewRequest::Proposal proposal(
+        std::function<void(bool permanently, std::shared_ptr<const RemovalReview> confirmed)> onConfirm);
 
     // For the end of a removal, and for a tree that was changed. None of these signals: whoever changes the
     // tree tells of it when all of it is changed.
@@ -80,6 +88,9 @@ public:
     void erase(const FileNode& node) { marks_.erase(node.id()); }
     void keepOnly(const std::vector<FileNode::Pointer>& nodes);
     void recount() { marks_.recount(); }
+    // Takes back what is marked below a folder whose children are about to be replaced; `notice` tells how
+    // much.
+    void dropBelow(const FileNode& folder);
 
 signals:
     void changed();
@@ -94,6 +105,8 @@ private:
     void awaitRules();
     void checkMarks();
     void takeBack(const std::vector<FileNode::Pointer>& nodes, bool isAnotherFolder);
+    std::shared_ptr<const RemovalReview> without(const RemovalReview& review, const std::string& url);
+    std::size_t eraseBelow(const FileNode& folder);
     void takeReview(Outcome<RemovalReviewPreparation::Prepared> outcome);
 
     MainQueue& mainQueue_;

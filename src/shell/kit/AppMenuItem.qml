@@ -8,17 +8,22 @@ T.MenuItem {
 
     // What to show as the shortcut where it is handled elsewhere; otherwise the action's own.
     property string shortcutText: ""
+    // Why it cannot be chosen, below the title; empty where there is nothing to say.
+    property string reason: ""
 
-    implicitWidth: leftPadding + rightPadding + title.implicitWidth + (keys.visible ? keys.implicitWidth + Theme.space6 : 0)
-    implicitHeight: Math.max(Theme.minimumTarget, title.implicitHeight + Theme.space2)
+    readonly property int reasonWidth: 260 * Theme.typeScale
+
+    implicitWidth: leftPadding + rightPadding + Math.max(title.implicitWidth + (keys.visible ? keys.implicitWidth + Theme.space6 : 0),
+                                                         reason.length > 0 ? reasonWidth : 0)
+    implicitHeight: Math.max(Theme.minimumTarget, words.implicitHeight + Theme.space2)
     leftPadding: Theme.space2 + (glyph.visible ? Theme.iconSmall + Theme.space2 : Theme.space1)
     rightPadding: Theme.space3
-    opacity: enabled ? 1 : 0.4
     font.pixelSize: Theme.sizeBody
     hoverEnabled: true
 
     Accessible.role: Accessible.MenuItem
     Accessible.name: text
+    Accessible.description: reason
     Accessible.onPressAction: control.activate()
 
     // What a click does, for assistive technology: the toolkit triggers an action of the item for a pointer alone.
@@ -29,21 +34,42 @@ T.MenuItem {
         clicked();
     }
 
+    // What cannot be chosen steps back; the reason stays as clear as any text.
+    readonly property real dimming: enabled ? 1 : 0.4
+
     contentItem: Item { // qmllint disable deferred-property-id
-        Text {
-            id: title
+        Column {
+            id: words
             anchors.verticalCenter: parent.verticalCenter
-            text: control.text
-            font: control.font
-            color: control.highlighted ? Theme.textOnAccent : Theme.text
-            textFormat: Text.PlainText
+            width: parent.width
+            spacing: 2
+
+            Text {
+                id: title
+                opacity: control.dimming
+                text: control.text
+                font: control.font
+                color: control.highlighted ? Theme.textOnAccent : Theme.text
+                textFormat: Text.PlainText
+            }
+            Text {
+                objectName: "menuReason"
+                visible: text.length > 0
+                width: parent.width
+                text: control.reason
+                font.pixelSize: Theme.sizeCaption
+                color: control.highlighted ? Theme.textOnAccent : Theme.textSecondary
+                wrapMode: Text.Wrap
+                textFormat: Text.PlainText
+            }
         }
         Text {
             id: keys
-            anchors.verticalCenter: parent.verticalCenter
+            y: words.y
             anchors.right: parent.right
             visible: text.length > 0
-            text: control.shortcutText
+            opacity: control.dimming
+            text: Words.keys(control.shortcutText)
             font: control.font
             color: control.highlighted ? Theme.textOnAccent : Theme.textSecondary
             textFormat: Text.PlainText
@@ -63,6 +89,7 @@ T.MenuItem {
         x: Theme.space3
         anchors.verticalCenter: parent.verticalCenter
         visible: name.length > 0 || control.checkable
+        opacity: control.dimming
         name: control.checkable ? (control.checked ? "check" : "") : control.icon.name
         color: control.highlighted ? Theme.textOnAccent : Theme.textSecondary
     }

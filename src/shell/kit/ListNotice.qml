@@ -8,6 +8,8 @@ Rectangle {
 
     required property string text
     property bool dismissible: true
+    // Whether a screen reader is told as it appears; not where an `Announcement` says it.
+    property bool announces: true
 
     signal dismissed()
 
@@ -36,7 +38,7 @@ Rectangle {
             text: notice.text
             wrapMode: Text.Wrap
             font.pixelSize: Theme.sizeCaption
-            Accessible.role: Accessible.AlertMessage
+            Accessible.role: notice.announces ? Accessible.AlertMessage : Accessible.Note
         }
         AppIconButton {
             visible: notice.dismissible
