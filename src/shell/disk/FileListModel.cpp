@@ -148,8 +148,9 @@ QVariant FileListModel::data(const QModelIndex& index, int role) const {
         case SpokenTextRole:
             return spokenText(node);
         case IsDirectoryRole:
-        case CanOpenRole:
             return node.isDirectory();
+        case CanOpenRole:
+            return node.isDirectory() || (node.isAggregate() && driver_ && driver_->hasSavedIndex());
         case IsAggregateRole:
             return node.isAggregate();
         case IsMarkedRole:
@@ -224,6 +225,8 @@ void FileListModel::setDriver(DiskScannerViewModel* driver) {
                 &FileListModel::followSelectedNode);
         connect(driver_, &DiskScannerViewModel::hoveredNodeChanged, this, &FileListModel::followHoveredNode);
         connect(driver_, &DiskScannerViewModel::selectedForDeletionChanged, this, [this] { marks_.note(); });
+        connect(driver_, &DiskScannerViewModel::hasSavedIndexChanged, this,
+                [this] { refreshRows({CanOpenRole}); });
         connect(driver_, &QObject::destroyed, this, [this] {
             driver_ = nullptr;
             followFolder();
@@ -255,10 +258,14 @@ void FileListModel::followFolder() {
     rows_.update(query_, clock_());
     rowOfNode_.clear();
     endResetModel();
+    if (folder == previous && currentRow_ >= 0 && (!current || rowOf(current.get()) < 0)) {
+        // What had the keyboard is gone, as a summary that was opened: it stays at that place.
+        currentNode_ = node(std::min(currentRow_, count() - 1));
+    }
     settleRows();
     // A row that is gone cannot tell that the pointer left it.
-    if (const FileNode::Pointer hovered = hoveredHere_.lock(); hovered && rowOf(hovered.get()) < 0) {
-        forgetHover();
+    if (driver_ && driver_->hoveredNode() && rowOf(driver_->hoveredNode().get()) < 0) {
+        driver_->clearHoveredNode(this);
     }
 }
 
@@ -543,6 +550,7 @@ QString FileListModel::notice() const {
 void FileListModel::showNotice(const QString& notice) {
     notice_ = notice;
     emit noticeChanged();
+    emit told(notice);
 }
 
 void FileListModel::dismissNotice() {
@@ -560,7 +568,11 @@ void FileListModel::open(int row) {
             driver_->navigateInto(wanted);
         } else {
             setCurrentRow(row);
-            driver_->openSummary(wanted);
+            if (wanted->isAggregate() && !driver_->hasSavedIndex()) {
+                showNotice(file_list_texts::summaryCannotBeOpened);
+            } else {
+                driver_->openSummary(wanted);
+            }
         }
     }
 }
@@ -587,23 +599,13 @@ void FileListModel::toggleMark(int row) {
 
 void FileListModel::hover(int row) {
     if (const FileNode::Pointer pointed = node(row); pointed && driver_) {
-        hoveredHere_ = pointed;
-        driver_->setHoveredNode(pointed);
+        driver_->setHoveredNode(pointed, this);
     }
 }
 
 void FileListModel::leave(int row) {
-    if (node(row) == hoveredHere_.lock()) {
-        forgetHover();
-    }
-}
-
-void FileListModel::forgetHover() {
-    // The map may have lit another one meanwhile.
-    const FileNode::Pointer mine = hoveredHere_.lock();
-    hoveredHere_.reset();
-    if (mine && driver_ && driver_->hoveredNode() == mine) {
-        driver_->setHoveredNode(nullptr);
+    if (driver_ && driver_->hoveredNode() && driver_->hoveredNode() == node(row)) {
+        driver_->clearHoveredNode(this);
     }
 }
 
@@ -615,6 +617,12 @@ bool FileListModel::isMarked(int row) const {
 bool FileListModel::isAggregate(int row) const {
     const FileNode::Pointer wanted = node(row);
     return wanted && wanted->isAggregate();
+}
+
+QString FileListModel::whyNotMarked(int row) const {
+    const FileNode::Pointer wanted = node(row);
+    return wanted && driver_ ? QString::fromStdString(driver_->whyNotMarked(*wanted).value_or(std::string()))
+                             : QString();
 }
 
 void FileListModel::reveal(int row) {

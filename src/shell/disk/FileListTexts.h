@@ -34,6 +34,11 @@ inline const QString summaryExplanation = QStringLiteral(
 inline const QString summaryOfOneExplanation = QStringLiteral(
     "One more file of this folder is counted here. Its size is exact; it is not listed by its name.");
 
+// Why a summary cannot be opened.
+inline const QString summaryCannotBeOpened = QStringLiteral(
+    "The saved scan that would list these files is not there, so they cannot be loaded. Scan the folder by "
+    "itself to see them.");
+
 // Of the preview.
 inline const QString previewEmptyFile = QStringLiteral("This file is empty.");
 inline const QString previewNoPicture =

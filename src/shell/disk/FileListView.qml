@@ -24,6 +24,16 @@ FocusScope {
         driver: view.driver
         onCurrentRowChanged: list.show(rows.currentRow)
         onRowsChanged: contextMenu.close()
+        onTold: sentence => said.say(sentence)
+        onNoticeChanged: {
+            if (rows.notice.length === 0) {
+                said.clear();
+            }
+        }
+    }
+
+    Announcement {
+        id: said
     }
 
     QuickLookDataSource {
@@ -152,6 +162,7 @@ FocusScope {
         ListNotice {
             Layout.fillWidth: true
             text: rows.notice
+            announces: false
             onDismissed: rows.dismissNotice()
         }
     }

@@ -53,14 +53,6 @@ T.Control {
             onDismissed: page.driver.dismissError()
         }
         InlineMessage {
-            visible: page.driver.markNotice.length > 0
-            Layout.fillWidth: true
-            Layout.margins: Theme.space2
-            iconName: "info"
-            text: page.driver.markNotice
-            onDismissed: page.driver.dismissMarkNotice()
-        }
-        InlineMessage {
             visible: page.presenter.capacityNotice.length > 0
             Layout.fillWidth: true
             Layout.margins: Theme.space2

@@ -30,6 +30,8 @@ T.Button {
     Accessible.role: Accessible.Button
     Accessible.name: text
     Accessible.onPressAction: control.activate()
+    // Otherwise the toolkit sets `checked` alone, and nobody hears of it.
+    Accessible.onToggleAction: control.activate()
 
     Keys.onReturnPressed: control.activate()
     Keys.onEnterPressed: control.activate()
