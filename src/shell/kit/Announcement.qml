@@ -1,5 +1,4 @@
 import QtQuick
-import Larkfold.Shell
 
 // Says a sentence to a screen reader, also the same one twice. Not seen: what is said stands in the page as well, under a
 // role that is not read out by itself.
@@ -21,17 +20,20 @@ Item {
     function say(words: string) {
         visible = false;
         sentence = words;
-        Qt.callLater(show);
+        soon.restart();
     }
 
     // What was said does not hold any more.
     function clear() {
+        soon.stop();
         visible = false;
         sentence = "";
     }
 
-    // Only once its name is there.
-    function show() {
-        visible = sentence.length > 0;
+    // It appears only once its name is there.
+    Timer {
+        id: soon
+        interval: 0
+        onTriggered: said.visible = true
     }
 }

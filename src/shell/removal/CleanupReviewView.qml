@@ -33,8 +33,13 @@ AppDialog {
 
     // Where the list has become empty there is nothing in it to stand on.
     function keepKeyboard() {
-        if (review.isOpen) {
-            (review.count > 0 ? list : cancel).forceActiveFocus(Qt.TabFocusReason);
+        if (!review.isOpen) {
+            return;
+        }
+        if (review.count > 0) {
+            list.forceActiveFocus(Qt.TabFocusReason);
+        } else {
+            cancel.forceActiveFocus(Qt.TabFocusReason);
         }
     }
 

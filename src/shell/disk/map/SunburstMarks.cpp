@@ -7,15 +7,16 @@
 #include <numbers>
 #include <utility>
 
-#include "shell/disk/map/PolarRow.h"
 #include "shell/disk/map/SunburstGeometry.h"
 #include "shell/disk/map/SunburstPalette.h"
+#include "shell/disk/map/SunburstPolarRow.h"
 
 namespace larkfold {
 
 namespace {
 
 using Vec = float __attribute__((vector_size(16)));  // blue, green, red, opacity, times 255, premultiplied
+using IntVec = std::int32_t __attribute__((vector_size(16)));
 
 constexpr float halfPixel = 0.5f;
 constexpr float turn = 2 * std::numbers::pi_v<float>;
@@ -44,8 +45,9 @@ Vec unpacked(std::uint32_t pixel) {
 }
 
 std::uint32_t packed(Vec colour) {
-    const auto whole = [&](int component) { return static_cast<std::uint32_t>(colour[component] + 0.5f); };
-    return whole(0) | whole(1) << 8 | whole(2) << 16 | whole(3) << 24;
+    const IntVec whole = __builtin_convertvector(colour + splat(0.5f), IntVec);
+    return static_cast<std::uint32_t>(whole[0]) | static_cast<std::uint32_t>(whole[1]) << 8 |
+           static_cast<std::uint32_t>(whole[2]) << 16 | static_cast<std::uint32_t>(whole[3]) << 24;
 }
 
 }  // namespace

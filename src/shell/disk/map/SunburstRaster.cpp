@@ -7,7 +7,7 @@
 #include <numbers>
 #include <utility>
 
-#include "shell/disk/map/PolarRow.h"
+#include "shell/disk/map/SunburstPolarRow.h"
 
 namespace larkfold {
 

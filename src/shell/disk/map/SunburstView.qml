@@ -95,7 +95,7 @@ FocusScope {
         }
         AppLabel {
             objectName: "centerFigures"
-            text: [map.centerSize, map.centerItems].filter(part => part.length > 0).join(" · ")
+            text: map.centerItems.length > 0 ? map.centerSize + " · " + map.centerItems : map.centerSize
             secondary: true
             font.pixelSize: Theme.sizeCaption
         }

@@ -1,4 +1,4 @@
-#include "shell/disk/map/PolarRow.h"
+#include "shell/disk/map/SunburstPolarRow.h"
 
 #include <cmath>
 #include <cstdint>
