@@ -2,8 +2,10 @@
 #include <benchmark/benchmark.h>
 
 #include <QImage>
+#include <set>
 #include <vector>
 
+#include "shell/disk/map/SunburstMarks.h"
 #include "shell/disk/map/SunburstRaster.h"
 #include "shell/disk/map/SunburstReference.h"
 #include "shell/disk/map/SunburstTrees.h"
@@ -58,6 +60,36 @@ void redrawOrdinaryMap(benchmark::State& state) {
     redraw(state, test::randomTree(7));
 }
 BENCHMARK(redrawOrdinaryMap)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond);
+
+// Hatching and outlines for a change of marks: of every second child, so that no two arcs share an outline.
+void markDensestMap(benchmark::State& state) {
+    const auto scale = static_cast<double>(state.range(0));
+    const FileNode::Pointer tree = test::densestTree(700);
+    std::set<UUID> marked;
+    for (std::size_t i = 0; i < tree->children().size(); i += 2) {
+        marked.insert(tree->children()[i]->id());
+    }
+    const SunburstLayout layout(tree);
+    Picture picture(scale);
+    for (auto _ : state) {
+        SunburstMarks(layout, marked, false, viewAt(scale)).paint(picture.pixels());
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(markDensestMap)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond);
+
+// All of the map goes with a folder above it.
+void markWholeMap(benchmark::State& state) {
+    const auto scale = static_cast<double>(state.range(0));
+    const FileNode::Pointer tree = test::densestTree(700);
+    const SunburstLayout layout(tree);
+    Picture picture(scale);
+    for (auto _ : state) {
+        SunburstMarks(layout, {tree->id()}, true, viewAt(scale)).paint(picture.pixels());
+        benchmark::ClobberMemory();
+    }
+}
+BENCHMARK(markWholeMap)->Arg(1)->Arg(2)->Unit(benchmark::kMillisecond);
 
 void layOutDensestMap(benchmark::State& state) {
     const FileNode::Pointer tree = test::densestTree(700);

@@ -96,7 +96,8 @@ void DiskScannerViewModel::setSelectedNode(FileNode::Pointer node) {
     emit selectedNodeChanged();
 }
 
-void DiskScannerViewModel::setHoveredNode(FileNode::Pointer node) {
+void DiskScannerViewModel::setHoveredNode(FileNode::Pointer node, const void* owner) {
+    hoverOwner_ = owner;
     if (node == hoveredNode_) {
         return;
     }
@@ -382,7 +383,7 @@ void DiskScannerViewModel::takeLoaded(const FileNode::Pointer& node, ScanResult 
     selection_.dropBelow(*node);
     node->replaceChildren(root->takeChildren());
     node->setSize(size);
-    // What was looked at or marked among the children that are gone is not there any more.
+    // What was looked at among the children that are gone is not there any more.
     selection_.recount();
     setSelectedNode(nullptr);
     setHoveredNode(nullptr);
@@ -469,16 +470,12 @@ void DiskScannerViewModel::dismissMarkNotice() {
 // --- Review
 
 void DiskScannerViewModel::proposeReview() {
-    // What is confirmed is what is shown, whatever is marked or changed by then.
-    const auto prepared = selection_.review();
     emit reviewPrepared();
     if (!showDeleteConfirmation_) {
         return;  // who heard of it turned it down
     }
-    reviewRequest_.propose(
-        {.shown = prepared->shown,
-         .options = {.notice = selection_.notice().value_or(std::string())},
-         .onConfirm = [this, prepared](bool permanently) { deleteSelected(permanently, prepared); }});
+    reviewRequest_.propose(selection_.proposal(
+        [this](bool permanently, auto confirmed) { deleteSelected(permanently, std::move(confirmed)); }));
 }
 
 std::vector<CleanupPreviewItem> DiskScannerViewModel::reviewItems() const {

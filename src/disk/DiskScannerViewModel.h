@@ -157,7 +157,14 @@ public:
 
     // Views write these.
     void setSelectedNode(FileNode::Pointer node);
-    void setHoveredNode(FileNode::Pointer node);
+    // Map and list both light what the pointer is over. Whoever did so last, named by `owner`, which is only
+    // compared, takes it back by `clearHoveredNode`; of anybody else that changes nothing.
+    void setHoveredNode(FileNode::Pointer node, const void* owner = nullptr);
+    void clearHoveredNode(const void* owner) {
+        if (owner == hoverOwner_) {
+            setHoveredNode(nullptr);
+        }
+    }
     // Asking for the review begins to prepare it, and taking that back ends the preparing at once.
     // `reviewPrepared` tells when it is there.
     void setShowDeleteConfirmation(bool show);
@@ -238,7 +245,7 @@ signals:
     void isPreparingReviewChanged();
     // `review` is there.
     void reviewPrepared();
-    void markNoticeChanged();
+    void markNoticeChanged();  // also where a mark is refused once more, for the same reason
     void scanScopeChanged();
     void savedScanNoticeChanged();
     void hasSavedIndexChanged();
@@ -278,6 +285,7 @@ private:
     std::optional<DiskFailure> failure_;
     FileNode::Pointer selectedNode_;
     FileNode::Pointer hoveredNode_;
+    const void* hoverOwner_ = nullptr;
     std::vector<FileNode::Pointer> navigationStack_;
     bool showDeleteConfirmation_ = false;
     ScanScope scanScope_ = ScanScope::selectedFolder;

@@ -10,6 +10,18 @@
 
 namespace larkfold {
 
+namespace {
+
+bool isBelow(const FileNode& node, const FileNode& folder) {
+    FileNode::Pointer above = node.parent();
+    while (above && above.get() != &folder) {
+        above = above->parent();
+    }
+    return above != nullptr;
+}
+
+}  // namespace
+
 struct RemovalSelection::Going {
     std::shared_ptr<const RemovalReview> review;
     std::vector<std::size_t> gone;
@@ -114,7 +126,8 @@ void RemovalSelection::toggle(const FileNode::Pointer& node) {
         return;
     }
     if (auto refusal = whyNotMarked(*node)) {
-        setNotice(std::move(refusal));
+        notice_ = std::move(refusal);
+        emit noticeChanged();  // also the same one once more: the user has asked again
         return;
     }
     setNotice(std::nullopt);
@@ -170,14 +183,7 @@ void RemovalSelection::forgetUnchecked() {
 void RemovalSelection::dropBelow(const FileNode& folder) {
     std::vector<std::string> paths;
     for (const FileNode::Pointer& node : marks_.nodes()) {
-        if (*node == folder || !marks_.isInTree(*node)) {
-            continue;
-        }
-        FileNode::Pointer above = node->parent();
-        while (above && *above != folder) {
-            above = above->parent();
-        }
-        if (above) {
+        if (marks_.isInTree(*node) && isBelow(*node, folder)) {
             paths.push_back(node->url());
             marks_.erase(node->id());
         }
@@ -196,6 +202,14 @@ void RemovalSelection::keepOnly(const std::vector<FileNode::Pointer>& nodes) {
     marks_.clear();
     for (const FileNode::Pointer& node : nodes) {
         marks_.insert(node);
+    }
+}
+
+void RemovalSelection::eraseBelow(const FileNode& folder) {
+    for (const FileNode::Pointer& node : marks_.nodes()) {
+        if (isBelow(*node, folder)) {
+            marks_.erase(node->id());
+        }
     }
 }
 
@@ -354,6 +368,40 @@ void RemovalSelection::takeOutNext(const std::shared_ptr<Going>& going) {
             going->done();
         }
     });
+}
+
+ReviewRequest::Proposal RemovalSelection::proposal(
+    std::function<void(bool, std::shared_ptr<const RemovalReview>)> onConfirm) {
+    // What is confirmed is what is shown, whatever is marked or changed by then.
+    const auto shown = std::make_shared<std::shared_ptr<const RemovalReview>>(review_);
+    return {.shown = review_->shown,
+            .options = {.notice = notice_.value_or(std::string())},
+            .onConfirm = [shown, onConfirm = std::move(onConfirm)](
+                             bool permanently) { onConfirm(permanently, *shown); },
+            .drop =
+                [this, shown](const std::string& url) {
+                    *shown = without(**shown, url);
+                    return (*shown)->shown;
+                }};
+}
+
+// What was marked below an item was not shown: with the item gone it must not come to light unseen.
+std::shared_ptr<const RemovalReview> RemovalSelection::without(const RemovalReview& review,
+                                                               const std::string& url) {
+    const auto rest = std::make_shared<RemovalReview>(review);
+    const auto& items = review.shown->items;
+    const auto found = std::ranges::find(items, url, &CleanupPreviewItem::url);
+    if (found == items.end()) {
+        return rest;
+    }
+    const FileNode::Pointer node = review.nodes[static_cast<std::size_t>(found - items.begin())];
+    rest->shown = CleanupReview::without(*review.shown, static_cast<std::size_t>(found - items.begin()));
+    rest->nodes.erase(rest->nodes.begin() + (found - items.begin()));
+    marks_.erase(node->id());
+    eraseBelow(*node);
+    review_ = rest;
+    emit changed();
+    return rest;
 }
 
 }  // namespace larkfold

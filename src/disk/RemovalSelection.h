@@ -24,6 +24,7 @@
 #include "disk/ScanScope.h"
 #include "platform/SerialContext.h"
 #include "platform/UUID.h"
+#include "removal/ReviewRequest.h"
 
 namespace larkfold {
 
@@ -57,6 +58,7 @@ public:
     // By what is known of the map, without a look at the disk: a sentence for the user; nothing where the
     // node can be marked.
     std::optional<std::string> whyNotMarked(const FileNode& node) const;
+    // Where it cannot be marked, `notice` tells why, and `noticeChanged` comes each time.
     void toggle(const FileNode::Pointer& node);
     // Marks them all, with one signal; of those that cannot be marked `notice` tells.
     void mark(const std::vector<FileNode::Pointer>& nodes);
@@ -81,6 +83,10 @@ public:
     // The review that was prepared; without one what is marked and still in the tree, in the order of the
     // paths and not yet checked.
     std::shared_ptr<const RemovalReview> reviewOrMarks() const;
+    // The review that was prepared, for the sheet. The user may take items out of it, which takes the marks
+    // on them and below them away; `onConfirm` gets what was shown in the end. Belongs to this selection.
+    ReviewRequest::Proposal proposal(
+        std::function<void(bool permanently, std::shared_ptr<const RemovalReview> confirmed)> onConfirm);
 
     // For the end of a removal, and for a tree that was changed. None of these signals: whoever changes the
     // tree tells of it when all of it is changed.
@@ -108,6 +114,8 @@ private:
     void clearMarks();
     void checkMarks();
     void takeBack(const std::vector<FileNode::Pointer>& nodes, bool isAnotherFolder);
+    std::shared_ptr<const RemovalReview> without(const RemovalReview& review, const std::string& url);
+    void eraseBelow(const FileNode& folder);
     void takeReview(Outcome<RemovalReviewPreparation::Prepared> outcome);
 
     struct Going;

@@ -57,6 +57,23 @@ CleanupReview::CleanupReview(std::vector<CleanupPreviewItem> items, Options opti
                              std::vector<RunningApplication> running)
     : CleanupReview(shownOf(std::move(items)), std::move(options), std::move(running)) {}
 
+void CleanupReview::setShown(ShownPointer shown) {
+    shown_ = std::move(shown);
+    showsPermanentConfirmation_ = false;
+}
+
+CleanupReview::ShownPointer CleanupReview::without(const Shown& shown, std::size_t index) {
+    const auto rest = std::make_shared<Shown>(shown);
+    rest->items.erase(rest->items.begin() + static_cast<std::ptrdiff_t>(index));
+    rest->positions.erase(rest->positions.begin() + static_cast<std::ptrdiff_t>(index));
+    // Summed anew: a sum that has reached its limit cannot be taken apart.
+    rest->estimatedBytes = 0;
+    for (const CleanupPreviewItem& item : rest->items) {
+        rest->estimatedBytes = saturatingSum(rest->estimatedBytes, item.estimatedBytes);
+    }
+    return rest;
+}
+
 void CleanupReview::setPermanent(bool permanent) {
     isPermanent_ = permanent && options_.allowsPermanentDeletion;
     showsPermanentConfirmation_ = false;

@@ -51,6 +51,11 @@ public:
     CleanupReview(std::vector<CleanupPreviewItem> items, Options options,
                   std::vector<RunningApplication> running = {});
 
+    // The user has taken items out of it; the decisions stand as they are.
+    void setShown(ShownPointer shown);
+    // What is left of a list without one of its items.
+    static ShownPointer without(const Shown& shown, std::size_t index);
+
     const std::vector<CleanupPreviewItem>& shownItems() const { return shown_->items; }
     std::int64_t shownCount() const { return static_cast<std::int64_t>(shown_->items.size()); }
     std::int64_t estimatedBytes() const { return shown_->estimatedBytes; }

@@ -31,6 +31,9 @@ public:
         CleanupReview::Options options = {};
         // Called at most once, after the sheet has closed: the user has decided so.
         std::function<void(bool permanently)> onConfirm = nullptr;
+        // Takes one item out of what is proposed, by its path, and gives what is shown from then on. Null
+        // where the driver has no selection that an item can be taken out of.
+        std::function<CleanupReview::ShownPointer(const std::string& url)> drop = nullptr;
     };
 
     using QObject::QObject;

@@ -185,7 +185,8 @@ DRIVERS_BY_ANOTHER_NAME = {
 
 
 # What lays the map out and draws it is plain C++, beside the items that show it.
-MAP_ENGINE = {f"src/shell/disk/map/Sunburst{part}" for part in ("Geometry", "Layout", "Palette", "Raster")}
+MAP_ENGINE = {f"src/shell/disk/map/Sunburst{part}"
+              for part in ("Geometry", "Layout", "Marks", "Palette", "PolarRow", "Raster")}
 
 
 def is_driver(path):

@@ -7,6 +7,7 @@
 
 #include <QSignalSpy>
 #include <QTest>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -78,6 +79,42 @@ TEST_F(RemovalFromTheMapTest, theReviewHoldsWhatIsMarkedWithItsReason) {
         EXPECT_FALSE(item.keeper.has_value());
         EXPECT_EQ(item.isFolder, named->isDirectory());
     }
+}
+
+TEST_F(RemovalFromTheMapTest, whatTheUserTakesOutOfTheReviewStays_withAllThatWasMarkedBelowIt) {
+    tree.fileOfSize("folder/file", 5'000);
+    tree.fileOfSize("other", 9'000);
+    tree.fileOfSize("third", 1'000);
+    scan(tree.root());
+    mark(node("folder"));
+    mark(childOf(node("folder"), "file"));
+    mark(node("other"));
+    mark(node("third"));
+    std::optional<ReviewRequest::Proposal> proposal;
+    QObject::connect(&driver->reviewRequest(), &ReviewRequest::proposed, driver.get(),
+                     [&](const ReviewRequest::Proposal& proposed) { proposal = proposed; });
+    prepareReview();
+    ASSERT_TRUE(proposal && proposal->drop);
+    ASSERT_EQ(proposal->shown->items.size(), 3u);
+    QSignalSpy changed(driver.get(), &DiskScannerViewModel::selectedForDeletionChanged);
+    const auto rest = proposal->drop(tree.path("folder"));
+    EXPECT_EQ(changed.count(), 1);
+    ASSERT_EQ(rest->items.size(), 2u);
+    EXPECT_EQ(rest->items[0].url, tree.path("other"));
+    EXPECT_EQ(rest->items[1].url, tree.path("third"));
+    EXPECT_EQ(rest->estimatedBytes, rest->items[0].estimatedBytes + rest->items[1].estimatedBytes);
+    EXPECT_EQ(driver->review()->shown, rest) << "what is confirmed is what is shown";
+    EXPECT_EQ(driver->selectedForDeletion(), (std::set<UUID>{node("other")->id(), node("third")->id()}))
+        << "nor does the file below come to light, which was not shown";
+    EXPECT_EQ(proposal->drop(tree.path("folder")), rest) << "it is not there any more";
+    // As the sheet does: it closes, then decides.
+    driver->setShowDeleteConfirmation(false);
+    proposal->onConfirm(false);
+    ASSERT_TRUE(waitFor([this] { return finished.size() == 1 && !driver->isDeleting(); }));
+    ASSERT_EQ(gate.requests.size(), 1u);
+    EXPECT_EQ(gate.requests[0].urls, (std::vector<std::string>{tree.path("other"), tree.path("third")}));
+    EXPECT_NE(node("folder"), nullptr);
+    EXPECT_EQ(node("other"), nullptr);
 }
 
 TEST_F(RemovalFromTheMapTest, aMarkOnANodeThatWasReplacedIsLeftOut) {

@@ -324,6 +324,36 @@ TEST_F(SavedScanTest, theSummaryOfTheFolderOnScreen_canBeOpened) {
     EXPECT_NE(summaryOf(root()), summary);
 }
 
+// Whoever still holds what was there: nothing of it is selected, hovered or marked any more, and that marks
+// went is told.
+TEST_F(SavedScanTest, aSummaryThatIsOpened_leavesNothingOfWhatIsGone) {
+    leaveIndex(tree.root());
+    addFiles(tree.root(), 60'000);
+    tree.file("f59999");  // the largest, so that it stands beside the summary
+    restore();
+    const auto summary = summaryOf(root());
+    FileNode::Pointer beside;
+    for (const FileNode::Pointer& child : root()->children()) {
+        if (child->name() == "f59999") {
+            beside = child;
+        }
+    }
+    ASSERT_NE(beside, nullptr);
+    ASSERT_NE(summary, nullptr);
+    driver->setSelectedNode(summary);
+    driver->setHoveredNode(beside);
+    driver->toggleSelection(beside);
+    ASSERT_EQ(driver->selectedForDeletion().size(), 1u);
+    driver->openSummary(summary);
+    ASSERT_TRUE(waitFor([&] { return summaryOf(root()) != summary; }));
+    EXPECT_EQ(driver->selectedNode(), nullptr);
+    EXPECT_EQ(driver->hoveredNode(), nullptr);
+    EXPECT_TRUE(driver->selectedForDeletion().empty());
+    EXPECT_EQ(driver->markedTotals(), RemovalMarks::Totals{});
+    EXPECT_TRUE(driver->markNotice().startsWith("One mark in “")) << driver->markNotice().toStdString();
+    EXPECT_TRUE(driver->markNotice().endsWith("Nothing was removed."));
+}
+
 // Whether something was made in a folder since the watch began.
 class MadeIn {
 public:

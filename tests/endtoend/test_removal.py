@@ -145,8 +145,8 @@ class Removal(unittest.TestCase):
         program.find(contains="This item is no longer at its recorded Trash location.")
         self.assertTrue(program.has(contains=f"{self.folder}/film.mov, Trash location", role="list item"))
 
-    def test_theBanner_isAnnouncedAsItAppears(self):
-        program = self.program
+    def alerts(self):
+        """The names of the alerts that appear from now on."""
         shown = []
 
         def heard(event):
@@ -157,10 +157,23 @@ class Removal(unittest.TestCase):
         listener = Atspi.EventListener.new(heard)
         listener.register("object:state-changed:showing")
         self.addCleanup(listener.deregister, "object:state-changed:showing")
+        return shown
+
+    def test_theBanner_isAnnouncedAsItAppears(self):
+        program = self.program
+        shown = self.alerts()
         self.mark_first_two()
         self.open_review()
         program.find("Move to Trash", role="push button").press()
         program.wait(lambda: "2 items moved to Trash · 0 skipped or failed" in shown, "word of the banner")
+
+    def test_aRefusedMark_isAnnouncedEachTime(self):
+        program = self.program
+        shown = self.alerts()
+        refusal = "The folder that was scanned cannot be marked itself, only what lies in it. Nothing was changed."
+        for times in (1, 2):
+            program.find("Disk map").click(modifier="ctrl")  # its middle is the folder itself
+            program.wait(lambda times=times: shown.count(refusal) == times, f"word of the refusal, {times}")
 
     def test_permanentDeletion_takesTwoDecisionsAfterTheSwitch(self):
         program = self.program

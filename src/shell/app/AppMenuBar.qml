@@ -84,7 +84,7 @@ T.MenuBar {
                 onTriggered: bar.view.newScan.trigger()
             }
             shortcutText: "Ctrl+N"
-            whyNot: bar.view ? bar.view.newScan.reason : ""
+            reason: bar.view ? bar.view.newScan.reason : ""
         }
         Instantiator {
             model: bar.commandsOf(Command.File)
@@ -101,7 +101,7 @@ T.MenuBar {
                 onTriggered: bar.view.cancelScan.trigger()
             }
             shortcutText: "Ctrl+."
-            whyNot: bar.view ? bar.view.cancelScan.reason : ""
+            reason: bar.view ? bar.view.cancelScan.reason : ""
         }
         AppMenuSeparator {}
         AppMenuItem {
@@ -111,7 +111,7 @@ T.MenuBar {
                 onTriggered: bar.view.tabToReview.review()
             }
             shortcutText: qsTr("Delete")
-            whyNot: bar.view ? bar.view.current.whyNoReview : ""
+            reason: bar.view ? bar.view.current.whyNoReview : ""
         }
     }
     AppMenu {

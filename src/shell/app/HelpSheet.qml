@@ -153,7 +153,7 @@ AppDialog {
                         required property var modelData
 
                         visible: keys.length > 0
-                        keys: modelData.shortcut.replace("Ctrl", Words.commandKey)
+                        keys: Words.keys(modelData.shortcut)
                         meaning: modelData.title
                     }
                 }

@@ -26,6 +26,7 @@ T.Control {
         anchors.right: parent.right
         removal: frame.view.removal
         selectedTab: frame.view.selectedTab
+        historyIsOnScreen: frame.view.historyIsOnScreen
     }
 
     Repeater {

@@ -170,6 +170,10 @@ std::string MainView::notificationOf(int tab) {
     return found == rows().end() ? std::string() : found->notification;
 }
 
+bool MainView::historyIsOnScreen() const {
+    return selectedTab_ == TabValue::cleanupHistory;
+}
+
 QVariantList MainView::tabs() const {
     QVariantList list = tabRows();
     for (qsizetype index = 0; index < list.size(); ++index) {

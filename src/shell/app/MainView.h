@@ -43,6 +43,7 @@ class MainView : public QObject {
     Q_PROPERTY(int selectedTab READ selectedTab WRITE setSelectedTab NOTIFY selectedTabChanged)
     // The one on screen.
     Q_PROPERTY(larkfold::Tab* current READ current NOTIFY selectedTabChanged)
+    Q_PROPERTY(bool historyIsOnScreen READ historyIsOnScreen NOTIFY selectedTabChanged)
     // Whose marked items the menu reviews: the one on screen, otherwise the first that has any.
     Q_PROPERTY(larkfold::Tab* tabToReview READ tabToReview NOTIFY tabToReviewChanged)
     Q_PROPERTY(bool canReturnToMap READ canReturnToMap NOTIFY canReturnToMapChanged)
@@ -93,6 +94,7 @@ public:
     int selectedTab() const { return selectedTab_; }
     void setSelectedTab(int tab);
     Tab* current() const { return tabOf(selectedTab_); }
+    bool historyIsOnScreen() const;
     Tab* tabToReview() const;
     bool canReturnToMap() const { return diskSpace_->canReturnToMap(); }
     Q_INVOKABLE void returnToMap();

@@ -9,6 +9,8 @@ AppMenu {
     property int row: -1
     property bool isMarked: false
     property bool standsForFile: false
+    // Why the row cannot be marked; empty where it can.
+    property string refusal: ""
 
     signal quickLookRequested(row: int)
 
@@ -16,6 +18,7 @@ AppMenu {
         row = index;
         isMarked = model.isMarked(index);
         standsForFile = !model.isAggregate(index);
+        refusal = isMarked ? "" : model.whyNotMarked(index);
         popup(item, x, y);
     }
 
@@ -23,6 +26,8 @@ AppMenu {
         objectName: "menuMark"
         text: menu.isMarked ? qsTr("Remove from Queue") : qsTr("Add to Deletion Queue")
         icon.name: menu.isMarked ? "unmark" : "mark"
+        enabled: menu.refusal.length === 0
+        reason: menu.refusal
         shortcutText: qsTr("Space")
         onTriggered: menu.model.toggleMark(menu.row)
     }

@@ -140,8 +140,9 @@ QVariant FileListModel::data(const QModelIndex& index, int role) const {
         case SpokenTextRole:
             return texts::rowSpoken(node, locationText(node), isMarked(node));
         case IsDirectoryRole:
-        case CanOpenRole:
             return node.isDirectory();
+        case CanOpenRole:
+            return node.isDirectory() || (node.isAggregate() && driver_ && driver_->hasSavedIndex());
         case IsAggregateRole:
             return node.isAggregate();
         case IsMarkedRole:
@@ -181,6 +182,7 @@ void FileListModel::setDriver(DiskScannerViewModel* driver) {
         connect(driver_, &DiskScannerViewModel::selectedForDeletionChanged, this, [this] { marks_.note(); });
         connect(driver_, &DiskScannerViewModel::isDeletingChanged, this, &FileListModel::summariesChanged);
         connect(driver_, &DiskScannerViewModel::hasSavedIndexChanged, this, [this] {
+            refreshRows({CanOpenRole});
             emit summariesChanged();
             emit noticeChanged();
         });
@@ -215,10 +217,14 @@ void FileListModel::followFolder() {
     rows_.update(query_, clock_());
     rowOfNode_.clear();
     endResetModel();
+    if (folder == previous && currentRow_ >= 0 && (!current || rowOf(current.get()) < 0)) {
+        // What had the keyboard is gone, as a summary that was opened: it stays at that place.
+        currentNode_ = node(std::min(currentRow_, count() - 1));
+    }
     settleRows();
     // A row that is gone cannot tell that the pointer left it.
-    if (const FileNode::Pointer hovered = hoveredHere_.lock(); hovered && rowOf(hovered.get()) < 0) {
-        forgetHover();
+    if (driver_ && driver_->hoveredNode() && rowOf(driver_->hoveredNode().get()) < 0) {
+        driver_->clearHoveredNode(this);
     }
 }
 
@@ -548,6 +554,7 @@ QString FileListModel::currentDetails() const {
 void FileListModel::showNotice(const QString& notice) {
     notice_ = notice;
     emit noticeChanged();
+    emit told(notice);
 }
 
 void FileListModel::dismissNotice() {
@@ -565,7 +572,11 @@ void FileListModel::open(int row) {
             driver_->navigateInto(wanted);
         } else {
             setCurrentRow(row);
-            driver_->openSummary(wanted);
+            if (wanted->isAggregate() && !driver_->hasSavedIndex()) {
+                showNotice(file_list_texts::summaryCannotBeOpened);
+            } else {
+                driver_->openSummary(wanted);
+            }
         }
     }
 }
@@ -592,23 +603,13 @@ void FileListModel::toggleMark(int row) {
 
 void FileListModel::hover(int row) {
     if (const FileNode::Pointer pointed = node(row); pointed && driver_) {
-        hoveredHere_ = pointed;
-        driver_->setHoveredNode(pointed);
+        driver_->setHoveredNode(pointed, this);
     }
 }
 
 void FileListModel::leave(int row) {
-    if (node(row) == hoveredHere_.lock()) {
-        forgetHover();
-    }
-}
-
-void FileListModel::forgetHover() {
-    // The map may have lit another one meanwhile.
-    const FileNode::Pointer mine = hoveredHere_.lock();
-    hoveredHere_.reset();
-    if (mine && driver_ && driver_->hoveredNode() == mine) {
-        driver_->setHoveredNode(nullptr);
+    if (driver_ && driver_->hoveredNode() && driver_->hoveredNode() == node(row)) {
+        driver_->clearHoveredNode(this);
     }
 }
 
@@ -620,6 +621,12 @@ bool FileListModel::isMarked(int row) const {
 bool FileListModel::isAggregate(int row) const {
     const FileNode::Pointer wanted = node(row);
     return wanted && wanted->isAggregate();
+}
+
+QString FileListModel::whyNotMarked(int row) const {
+    const FileNode::Pointer wanted = node(row);
+    return wanted && driver_ ? QString::fromStdString(driver_->whyNotMarked(*wanted).value_or(std::string()))
+                             : QString();
 }
 
 void FileListModel::reveal(int row) {

@@ -1,8 +1,8 @@
 // The rows of the file list, the state that narrows and orders them, and what the user does with a row.
 //
 // It follows the driver's current folder, marks and pointer, and computes the rows anew at each
-// change. Whether a row may be marked is asked when the user wants to mark it and never for each
-// row: that looks at the disk.
+// change. Whether a row may be marked is asked when the user wants to mark it or to see what can be done with
+// it, and never for each row.
 //
 // The current row is kept by its node, so it stays the same item while the list is sorted,
 // searched and filtered.
@@ -177,6 +177,8 @@ public:
     // What the menu of a row needs to know.
     Q_INVOKABLE bool isMarked(int row) const;
     Q_INVOKABLE bool isAggregate(int row) const;
+    // Empty where the row can be marked. By what is known of the map, without a look at the disk.
+    Q_INVOKABLE QString whyNotMarked(int row) const;
 
     // For tests: a clock, and somebody else who shows items in a file manager.
     void setClock(std::function<Date()> clock) { clock_ = std::move(clock); }
@@ -191,6 +193,8 @@ signals:
     void summariesChanged();
     void currentRowChanged();
     void noticeChanged();
+    // What came of something the user did; also the same sentence once more.
+    void told(const QString& sentence);
 
 private:
     template <typename Value>
@@ -201,7 +205,6 @@ private:
     void rebuild();
     void settleRows();
     void prepareNames();
-    void forgetHover();
     void setCurrentNode(const FileNode::Pointer& node);
     void refreshRows(const QList<int>& roles);
     std::optional<std::string> pathOf(int row);
@@ -217,7 +220,6 @@ private:
     std::weak_ptr<FileNode> currentNode_;
     int currentRow_ = -1;
     int hoveredRow_ = -1;
-    std::weak_ptr<FileNode> hoveredHere_;  // what this list has set as the driver's hovered node
     Throttle marks_;
     QString notice_;
     TypeAhead typeAhead_;

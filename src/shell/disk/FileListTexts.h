@@ -34,6 +34,11 @@ inline const QString aggregateHasNoPath =
 // A row's share, and the folder that it is a share of.
 inline const QString shareOf = QStringLiteral("%1 of “%2”");
 
+// Why a summary cannot be opened.
+inline const QString summaryCannotBeOpened = QStringLiteral(
+    "The saved scan that would list these files is not there, so they cannot be loaded. Scan the folder by "
+    "itself to see them.");
+
 // Of the preview.
 inline const QString previewEmptyFile = QStringLiteral("This file is empty.");
 inline const QString previewNoPicture =

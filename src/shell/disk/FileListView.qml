@@ -24,6 +24,16 @@ FocusScope {
         driver: view.driver
         onCurrentRowChanged: list.show(rows.currentRow)
         onRowsChanged: contextMenu.close()
+        onTold: sentence => said.say(sentence)
+        onNoticeChanged: {
+            if (rows.notice.length === 0) {
+                said.clear();
+            }
+        }
+    }
+
+    Announcement {
+        id: said
     }
 
     QuickLookDataSource {
@@ -168,6 +178,7 @@ FocusScope {
         ListNotice {
             Layout.fillWidth: true
             text: rows.notice
+            announces: false
             onDismissed: rows.dismissNotice()
         }
         ListNotice {

@@ -41,14 +41,6 @@ T.Control {
             onDismissed: page.driver.dismissError()
         }
         InlineMessage {
-            visible: page.driver.markNotice.length > 0
-            Layout.fillWidth: true
-            Layout.margins: Theme.space2
-            iconName: "info"
-            text: page.driver.markNotice
-            onDismissed: page.driver.dismissMarkNotice()
-        }
-        InlineMessage {
             readonly property DroppedMarks dropped: page.driver.droppedMarks
 
             visible: dropped.text.length > 0

@@ -37,6 +37,8 @@ T.Button {
     // The toolkit tells assistive technology of no state "disabled".
     Accessible.description: enabled ? "" : (qsTr("Not available.") + " " + whyNot).trim()
     Accessible.onPressAction: control.activate()
+    // Otherwise the toolkit sets `checked` alone, and nobody hears of it.
+    Accessible.onToggleAction: control.activate()
 
     Keys.onReturnPressed: control.activate()
     Keys.onEnterPressed: control.activate()

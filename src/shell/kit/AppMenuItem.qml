@@ -10,8 +10,8 @@ T.MenuItem {
     property string shortcutText: command ? command.shortcut : ""
     // What it does, with its title, icon and when; without one all of that stands where the item does.
     property Command command: null
-    // Why it cannot be done, a sentence.
-    property string whyNot: command ? command.reason : ""
+    // Why it cannot be chosen, a sentence, below the title; empty where there is nothing to say.
+    property string reason: command ? command.reason : ""
 
     text: command ? command.text : action ? action.text : ""
     icon.name: command ? command.iconName : action ? action.icon.name : ""
@@ -22,18 +22,20 @@ T.MenuItem {
         }
     }
 
-    implicitWidth: leftPadding + rightPadding + title.implicitWidth + (keys.visible ? keys.implicitWidth + Theme.space6 : 0)
-    implicitHeight: Math.max(Theme.minimumTarget, title.implicitHeight + Theme.space2)
+    readonly property int reasonWidth: 260 * Theme.typeScale
+
+    implicitWidth: leftPadding + rightPadding + Math.max(title.implicitWidth + (keys.visible ? keys.implicitWidth + Theme.space6 : 0),
+                                                         reason.length > 0 ? reasonWidth : 0)
+    implicitHeight: Math.max(Theme.minimumTarget, words.implicitHeight + Theme.space2)
     leftPadding: Theme.space2 + (glyph.visible ? Theme.iconSmall + Theme.space2 : Theme.space1)
     rightPadding: Theme.space3
-    opacity: enabled ? 1 : 0.4
     font.pixelSize: Theme.sizeBody
     hoverEnabled: true
 
     Accessible.role: Accessible.MenuItem
     Accessible.name: text
     // The toolkit tells assistive technology of no state "disabled".
-    Accessible.description: enabled ? "" : (qsTr("Not available.") + " " + whyNot).trim()
+    Accessible.description: enabled ? "" : (qsTr("Not available.") + " " + reason).trim()
     Accessible.onPressAction: control.activate()
 
     // What a click does, for assistive technology: the toolkit triggers an action of the item for a pointer alone.
@@ -47,21 +49,42 @@ T.MenuItem {
         clicked();
     }
 
+    // What cannot be chosen steps back; the reason stays as clear as any text.
+    readonly property real dimming: enabled ? 1 : 0.4
+
     contentItem: Item { // qmllint disable deferred-property-id
-        Text {
-            id: title
+        Column {
+            id: words
             anchors.verticalCenter: parent.verticalCenter
-            text: control.text
-            font: control.font
-            color: control.highlighted ? Theme.textOnAccent : Theme.text
-            textFormat: Text.PlainText
+            width: parent.width
+            spacing: 2
+
+            Text {
+                id: title
+                opacity: control.dimming
+                text: control.text
+                font: control.font
+                color: control.highlighted ? Theme.textOnAccent : Theme.text
+                textFormat: Text.PlainText
+            }
+            Text {
+                objectName: "menuReason"
+                visible: text.length > 0
+                width: parent.width
+                text: control.reason
+                font.pixelSize: Theme.sizeCaption
+                color: control.highlighted ? Theme.textOnAccent : Theme.textSecondary
+                wrapMode: Text.Wrap
+                textFormat: Text.PlainText
+            }
         }
         Text {
             id: keys
-            anchors.verticalCenter: parent.verticalCenter
+            y: words.y
             anchors.right: parent.right
             visible: text.length > 0
-            text: control.shortcutText
+            opacity: control.dimming
+            text: Words.keys(control.shortcutText)
             font: control.font
             color: control.highlighted ? Theme.textOnAccent : Theme.textSecondary
             textFormat: Text.PlainText
@@ -81,6 +104,7 @@ T.MenuItem {
         x: Theme.space3
         anchors.verticalCenter: parent.verticalCenter
         visible: name.length > 0 || control.checkable
+        opacity: control.dimming
         name: control.checkable ? (control.checked ? "check" : "") : control.icon.name
         color: control.highlighted ? Theme.textOnAccent : Theme.textSecondary
     }

@@ -12,6 +12,12 @@ Rectangle {
     property bool dismissible: true
     // What can be done about it; empty: nothing.
     property string actionText: ""
+    // Whether a screen reader is told as it appears; not where an `Announcement` says it.
+    property bool announces: true
+    // What does not fit into so many lines is in a tool tip.
+    property int maximumLines: 1000
+
+    readonly property bool hasKeyboard: close.activeFocus
 
     signal dismissed
     signal triggered
@@ -19,7 +25,7 @@ Rectangle {
     implicitHeight: Math.max(Theme.rowHeight + Theme.space2, words.implicitHeight + 2 * Theme.space3)
     radius: Theme.radiusCard
     color: Theme.reviewFill
-    Accessible.role: Accessible.AlertMessage
+    Accessible.role: announces ? Accessible.AlertMessage : Accessible.Note
     Accessible.name: text
     Accessible.description: detail
 
@@ -40,10 +46,28 @@ Rectangle {
             spacing: 2
 
             AppLabel {
+                id: sentence
                 Layout.fillWidth: true
                 text: message.text
                 font.weight: Font.DemiBold
                 wrapMode: Text.Wrap
+                maximumLineCount: message.maximumLines
+                elide: Text.ElideRight
+
+                HoverHandler {
+                    id: pointer
+                    enabled: sentence.truncated
+                }
+                Loader {
+                    active: pointer.hovered
+                    // qmllint disable unqualified
+                    sourceComponent: AppToolTip {
+                        parent: sentence
+                        text: message.text
+                        visible: true
+                    }
+                    // qmllint enable unqualified
+                }
             }
             AppLabel {
                 visible: message.detail.length > 0
@@ -59,6 +83,7 @@ Rectangle {
             onClicked: message.triggered()
         }
         AppIconButton {
+            id: close
             visible: message.dismissible
             icon.name: "close"
             icon.width: Math.round(14 * Theme.typeScale)

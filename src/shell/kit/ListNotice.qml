@@ -10,6 +10,8 @@ Rectangle {
     property bool dismissible: true
     // Says more of what is looked at, and is no answer to anything: not announced.
     property bool isQuiet: false
+    // Whether a screen reader is told as it appears; not where an `Announcement` says it.
+    property bool announces: true
 
     signal dismissed()
 
@@ -38,7 +40,8 @@ Rectangle {
             text: notice.text
             wrapMode: Text.Wrap
             font.pixelSize: Theme.sizeCaption
-            Accessible.role: notice.isQuiet ? Accessible.StaticText : Accessible.AlertMessage
+            Accessible.role: notice.isQuiet ? Accessible.StaticText
+                                            : notice.announces ? Accessible.AlertMessage : Accessible.Note
         }
         AppIconButton {
             visible: notice.dismissible

@@ -40,7 +40,8 @@ QtObject {
     readonly property color shadow: dark ? "#60000000" : "#1a202430"
 
     // Meaning. Red belongs to removal alone.
-    readonly property color accent: dark ? "#4f83f7" : "#2b63e8"
+    // Text stands on it also where it is mixed with what lies below, as in the middle of the map.
+    readonly property color accent: dark ? "#4f83f7" : "#1c4dcc"
     readonly property color accentFill: dark ? "#3568e0" : "#2b63e8"
     readonly property color accentHover: dark ? "#4276ec" : "#2358d6"
     readonly property color link: dark ? "#7ea6ff" : "#1f56d6"

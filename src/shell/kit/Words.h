@@ -27,6 +27,10 @@ public:
     static QString fileManagerButton() { return QString::fromUtf8(systemWords().fileManagerButton); }
     static QString settings() { return QString::fromUtf8(systemWords().settings); }
     static QString commandKey() { return QString::fromUtf8(systemWords().commandKey); }
+    // A shortcut as it stands in code, "Ctrl+Shift+F", in the words of the system.
+    Q_INVOKABLE static QString keys(QString shortcut) {
+        return shortcut.replace(QStringLiteral("Ctrl"), commandKey());
+    }
     static QString fileSystem() { return QString::fromUtf8(systemWords().fileSystem); }
 };
 

@@ -13,6 +13,7 @@
 #include "removal/CleanupTexts.h"
 #include "removal/RemovalRecovery.h"
 #include "shell/kit/DateTexts.h"
+#include "shell/kit/FigureTexts.h"
 
 namespace larkfold {
 
@@ -241,6 +242,8 @@ QVariant CleanupHistoryModel::dataOfHeader(int section, int role) const {
             return !cleanup_texts::isComplete(operation);
         case CanLocateRole:
             return false;
+        case SizeTextRole:
+            return QString();
         case SpokenTextRole:
             return QStringList{text(operation.source), texts::dateAndTime(operation.finishedAt),
                                text(cleanup_texts::historyLine(operation)), openText(section)}
@@ -267,6 +270,7 @@ QVariant CleanupHistoryModel::dataOfHelp(int role) const {
         case SpokenTextRole:
             return restoreHelp();
         case TextRole:
+        case SizeTextRole:
             return QString();
         case IsFailureRole:
         case CanLocateRole:
@@ -280,6 +284,7 @@ QVariant CleanupHistoryModel::dataOfRecord(const CleanupOperation& operation,
                                            const CleanupOperation::Item& item, int role) const {
     const QString path = displayString(item.originalPath);
     const QString outcome = text(cleanup_texts::itemOutcome(item, operation.permanent));
+    const QString size = item.logicalBytes ? texts::bytes(*item.logicalBytes) : QString();
     switch (role) {
         case KindRole:
             return Item;
@@ -292,21 +297,22 @@ QVariant CleanupHistoryModel::dataOfRecord(const CleanupOperation& operation,
             return item.error.has_value();
         case CanLocateRole:
             return hasPlaceInTrash(item);
-        case SpokenTextRole:
-            return outcome.isEmpty() ? path : path + QStringLiteral(", ") + outcome;
+        case SizeTextRole:
+            return size;
+        case SpokenTextRole: {
+            QStringList parts{path, outcome, size};
+            parts.removeAll(QString());
+            return parts.join(QStringLiteral(", "));
+        }
         default:
             return {};
     }
 }
 
 QHash<int, QByteArray> CleanupHistoryModel::rolesOfItsOwn() const {
-    return {{KindRole, "kind"},
-            {TitleRole, "title"},
-            {DateRole, "date"},
-            {TextRole, "text"},
-            {IsFailureRole, "isFailure"},
-            {CanLocateRole, "canLocate"},
-            {SpokenTextRole, "spokenText"}};
+    return {{KindRole, "kind"},         {TitleRole, "title"},          {DateRole, "date"},
+            {TextRole, "text"},         {IsFailureRole, "isFailure"},  {CanLocateRole, "canLocate"},
+            {SizeTextRole, "sizeText"}, {SpokenTextRole, "spokenText"}};
 }
 
 }  // namespace larkfold

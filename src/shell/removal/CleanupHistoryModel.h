@@ -57,6 +57,7 @@ public:
         TextRole,   // the line of figures, or what became of the item
         IsFailureRole,
         CanLocateRole,  // of an item with a place in Trash
+        SizeTextRole,   // of an item: how much it was; empty where that was not measured, and for all else
         SpokenTextRole,
     };
 

@@ -12,6 +12,7 @@ SectionRow {
     required property string text
     required property bool isFailure
     required property bool canLocate
+    required property string sizeText
     property string help: ""
 
     signal locateRequested
@@ -126,6 +127,16 @@ SectionRow {
                     font.pixelSize: Theme.sizeBody - 1
                     Accessible.ignored: true
                 }
+            }
+            // What failed was measured too, and is still there.
+            Text {
+                Layout.alignment: Qt.AlignTop
+                Layout.minimumWidth: Math.round(84 * Theme.typeScale)
+                text: row.sizeText
+                color: row.isFailure ? Theme.textSecondary : Theme.text
+                font.pixelSize: Theme.sizeBody
+                horizontalAlignment: Text.AlignRight
+                textFormat: Text.PlainText
             }
             AppButton {
                 visible: row.canLocate

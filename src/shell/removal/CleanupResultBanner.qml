@@ -7,6 +7,8 @@ Rectangle {
     id: banner
 
     required property CleanupResultPresenter result
+    // Not where the history is on screen.
+    property bool offersHistory: true
 
     signal showHistory
 
@@ -65,6 +67,7 @@ Rectangle {
             }
         }
         AppButton {
+            visible: banner.offersHistory
             text: qsTr("View history")
             onClicked: banner.showHistory()
         }

@@ -1,6 +1,7 @@
 #include "shell/removal/CleanupReviewModel.h"
 
 #include <QStringList>
+#include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <string_view>
@@ -27,8 +28,10 @@ QString iconName(const CleanupPreviewItem& item) {
 
 }  // namespace
 
-CleanupReviewModel::CleanupReviewModel(RunningApplications running, QObject* parent)
-    : QAbstractListModel(parent), runningApplications_(std::move(running)) {
+CleanupReviewModel::CleanupReviewModel(RunningApplications running, PathActions::Program revealer,
+                                       QObject* parent)
+    : QAbstractListModel(parent), runningApplications_(std::move(running)), actions_(std::move(revealer)) {
+    connect(this, &CleanupReviewModel::isOpenChanged, this, &CleanupReviewModel::shownChanged);
     patience_.setInterval(kPatience);
     patience_.setSingleShot(true);
     connect(&patience_, &QTimer::timeout, this, [this] {
@@ -96,7 +99,7 @@ void CleanupReviewModel::open(std::vector<CleanupPreviewItem> items, CleanupRevi
 }
 
 void CleanupReviewModel::open(CleanupReview::ShownPointer shown, CleanupReview::Options options,
-                              std::function<void(bool)> onConfirm) {
+                              std::function<void(bool)> onConfirm, Drop drop) {
     if (isPreparing_) {
         setPreparing(false);
     } else {
@@ -108,6 +111,7 @@ void CleanupReviewModel::open(CleanupReview::ShownPointer shown, CleanupReview::
                        : std::vector<RunningApplication>();
     show(CleanupReview(std::move(shown), std::move(options), std::move(running)));
     onConfirm_ = std::move(onConfirm);
+    drop_ = std::move(drop);
     isOpen_ = true;
     emit isOpenChanged();
 }
@@ -122,8 +126,10 @@ void CleanupReviewModel::close(CleanupReview::Decision decision) {
         return;
     }
     const auto onConfirm = std::exchange(onConfirm_, nullptr);
+    drop_ = nullptr;
     isOpen_ = false;
     review_.cancelPermanentConfirmation();
+    dismissActionText();
     emit decisionChanged();
     emit isOpenChanged();
     if (decision != CleanupReview::Decision::none && onConfirm) {
@@ -185,6 +191,62 @@ void CleanupReviewModel::copyPath(int row) const {
         return;
     }
     PathActions::copy(review_.shownItems()[static_cast<std::size_t>(row)].url);
+}
+
+void CleanupReviewModel::drop(int row) {
+    if (!isRow(row) || !drop_ || showPermanentConfirmation()) {
+        return;
+    }
+    const auto before = static_cast<std::size_t>(row);
+    const std::string url = review_.shownItems()[before].url;
+    CleanupReview::ShownPointer rest = drop_(url);
+    const auto isGone = [&] {
+        const auto& items = review_.shownItems();
+        const auto& left = rest->items;
+        const auto isSame = [](const CleanupPreviewItem& one, const CleanupPreviewItem& other) {
+            return one.url == other.url;
+        };
+        const auto at = items.begin() + row;
+        return left.size() + 1 == items.size() && std::equal(items.begin(), at, left.begin(), isSame) &&
+               std::equal(at + 1, items.end(), left.begin() + row, isSame);
+    };
+    if (isGone()) {
+        beginRemoveRows({}, row, row);
+        review_.setShown(std::move(rest));
+        endRemoveRows();
+    } else {
+        beginResetModel();
+        review_.setShown(std::move(rest));
+        endResetModel();
+    }
+    emit shownChanged();
+    tell(QStringLiteral("“%1” was taken out of the queue. Nothing was moved.")
+             .arg(displayString(lastPathComponent(url))));
+}
+
+void CleanupReviewModel::reveal(int row) {
+    if (!isRow(row)) {
+        return;
+    }
+    dismissActionText();
+    actions_.reveal(review_.shownItems()[static_cast<std::size_t>(row)].url, [this](const QString& problem) {
+        if (!problem.isEmpty() && isOpen_) {
+            tell(problem);
+        }
+    });
+}
+
+void CleanupReviewModel::tell(const QString& sentence) {
+    actionText_ = sentence;
+    emit actionTextChanged();
+    emit told(sentence);
+}
+
+void CleanupReviewModel::dismissActionText() {
+    if (!actionText_.isEmpty()) {
+        actionText_.clear();
+        emit actionTextChanged();
+    }
 }
 
 int CleanupReviewModel::rowCount(const QModelIndex& parent) const {

@@ -17,6 +17,7 @@
 
 #include "removal/CleanupReview.h"
 #include "removal/RunningApplication.h"
+#include "shell/kit/PathActions.h"
 
 namespace larkfold {
 
@@ -31,14 +32,18 @@ class CleanupReviewModel : public QAbstractListModel {
     Q_PROPERTY(QString awaitedText READ awaitedText NOTIFY preparingProgressChanged)
     Q_PROPERTY(double preparedShare READ preparedShare NOTIFY preparingProgressChanged)
     Q_PROPERTY(QString noticeText READ noticeText NOTIFY isOpenChanged)
-    Q_PROPERTY(int count READ count NOTIFY isOpenChanged)
-    Q_PROPERTY(QString summaryText READ summaryText NOTIFY isOpenChanged)
+    Q_PROPERTY(int count READ count NOTIFY shownChanged)
+    Q_PROPERTY(QString summaryText READ summaryText NOTIFY shownChanged)
+    // Whether an item can be taken out of the list, which its driver then does not remove.
+    Q_PROPERTY(bool canDrop READ canDrop NOTIFY isOpenChanged)
+    // What came of the last action on a row; empty where there is nothing to tell.
+    Q_PROPERTY(QString actionText READ actionText NOTIFY actionTextChanged)
     Q_PROPERTY(bool allowsPermanentDeletion READ allowsPermanentDeletion NOTIFY isOpenChanged)
     Q_PROPERTY(bool permanent READ isPermanent WRITE setPermanent NOTIFY decisionChanged)
     Q_PROPERTY(bool showPermanentConfirmation READ showPermanentConfirmation NOTIFY decisionChanged)
     Q_PROPERTY(QString noteText READ noteText NOTIFY decisionChanged)
     Q_PROPERTY(QString confirmText READ confirmText NOTIFY decisionChanged)
-    Q_PROPERTY(QString permanentConfirmationTitle READ permanentConfirmationTitle NOTIFY isOpenChanged)
+    Q_PROPERTY(QString permanentConfirmationTitle READ permanentConfirmationTitle NOTIFY shownChanged)
 
 public:
     enum Role {
@@ -55,9 +60,12 @@ public:
         SpokenTextRole,  // the row for a screen reader
     };
     using RunningApplications = std::function<std::vector<RunningApplication>()>;
+    // Takes an item out of what is proposed, by its path; what is shown from then on.
+    using Drop = std::function<CleanupReview::ShownPointer(const std::string& url)>;
 
+    // `revealer`: shows an item in the file manager; absent: the desktop's.
     explicit CleanupReviewModel(RunningApplications running = RunningApplication::current,
-                                QObject* parent = nullptr);
+                                PathActions::Program revealer = nullptr, QObject* parent = nullptr);
 
     // A proposal is being prepared: shows that if it lasts. A proposal that is still open is cancelled.
     void prepare();
@@ -65,9 +73,10 @@ public:
     void setProgress(std::int64_t checked, std::int64_t total, const std::string& awaited);
 
     // Shows the proposal. `onConfirm` is called at most once, with whether the removal is permanent, after
-    // the sheet has closed. A proposal that is still open is cancelled.
+    // the sheet has closed. Without `drop` the list is taken or left as a whole. A proposal that is still
+    // open is cancelled.
     void open(CleanupReview::ShownPointer shown, CleanupReview::Options options,
-              std::function<void(bool permanently)> onConfirm);
+              std::function<void(bool permanently)> onConfirm, Drop drop = nullptr);
     void open(std::vector<CleanupPreviewItem> items, CleanupReview::Options options,
               std::function<void(bool permanently)> onConfirm);
     // Closes without a decision.
@@ -95,6 +104,14 @@ public:
     Q_INVOKABLE void confirmPermanentDeletion();
     Q_INVOKABLE void cancelPermanentConfirmation();
     Q_INVOKABLE void copyPath(int row) const;
+    // Takes the item out of the list and of what will be removed. Nothing happens to it. Not while the second
+    // decision is asked for, whose number would change under the user's eyes.
+    Q_INVOKABLE void drop(int row);
+    bool canDrop() const { return drop_ != nullptr; }
+    // Shows the item in the file manager.
+    Q_INVOKABLE void reveal(int row);
+    QString actionText() const { return actionText_; }
+    Q_INVOKABLE void dismissActionText();
 
     int rowCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
@@ -105,16 +122,25 @@ signals:
     void isPreparingChanged();
     void preparingProgressChanged();
     void decisionChanged();
+    void shownChanged();
+    void actionTextChanged();
+    // What came of something the user did; also the same sentence once more.
+    void told(const QString& sentence);
 
 private:
     void setPreparing(bool preparing);
     void show(CleanupReview review);
     void close(CleanupReview::Decision decision);
     QString spokenText(const CleanupPreviewItem& item) const;
+    void tell(const QString& sentence);
+    bool isRow(int row) const { return isOpen_ && !isPreparing_ && row >= 0 && row < count(); }
 
     RunningApplications runningApplications_;
     CleanupReview review_;
     std::function<void(bool)> onConfirm_;
+    Drop drop_;
+    QString actionText_;
+    PathActions actions_;
     bool isOpen_ = false;
     bool isPreparing_ = false;
     std::int64_t checked_ = 0;

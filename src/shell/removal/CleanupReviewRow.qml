@@ -20,6 +20,13 @@ Rectangle {
     required property string spokenText
     required property bool isCurrent
     property int margin: Theme.space5
+    // Whether the item can be taken out of the list.
+    property bool canDrop: false
+
+    signal chosen
+    signal dropped
+    signal revealed
+    signal menuRequested(x: real, y: real)
 
     implicitHeight: words.implicitHeight + 2 * Theme.space3
     color: isCurrent ? Theme.selection : "transparent"
@@ -28,6 +35,16 @@ Rectangle {
     Accessible.focusable: true
     Accessible.selectable: true
     Accessible.selected: isCurrent
+
+    TapHandler {
+        acceptedButtons: Qt.LeftButton | Qt.RightButton
+        onSingleTapped: (point, button) => {
+            row.chosen();
+            if (button === Qt.RightButton) {
+                row.menuRequested(point.position.x, point.position.y);
+            }
+        }
+    }
 
     AppIcon {
         id: glyph
@@ -42,8 +59,8 @@ Rectangle {
         id: words
         anchors.left: glyph.right
         anchors.leftMargin: Theme.space4
-        anchors.right: parent.right
-        anchors.rightMargin: row.margin
+        anchors.right: buttons.left
+        anchors.rightMargin: Theme.space2
         y: Theme.space3
         spacing: 2
 
@@ -136,6 +153,34 @@ Rectangle {
             font.pixelSize: Theme.sizeBody - 1
             wrapMode: Text.Wrap
             textFormat: Text.PlainText
+        }
+    }
+
+    // By keys: Space, and the menu of the row. The Tab key would else stop at every item.
+    Row {
+        id: buttons
+        anchors.right: parent.right
+        anchors.rightMargin: row.margin - Theme.space2
+        y: Theme.space2
+
+        AppIconButton {
+            icon.name: "reveal"
+            text: qsTr("Show in %1").arg(Words.fileManagerButton)
+            focusPolicy: Qt.NoFocus
+            onClicked: {
+                row.chosen();
+                row.revealed();
+            }
+        }
+        AppIconButton {
+            visible: row.canDrop
+            icon.name: "unmark"
+            text: qsTr("Remove from Queue")
+            focusPolicy: Qt.NoFocus
+            onClicked: {
+                row.chosen();
+                row.dropped();
+            }
         }
     }
 

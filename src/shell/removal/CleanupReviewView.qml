@@ -24,6 +24,25 @@ AppDialog {
         list.positionViewAtBeginning();
     }
 
+    function openMenu(row: int, item: Item, x: real, y: real) {
+        if (row >= 0 && item) {
+            rowMenu.row = row;
+            rowMenu.popup(item, x, y);
+        }
+    }
+
+    // Where the list has become empty there is nothing in it to stand on.
+    function keepKeyboard() {
+        if (!review.isOpen) {
+            return;
+        }
+        if (review.count > 0) {
+            list.forceActiveFocus(Qt.TabFocusReason);
+        } else {
+            cancel.forceActiveFocus(Qt.TabFocusReason);
+        }
+    }
+
     // The list comes while the sheet is open; the keyboard stays where it is.
     Connections {
         target: sheet.review
@@ -31,6 +50,22 @@ AppDialog {
         function onIsOpenChanged() {
             if (sheet.review.isOpen) {
                 sheet.showBeginning();
+            }
+        }
+
+        function onTold(sentence) {
+            said.say(sentence);
+        }
+
+        function onActionTextChanged() {
+            if (sheet.review.actionText.length === 0) {
+                said.clear();
+            }
+        }
+
+        function onShownChanged() {
+            if (sheet.review.count === 0) {
+                sheet.keepKeyboard();
             }
         }
     }
@@ -127,10 +162,18 @@ AppDialog {
             Accessible.name: qsTr("Items to be removed")
 
             Keys.onPressed: event => {
-                event.accepted = takeMove(event);
-                if (!event.accepted && event.matches(StandardKey.Copy)) {
+                event.accepted = true;
+                if (takeMove(event)) {
+                    return;
+                }
+                if (event.matches(StandardKey.Copy)) {
                     sheet.review.copyPath(currentIndex);
-                    event.accepted = true;
+                } else if (event.key === Qt.Key_Space && event.modifiers === Qt.NoModifier && sheet.review.canDrop) {
+                    sheet.review.drop(currentIndex);
+                } else if (event.key === Qt.Key_Menu || (event.key === Qt.Key_F10 && (event.modifiers & Qt.ShiftModifier))) {
+                    sheet.openMenu(currentIndex, currentItem, Theme.space8, currentItem ? currentItem.height : 0);
+                } else {
+                    event.accepted = false;
                 }
             }
 
@@ -138,6 +181,11 @@ AppDialog {
                 width: ListView.view.width
                 isCurrent: ListView.isCurrentItem && list.activeFocus
                 margin: sheet.leftPadding
+                canDrop: sheet.review.canDrop
+                onChosen: list.choose(index)
+                onDropped: sheet.review.drop(index)
+                onRevealed: sheet.review.reveal(index)
+                onMenuRequested: (x, y) => sheet.openMenu(index, this, x, y)
             }
         }
         EmptyState {
@@ -155,6 +203,49 @@ AppDialog {
         Hairline {
             anchors.bottom: parent.bottom
             width: parent.width
+        }
+    }
+
+    ListNotice {
+        Layout.fillWidth: true
+        Layout.topMargin: -Theme.space3
+        Layout.leftMargin: -sheet.leftPadding + 1
+        Layout.rightMargin: -sheet.rightPadding + 1
+        text: sheet.review.actionText
+        announces: false
+        onDismissed: {
+            sheet.review.dismissActionText();
+            sheet.keepKeyboard();
+        }
+    }
+    Announcement {
+        id: said
+    }
+    AppMenu {
+        id: rowMenu
+
+        property int row: -1
+
+        onClosed: sheet.keepKeyboard()
+
+        AppMenuItem {
+            text: qsTr("Remove from Queue")
+            icon.name: "unmark"
+            enabled: sheet.review.canDrop
+            reason: sheet.review.canDrop ? "" : qsTr("This list goes as a whole, or not at all.")
+            shortcutText: qsTr("Space")
+            onTriggered: sheet.review.drop(rowMenu.row)
+        }
+        AppMenuItem {
+            text: qsTr("Show in %1").arg(Words.fileManagerButton)
+            icon.name: "reveal"
+            onTriggered: sheet.review.reveal(rowMenu.row)
+        }
+        AppMenuItem {
+            text: qsTr("Copy Path")
+            icon.name: "copy"
+            shortcutText: "Ctrl+C"
+            onTriggered: sheet.review.copyPath(rowMenu.row)
         }
     }
 

@@ -9,6 +9,7 @@ namespace larkfold {
 
 RemovalPresenter::RemovalPresenter(Dependencies dependencies, QObject* parent)
     : QObject(parent),
+      review_(RunningApplication::current, dependencies.reveal),
       history_({.mainQueue = dependencies.mainQueue,
                 .notifications = dependencies.notifications,
                 .store = dependencies.store,
@@ -47,7 +48,7 @@ void RemovalPresenter::attach(ReviewRequest& request) {
     connect(&request, &ReviewRequest::proposed, this,
             [this, &request](const ReviewRequest::Proposal& proposal) {
                 makeRoomFor(request);
-                review_.open(proposal.shown, proposal.options, proposal.onConfirm);
+                review_.open(proposal.shown, proposal.options, proposal.onConfirm, proposal.drop);
                 shown_ = &request;
             });
     connect(&request, &ReviewRequest::closed, this, [this, &request] {

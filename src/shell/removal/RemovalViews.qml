@@ -8,6 +8,7 @@ Column {
 
     required property RemovalPresenter removal
     required property int selectedTab
+    property bool historyIsOnScreen: false
 
     Repeater {
         model: views.removal.runs
@@ -24,6 +25,7 @@ Column {
     CleanupResultBanner {
         width: views.width
         result: views.removal.result
+        offersHistory: !views.historyIsOnScreen
         onShowHistory: views.removal.showHistory()
     }
 

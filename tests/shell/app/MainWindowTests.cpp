@@ -5,6 +5,7 @@
 #include <QSignalSpy>
 #include <QtQml/QQmlExtensionPlugin>
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 
@@ -476,6 +477,64 @@ TEST_F(MainWindowTest, theNoticeOfTheSavedIndexIsReadWholeAtEveryWidth) {
             };
             EXPECT_TRUE(eventually(isWhole)) << "at " << width << ", " << scale;
         }
+    }
+}
+
+TEST_F(MainWindowTest, theMapSaysNameAndSizeAtTheSmallestWindow) {
+    tree_.fileOfSize("home/a", 3'000'000);
+    startAfterFirstRun();
+    ASSERT_TRUE(scan(tree_.path("home")));
+    QQmlComponent reference(engine_.get());
+    reference.setData("import QtQml\nimport Larkfold.Shell\nQtObject { property QtObject theme: Theme }", {});
+    const std::unique_ptr<QObject> holder(reference.create());
+    ASSERT_NE(holder, nullptr) << reference.errorString().toStdString();
+    auto* theme = holder->property("theme").value<QObject*>();
+    ASSERT_NE(theme, nullptr);
+    window_->resize(900, 600);
+    driver().setError("Something went wrong. Nothing was changed.");
+    for (const double scale : {1.0, 1.6}) {
+        theme->setProperty("typeScale", scale);
+        const auto isRead = [this](const char* name, const QString& text) {
+            const QQuickItem* label = named(name);
+            return label != nullptr && label->isVisible() && label->property("text").toString() == text &&
+                   !label->property("truncated").toBool();
+        };
+        EXPECT_TRUE(eventually([&] {
+            return (isRead("centerName", "home") && isRead("centerSize", "3 MB")) ||
+                   (isRead("centerCaption", "home") && isRead("centerFigures", "3 MB · 1 items"));
+        })) << scale;
+    }
+}
+
+// As a person sees them: what is not opaque is mixed with the surface below.
+TEST_F(MainWindowTest, theTextInTheMapsCentreHasContrastInLightAndDark) {
+    startAfterFirstRun();
+    QQmlComponent reference(engine_.get());
+    reference.setData("import QtQml\nimport Larkfold.Shell\nQtObject { property QtObject theme: Theme }", {});
+    const std::unique_ptr<QObject> holder(reference.create());
+    ASSERT_NE(holder, nullptr) << reference.errorString().toStdString();
+    auto* theme = holder->property("theme").value<QObject*>();
+    const auto color = [theme](const char* name) { return theme->property(name).value<QColor>(); };
+    const auto luminance = [](double red, double green, double blue) {
+        const auto linear = [](double part) {
+            return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+        };
+        return 0.2126 * linear(red) + 0.7152 * linear(green) + 0.0722 * linear(blue);
+    };
+    for (const bool dark : {false, true}) {
+        theme->setProperty("dark", dark);
+        const QColor disc = color("mapCentre");
+        const QColor below = color("surface");
+        EXPECT_NEAR(disc.alphaF(), 0.8, 0.01);
+        EXPECT_EQ(disc.rgb(), color("accent").rgb());
+        const auto mixed = [&](double over, double under) {
+            return over * disc.alphaF() + under * (1 - disc.alphaF());
+        };
+        const double seen = luminance(mixed(disc.redF(), below.redF()), mixed(disc.greenF(), below.greenF()),
+                                      mixed(disc.blueF(), below.blueF()));
+        const QColor words = color("textOnAccent");
+        const double written = luminance(words.redF(), words.greenF(), words.blueF());
+        EXPECT_GE((std::max(seen, written) + 0.05) / (std::min(seen, written) + 0.05), 4.5) << dark;
     }
 }
 

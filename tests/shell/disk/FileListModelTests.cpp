@@ -321,6 +321,40 @@ TEST_F(FileListModelTest, aProtectedFolder_isNotMarked_andTheReasonIsTold) {
     EXPECT_EQ(list.notice(), QString::fromStdString(mark_texts::protectedCannotBeMarked));
 }
 
+TEST_F(FileListModelTest, aSummaryWithoutASavedScan_saysWhyItIsNotOpened) {
+    ASSERT_TRUE(QTest::qWaitFor([this] { return session.driver.hasSavedIndex(); }, 60'000));
+    session.addSummary(1'000'000, 18'204);
+    const int summary = 0;
+    ASSERT_TRUE(model.isAggregate(summary));
+    EXPECT_TRUE(model.data(model.index(summary), FileListModel::CanOpenRole).toBool());
+    session.driver.forgetSavedScan();
+    ASSERT_TRUE(QTest::qWaitFor([this] { return !session.driver.hasSavedIndex(); }, 60'000));
+    EXPECT_FALSE(model.data(model.index(summary), FileListModel::CanOpenRole).toBool());
+    const QSignalSpy told(&model, &FileListModel::told);
+    model.open(summary);
+    EXPECT_EQ(model.notice(), file_list_texts::summaryCannotBeOpened);
+    EXPECT_EQ(told.count(), 1);
+    EXPECT_TRUE(session.driver.navigationStack().empty());
+    model.open(summary);
+    EXPECT_EQ(told.count(), 2) << "once more";
+}
+
+TEST_F(FileListModelTest, whyNotMarked_isEmptyWhereARowCanBeMarked) {
+    session.addSummary(1'000'000, 18'204);
+    EXPECT_EQ(model.whyNotMarked(0), QString::fromStdString(mark_texts::aggregateCannotBeMarked));
+    EXPECT_EQ(model.whyNotMarked(row("film.mov")), "");
+    EXPECT_EQ(model.whyNotMarked(-1), "");
+}
+
+TEST_F(FileListModelTest, leavingARow_thatTheMapHasLitSince_changesNothing) {
+    const int map = 0;
+    const FileNode::Pointer film = model.node(row("film.mov"));
+    model.hover(row("film.mov"));
+    session.driver.setHoveredNode(film, &map);
+    model.leave(row("film.mov"));
+    EXPECT_EQ(session.driver.hoveredNode(), film);
+}
+
 TEST_F(FileListModelTest, hovering_lightsTheArc_andLeavingPutsItOut) {
     const int film = row("film.mov");
     model.hover(film);

@@ -2,6 +2,7 @@
 // screen.
 #include <gtest/gtest.h>
 
+#include <QAccessible>
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QQmlEngine>
@@ -267,6 +268,54 @@ TEST_F(FileListViewTest, aSummary_saysWhyItIsNotMarked) {
     ASSERT_NE(find("listNotice"), nullptr);
     EXPECT_EQ(find("listNotice")->property("text").toString(),
               QString::fromStdString(mark_texts::aggregateCannotBeMarked));
+}
+
+TEST_F(FileListViewTest, theMenuOfASummary_saysWhyItIsNotMarked) {
+    session.addSummary(1'000, 18'204);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return itemOfRow(model->count() - 1) != nullptr; }, 60'000));
+    clickRow("photos", Qt::RightButton);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuMark") != nullptr; }, 60'000));
+    EXPECT_TRUE(find("menuMark")->isEnabled());
+    EXPECT_EQ(find("menuReason"), nullptr);
+    key(Qt::Key_Escape);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuMark") == nullptr; }, 60'000));
+    clickRow("Other scanned files (18,204)", Qt::RightButton);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return find("menuMark") != nullptr; }, 60'000));
+    QQuickItem* mark = find("menuMark");
+    EXPECT_EQ(mark->property("text"), "Add to Deletion Queue");
+    EXPECT_FALSE(mark->isEnabled());
+    const QString reason = QString::fromStdString(mark_texts::aggregateCannotBeMarked);
+    ASSERT_NE(find("menuReason"), nullptr);
+    EXPECT_EQ(find("menuReason")->property("text"), reason);
+    QAccessibleInterface* told = QAccessible::queryAccessibleInterface(mark);
+    ASSERT_NE(told, nullptr);
+    EXPECT_EQ(told->text(QAccessible::Description), reason);
+    // What the reason needs is there, and it stays within the menu.
+    QQuickItem* text = find("menuReason");
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] {
+            return text->mapRectToItem(mark, QRectF(0, 0, text->width(), text->height())).bottom() <=
+                   mark->height();
+        },
+        60'000));
+    EXPECT_LE(text->property("contentWidth").toDouble(), text->width() + 0.5);
+}
+
+TEST_F(FileListViewTest, aSummaryThatIsOpenedByKeys_leavesTheKeyboardInTheList) {
+    ASSERT_TRUE(QTest::qWaitFor([&] { return session.driver.hasSavedIndex(); }, 60'000));
+    session.addSummary(900'000, 18'204);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return itemOfRow(0) != nullptr; }, 60'000));
+    list()->forceActiveFocus(Qt::TabFocusReason);
+    key(Qt::Key_Home);
+    ASSERT_TRUE(model->isAggregate(model->currentRow()));
+    key(Qt::Key_Return);
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return rowNamed(*model, "Other scanned files (18,204)") < 0; }, 60'000));
+    EXPECT_EQ(model->currentRow(), 0);
+    EXPECT_TRUE(list()->hasActiveFocus());
+    EXPECT_EQ(session.driver.selectedNode(), nullptr);
+    key(Qt::Key_Down);
+    EXPECT_EQ(model->currentRow(), 1);
 }
 
 TEST_F(FileListViewTest, withoutSummaries_thereIsNoNote) {

@@ -113,6 +113,11 @@ TEST_F(CleanupHistoryModelTest, anOperationIsOneRowUntilItIsOpened) {
     EXPECT_FALSE(flag(3, Model::CanLocateRole));
     EXPECT_EQ(text(4, Model::TextRole), "Trash location: /trash/second");
     EXPECT_TRUE(flag(4, Model::CanLocateRole));
+    EXPECT_EQ(text(4, Model::SizeTextRole), "1 KB");
+    EXPECT_EQ(text(4, Model::SpokenTextRole), "/home/a/second, Trash location: /trash/second, 1 KB");
+    EXPECT_EQ(text(3, Model::SizeTextRole), "") << "it was not measured";
+    EXPECT_EQ(text(3, Model::SpokenTextRole), "/home/a/first, It stayed.");
+    EXPECT_EQ(text(2, Model::SizeTextRole) + text(1, Model::SizeTextRole), "");
     EXPECT_EQ(model.headerRowOf(4), 1);
 
     model.toggle(4);  // an item has nothing to open

@@ -6,6 +6,7 @@
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QSignalSpy>
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -64,6 +65,58 @@ TEST_F(CleanupReviewModelTest, aRowTellsEverythingOfItsItem) {
     EXPECT_EQ(text(1, CleanupReviewModel::KeeperTextRole), "");
     EXPECT_TRUE(model.data(model.index(1), CleanupReviewModel::IsSafeRole).toBool());
     EXPECT_EQ(model.summaryText(), "2 items · 14.9 GB estimated data");
+}
+
+TEST_F(CleanupReviewModelTest, anItemIsTakenOut_whereItsDriverCan) {
+    auto shown =
+        CleanupReview::shownOf({item("/home/a/x", 3'000), item("/home/a/y", 2'000), item("/home/a/z")});
+    std::vector<std::string> dropped;
+    model.open(
+        shown, {}, [this](bool permanently) { decisions.push_back(permanently); },
+        [&](const std::string& url) {
+            dropped.push_back(url);
+            const auto at = std::ranges::find(shown->items, url, &CleanupPreviewItem::url);
+            shown = CleanupReview::without(*shown, static_cast<std::size_t>(at - shown->items.begin()));
+            return shown;
+        });
+    EXPECT_TRUE(model.canDrop());
+    model.setPermanent(true);
+    const QSignalSpy removed(&model, &QAbstractItemModel::rowsRemoved);
+    const QSignalSpy reset(&model, &QAbstractItemModel::modelReset);
+    const QSignalSpy changed(&model, &CleanupReviewModel::shownChanged);
+    model.drop(1);
+    EXPECT_EQ(dropped, std::vector<std::string>{"/home/a/y"});
+    ASSERT_EQ(removed.count(), 1);
+    EXPECT_EQ(removed[0][1].toInt(), 1);
+    EXPECT_EQ(reset.count(), 0);
+    EXPECT_EQ(changed.count(), 1);
+    EXPECT_EQ(model.summaryText(), "2 items · 4 KB estimated data");
+    EXPECT_EQ(model.actionText(), "“y” was taken out of the queue. Nothing was moved.");
+    EXPECT_TRUE(model.isPermanent());
+    model.drop(7);
+    EXPECT_EQ(dropped.size(), 1u);
+    // The second decision has named a number: it stands until it is made or taken back.
+    model.confirm();
+    ASSERT_TRUE(model.showPermanentConfirmation());
+    EXPECT_EQ(model.permanentConfirmationTitle(), "Permanently delete 2 items?");
+    model.drop(0);
+    EXPECT_EQ(dropped.size(), 1u);
+    model.cancelPermanentConfirmation();
+    model.drop(0);
+    model.drop(0);
+    EXPECT_EQ(model.count(), 0);
+    model.confirm();
+    EXPECT_TRUE(decisions.empty());
+    model.cancel();
+    EXPECT_FALSE(model.canDrop());
+    EXPECT_EQ(model.actionText(), "");
+}
+
+TEST_F(CleanupReviewModelTest, withoutAWayToTakeItemsOut_theListStaysAsItIs) {
+    open({item("/home/a/x"), item("/home/a/y")});
+    EXPECT_FALSE(model.canDrop());
+    model.drop(0);
+    EXPECT_EQ(model.count(), 2);
 }
 
 TEST_F(CleanupReviewModelTest, runningApplicationsAreListedOnceAndOnlyWhereTheyAreAskedFor) {

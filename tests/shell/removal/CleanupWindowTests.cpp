@@ -6,6 +6,7 @@
 #include <QtQml/QQmlExtensionPlugin>
 
 #include <cstdio>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@
 #include "platform/StandardFolders.h"
 #include "removal/CleanupHistoryStore.h"
 #include "removal/RemovalJournalContent.h"
+#include "shell/app/AnnouncementLog.h"
 #include "shell/app/WindowFixture.h"
 #include "shell/disk/DiskSpaceTexts.h"
 #include "support/GateThatTells.h"
@@ -77,6 +79,11 @@ protected:
         key(Qt::Key_Delete);
         ASSERT_TRUE(eventually([this] { return isShown("Review cleanup"); }));
         ASSERT_TRUE(hasFocus("Cancel")) << focusName().toStdString();
+    }
+    // With the sheets above the page.
+    QQuickItem* surface() {
+        QQuickItem* const content = window_->contentItem();
+        return content->parentItem() != nullptr ? content->parentItem() : content;
     }
     bool isClosed(const QString& text) {
         return eventually([&] { return !isShown(text); });
@@ -388,11 +395,139 @@ TEST_F(CleanupWindowTest, marksThatARefreshTookBackAreOfferedAgainInThePage) {
     EXPECT_TRUE(hasFocus("fileList")) << focusName().toStdString();
 }
 
-TEST_F(CleanupWindowTest, whatCannotBeMarkedInTheMapSaysWhyInThePage) {
+TEST_F(CleanupWindowTest, whatCannotBeMarkedInTheMapSaysWhyOverTheMap_eachTime_andMovesNothing) {
     scannedWithAGateThatTells();
-    driver().toggleSelection(driver().scanResult()->rootNode);
-    EXPECT_TRUE(
-        eventually([this] { return isShown(QString::fromStdString(mark_texts::rootCannotBeMarked)); }));
+    const auto place = [this](const QString& name) {
+        return named(name)->mapRectToScene(QRectF(0, 0, named(name)->width(), named(name)->height()));
+    };
+    const QRectF map = place("sunburst");
+    const QString reason = QString::fromStdString(mark_texts::rootCannotBeMarked);
+    named("sunburstLayer")->forceActiveFocus(Qt::TabFocusReason);
+    key(Qt::Key_Home);
+    const AnnouncementLog log(surface());
+    for (int times = 1; times <= 2; ++times) {
+        key(Qt::Key_Space);
+        EXPECT_TRUE(eventually([&] { return log.count(reason) == times; })) << times;
+        EXPECT_TRUE(isShown(reason));
+    }
+    EXPECT_TRUE(driver().selectedForDeletion().empty());
+    EXPECT_EQ(place("sunburst"), map) << "the next click goes where the pointer is";
+    EXPECT_TRUE(map.contains(place("markNotice")));
+    EXPECT_FALSE(place("markNotice").intersects(place("legendButton")));
+    click("Dismiss");
+    EXPECT_TRUE(eventually([&] { return !isShown(reason); }));
+    key(Qt::Key_Space);
+    EXPECT_TRUE(eventually([&] { return isShown(reason); })) << "the keyboard is in the map as before";
+}
+
+TEST_F(CleanupWindowTest, whatCannotBeMarkedInTheListIsToldEachTime) {
+    scannedWithAGateThatTells();
+    const auto root = driver().scanResult()->rootNode;
+    root->appendChild(FileNode::makeAggregate(FileNode::SummaryOrigin::scan, 9'000'000, 50));
+    root->recalculateSize();
+    root->sortChildrenBySize();
+    emit driver().scanResultChanged();
+    key(Qt::Key_Home);
+    const QString reason = QString::fromStdString(mark_texts::aggregateCannotBeMarked);
+    const AnnouncementLog log(surface());
+    for (int times = 1; times <= 2; ++times) {
+        key(Qt::Key_Space);
+        EXPECT_TRUE(eventually([&] { return log.count(reason) == times; })) << times;
+    }
+    EXPECT_TRUE(isShown(reason));
+    EXPECT_TRUE(driver().selectedForDeletion().empty());
+}
+
+TEST_F(CleanupWindowTest, anItemIsTakenOutOfTheReviewByKeys_andTheOthersGo) {
+    scannedWithAGateThatTells();
+    for (const auto& each : driver().scanResult()->rootNode->children()) {
+        driver().toggleSelection(each);
+    }
+    openReview();
+    key(Qt::Key_Tab);
+    key(Qt::Key_Tab);
+    ASSERT_TRUE(hasFocus("reviewList"));
+    key(Qt::Key_Down);
+    const AnnouncementLog log(surface());
+    key(Qt::Key_Space);
+    EXPECT_TRUE(eventually([this] { return isShown("2 items · 4 MB estimated data"); }));
+    const QString told = "“middle” was taken out of the queue. Nothing was moved.";
+    EXPECT_TRUE(eventually([&] { return isShown(told) && log.count(told) == 1; }));
+    EXPECT_TRUE(hasFocus("reviewList")) << "the keyboard stays in the list";
+    EXPECT_EQ(named("reviewList")->property("currentIndex").toInt(), 1) << "on the next row";
+    EXPECT_EQ(driver().selectedForDeletion(), (std::set<UUID>{node("large")->id(), node("small")->id()}));
+    EXPECT_TRUE(gate.requests.empty());
+    EXPECT_TRUE(isShown("Review cleanup"));
+    key(Qt::Key_Backtab);
+    ASSERT_TRUE(hasFocus("Move to Trash")) << focusName().toStdString();
+    key(Qt::Key_Return);
+    ASSERT_TRUE(eventually([this] { return gate.requests.size() == 1; }));
+    ASSERT_TRUE(finishes());
+    EXPECT_EQ(gate.requests[0].urls,
+              (std::vector<std::string>{tree_.path("home/large"), tree_.path("home/small")}));
+}
+
+TEST_F(CleanupWindowTest, aReviewOutOfWhichAllIsTakenOffersNothingMore) {
+    scannedWithAGateThatTells();
+    markTheFirstTwoByKeys();
+    openReview();
+    click("Permanently delete instead of moving to Trash");
+    ASSERT_TRUE(view().removal()->review()->isPermanent());
+    click("Remove from Queue");
+    EXPECT_TRUE(eventually([this] {
+        return isShown("1 items · 2 MB estimated data") || isShown("1 items · 3 MB estimated data");
+    }));
+    EXPECT_TRUE(view().removal()->review()->isPermanent()) << "the switch stands as it did";
+    click("Remove from Queue");
+    EXPECT_TRUE(eventually([this] { return isShown("Nothing is marked"); }));
+    EXPECT_TRUE(hasFocus("Cancel")) << focusName().toStdString();
+    EXPECT_TRUE(driver().selectedForDeletion().empty());
+    key(Qt::Key_Return);
+    EXPECT_TRUE(isClosed("Review cleanup"));
+    EXPECT_TRUE(gate.requests.empty());
+}
+
+TEST_F(CleanupWindowTest, anItemOfTheReviewIsShownInTheFileManager_andAFailureIsTold) {
+    std::vector<std::string> revealed;
+    reveal_ = [&](const std::string& path, const std::function<void(bool)>& done) {
+        revealed.push_back(path);
+        done(revealed.size() == 1);
+    };
+    scannedWithAGateThatTells();
+    key(Qt::Key_Home);
+    key(Qt::Key_Space);
+    openReview();
+    click("Show in File Manager");
+    EXPECT_EQ(revealed, std::vector<std::string>{tree_.path("home/large")});
+    EXPECT_EQ(view().removal()->review()->actionText(), "");
+    click("Show in File Manager");
+    EXPECT_TRUE(eventually([this] { return !view().removal()->review()->actionText().isEmpty(); }));
+    EXPECT_TRUE(isShown(view().removal()->review()->actionText()));
+    EXPECT_EQ(driver().selectedForDeletion().size(), 1u);
+}
+
+TEST_F(CleanupWindowTest, aReviewWithoutASelectionBehindItGoesAsAWhole) {
+    startAfterFirstRun();
+    CleanupPreviewItem item{.url = "/home/a/file",
+                            .estimatedBytes = 5'000,
+                            .reason = "Old",
+                            .risk = "Safe",
+                            .keeper = std::nullopt,
+                            .isFolder = false,
+                            .uncheckedReason = {}};
+    int decisions = 0;
+    view().removal()->review()->open({item}, {}, [&](bool) { ++decisions; });
+    ASSERT_TRUE(eventually([this] { return isShown("Review cleanup"); }));
+    EXPECT_FALSE(isShown("Remove from Queue"));
+    ASSERT_TRUE(hasFocus("Cancel"));
+    key(Qt::Key_Tab);
+    key(Qt::Key_Tab);
+    ASSERT_TRUE(hasFocus("reviewList"));
+    key(Qt::Key_Space);
+    EXPECT_TRUE(isShown("1 items · 5 KB estimated data"));
+    key(Qt::Key_Escape);
+    EXPECT_TRUE(isClosed("Review cleanup"));
+    EXPECT_EQ(decisions, 0);
 }
 
 TEST_F(CleanupWindowTest, theBannerTellsAssistiveTechnologyAndGoesWhenItIsClosed) {
@@ -415,9 +550,24 @@ TEST_F(CleanupWindowTest, theBannerTellsAssistiveTechnologyAndGoesWhenItIsClosed
 
     // It stays over a change of tabs, and covers nothing.
     view().setSelectedTab(5);
+    EXPECT_TRUE(isShown("2 items moved to Trash · 0 skipped or failed"));
+    EXPECT_FALSE(isShown("View history")) << "it is on screen";
+    view().setSelectedTab(0);
     EXPECT_TRUE(isShown("View history"));
-    click("Close");
+    click("View history");
     EXPECT_TRUE(isClosed("View history"));
+    EXPECT_TRUE(view().historyIsOnScreen());
+    EXPECT_TRUE(eventually([this] {
+        for (QQuickItem* item = window_->activeFocusItem(); item != nullptr; item = item->parentItem()) {
+            if (item->inherits("QQuickListView")) {
+                return true;
+            }
+        }
+        return false;
+    })) << "the keyboard is in the history: "
+        << focusName().toStdString();
+    click("Close");
+    EXPECT_TRUE(isClosed("2 items moved to Trash · 0 skipped or failed"));
 }
 
 TEST_F(CleanupWindowTest, aRemovalUnderWayTellsHowFarItIsAndCanBeCancelledFromEveryTab) {

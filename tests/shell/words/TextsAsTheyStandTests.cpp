@@ -97,6 +97,27 @@ TEST_F(TextsAsTheyStandInTheWindow, ofTheAdviceAboutAccess) {
     EXPECT_TRUE(eventually([this] { return isShown("Open System Settings"); }));
 }
 
+TEST_F(TextsAsTheyStandInTheWindow, ofTheMenusKeys) {
+    startAfterFirstRun();
+    const auto keysBelow = [](const auto& self, const QQuickItem* item, QStringList& keys) -> void {
+        if (item->isVisible() && item->property("text").toString().contains('+')) {
+            keys << item->property("text").toString();
+        }
+        for (const QQuickItem* child : item->childItems()) {
+            self(self, child, keys);
+        }
+    };
+    click("&File");
+    ASSERT_TRUE(eventually([this] { return isShown("Cmd+N"); }));
+    QStringList keys;
+    keysBelow(keysBelow,
+              window_->contentItem()->parentItem() != nullptr ? window_->contentItem()->parentItem()
+                                                              : window_->contentItem(),
+              keys);
+    EXPECT_TRUE(keys.contains("Cmd+."));
+    EXPECT_TRUE(keys.filter("Ctrl").isEmpty()) << keys.join(' ').toStdString();
+}
+
 TEST_F(TextsAsTheyStandInTheWindow, ofTheMapAndTheSavedScan) {
     tree_.file("home/a", "x");
     startAfterFirstRun();

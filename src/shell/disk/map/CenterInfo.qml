@@ -1,7 +1,8 @@
 import QtQuick
 import Larkfold.Shell
 
-// What the disc of the map says: the hovered thing, or the folder on display. Kept within the disc.
+// What the disc of the map says: the hovered thing, or the folder on display. Kept within the disc; where that is too
+// small for a size to be read in full, nothing.
 Item {
     id: info
 
@@ -16,7 +17,7 @@ Item {
 
     width: size
     height: size
-    visible: size > 44 * Theme.typeScale
+    visible: size >= 64 * Theme.typeScale
 
     Column {
         anchors.centerIn: parent

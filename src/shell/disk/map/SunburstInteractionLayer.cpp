@@ -5,7 +5,6 @@
 #include <QMouseEvent>
 #include <QQuickWindow>
 #include <QSGImageNode>
-#include <limits>
 #include <utility>
 
 #include "shell/disk/map/SunburstTexts.h"
@@ -21,6 +20,7 @@ SunburstColour toColour(const QColor& colour) {
 
 struct LayerNode : QSGNode {
     QSGImageNode* hover = nullptr;
+    QSGImageNode* marks = nullptr;
     QSGImageNode* focus = nullptr;
 };
 
@@ -51,11 +51,23 @@ void SunburstInteractionLayer::setMap(SunburstItem* map) {
     if (map_) {
         connect(map_, &SunburstItem::driverChanged, this, &SunburstInteractionLayer::follow);
         connect(map_, &SunburstItem::centerChanged, this, &SunburstInteractionLayer::follow);
-        connect(map_, &SunburstItem::pictureChanged, this, &SunburstInteractionLayer::follow);
-        connect(map_, &SunburstItem::isOpeningChanged, this, &QQuickItem::polish);
+        connect(map_, &SunburstItem::pictureChanged, this, [this] {
+            marksAreStale_ = true;
+            follow();
+        });
+        connect(map_, &SunburstItem::isOpeningChanged, this, [this] {
+            marksAreStale_ = true;
+            polish();
+        });
         // Then something else lies under the pointer, though it rests.
-        connect(map_, &SunburstItem::mapChanged, this, [this] { pointer_.reset(); });
+        connect(map_, &SunburstItem::mapChanged, this, [this] {
+            pointer_.reset();
+            if (const auto arc = showsFocus_ ? focusedArc() : std::nullopt) {
+                focused_ = map_->layout().arcs()[*arc].node;
+            }
+        });
     }
+    marksAreStale_ = true;
     emit mapChanged();
     follow();
 }
@@ -84,7 +96,7 @@ QString SunburstInteractionLayer::spokenValue() const {
     if (!node) {
         node = driver()->hoveredNode() ? driver()->hoveredNode() : current;
     }
-    return texts::arcDescription(*node, *current, driver()->selectedForDeletion().contains(node->id()));
+    return texts::arcDescription(*node, *current, driver()->selectedForDeletion());
 }
 
 // --- Pointer
@@ -100,10 +112,11 @@ void SunburstInteractionLayer::hover(const QPointF& point) {
         return;
     }
     const FileNode::Pointer node = map_->nodeAt(point);
-    if (node || std::exchange(pointerHovers_, false)) {
-        driver()->setHoveredNode(node);
+    if (node) {
+        driver()->setHoveredNode(node, this);
+    } else {
+        driver()->clearHoveredNode(this);
     }
-    pointerHovers_ = node != nullptr;
     const Qt::CursorShape shape = node && node->isDirectory() ? Qt::PointingHandCursor : Qt::ArrowCursor;
     if (cursor().shape() != shape) {
         setCursor(shape);
@@ -120,8 +133,8 @@ void SunburstInteractionLayer::hoverMoveEvent(QHoverEvent* event) {
 
 void SunburstInteractionLayer::hoverLeaveEvent(QHoverEvent*) {
     pointer_.reset();
-    if (driver() != nullptr && std::exchange(pointerHovers_, false)) {
-        driver()->setHoveredNode(nullptr);
+    if (driver() != nullptr) {
+        driver()->clearHoveredNode(this);
     }
 }
 
@@ -228,7 +241,8 @@ std::optional<std::size_t> SunburstInteractionLayer::focusedArc() const {
             return arc;
         }
     }
-    return std::nullopt;
+    // Where it is gone, as a summary that was opened, the keyboard is on the folder.
+    return showsFocus_ && layout.root() ? layout.arcOf(*layout.root()) : std::nullopt;
 }
 
 void SunburstInteractionLayer::moveFocus(Step step) {
@@ -271,8 +285,7 @@ void SunburstInteractionLayer::focusOn(const FileNode::Pointer& node) {
     focused_ = node;
     showsFocus_ = true;
     if (driver() != nullptr) {
-        pointerHovers_ = false;
-        driver()->setHoveredNode(node);  // the centre and the list show what the keyboard is on
+        driver()->setHoveredNode(node, &focused_);  // the centre and the list show what the keyboard is on
     }
     follow();
 }
@@ -280,22 +293,29 @@ void SunburstInteractionLayer::focusOn(const FileNode::Pointer& node) {
 void SunburstInteractionLayer::focusInEvent(QFocusEvent* event) {
     QQuickItem::focusInEvent(event);
     showsFocus_ = event->reason() != Qt::MouseFocusReason;
-    if (showsFocus_ && map_ && !focusedArc() && !map_->layout().arcs().empty()) {
-        focused_ = map_->layout().root();
+    if (showsFocus_ && driver() != nullptr) {
+        const FileNode::Pointer& root = map_->layout().root();
+        const std::optional<std::size_t> arc = focusedArc();
+        focused_ = arc ? map_->layout().arcs()[*arc].node : root;
+        if (arc && focused_.lock() != root) {
+            driver()->setHoveredNode(focused_.lock(), &focused_);
+        }
     }
     follow();
 }
 
 void SunburstInteractionLayer::focusOutEvent(QFocusEvent* event) {
     QQuickItem::focusOutEvent(event);
+    if (driver() != nullptr) {
+        driver()->clearHoveredNode(&focused_);
+    }
     follow();
 }
 
 // --- Drawing
 // ----------------------------------------------------------------------------------------------------
 
-SunburstInteractionLayer::Overlay SunburstInteractionLayer::overlayOf(std::size_t arc, bool isRaised,
-                                                                      bool isOutlined) const {
+SunburstInteractionLayer::Overlay SunburstInteractionLayer::overlayOf(std::size_t arc, Look look) const {
     const SunburstItem::Rest rest = map_->rest();
     const SunburstRaster::Rect bounds = rest.raster.boundsOf(arc, rest.pixels.width(), rest.pixels.height());
     if (bounds.width == 0 || bounds.height == 0) {
@@ -304,8 +324,8 @@ SunburstInteractionLayer::Overlay SunburstInteractionLayer::overlayOf(std::size_
     QImage picture(bounds.width, bounds.height, QImage::Format_ARGB32_Premultiplied);
     rest.raster.paintArc(
         arc,
-        {.isRaised = isRaised,
-         .outline = isOutlined ? std::optional(toColour(focusColor_)) : std::nullopt,
+        {.isRaised = look == Look::raised,
+         .outline = look == Look::outlined ? std::optional(toColour(focusColor_)) : std::nullopt,
          .background = toColour(backgroundColor_)},
         bounds,
         {.data = reinterpret_cast<std::uint32_t*>(picture.bits()),
@@ -319,20 +339,31 @@ SunburstInteractionLayer::Overlay SunburstInteractionLayer::overlayOf(std::size_
             .isNew = true};
 }
 
+SunburstInteractionLayer::Overlay SunburstInteractionLayer::marksOverlay() const {
+    if (driver() == nullptr || map_->isOpening()) {
+        return emptyOverlay();
+    }
+    QImage picture = map_->drawnMarks();
+    if (picture.isNull()) {
+        return emptyOverlay();
+    }
+    return {.picture = std::move(picture), .rect = map_->rest().rect, .isNew = true};
+}
+
 void SunburstInteractionLayer::updatePolish() {
     hoverOverlay_ = focusOverlay_ = emptyOverlay();
     // While a folder opens the arcs are elsewhere.
     if (driver() != nullptr && !map_->isOpening()) {
-        constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
         const FileNode::Pointer hovered = driver()->hoveredNode();
-        const std::size_t lit = hovered ? map_->layout().arcOf(*hovered).value_or(none) : none;
-        const std::size_t focused = showsFocus() ? focusedArc().value_or(none) : none;
-        if (lit != none && lit != focused) {
-            hoverOverlay_ = overlayOf(lit, true, false);
+        if (const auto lit = hovered ? map_->layout().arcOf(*hovered) : std::nullopt) {
+            hoverOverlay_ = overlayOf(*lit, Look::raised);
         }
-        if (focused != none) {
-            focusOverlay_ = overlayOf(focused, lit == focused, true);
+        if (const auto focused = showsFocus() ? focusedArc() : std::nullopt) {
+            focusOverlay_ = overlayOf(*focused, Look::outlined);
         }
+    }
+    if (std::exchange(marksAreStale_, false)) {
+        marksOverlay_ = marksOverlay();
     }
     update();
 }
@@ -351,20 +382,24 @@ void SunburstInteractionLayer::show(QSGImageNode& image, const Overlay& overlay)
 QSGNode* SunburstInteractionLayer::updatePaintNode(QSGNode* node, UpdatePaintNodeData*) {
     auto* layer = static_cast<LayerNode*>(node);
     if (layer == nullptr) {
-        // Both pictures stand in the scene for good, empty while there is nothing to show: the
+        // All pictures stand in the scene for good, empty while there is nothing to show: the
         // software renderer draws a picture that joins later without the place of the item it belongs
         // to, until the window changes.
         layer = new LayerNode;
-        for (QSGImageNode** image : {&layer->hover, &layer->focus}) {
+        for (QSGImageNode** image : {&layer->hover, &layer->marks, &layer->focus}) {
             *image = window()->createImageNode();
             (*image)->setOwnsTexture(true);
             (*image)->setFiltering(QSGTexture::Nearest);
             show(**image, emptyOverlay());  // not without a texture: the renderer looks at it at once
             layer->appendChildNode(*image);
         }
+        for (Overlay* overlay : {&hoverOverlay_, &marksOverlay_, &focusOverlay_}) {
+            overlay->isNew = !overlay->picture.isNull();  // also what an earlier scene has shown
+        }
     }
     for (auto [image, overlay] :
-         {std::pair(layer->hover, &hoverOverlay_), std::pair(layer->focus, &focusOverlay_)}) {
+         {std::pair(layer->hover, &hoverOverlay_), std::pair(layer->marks, &marksOverlay_),
+          std::pair(layer->focus, &focusOverlay_)}) {
         if (overlay->isNew) {
             show(*image, *overlay);
             overlay->isNew = false;

@@ -1,6 +1,7 @@
 // What follows the pointer and the keyboard on the map: it asks the layout what lies where, tells
-// the driver, and draws the hovered and the focused arc over the map, in pictures of their own that
-// cover and never mix with it.
+// the driver, and draws over the map in pictures of their own: the hovered arc, which covers what is there
+// and never mixes with it, then hatching and outlines over what is marked, then the line around the focused
+// arc. The marks are drawn anew with the map, and never for a pointer move.
 //
 // Pointer: a click goes into a folder and selects anything else; with Control (Command on a Mac) it marks.
 // Keyboard: left and right move along a ring, up outwards, down inwards; Return goes in or selects, Backspace
@@ -71,7 +72,7 @@ protected:
 private:
     enum class Step { left, right, outwards, inwards };
 
-    // A picture of one arc that lies over the map.
+    // A picture that lies over the map.
     struct Overlay {
         QImage picture;
         QRectF rect;
@@ -84,10 +85,12 @@ private:
     void click(const FileNode::Pointer& node, bool marks);
     void moveFocus(Step step);
     void focusOn(const FileNode::Pointer& node);
-    // The focused arc in the layout as it stands: the nearest that is left where
-    // the node has no arc any more.
+    // The focused arc in the layout as it stands: the nearest that is left where the node has no arc any
+    // more, and the folder's where nothing is left of it.
     std::optional<std::size_t> focusedArc() const;
-    Overlay overlayOf(std::size_t arc, bool isRaised, bool isOutlined) const;
+    enum class Look { raised, outlined };
+    Overlay overlayOf(std::size_t arc, Look look) const;
+    Overlay marksOverlay() const;
     static Overlay emptyOverlay();
     void show(QSGImageNode& image, const Overlay& overlay) const;
 
@@ -99,9 +102,10 @@ private:
     std::weak_ptr<FileNode> pressed_;
     QString hoveredSegment_;
     std::optional<QPointF> pointer_;  // where it was seen last
-    bool pointerHovers_ = false;      // what is hovered is what the pointer is over
     Overlay hoverOverlay_;
+    Overlay marksOverlay_;
     Overlay focusOverlay_;
+    bool marksAreStale_ = true;
 };
 
 }  // namespace larkfold

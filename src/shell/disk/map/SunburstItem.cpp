@@ -10,6 +10,7 @@
 
 #include "platform/qt/PathText.h"
 #include "shell/disk/SummaryTexts.h"
+#include "shell/disk/map/SunburstMarks.h"
 #include "shell/disk/map/SunburstTexts.h"
 #include "shell/kit/FigureTexts.h"
 
@@ -28,8 +29,13 @@ double between(double from, double to, double progress) {
 
 }  // namespace
 
-SunburstItem::SunburstItem(QQuickItem* parent) : QQuickItem(parent), marks_([this] { redraw(); }) {
+SunburstItem::SunburstItem(QQuickItem* parent)
+    : QQuickItem(parent), marks_([this] {
+          redraw();
+          emit legendChanged();
+      }) {
     setFlag(ItemHasContents);
+    connect(this, &SunburstItem::mapChanged, this, &SunburstItem::legendChanged);
     opening_.setStartValue(0.0);
     opening_.setEndValue(1.0);
     opening_.setDuration(0);
@@ -120,13 +126,31 @@ QVariantList SunburstItem::legend() const {
     if (!root) {
         return rows;
     }
+    const bool isRootCovered =
+        marked().contains(root->id()) || SunburstMarks::markedAbove(*root, marked()) != nullptr;
     std::size_t position = 0;
     for (const FileNode::Pointer& child : SunburstLayout::firstChildren(*root, legendLength)) {
+        const bool isMarked = marked().contains(child->id());
+        const SunburstColour colour =
+            isMarked ? SunburstPalette::marked() : SunburstPalette::arc(position, 1);
         rows.append(QVariantMap{{QStringLiteral("name"), displayString(child->name())},
-                                {QStringLiteral("color"), toQColor(SunburstPalette::arc(position, 1))}});
+                                {QStringLiteral("sizeText"), texts::bytes(child->size())},
+                                {QStringLiteral("color"), toQColor(colour)},
+                                {QStringLiteral("isMarked"), isMarked},
+                                {QStringLiteral("isHatched"), isMarked || isRootCovered},
+                                {QStringLiteral("spokenText"), texts::legendRow(*child, marked())}});
         ++position;
     }
     return rows;
+}
+
+double SunburstItem::discDiameterIn(double width, double height) {
+    return 2 * SunburstGeometry::inArea(width, height).discRadius();
+}
+
+const std::set<UUID>& SunburstItem::marked() const {
+    static const std::set<UUID> none;
+    return driver_ ? driver_->selectedForDeletion() : none;
 }
 
 QString SunburstItem::summaryTitle() const {
@@ -198,16 +222,15 @@ SunburstColour SunburstItem::disc() const {
 
 SunburstRaster SunburstItem::rasterOf(const SunburstLayout& layout, const SunburstColour& disc,
                                       const SunburstRaster::Opening& opening) const {
-    static const std::set<UUID> noMarks;
+    return {layout, marked(), viewOfPicture(), disc, opening};
+}
+
+SunburstRaster::View SunburstItem::viewOfPicture() const {
     const SunburstGeometry map = geometry();
-    return {layout,
-            driver_ ? driver_->selectedForDeletion() : noMarks,
-            {.centreX = (map.centreX - pictureRect_.x()) * scale_,
-             .centreY = (map.centreY - pictureRect_.y()) * scale_,
-             .side = map.side * scale_,
-             .scale = scale_},
-            disc,
-            opening};
+    return {.centreX = (map.centreX - pictureRect_.x()) * scale_,
+            .centreY = (map.centreY - pictureRect_.y()) * scale_,
+            .side = map.side * scale_,
+            .scale = scale_};
 }
 
 // Brings layout and raster up to date. The picture lies on whole pixels of the screen, wherever the item
@@ -236,13 +259,25 @@ SunburstItem::Rest SunburstItem::rest() {
     return {.raster = raster_, .rect = pictureRect_, .pixels = pictureSize_};
 }
 
-QImage SunburstItem::drawn(const SunburstRaster& raster) const {
+template <typename Painter>
+QImage SunburstItem::drawn(const Painter& painter) const {
     QImage image(pictureSize_, QImage::Format_ARGB32_Premultiplied);
-    raster.paint({.data = reinterpret_cast<std::uint32_t*>(image.bits()),
-                  .width = image.width(),
-                  .height = image.height(),
-                  .stride = static_cast<std::size_t>(image.bytesPerLine()) / sizeof(std::uint32_t)});
+    painter.paint({.data = reinterpret_cast<std::uint32_t*>(image.bits()),
+                   .width = image.width(),
+                   .height = image.height(),
+                   .stride = static_cast<std::size_t>(image.bytesPerLine()) / sizeof(std::uint32_t)});
     return image;
+}
+
+QImage SunburstItem::drawnMarks() {
+    prepare();
+    const FileNode::Pointer& root = layout_->root();
+    if (!root || marked().empty() || pictureSize_.isEmpty()) {
+        return {};
+    }
+    const SunburstMarks marks(*layout_, marked(), SunburstMarks::markedAbove(*root, marked()) != nullptr,
+                              viewOfPicture());
+    return marks.isEmpty() ? QImage() : drawn(marks);
 }
 
 void SunburstItem::updatePolish() {

@@ -18,6 +18,7 @@
 #include <QVariantAnimation>
 #include <QVariantList>
 #include <memory>
+#include <set>
 
 #include "disk/DiskScannerViewModel.h"
 #include "shell/disk/map/SunburstGeometry.h"
@@ -44,8 +45,9 @@ class SunburstItem : public QQuickItem {
     Q_PROPERTY(double discDiameter READ discDiameter NOTIFY discDiameterChanged)
     // True where the current folder has no size, so that there is nothing but the disc.
     Q_PROPERTY(bool isEmpty READ isEmpty NOTIFY mapChanged)
-    // The first children of the current folder as {name, color}, colours as in the first ring around it.
-    Q_PROPERTY(QVariantList legend READ legend NOTIFY mapChanged)
+    // The first children of the current folder as {name, sizeText, color, isMarked, isHatched, spokenText}:
+    // as they are drawn in the first ring around it. What goes with a marked folder is hatched as well.
+    Q_PROPERTY(QVariantList legend READ legend NOTIFY legendChanged)
     // What the selected summary leaf stands for; empty where something else or nothing is selected.
     Q_PROPERTY(QString summaryTitle READ summaryTitle NOTIFY summaryChanged)
     Q_PROPERTY(QString summaryExplanation READ summaryExplanation NOTIFY summaryChanged)
@@ -76,6 +78,9 @@ public:
     // Takes the selection off the summary leaf that is explained.
     Q_INVOKABLE void dismissSummary();
 
+    // The diameter of the disc where a map fills an area of that size.
+    Q_INVOKABLE static double discDiameterIn(double width, double height);
+
     // The layout of the tree as it stands now.
     const SunburstLayout& layout() const;
     SunburstGeometry geometry() const { return SunburstGeometry::inArea(width(), height()); }
@@ -89,6 +94,8 @@ public:
         QSize pixels;
     };
     Rest rest();
+    // Hatching and outlines for the same rectangle; null where nothing is marked.
+    QImage drawnMarks();
 
 signals:
     void driverChanged();
@@ -99,6 +106,7 @@ signals:
     void discDiameterChanged();
     void mapChanged();      // another folder, or another tree
     void pictureChanged();  // anything that is drawn
+    void legendChanged();
     void summaryChanged();
 
 protected:
@@ -114,10 +122,13 @@ private:
     void prepare();
     void beginOpening(const std::shared_ptr<const SunburstLayout>& before);
     void endOpening();
-    QImage drawn(const SunburstRaster& raster) const;
+    template <typename Painter>
+    QImage drawn(const Painter& painter) const;
     QImage frameAt(double progress) const;
     SunburstRaster rasterOf(const SunburstLayout& layout, const SunburstColour& disc,
                             const SunburstRaster::Opening& opening) const;
+    SunburstRaster::View viewOfPicture() const;
+    const std::set<UUID>& marked() const;
     SunburstColour disc() const;
 
     QPointer<DiskScannerViewModel> driver_;

@@ -2,11 +2,11 @@ import QtQuick
 import QtQuick.Layouts
 import Larkfold.Shell
 
-// What the colours of the first ring stand for.
+// What the colours of the first ring stand for, each with its size, and how what is marked is told from the rest.
 Item {
     id: legend
 
-    // The first children of the folder on display, each {name, color}.
+    // The first children of the folder on display, as the map gives them.
     required property var rows
 
     implicitWidth: Math.round(200 * Theme.typeScale)
@@ -16,6 +16,11 @@ Item {
 
     PopupSurface {
         anchors.fill: parent
+    }
+    // No click goes through to the map.
+    MouseArea {
+        anchors.fill: parent
+        hoverEnabled: true
     }
 
     ColumnLayout {
@@ -40,6 +45,9 @@ Item {
                 Layout.fillWidth: true
                 name: modelData.name
                 swatch: modelData.color
+                hatched: modelData.isHatched
+                sizeText: modelData.sizeText
+                spokenText: modelData.spokenText
             }
         }
         SunburstLegendRow {
@@ -47,6 +55,7 @@ Item {
             Layout.topMargin: Theme.space1
             name: qsTr("Selected for deletion")
             swatch: Theme.mapMarked
+            hatched: true
         }
         AppLabel {
             Layout.fillWidth: true

@@ -32,6 +32,10 @@ struct SunburstPalette {
     static SunburstColour arc(std::size_t index, int depth, bool isHovered = false);
     // The red of what is marked for deletion; it does not change under the pointer.
     static SunburstColour marked() { return {.red = 1, .green = 0, .blue = 0, .opacity = markedOpacity}; }
+    // The two tones of what lies over all that goes with a mark: on every colour of the map, over light and
+    // over dark, one of them is seen.
+    static SunburstColour hatchDark() { return {.red = 0.07, .green = 0.08, .blue = 0.1, .opacity = 1}; }
+    static SunburstColour hatchLight() { return {.red = 1, .green = 1, .blue = 1, .opacity = 1}; }
 };
 
 }  // namespace larkfold

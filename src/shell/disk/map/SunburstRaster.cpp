@@ -7,6 +7,8 @@
 #include <numbers>
 #include <utility>
 
+#include "shell/disk/map/SunburstPolarRow.h"
+
 namespace larkfold {
 
 namespace {
@@ -271,55 +273,6 @@ void SunburstRaster::addBands() {
     }
 }
 
-// Radius and angle of the pixels of a row. Four at a time, with a square root by Newton's steps
-// and the arc tangent by a polynomial: both are exact to well below a thousandth of a pixel,
-// and neither calls a function.
-void SunburstRaster::polarRow(float offsetX, float offsetY, int count, float* radius, float* angle) const {
-    const Vec y = splat(std::abs(offsetY));
-    const Vec ySquared = y * y;
-    const bool isUpper = offsetY < 0;
-    const Vec baseRight = splat(isUpper ? 0 : pi);
-    const Vec baseLeft = splat(isUpper ? turn : pi);
-    const float signRight = isUpper ? 1.0f : -1.0f;
-    Vec x = Vec{offsetX, offsetX + 1, offsetX + 2, offsetX + 3};
-    for (int i = 0; i < count; i += 4) {
-        const IntVec isLeft = x < splat(0);
-        const Vec absoluteX = isLeft ? -x : x;
-        const Vec squared = x * x + ySquared;
-
-        IntVec bits;
-        std::memcpy(&bits, &squared, sizeof bits);
-        bits = 0x5f375a86 - (bits >> 1);
-        Vec inverse;
-        std::memcpy(&inverse, &bits, sizeof inverse);
-        const Vec half = squared * splat(0.5f);
-        for (int step = 0; step < 3; ++step) {
-            inverse = inverse * (splat(1.5f) - half * inverse * inverse);
-        }
-        const Vec r = squared * inverse;
-
-        const IntVec isFlat = absoluteX > y;
-        const Vec smaller = isFlat ? y : absoluteX;
-        const Vec larger = (isFlat ? absoluteX : y) + splat(1e-20f);
-        const Vec q = smaller / larger;
-        const Vec z = q * q;
-        Vec p = splat(0.007648353926762766f);
-        p = p * z + splat(-0.03636043085731773f);
-        p = p * z + splat(0.08312645300619582f);
-        p = p * z + splat(-0.13447864058090495f);
-        p = p * z + splat(0.19872040268214597f);
-        p = p * z + splat(-0.33325678039723927f);
-        p = p * z + splat(0.9999992255890977f);
-        const Vec arcTangent = p * q;
-        const Vec fromVertical = isFlat ? splat(pi / 2) - arcTangent : arcTangent;
-        const Vec a =
-            isLeft ? baseLeft - splat(signRight) * fromVertical : baseRight + splat(signRight) * fromVertical;
-        std::memcpy(radius + i, &r, sizeof r);
-        std::memcpy(angle + i, &a, sizeof a);
-        x += splat(4);
-    }
-}
-
 // Lays all arcs of a ring that touch the pixel over it, in order. `segment` is the one
 // that holds the pixel's centre.
 template <bool isWithinRing>
@@ -560,7 +513,7 @@ void SunburstRaster::paintArc(std::size_t arc, const Highlight& highlight, const
     opaque.opacity = 1;
     const Vec background = premultiplied(opaque);
     const auto ontoBackground = [&](Vec pixel) { return pixel + background * splat(1 - pixel[3] / 255); };
-    const std::uint32_t solid = packed(ontoBackground(solidFill));
+    const std::uint32_t solid = highlight.outline ? 0u : packed(ontoBackground(solidFill));
     const Vec outlineFill = highlight.outline ? premultiplied(*highlight.outline) : Vec{};
     const float halfLine = highlight.outline ? static_cast<float>(halfOutline * view_.scale) : halfStroke_;
     const float reach = halfPixel + halfLine;
@@ -599,15 +552,15 @@ void SunburstRaster::paintArc(std::size_t arc, const Highlight& highlight, const
                 row[x] = solid;
                 continue;
             }
-            Vec pixel = ontoBackground(edgePixel(rings, radius, pixelAngle));
-            if (highlight.outline) {
-                const float outer = share(fromStart, -halfLine, fromStart + toEnd + halfLine) *
-                                    share(radius, lit.inner - halfLine, lit.outer + halfLine);
-                const float inner = std::max(0.0f, share(fromStart, halfLine, fromStart + toEnd - halfLine)) *
-                                    std::max(0.0f, share(radius, lit.inner + halfLine, lit.outer - halfLine));
-                pixel = over(pixel, outlineFill, outer - inner);
+            if (!highlight.outline) {
+                row[x] = packed(ontoBackground(edgePixel(rings, radius, pixelAngle)));
+                continue;
             }
-            row[x] = packed(pixel);
+            const float outer = share(fromStart, -halfLine, fromStart + toEnd + halfLine) *
+                                share(radius, lit.inner - halfLine, lit.outer + halfLine);
+            const float inner = std::max(0.0f, share(fromStart, halfLine, fromStart + toEnd - halfLine)) *
+                                std::max(0.0f, share(radius, lit.inner + halfLine, lit.outer - halfLine));
+            row[x] = packed(outlineFill * splat(outer - inner));
         }
     }
 }

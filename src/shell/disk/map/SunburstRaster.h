@@ -60,9 +60,10 @@ public:
 
     // How `paintArc` sets one arc apart from the others.
     struct Highlight {
-        bool isRaised = false;                  // the colour under the pointer
-        std::optional<SunburstColour> outline;  // a line around the arc, for the keyboard's place
-        SunburstColour background;              // what the map lies on
+        bool isRaised = false;  // the colour under the pointer
+        // For the keyboard's place: a line around the arc and nothing else.
+        std::optional<SunburstColour> outline;
+        SunburstColour background;  // what the map lies on
     };
 
     // A map of nothing.
@@ -82,7 +83,8 @@ public:
     Rect boundsOf(std::size_t arc, int width, int height) const;
     // Paints what replaces the pixels of `bounds` to show one arc highlighted: opaque where the arc touches a
     // pixel, with everything else that lies there and the background blended in, and transparent elsewhere.
-    // Laid over the map it thus covers and never mixes with it.
+    // Laid over the map it thus covers and never mixes with it. An outline is that line alone, to be laid
+    // over whatever else lies there.
     void paintArc(std::size_t arc, const Highlight& highlight, const Rect& bounds,
                   const Pixels& pixels) const;
 
@@ -141,7 +143,6 @@ private:
     void addRing(const SunburstLayout& layout, const std::vector<std::uint32_t>& arcsOfRing, double depth,
                  const Opening& opening, const std::vector<SunburstColour>& colours);
     void addBands();
-    void polarRow(float offsetX, float offsetY, int count, float* radius, float* angle) const;
     Vec edgePixel(const std::vector<const Ring*>& rings, float radius, float angle) const;
     void paintRing(const Ring& ring, float offsetX, float offsetY, const float* radius, const float* angle,
                    std::uint32_t* pixel, std::uint32_t* end) const;

@@ -19,6 +19,11 @@ Item {
     PopupSurface {
         anchors.fill: parent
     }
+    // No click goes through to the map.
+    MouseArea {
+        anchors.fill: parent
+        hoverEnabled: true
+    }
 
     RowLayout {
         anchors.fill: parent

@@ -3,6 +3,7 @@
 #include <QStringList>
 
 #include "platform/qt/PathText.h"
+#include "shell/disk/map/SunburstMarks.h"
 #include "shell/kit/FigureTexts.h"
 
 namespace larkfold::texts {
@@ -18,7 +19,30 @@ QString summaryTitle(const FileNode& node) {
     return node.isAggregate() ? displayString(node.name()) : QString();
 }
 
-QString arcDescription(const FileNode& node, const FileNode& currentRoot, bool isMarked) {
+namespace {
+
+// What becomes of a node, for a sentence's end; empty where it is not marked.
+QString fate(const FileNode& node, const std::set<UUID>& marked) {
+    if (marked.contains(node.id())) {
+        return QStringLiteral("selected for deletion");
+    }
+    const FileNode::Pointer folder = SunburstMarks::markedAbove(node, marked);
+    return folder ? QStringLiteral("goes with “%1”, which is selected for deletion")
+                        .arg(displayString(folder->name()))
+                  : QString();
+}
+
+}  // namespace
+
+QString legendRow(const FileNode& node, const std::set<UUID>& marked) {
+    QStringList parts{displayString(node.name()), bytes(node.size())};
+    if (const QString end = fate(node, marked); !end.isEmpty()) {
+        parts << end;
+    }
+    return parts.join(QStringLiteral(", "));
+}
+
+QString arcDescription(const FileNode& node, const FileNode& currentRoot, const std::set<UUID>& marked) {
     QStringList parts{displayString(node.name()), bytes(node.size())};
     if (&node != &currentRoot && currentRoot.size() > 0) {
         const double part = static_cast<double>(node.size()) / static_cast<double>(currentRoot.size());
@@ -29,8 +53,8 @@ QString arcDescription(const FileNode& node, const FileNode& currentRoot, bool i
     } else if (node.isAggregate()) {
         parts << QStringLiteral("a sum of %1").arg(counted(node.representedFileCount(), "file", "files"));
     }
-    if (isMarked) {
-        parts << QStringLiteral("selected for deletion");
+    if (const QString end = fate(node, marked); !end.isEmpty()) {
+        parts << end;
     }
     return parts.join(QStringLiteral(", "));
 }

@@ -11,8 +11,10 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <cmath>
+#include <cstdlib>
 #include <memory>
 #include <numbers>
+#include <utility>
 
 #include "disk/DiskScannerViewModel.h"
 #include "platform/UserDefaults.h"
@@ -189,9 +191,163 @@ TEST_F(SunburstViewTest, controlClickOnAFolderMarksItAndStays) {
     EXPECT_EQ(driver_.currentNode(), current);
     const QRgb marked = grabbed().pixel(pointOn(*big));
     EXPECT_NE(marked, before);
-    EXPECT_EQ(marked, qRgb(255, 51, 51));  // red at 0.8 on white
     click(pointOn(*big), Qt::ControlModifier);
     EXPECT_TRUE(driver_.selectedForDeletion().empty());
+}
+
+// Pixels of an arc, away from its edges.
+struct Sample {
+    int dark = 0;
+    int light = 0;
+    int marked = 0;  // red at 0.8 on the background
+    int all = 0;
+};
+
+Sample sampleOf(const QImage& image, const SunburstItem& map, const FileNode& node, QRgb markedColour) {
+    Sample sample;
+    const SunburstLayout::Arc& place = map.layout().arcs()[map.layout().arcOf(node).value_or(0)];
+    const SunburstGeometry geometry = map.geometry();
+    for (int y = 0; y < static_cast<int>(map.height()); ++y) {
+        for (int x = 0; x < static_cast<int>(map.width()); ++x) {
+            const double radius = std::hypot(x + 0.5 - geometry.centreX, y + 0.5 - geometry.centreY);
+            const double angle = geometry.positionOf(x + 0.5, y + 0.5).angle;
+            if (radius < geometry.innerRadius(place.depth) + 5 ||
+                radius > geometry.outerRadius(place.depth) - 5 || angle < place.start + 5 ||
+                angle > place.end - 5) {
+                continue;
+            }
+            const QRgb pixel = image.pixel(x, y);
+            ++sample.all;
+            sample.dark += qRed(pixel) < 60 && qGreen(pixel) < 60 && qBlue(pixel) < 60;
+            sample.light += qRed(pixel) > 220 && qGreen(pixel) > 200 && qBlue(pixel) > 200;
+            sample.marked += std::abs(qRed(pixel) - qRed(markedColour)) <= 2 &&
+                             std::abs(qGreen(pixel) - qGreen(markedColour)) <= 2 &&
+                             std::abs(qBlue(pixel) - qBlue(markedColour)) <= 2;
+        }
+    }
+    return sample;
+}
+
+TEST_F(SunburstViewTest, whatIsMarkedIsHatchedOverItsRed_alsoUnderThePointerAndTheKeyboard_inLightAndDark) {
+    const FileNode::Pointer big = find("big");
+    const FileNode::Pointer deep = find("deep");
+    const FileNode::Pointer middle = find("middle.bin");
+    // Red at 0.8 on white and on the dark surface.
+    for (const auto& [surface, red] :
+         {std::pair(QColor(Qt::white), qRgb(255, 51, 51)), std::pair(QColor(30, 33, 40), qRgb(210, 7, 8))}) {
+        window_.setColor(surface);
+        view_->setProperty("backgroundColor", surface);
+        moveTo({3, 3});
+        const Sample before = sampleOf(grabbed(), *map_, *big, red);
+        ASSERT_GT(before.all, 500);
+        EXPECT_EQ(before.dark + before.light, 0);
+        driver_.toggleSelection(big);
+        QCoreApplication::processEvents();
+        const auto expectHatched = [&](const char* when) {
+            const QImage image = grabbed();
+            const Sample marked = sampleOf(image, *map_, *big, red);
+            EXPECT_GT(marked.marked, marked.all / 3) << when << ": the fill is what it was";
+            EXPECT_GT(marked.dark, marked.all / 20) << when;
+            EXPECT_GT(marked.light, marked.all / 20) << when;
+            // What lies below the marked folder goes with it; it keeps its colour.
+            const Sample below = sampleOf(image, *map_, *deep, red);
+            EXPECT_GT(below.dark, below.all / 20) << when;
+            EXPECT_GT(below.light, below.all / 20) << when;
+            const Sample other = sampleOf(image, *map_, *middle, red);
+            EXPECT_EQ(other.dark + other.light, 0) << when;
+        };
+        expectHatched("at rest");
+        moveTo(pointOn(*big));
+        expectHatched("under the pointer");
+        moveTo(pointOn(*deep));
+        expectHatched("with the pointer on what lies below");
+        moveTo({3, 3});
+        layer_->forceActiveFocus(Qt::TabFocusReason);
+        key(Qt::Key_Home);
+        key(Qt::Key_Up);
+        ASSERT_EQ(layer_->focusedNode(), big);
+        expectHatched("under the keyboard");
+        // Within the marked folder all of the map goes with it.
+        driver_.navigateInto(big);
+        const Sample inside = sampleOf(grabbed(), *map_, *find("side.bin"), red);
+        EXPECT_GT(inside.dark, inside.all / 20);
+        driver_.navigateBack();
+        driver_.toggleSelection(big);
+        QCoreApplication::processEvents();
+        const Sample after = sampleOf(grabbed(), *map_, *big, red);
+        EXPECT_EQ(after.dark + after.light, 0);
+        view_->forceActiveFocus(Qt::MouseFocusReason);
+        click({3, 3});
+    }
+}
+
+TEST_F(SunburstViewTest, aPointerMoveDrawsNeitherTheMapNorItsMarksAgain) {
+    driver_.toggleSelection(find("small"));
+    QCoreApplication::processEvents();
+    moveTo({3, 3});
+    const QImage before = grabbed();
+    const QSignalSpy redrawn(map_, &SunburstItem::pictureChanged);
+    moveTo(pointOn(*find("big")));
+    EXPECT_NE(grabbed(), before);
+    moveTo({3, 3});
+    EXPECT_EQ(grabbed(), before);
+    EXPECT_EQ(redrawn.count(), 0);
+}
+
+TEST_F(SunburstViewTest, leavingTheMapClearsTheHover_butNotOneThatTheListHasSetSince) {
+    const FileNode::Pointer big = find("big");
+    const FileNode::Pointer side = find("side.bin");
+    const int list = 0;  // somebody else
+    moveTo(pointOn(*big));
+    driver_.setHoveredNode(side, &list);
+    moveTo({3, 3});  // off the circle
+    EXPECT_EQ(driver_.hoveredNode(), side);
+    moveTo(pointOn(*big));
+    driver_.setHoveredNode(side, &list);
+    moveTo({450, 200});  // beside the view
+    EXPECT_EQ(driver_.hoveredNode(), side);
+    // The same arc, by both: it is the list's by now.
+    moveTo(pointOn(*big));
+    driver_.setHoveredNode(big, &list);
+    moveTo({450, 200});
+    EXPECT_EQ(driver_.hoveredNode(), big);
+    driver_.clearHoveredNode(&list);
+    EXPECT_EQ(driver_.hoveredNode(), nullptr);
+    moveTo(pointOn(*big));
+    driver_.clearHoveredNode(&list);
+    EXPECT_EQ(driver_.hoveredNode(), big) << "it is the pointer's";
+    moveTo({450, 200});
+    EXPECT_EQ(driver_.hoveredNode(), nullptr);
+}
+
+TEST_F(SunburstViewTest, theKeyboardsHoverGoesWithTheKeyboardAndComesBackWithIt) {
+    moveTo({3, 3});
+    layer_->forceActiveFocus(Qt::TabFocusReason);
+    key(Qt::Key_Up);
+    ASSERT_EQ(driver_.hoveredNode(), find("big"));
+    item("legendButton")->forceActiveFocus(Qt::TabFocusReason);
+    EXPECT_EQ(driver_.hoveredNode(), nullptr);
+    layer_->forceActiveFocus(Qt::BacktabFocusReason);
+    EXPECT_EQ(driver_.hoveredNode(), find("big"));
+}
+
+TEST_F(SunburstViewTest, whereTheDiscIsSmallItsWordsStandAboveTheMap) {
+    moveTo({3, 3});
+    EXPECT_TRUE(item("centerName")->isVisible());
+    EXPECT_FALSE(item("centerCaption")->isVisible());
+    view_->setSize(QSizeF(300, 250));
+    driver_.setHoveredNode(find("middle.bin"));
+    EXPECT_FALSE(item("centerName")->isVisible());
+    EXPECT_TRUE(item("centerCaption")->isVisible());
+    EXPECT_EQ(text("centerCaption"), "middle.bin");
+    EXPECT_EQ(text("centerFigures"), "2.1 MB");
+    driver_.setHoveredNode(find("big"));
+    EXPECT_EQ(text("centerFigures"), "4.2 MB · 2 items");
+    // Nothing of the map lies below the words.
+    const QRectF words =
+        item("centerCaption")->mapRectToScene(QRectF(0, 0, 1, item("centerCaption")->height()));
+    EXPECT_GE(map_->mapToScene(QPointF(0, map_->geometry().centreY - map_->geometry().side / 2)).y(),
+              words.bottom());
 }
 
 TEST_F(SunburstViewTest, clickOnTheDiscGoesToTheCurrentFolderAgain) {
@@ -292,8 +448,79 @@ TEST_F(SunburstViewTest, legendListsTheFirstChildrenWithTheColoursOfTheFirstRing
     const auto color = rows[0].toMap()["color"].value<QColor>();
     EXPECT_NEAR(color.redF(), first.red, 0.01);
     EXPECT_NEAR(color.alphaF(), first.opacity, 0.01);
+    EXPECT_EQ(rows[0].toMap()["sizeText"].toString(), "4.2 MB");
+    EXPECT_EQ(rows[3].toMap()["sizeText"].toString(), "Zero KB");
     click(middleOf("legendButton"));
     EXPECT_FALSE(item("legend")->isVisible());
+}
+
+TEST_F(SunburstViewTest, assistiveTechnologyOpensAndClosesTheLegendByEitherAction) {
+    QAccessibleInterface* const button = QAccessible::queryAccessibleInterface(item("legendButton"));
+    ASSERT_NE(button, nullptr);
+    ASSERT_NE(button->actionInterface(), nullptr);
+    for (const QString& action :
+         {QAccessibleActionInterface::toggleAction(), QAccessibleActionInterface::pressAction()}) {
+        for (const bool isShown : {true, false}) {
+            button->actionInterface()->doAction(action);
+            EXPECT_EQ(item("legend")->isVisible(), isShown) << action.toStdString();
+            EXPECT_EQ(item("legendButton")->property("checked").toBool(), isShown);
+        }
+    }
+}
+
+TEST_F(SunburstViewTest, legendShowsWhatIsMarkedAsTheMapDoes) {
+    QSignalSpy changes(map_, &SunburstItem::legendChanged);
+    driver_.toggleSelection(find("big"));
+    driver_.toggleSelection(find("small"));
+    driver_.toggleSelection(find("small"));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(changes.count(), 1) << "once in a turn of the main loop";
+    QVariantMap big = map_->legend()[0].toMap();
+    EXPECT_TRUE(big["isMarked"].toBool());
+    EXPECT_TRUE(big["isHatched"].toBool());
+    EXPECT_EQ(big["color"].value<QColor>().rgba(), qRgba(255, 0, 0, 204));
+    EXPECT_EQ(big["spokenText"].toString(), "big, 4.2 MB, selected for deletion");
+    QVariantMap middle = map_->legend()[1].toMap();
+    EXPECT_FALSE(middle["isHatched"].toBool());
+    EXPECT_EQ(middle["spokenText"].toString(), "middle.bin, 2.1 MB");
+    // Within the marked folder its children go with it, in their own colours.
+    driver_.navigateInto(find("big"));
+    const QVariantMap deep = map_->legend()[0].toMap();
+    EXPECT_FALSE(deep["isMarked"].toBool());
+    EXPECT_TRUE(deep["isHatched"].toBool());
+    EXPECT_EQ(deep["spokenText"].toString(), "deep, 3.1 MB, goes with “big”, which is selected for deletion");
+}
+
+TEST_F(SunburstViewTest, legendStandsBesideTheMapWhereThereIsRoom) {
+    window_.resize(1000, 420);
+    const auto circle = [&] {
+        const SunburstGeometry geometry = map_->geometry();
+        return map_->mapRectToScene(QRectF(geometry.centreX - geometry.side / 2,
+                                           geometry.centreY - geometry.side / 2, geometry.side,
+                                           geometry.side));
+    };
+    const auto legend = [&] {
+        return item("legend")->mapRectToScene(
+            QRectF(0, 0, item("legend")->width(), item("legend")->height()));
+    };
+    view_->setSize(QSizeF(400, 400));
+    view_->setProperty("showLegend", true);
+    EXPECT_TRUE(legend().intersects(circle())) << "there is no room";
+    for (const double width : {640.0, 960.0}) {
+        view_->setProperty("showLegend", false);
+        view_->setSize(QSizeF(width, 400));
+        const double side = map_->geometry().side;
+        const QRectF alone = circle();
+        view_->setProperty("showLegend", true);
+        grabbed();
+        EXPECT_FALSE(legend().intersects(circle())) << width;
+        EXPECT_EQ(map_->geometry().side, side) << "the map stays as large as it was";
+        EXPECT_LE(circle().right(), width);
+        if (width > 900) {
+            EXPECT_EQ(circle(), alone) << "the room on one side was wide enough";
+        }
+        EXPECT_EQ(map_->width(), layer_->width());
+    }
 }
 
 TEST_F(SunburstViewTest, legendStopsAtEightChildren) {
@@ -323,6 +550,26 @@ TEST_F(SunburstViewTest, summaryLeafIsExplainedOnAClickAndCannotBeMarked) {
         << map_->summaryExplanation().toStdString();
     map_->dismissSummary();
     EXPECT_FALSE(item("summaryNote")->isVisible());
+}
+
+TEST_F(SunburstViewTest, aSummaryArcThatIsOpenedByKeysLeavesTheKeyboardOnTheFolder) {
+    ASSERT_TRUE(QTest::qWaitFor([&] { return driver_.hasSavedIndex(); }, 60'000));
+    const FileNode::Pointer root = driver_.scanResult()->rootNode;
+    root->appendChild(FileNode::makeAggregate(FileNode::SummaryOrigin::scan, 9 * mib, 18'204));
+    root->recalculateSize();
+    root->sortChildrenBySize();
+    emit driver_.scanResultChanged();
+    layer_->forceActiveFocus(Qt::TabFocusReason);
+    key(Qt::Key_Up);
+    ASSERT_TRUE(layer_->focusedNode()->isAggregate());
+    QSignalSpy loaded(&driver_, &DiskScannerViewModel::navigationStackChanged);
+    key(Qt::Key_Return);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return loaded.count() == 1; }, 60'000));
+    EXPECT_EQ(layer_->focusedNode(), root);
+    EXPECT_EQ(driver_.selectedNode(), nullptr);
+    EXPECT_FALSE(item("summaryNote")->isVisible());
+    key(Qt::Key_Up);
+    EXPECT_EQ(layer_->focusedNode()->name(), "big");
 }
 
 TEST_F(SunburstViewTest, emptyFolderIsADiscAndASentence) {
