@@ -73,6 +73,11 @@ void assign(DirectoryEntry& entry, const struct statx& values) {
     entry.kind = kindOf(values.stx_mode);
 }
 
+bool mayFailToAnswer(const SpecialPlace& folder, std::string_view name) {
+    const SpecialPlace* place = SpecialPlace::child(&folder, name);
+    return place != nullptr && place->mayFailToAnswer;
+}
+
 }  // namespace
 
 FolderLister::FolderLister(DirectoryReaderOptions options) : options_(std::move(options)) {
@@ -168,6 +173,7 @@ void FolderLister::orderByName(const std::stop_token& stop) {
 }
 
 void FolderLister::readValues(ListedFolder& folder, const std::stop_token& stop) {
+    const int fd = folder.descriptor.get();
     folder.names = std::make_unique_for_overwrite<char[]>(nameBytes_.size());
     std::copy(nameBytes_.begin(), nameBytes_.end(), folder.names.get());
     folder.entries.reserve(raw_.size());
@@ -179,58 +185,53 @@ void FolderLister::readValues(ListedFolder& folder, const std::stop_token& stop)
                 throw CancellationError();
             }
         }
+        const char* name = folder.names.get() + raw.nameOffset;
         DirectoryEntry& entry = folder.entries.emplace_back();
-        entry.name = {folder.names.get() + raw.nameOffset, raw.nameLength};
-        readValue(folder, raw, entry, stop);
-    }
-}
-
-void FolderLister::readValue(const ListedFolder& folder, const RawEntry& raw, DirectoryEntry& entry,
-                             const std::stop_token& stop) {
-    // The mount point of something that may not answer is not looked at from here: that it is a folder tells
-    // the listing of its parent.
-    const SpecialPlace* place = SpecialPlace::child(folder.place, entry.name);
-    const bool mayFailToAnswer = place != nullptr && place->mayFailToAnswer;
-    // Of a folder nothing but its kind is wanted here: its identity is read when it is opened. The first one
-    // is asked all the same where it is not known yet that entries may be looked at: where they may not, all
-    // of them have to say so.
-    if (raw.type == DT_DIR && (mayLookAtEntries_ || mayFailToAnswer)) {
-        entry.kind = DirectoryEntry::Kind::directory;
-        return;
-    }
-    if (raw.type == DT_LNK && mayLookAtEntries_ && !options_.readsSymbolicLinks) {
-        entry.kind = DirectoryEntry::Kind::symbolicLink;
-        return;
-    }
-    entry.error = mayFailToAnswer ? EXDEV : look(folder, entry);
-    if (entry.error == EXDEV && options_.crossesMounts) {
-        entry.error = 0;
-        if (raw.type == DT_DIR) {
+        entry.name = {name, raw.nameLength};
+        if (folder.place != nullptr && mayFailToAnswer(*folder.place, entry.name)) {
+            readMounted(folder, raw, entry, stop);
+            continue;
+        }
+        // Of a folder nothing but its kind is wanted here: its identity is read when it is opened. The first
+        // one is asked all the same where it is not known yet that entries may be looked at: where they may
+        // not, all of them have to say so.
+        if (mayLookAtEntries_ && raw.type == DT_DIR) {
             entry.kind = DirectoryEntry::Kind::directory;
+            continue;
+        }
+        if (mayLookAtEntries_ && raw.type == DT_LNK && !options_.readsSymbolicLinks) {
+            entry.kind = DirectoryEntry::Kind::symbolicLink;
+            continue;
+        }
+        // Nobody but the kernel is asked, so that what was mounted there a moment ago shows itself only by
+        // its number.
+        struct statx& values = values_;
+        if (::statx(fd, name, lookFlags | AT_STATX_DONT_SYNC, STATX_BASIC_STATS | STATX_MNT_ID, &values) !=
+            0) {
+            entry.error = errno;
+        } else if (values.stx_mnt_id != folder.mount) {
+            readMounted(folder, raw, entry, stop);
+            mayLookAtEntries_ = true;
+        } else if (wanted_ == Values::asked &&
+                   ::statx(fd, name, lookFlags, STATX_BASIC_STATS, &values) != 0) {
+            entry.error = errno;
         } else {
-            askInTime(folder, entry, stop);
+            assign(entry, values);
+            mayLookAtEntries_ = true;
         }
     }
-    mayLookAtEntries_ = mayLookAtEntries_ || entry.error == 0;
 }
 
-// Fills the entry, or tells why not: EXDEV for what lies on another mount than its folder, of which nothing
-// has been asked.
-int FolderLister::look(const ListedFolder& folder, DirectoryEntry& entry) const {
-    const int fd = folder.descriptor.get();
-    const char* name = entry.name.data();
-    struct statx values;
-    if (::statx(fd, name, lookFlags | AT_STATX_DONT_SYNC, STATX_BASIC_STATS | STATX_MNT_ID, &values) != 0) {
-        return errno;
+// What lies on another mount than its folder: that it is a folder tells the listing of its parent.
+void FolderLister::readMounted(const ListedFolder& folder, const RawEntry& raw, DirectoryEntry& entry,
+                               const std::stop_token& stop) const {
+    if (raw.type == DT_DIR) {
+        entry.kind = DirectoryEntry::Kind::directory;
+    } else if (options_.crossesMounts) {
+        askInTime(folder, entry, stop);
+    } else {
+        entry.error = EXDEV;
     }
-    if (values.stx_mnt_id != folder.mount) {
-        return EXDEV;
-    }
-    if (wanted_ == Values::asked && ::statx(fd, name, lookFlags, STATX_BASIC_STATS, &values) != 0) {
-        return errno;
-    }
-    assign(entry, values);
-    return 0;
 }
 
 // By a thread that can be given up.

@@ -2,6 +2,8 @@
 // each.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <stop_token>
 #include <vector>
@@ -40,14 +42,14 @@ private:
     void take(ListedFolder& folder, const KernelEntry& entry);
     void orderByName(const std::stop_token& stop);
     void readValues(ListedFolder& folder, const std::stop_token& stop);
-    void readValue(const ListedFolder& folder, const RawEntry& raw, DirectoryEntry& entry,
-                   const std::stop_token& stop);
-    int look(const ListedFolder& folder, DirectoryEntry& entry) const;
+    void readMounted(const ListedFolder& folder, const RawEntry& raw, DirectoryEntry& entry,
+                     const std::stop_token& stop) const;
     void askInTime(const ListedFolder& folder, DirectoryEntry& entry, const std::stop_token& stop) const;
 
     DirectoryReaderOptions options_;
     Values wanted_ = Values::known;
     bool mayLookAtEntries_ = false;
+    struct statx values_{};
     std::vector<char> buffer_;
     std::vector<RawEntry> raw_;
     std::vector<char> nameBytes_;
