@@ -155,7 +155,9 @@ TEST_F(DiskScannerViewModelTest, aCancelledScanSaysSoAndLeavesTheScreenEmpty) {
 
 TEST_F(DiskScannerViewModelTest, afterACancelledScanTheSavedMapComesBack) {
     tree.file("a/file");
-    tree.file("b/file");
+    for (int i = 0; i < 2000; ++i) {
+        tree.file("b/" + std::to_string(i / 20) + "/" + std::to_string(i));
+    }
     scan(tree.path("a"));
     driver->scanFolder(tree.path("b"));
     driver->cancelScan();

@@ -105,7 +105,9 @@ TEST_F(RecentScansWindowTest, aCancelledScanIsNotListed) {
 
 TEST_F(RecentScansWindowTest, aCancelledScanOffersTheSavedMapAgain) {
     tree_.file("a/file");
-    tree_.file("b/file");
+    for (int file = 0; file < 2'000; ++file) {  // enough that the scan has not ended when it is cancelled
+        tree_.file("b/" + std::to_string(file / 20) + "/" + std::to_string(file));
+    }
     startAfterFirstRun();
     ASSERT_TRUE(scan(tree_.path("a")));
     driver().scanFolder(tree_.path("b"));
@@ -123,6 +125,9 @@ TEST_F(RecentScansWindowTest, aCancelledScanOffersTheSavedMapAgain) {
 }
 
 TEST_F(RecentScansWindowTest, aScanThatFailedWithoutASavedMapOffersNone) {
+    for (int file = 0; file < 2'000; ++file) {
+        tree_.file("a/" + std::to_string(file / 20) + "/" + std::to_string(file));
+    }
     startWith({"a"});
     driver().scanFolder(tree_.path("a"));
     driver().cancelScan();
