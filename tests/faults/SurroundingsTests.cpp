@@ -124,7 +124,7 @@ TEST(SpecialFiles, areCountedAndNeverOpened) {
         const ProgramOutcome outcome =
             runWatched({"scan", "scan", tree.path("root"), tree.folder("index") + "/i.sqlite"},
                        [&](const SystemCall& call) {
-                           if (call.isEntry && call.number == SYS_openat) {
+                           if (call.isEntry && (call.number == SYS_openat || call.number == SYS_openat2)) {
                                opened.insert(call.text(1));
                            } else if (call.isEntry && call.number == SYS_open) {
                                opened.insert(call.text(0));
