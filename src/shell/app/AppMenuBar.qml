@@ -14,7 +14,7 @@ T.MenuBar {
 
     // Those of the tab on screen.
     function commandsOf(menu: int): var {
-        return view ? view.current.commands.filter(command => command.menu === menu) : [];
+        return view ? Array.from(view.current.commands).filter(command => command.menu === menu) : [];
     }
 
     signal helpRequested
