@@ -134,6 +134,9 @@ Rectangle {
 
                         command: modelData
                         icon.name: ""
+                        // qmllint disable unqualified
+                        visible: modelData !== line.can.refreshChanged || line.driver.changedFolderCount > 0
+                        // qmllint enable unqualified
                         kind: AppButton.Quiet
                         height: Math.max(Theme.minimumTarget, implicitContentHeight)
                         font.pixelSize: Theme.sizeCaption

@@ -99,6 +99,9 @@ FocusScope {
             secondary: true
             font.pixelSize: Theme.sizeCaption
         }
+        Item {
+            Layout.fillWidth: true
+        }
     }
 
     SunburstSummaryNote {
