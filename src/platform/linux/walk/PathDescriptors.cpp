@@ -139,7 +139,11 @@ FileDescriptor openOnSameMount(int folder, const char* name, int flags) {
 }
 
 FileDescriptor openFromMemory(int folder, const char* path, int flags) {
-    return openPiece(folder, path, flags | O_NOFOLLOW, RESOLVE_NO_XDEV | RESOLVE_CACHED);
+    FileDescriptor opened = openPiece(folder, path, flags | O_NOFOLLOW, RESOLVE_NO_XDEV | RESOLVE_CACHED);
+    if (!opened && errno == EINVAL) {
+        errno = EAGAIN;  // a kernel before 5.12, which does not tell what it has in memory
+    }
+    return opened;
 }
 
 FileDescriptor openWithoutLinks(const std::string& path, int flags) {
