@@ -40,7 +40,7 @@ def all_that_is_read(objects, made):
             continue
         read.add(path)
         left += objects.get(path, []) or objects.get(path + ".gch", [])
-    return sorted(path for path in read if not path.endswith(".gch"))
+    return [path for path in read if not path.endswith(".gch")]
 
 
 def main():
@@ -59,7 +59,7 @@ def main():
         return contents[path]
 
     def here(text):
-        return text.replace(ROOT + "/", "./")
+        return text.replace(ROOT + "/", "./").replace(ROOT, ".")
 
     for source in sources:
         command = commands.get(os.path.realpath(source), "")
@@ -71,7 +71,7 @@ def main():
         digest = hashlib.sha256()
         for text in [options, here(command)]:
             digest.update(text.encode() + b"\0")
-        for path in all_that_is_read(objects, made):
+        for path in sorted(all_that_is_read(objects, made), key=here):
             digest.update(here(path).encode() + b"\0" + content(path))
         print(digest.hexdigest(), source)
 
