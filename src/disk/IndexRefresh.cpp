@@ -15,6 +15,13 @@
 
 namespace larkfold {
 
+namespace {
+
+constexpr const char* notFullyRead =
+    "The changed folder could not be fully read. Its previous index was preserved.";
+
+}  // namespace
+
 // The index of one folder while it waits to be merged. Gone with its last owner.
 class IndexRefresh::Temporary {
 public:
@@ -59,7 +66,7 @@ IndexRefresh::IndexRefresh(SerialContext& scanContext, SerialContext& indexConte
                 fail(std::current_exception());
                 return;
             }
-            lookAtRoot([this] { nextFolder(); });
+            lookAtRoot(false, [this] { nextFolder(); });
         });
 }
 
@@ -70,11 +77,14 @@ void IndexRefresh::cancel() {
     run_.cancel();
 }
 
-void IndexRefresh::lookAtRoot(std::function<void()> next) {
+void IndexRefresh::lookAtRoot(bool mustStand, std::function<void()> next) {
     auto holdsNothing = std::make_shared<bool>(false);  // written by the work, read when it is over
     run_ = scanContext_.run<bool>(
-        [root = request_.root, holdsNothing](std::stop_token stop) {
+        [root = request_.root, holdsNothing, mustStand](std::stop_token stop) {
             const FolderState state = folderStateOf(root, std::move(stop));
+            if (mustStand && state == FolderState::unknown) {
+                throw ScanIndexDatabase::Failure(notFullyRead);
+            }
             *holdsNothing = state == FolderState::missing || state == FolderState::empty;
             return true;
         },
@@ -122,8 +132,7 @@ void IndexRefresh::nextFolder() {
                 isRead = isRoot || result.errors.empty();
             }
             if (!isRead) {
-                throw ScanIndexDatabase::Failure(
-                    "The changed folder could not be fully read. Its previous index was preserved.");
+                throw ScanIndexDatabase::Failure(notFullyRead);
             }
             return true;
         },
@@ -135,7 +144,7 @@ void IndexRefresh::nextFolder() {
                 takeOut(folder);
             } else {
                 // Only with the root still there: a drive may have been unplugged just now.
-                lookAtRoot([this, folder] { takeOut(folder); });
+                lookAtRoot(true, [this, folder] { takeOut(folder); });
             }
         }));
 }

@@ -53,8 +53,9 @@ public:
 private:
     class Temporary;
 
-    // Goes on with the root alone where it is not there or holds nothing, otherwise with `next`.
-    void lookAtRoot(std::function<void()> next);
+    // Goes on with the root alone where it is not there or holds nothing, otherwise with `next`. What cannot
+    // be told ends the refresh where the root `mustStand`.
+    void lookAtRoot(bool mustStand, std::function<void()> next);
     void nextFolder();
     void takeIn(const std::shared_ptr<Temporary>& temporary);
     void takeOut(const std::string& folder);
